@@ -1,0 +1,10 @@
+// Everything that a host of the Velmora plug-in needs.
+#pragma once
+
+#include <velmora/categories.h>
+#include <velmora/data_buffer.h>
+#include <velmora/data_context.h>
+#include <velmora/data_processor.h>
+#include <velmora/identifier.h>
+#include <velmora/module.h>
+#include <velmora/status.h>

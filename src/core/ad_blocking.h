@@ -1,0 +1,40 @@
+// The process's ad-blocking library, as the filters see it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include <velmora/ad_blocker.h>
+
+namespace velmora {
+
+/// Asks a library's object, or answers "no" to everything when there is none. Callable from any
+/// thread; takes no locks.
+class AdBlocking {
+ public:
+  /// Unbound.
+  AdBlocking() = default;
+  /// Takes over the caller's reference to `library`; null means unbound.
+  explicit AdBlocking(IAdBlocker *library) noexcept : library_(library) {}
+  AdBlocking(const AdBlocking &) = delete;
+  AdBlocking &operator=(const AdBlocking &) = delete;
+  ~AdBlocking();
+
+  bool IsBound() const noexcept { return library_ != nullptr; }
+
+  /// The library's answer; of exactly 1, its reason is copied to `reason`, which else stays as it
+  /// is. `exempt` is set when the address is expressly allowed, never cleared.
+  std::uint8_t CheckUrl(const std::string &host, const std::string &url, std::string &reason,
+                        bool &exempt) const;
+  std::uint8_t CheckUrlText(const char *host, std::string_view piece, std::string &reason,
+                            bool &exempt) const;
+  bool CheckSize(const char *host, std::int32_t width, std::int32_t height) const noexcept;
+  void CheckLink(const std::string &link, const std::string &host,
+                 const std::string &text) const noexcept;
+
+ private:
+  IAdBlocker *library_ = nullptr;
+};
+
+}  // namespace velmora

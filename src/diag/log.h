@@ -1,0 +1,59 @@
+// The debug log: one process-wide trace that every component writes printf-style lines to.
+#pragma once
+
+#include <cstdarg>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/files.h"
+#include "platform/locks.h"
+
+namespace velmora {
+
+/// Bits of the log's mode.
+inline constexpr std::uint32_t LOG_TO_FILE = 1;
+/// Puts the process id into the file's name.
+inline constexpr std::uint32_t LOG_NAME_PROCESS = 2;
+inline constexpr std::uint32_t LOG_TO_DEBUGGER = 4;
+
+/// Writes trace lines to a file, to the debugger output, or to both. Any thread may log at any
+/// time; lines never interleave.
+class CDebugLog {
+ public:
+  /// Receives each line when the mode has `LOG_TO_DEBUGGER`; called inside the log's lock.
+  using DebuggerSink = void (*)(std::string_view line) noexcept;
+
+  /// A log in the given mode (0: off, nothing is opened), its file beside the host's executable.
+  /// A file that cannot be opened turns the mode into `LOG_TO_DEBUGGER` alone.
+  CDebugLog(std::uint32_t mode, std::string_view file_name, DebuggerSink sink) noexcept;
+  CDebugLog(const CDebugLog &) = delete;
+  CDebugLog &operator=(const CDebugLog &) = delete;
+  ~CDebugLog();
+
+  std::uint32_t mode() const noexcept { return mode_; }
+
+  /// Formats by the rules of platform/formatter.h and writes one line; a text that does not end in
+  /// "\n" gets "\r\n".
+  void Write(const char *format, std::va_list arguments) noexcept;
+  /// The same with "Exception: " in front.
+  void WriteException(const char *format, std::va_list arguments) noexcept;
+
+ private:
+  void WriteLine(std::string_view prefix, const char *format, std::va_list arguments) noexcept;
+
+  std::uint32_t mode_;
+  platform::AppendFile file_;
+  DebuggerSink sink_;
+  platform::CriticalSection lock_;
+};
+
+/// Makes `log` the process-wide log (null: none) and returns the one before. The module does this
+/// once it is built; tests do it to record lines.
+CDebugLog *InstallLog(CDebugLog *log) noexcept;
+
+/// Writes a line to the process-wide log. When the log is off this costs one comparison.
+[[gnu::format(printf, 1, 2)]] void Log(const char *format, ...) noexcept;
+[[gnu::format(printf, 1, 2)]] void LogException(const char *format, ...) noexcept;
+
+}  // namespace velmora

@@ -1,0 +1,18 @@
+// The formatter of trace lines.
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+
+namespace velmora::platform {
+
+/// Longest text that a format produces, in bytes.
+inline constexpr std::size_t FORMAT_LIMIT = 1024;
+
+/// Formats into `output`, which has room for `FORMAT_LIMIT` + 1 bytes, and returns the length
+/// without the NUL that is put behind it; longer text is cut. Understands %d %u %s %c %x %X and %%
+/// with the flags "-" and "0", a field width and a precision; no floating point. A null string is
+/// written as "(null)". Allocates nothing and does not depend on the locale.
+std::size_t Format(char *output, const char *format, std::va_list arguments) noexcept;
+
+}  // namespace velmora::platform

@@ -1,0 +1,132 @@
+// A host for tests: a body buffer and a transaction's context that record what the plug-in does.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <velmora/velmora.h>
+
+namespace velmora::testing {
+
+/// One recorded `ReportBlocked`.
+struct Report {
+  std::int32_t category;
+  std::string item;
+  std::string detail;
+
+  friend bool operator==(const Report &, const Report &) = default;
+  friend std::ostream &operator<<(std::ostream &out, const Report &report) {
+    return out << report.category << " [" << report.item << "] [" << report.detail << "]";
+  }
+};
+
+class FakeContext final : public IDataContext {
+ public:
+  Status QueryInterface(const Identifier *, void **) noexcept override {
+    return RESULT_NO_INTERFACE;
+  }
+  std::int32_t AddRef() noexcept override { return ++references; }
+  std::int32_t Release() noexcept override { return --references; }
+  const char *GetProperty(std::int32_t property) noexcept override {
+    if (property == PROPERTY_URL) return url.c_str();
+    if (property == PROPERTY_HOST) return host.c_str();
+    return content_type ? content_type->c_str() : nullptr;
+  }
+  const char *GetSetting(const char *name) noexcept override {
+    const auto setting = settings.find(name);
+    return setting == settings.end() ? nullptr : setting->second.c_str();
+  }
+  bool IsCategoryEnabled(std::int32_t category) noexcept override {
+    return categories.contains(category);
+  }
+  const std::vector<std::uint8_t> &GetOptionBlock() noexcept override { return option_block; }
+  void ReportBlocked(std::int32_t count, std::int32_t category, const char *item,
+                     const char *detail) noexcept override {
+    reported_count += count;
+    reports.push_back({category, item, detail});
+  }
+
+  std::string url = "http://www.example.com/dir/page.html";
+  std::string host = "www.example.com";
+  std::optional<std::string> content_type = "text/html";
+  std::map<std::string, std::string> settings;
+  std::set<std::int32_t> categories;
+  std::vector<std::uint8_t> option_block;
+
+  std::vector<Report> reports;
+  std::int32_t reported_count = 0;
+  std::int32_t references = 0;
+};
+
+/// Holds the bytes of one body that are not sent on yet, as a host does.
+class FakeBuffer final : public IDataBuffer {
+ public:
+  FakeBuffer() = default;
+  explicit FakeBuffer(std::string_view held) : bytes(held), committed(Size()) {}
+
+  Status QueryInterface(const Identifier *, void **) noexcept override {
+    return RESULT_NO_INTERFACE;
+  }
+  std::int32_t AddRef() noexcept override { return 1; }
+  std::int32_t Release() noexcept override { return 1; }
+  std::uint8_t *GetData() noexcept override {
+    return reinterpret_cast<std::uint8_t *>(bytes.data());
+  }
+  std::uint32_t GetSize() noexcept override { return Size(); }
+  std::uint32_t GetCommitted() noexcept override { return committed; }
+  void SetCommitted(std::uint32_t position) noexcept override { committed = position; }
+  void Reserved7() noexcept override {}
+  void Reserved8() noexcept override {}
+  void Replace(std::uint32_t position, std::uint32_t old_length, const std::uint8_t *text,
+               std::uint32_t new_length) noexcept override {
+    ++replacements;
+    if (position > Size()) return;
+    old_length = std::min(old_length, Size() - position);
+    bytes.replace(position, old_length,
+                  std::string(reinterpret_cast<const char *>(text), new_length));
+    if (committed >= position + old_length) {
+      committed += new_length - old_length;
+    } else if (committed > position) {
+      committed = position + new_length;
+    }
+  }
+
+  /// Takes the committed bytes out, as a host that sends them on.
+  std::string TakeCommitted() {
+    std::string sent = bytes.substr(0, committed);
+    bytes.erase(0, committed);
+    committed = 0;
+    return sent;
+  }
+
+  std::string bytes;
+  std::uint32_t committed = 0;
+  int replacements = 0;
+
+ private:
+  std::uint32_t Size() const { return static_cast<std::uint32_t>(bytes.size()); }
+};
+
+/// Feeds a body to a processor in the given pieces and returns all that the host sends on. After
+/// the last call the bytes behind the final commit position are sent on too.
+inline std::string Feed(IDataProcessor &processor, const std::vector<std::string_view> &pieces) {
+  FakeBuffer buffer;
+  std::string sent;
+  for (std::size_t i = 0; i < pieces.size(); ++i) {
+    buffer.bytes += pieces[i];
+    const std::uint32_t flags =
+        (i == 0 ? DATA_FLAG_START : 0U) | (i + 1 == pieces.size() ? DATA_FLAG_END : 0U);
+    processor.ProcessData(&buffer, 0, buffer.GetSize(), flags);
+    sent += buffer.TakeCommitted();
+  }
+  return sent + buffer.bytes;
+}
+
+}  // namespace velmora::testing
