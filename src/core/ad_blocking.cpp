@@ -1,0 +1,64 @@
+#include "core/ad_blocking.h"
+
+#include <array>
+
+namespace velmora {
+namespace {
+
+/// The buffer that a library writes its reason into. Begins with a NUL and ends in one, whatever
+/// the library writes.
+class ReasonBuffer {
+ public:
+  ReasonBuffer() noexcept { text_.front() = '\0'; }
+
+  char *data() noexcept { return text_.data(); }
+  static constexpr std::size_t size() noexcept { return AD_TEXT_SIZE; }
+
+  /// Copies the reason out when the answer is exactly 1, the only one that comes with a reason.
+  void CopyTo(std::string &reason, std::uint8_t answer) {
+    text_.back() = '\0';
+    if (answer == 1) reason = text_.data();
+  }
+
+ private:
+  std::array<char, AD_TEXT_SIZE> text_;
+};
+
+}  // namespace
+
+AdBlocking::~AdBlocking() {
+  if (library_ != nullptr) library_->Release();
+}
+
+std::uint8_t AdBlocking::CheckUrl(const std::string &host, const std::string &url,
+                                  std::string &reason, bool &exempt) const {
+  if (library_ == nullptr) return 0;
+  ReasonBuffer buffer;
+  const std::uint8_t answer =
+      library_->CheckUrl(host.c_str(), url.c_str(), buffer.data(), ReasonBuffer::size(), &exempt);
+  buffer.CopyTo(reason, answer);
+  return answer;
+}
+
+std::uint8_t AdBlocking::CheckUrlText(const char *host, std::string_view piece, std::string &reason,
+                                      bool &exempt) const {
+  if (library_ == nullptr) return 0;
+  ReasonBuffer buffer;
+  const std::uint8_t answer =
+      library_->CheckUrlText(host, piece.data(), static_cast<std::uint32_t>(piece.size()),
+                             buffer.data(), ReasonBuffer::size(), &exempt);
+  buffer.CopyTo(reason, answer);
+  return answer;
+}
+
+bool AdBlocking::CheckSize(const char *host, std::int32_t width,
+                           std::int32_t height) const noexcept {
+  return library_ != nullptr && library_->CheckSize(host, width, height) != 0;
+}
+
+void AdBlocking::CheckLink(const std::string &link, const std::string &host,
+                           const std::string &text) const noexcept {
+  if (library_ != nullptr) library_->CheckLink(link.c_str(), host.c_str(), text.c_str());
+}
+
+}  // namespace velmora
