@@ -1,0 +1,34 @@
+// CElementHandlerMap: dispatches elements to handlers by tag name.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "html/element_handler.h"
+
+namespace velmora {
+
+/// The key of a handler that is offered every element.
+inline constexpr char EVERY_ELEMENT[] = "*";
+
+/// Owns its handlers. At a start tag the handler of every element comes before that of the name, at
+/// an end tag behind it. A missing entry, or one whose handler is null, counts as nothing done.
+class CElementHandlerMap : public CElementHandler {
+ public:
+  using CElementHandler::CElementHandler;
+
+  /// `tag_name` is upper case or `EVERY_ELEMENT`; names compare byte by byte.
+  void Add(std::string_view tag_name, std::unique_ptr<CElementHandler> handler);
+
+  std::int32_t OnStartTag(CHTMLElement &element) override;
+  std::int32_t OnEndTag(CHTMLElement &element) override;
+
+ private:
+  CElementHandler *Find(std::string_view tag_name) const;
+
+  std::map<std::string, std::unique_ptr<CElementHandler>, std::less<>> handlers_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,102 @@
+#include "html/encoding.h"
+
+#include <iconv.h>
+
+#include <array>
+#include <cerrno>
+
+#include "core/strings.h"
+#include "core/switches.h"
+#include "diag/log.h"
+
+namespace velmora {
+namespace {
+
+const iconv_t INVALID_HANDLE = reinterpret_cast<iconv_t>(-1);
+
+iconv_t OpenConverter(const char *to, const char *from, const std::string &name) noexcept {
+  const iconv_t converter = libiconv_open(to, from);
+  if (converter == INVALID_HANDLE) Log("*** CEncoding(%s): iconv_open failed\n", name.c_str());
+  return converter;
+}
+
+void CloseConverter(iconv_t converter, const std::string &name) noexcept {
+  if (converter == INVALID_HANDLE || libiconv_close(converter) == 0) return;
+  Log("*** ~CEncoding(%s): iconv_close failed\n", name.c_str());
+}
+
+}  // namespace
+
+CEncoding::CEncoding(std::string_view name)
+    : name_(name), decoder_(INVALID_HANDLE), encoder_(INVALID_HANDLE) {
+  if (IsTraced()) Log("CEncoding(%s)\n", name_.c_str());
+  decoder_ = OpenConverter("UCS-2LE", name_.c_str(), name_);
+  encoder_ = OpenConverter(name_.c_str(), "UTF-8", name_);
+}
+
+CEncoding::~CEncoding() {
+  if (IsTraced()) Log("~CEncoding(%s)\n", name_.c_str());
+  CloseConverter(encoder_, name_);
+  CloseConverter(decoder_, name_);
+}
+
+/// "ISO-8859-1" is made for nearly every page and would flood the log.
+bool CEncoding::IsTraced() const noexcept {
+  return switches::ENCODING_TRACE && !EqualNoCase(name_, "ISO-8859-1");
+}
+
+bool CEncoding::IsValid() const noexcept {
+  return decoder_ != INVALID_HANDLE && encoder_ != INVALID_HANDLE;
+}
+
+DecodedChar CEncoding::DecodeChar(std::span<const std::uint8_t> bytes) noexcept {
+  if (decoder_ == INVALID_HANDLE) return DecodedChar::Invalid();
+
+  // Room for exactly one unit: with more input behind the character, libiconv stops at E2BIG.
+  std::array<unsigned char, 2> unit{};
+  const char *input = reinterpret_cast<const char *>(bytes.data());
+  std::size_t input_left = bytes.size();
+  char *output = reinterpret_cast<char *>(unit.data());
+  std::size_t room_left = unit.size();
+  const std::size_t result = libiconv(decoder_, &input, &input_left, &output, &room_left);
+  const int error = result == static_cast<std::size_t>(-1) ? errno : 0;
+
+  const DecodedChar decoded{static_cast<std::int32_t>(bytes.size() - input_left), room_left == 0,
+                            static_cast<char16_t>(unit[0] | (unit[1] << 8))};
+  switch (error) {
+    case 0:
+      if (switches::ENCODING_TRACE && result != 0) {
+        Log("%d non-reversible conversions\n", static_cast<int>(result));
+      }
+      return decoded;
+    case EILSEQ:
+      if (switches::ENCODING_TRACE) {
+        Log("*** %s: INVALID INPUT (%02X).\n", name_.c_str(), static_cast<unsigned char>(*input));
+      }
+      [[fallthrough]];
+    case E2BIG:
+      return decoded.has_unit ? decoded : DecodedChar::Invalid();
+    case EINVAL:
+      if (switches::ENCODING_TRACE) Log("* %s: incomplete input.\n", name_.c_str());
+      return DecodedChar::Incomplete();
+    default:
+      if (switches::ERRNO_TRACE) Log("*** %s: INVALID ERRNO %d\n", name_.c_str(), error);
+      return decoded;
+  }
+}
+
+std::string CEncoding::Encode(std::string_view text) {
+  if (encoder_ == INVALID_HANDLE || text.empty()) return {};
+  std::string encoded(2 * text.size(), '\0');
+  const char *input = text.data();
+  std::size_t input_left = text.size();
+  char *output = encoded.data();
+  std::size_t room_left = encoded.size();
+  // What does not fit or convert is cut off where the conversion stopped, so the result is not
+  // looked at.
+  libiconv(encoder_, &input, &input_left, &output, &room_left);
+  encoded.resize(encoded.size() - room_left);
+  return encoded;
+}
+
+}  // namespace velmora
