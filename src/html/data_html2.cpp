@@ -1,0 +1,130 @@
+#include "html/data_html2.h"
+
+#include <utility>
+
+#include "core/byte_order.h"
+#include "core/switches.h"
+#include "diag/log.h"
+#include "html/charset.h"
+#include "html/charset_handlers.h"
+
+namespace velmora {
+
+CDataHTML2::CDataHTML2(FilterMaker make_filters, std::unique_ptr<CharacterSource> source)
+    : make_filters_(std::move(make_filters)), source_(std::move(source)) {
+  if (switches::HTML_OBJECT_TRACE) Log("CDataHTML2\n");
+}
+
+CDataHTML2::~CDataHTML2() {
+  if (switches::HTML_OBJECT_TRACE) Log("~CDataHTML2\n");
+  Clear();
+}
+
+bool CDataHTML2::Attach() {
+  handlers_.Clear();
+  if (context() == nullptr) return true;
+  handlers_.Add(MakeCharsetHandlerMap(*context(), encodings_));
+  if (make_filters_) make_filters_(*context(), handlers_);
+  return true;
+}
+
+void CDataHTML2::Clear() noexcept {
+  elements_.Clear();
+  handlers_.Clear();
+  encodings_.Clear();
+}
+
+void CDataHTML2::Process(const Chunk &chunk) {
+  page_.Enter(chunk);
+  position_.EnterCall(chunk.offset());
+  elements_.Rebase();
+  if (chunk.IsStart()) Start();
+  if (encodings_.IsEmpty()) {
+    // Not a single character can be read: the body passes untouched.
+    position_ = {};
+    return;
+  }
+  ReadCharacters();
+  if (chunk.IsEnd()) Finish();
+  position_.LeaveCall(chunk.buffer());
+}
+
+void CDataHTML2::Start() {
+  if (switches::HTML_BODY_TRACE) Log("HTML START\n");
+  PushStartEncoding(
+      context() == nullptr ? nullptr : context()->GetProperty(PROPERTY_CONTENT_TYPE), encodings_);
+}
+
+void CDataHTML2::ReadCharacters() {
+  RefreshBytes();
+  // A host may present less than was left to it.
+  position_.Follow(0, static_cast<std::uint32_t>(bytes_.size()));
+  while (!Rest().empty()) {
+    if (const PassedOver passed_over = PassedOverIn(tokenizer_.state());
+        passed_over != PassedOver::NOTHING) {
+      position_.Advance(source_->PassOver(encodings_.Top(), Rest(), passed_over, place_),
+                        static_cast<std::uint32_t>(bytes_.size()));
+      if (Rest().empty()) return;
+    }
+    const DecodedChar decoded = source_->Decode(encodings_.Top(), Rest());
+    if (decoded.IsIncomplete()) return;
+    if (decoded.IsInvalid()) {
+      SkipInvalidByte(Rest().front());
+      continue;
+    }
+    if (decoded.has_unit) {
+      if (tokenizer_.Take(decoded.unit) == Taken::DECODED_ANEW) continue;
+      place_.Advance(decoded.unit);
+    }
+    position_.Advance(static_cast<std::uint32_t>(decoded.consumed),
+                      static_cast<std::uint32_t>(bytes_.size()));
+  }
+}
+
+void CDataHTML2::SkipInvalidByte(std::uint8_t byte) {
+  Log("*** INVALID INPUT: %02X\n", static_cast<unsigned>(byte));
+  Log("*** ROW %d COL %d\n", place_.row, place_.column);
+  position_.Advance(1, static_cast<std::uint32_t>(bytes_.size()));
+}
+
+void CDataHTML2::Finish() {
+  if (switches::HTML_BODY_TRACE) Log("HTML END\n");
+  tokenizer_.Finish();
+  const std::int32_t change = elements_.CloseAll();
+  RefreshBytes();
+  position_.Follow(change, static_cast<std::uint32_t>(bytes_.size()));
+  position_.DropHold();
+}
+
+void CDataHTML2::OnTag(const Tag &tag) {
+  if (!tag.name.empty()) {
+    const std::int32_t change =
+        tag.IsEndTag() ? elements_.HandleEndTag(std::string_view(tag.name).substr(1), tag.start)
+                       : elements_.HandleStartTag(tag);
+    RefreshBytes();
+    position_.Follow(change, static_cast<std::uint32_t>(bytes_.size()));
+  }
+  if (!elements_.HoldsOutput()) position_.DropHold();
+}
+
+void CDataHTML2::TestByteOrder() {
+  const std::size_t begin = position_.call_offset();
+  const auto byte_order =
+      DetectByteOrder(bytes_.subspan(begin, position_.position() - begin + 1));
+  if (!byte_order) return;
+  Log("%s", byte_order->trace);
+  if (auto encoding = MakeEncoding(byte_order->big_endian ? "UTF-16BE" : "UTF-16LE")) {
+    encodings_.Push(std::move(encoding));
+  }
+}
+
+void CDataHTML2::RefreshBytes() noexcept {
+  const Chunk &chunk = page_.chunk();
+  bytes_ = {chunk.buffer().GetData(), chunk.End()};
+}
+
+std::span<const std::uint8_t> CDataHTML2::Rest() const noexcept {
+  return bytes_.subspan(position_.position());
+}
+
+}  // namespace velmora
