@@ -1,0 +1,74 @@
+// CScriptStringScanner: looks for Flash and advertisements in the string literals of a script.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include <velmora/categories.h>
+#include <velmora/data_context.h>
+
+#include "core/ad_blocking.h"
+#include "core/counted_pointer.h"
+#include "script/token_list.h"
+
+namespace velmora {
+
+/// The categories of one script language.
+struct ScriptCategories {
+  std::int32_t block_all;
+  std::int32_t flash;
+  std::int32_t ad_sizes;
+  std::int32_t ad_urls;
+};
+
+inline constexpr ScriptCategories JAVASCRIPT_CATEGORIES{
+    CATEGORY_JAVASCRIPT, CATEGORY_JAVASCRIPT_FLASH, CATEGORY_JAVASCRIPT_AD_SIZES,
+    CATEGORY_JAVASCRIPT_AD_URLS};
+inline constexpr ScriptCategories VBSCRIPT_CATEGORIES{CATEGORY_VBSCRIPT, CATEGORY_VBSCRIPT_FLASH,
+                                                      CATEGORY_VBSCRIPT_AD_SIZES,
+                                                      CATEGORY_VBSCRIPT_AD_URLS};
+
+/// Examines the strings of one script, in order, and keeps what it found: Flash ends the search; of
+/// the advertisements the first one counts, and only if the ad-blocking library asks nowhere in the
+/// script that they be let through.
+class CScriptStringScanner {
+ public:
+  CScriptStringScanner(IDataContext &context, const AdBlocking &ads,
+                       const ScriptCategories &categories);
+
+  /// True: no further string needs to be examined.
+  bool Check(std::string_view text);
+  /// The finding's category and the text that describes it; false when there is none.
+  bool GetFinding(std::int32_t &category, std::string &text) const;
+
+ private:
+  bool CheckFlash(std::string_view rest);
+  void CheckUrl(std::string_view rest);
+  void CheckSizes(std::string_view rest);
+
+  CountedPointer<IDataContext> context_;
+  const AdBlocking &ads_;
+  const ScriptCategories categories_;
+  /// The host of every check: the transaction's.
+  const char *host_;
+  bool flash_enabled_;
+  bool ad_sizes_enabled_;
+  bool ad_urls_enabled_;
+  bool dump_strings_;
+
+  bool suppress_ads_ = false;
+  bool ad_found_ = false;
+  std::int32_t finding_category_ = 0;
+  std::string finding_text_;
+  /// As last seen in any string of the script: a width in one string meets a height in another.
+  std::int32_t width_ = 0;
+  std::int32_t height_ = 0;
+};
+
+/// Examines all strings of a token list (none when it is null) and reports a finding to the host;
+/// true when there was one.
+bool ScanScriptStrings(IDataContext &context, const AdBlocking &ads,
+                       const ScriptCategories &categories, CScriptTokenList *list);
+
+}  // namespace velmora
