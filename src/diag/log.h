@@ -3,9 +3,9 @@
 
 #include <cstdarg>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
+#include "platform/debugger_output.h"
 #include "platform/files.h"
 #include "platform/locks.h"
 
@@ -26,30 +26,38 @@ class CDebugLog {
 
   /// A log in the given mode (0: off, nothing is opened), its file beside the host's executable.
   /// A file that cannot be opened turns the mode into `LOG_TO_DEBUGGER` alone.
-  CDebugLog(std::uint32_t mode, std::string_view file_name, DebuggerSink sink) noexcept;
+  CDebugLog(std::uint32_t mode, std::string_view file_name,
+            DebuggerSink sink = &platform::WriteDebuggerOutput) noexcept;
   CDebugLog(const CDebugLog &) = delete;
   CDebugLog &operator=(const CDebugLog &) = delete;
+  /// Stops being the process-wide log, if it is that.
   ~CDebugLog();
 
   std::uint32_t mode() const noexcept { return mode_; }
 
   /// Formats by the rules of platform/formatter.h and writes one line; a text that does not end in
   /// "\n" gets "\r\n".
-  void Write(const char *format, std::va_list arguments) noexcept;
+  [[gnu::format(printf, 2, 0)]] void Write(const char *format, std::va_list arguments) noexcept;
   /// The same with "Exception: " in front.
-  void WriteException(const char *format, std::va_list arguments) noexcept;
+  [[gnu::format(printf, 2, 0)]] void WriteException(const char *format,
+                                                    std::va_list arguments) noexcept;
 
  private:
-  void WriteLine(std::string_view prefix, const char *format, std::va_list arguments) noexcept;
+  [[gnu::format(printf, 2, 3)]] void WriteHeader(const char *format, ...) noexcept;
+  [[gnu::format(printf, 3, 0)]] void WriteLine(std::string_view prefix, const char *format,
+                                               std::va_list arguments) noexcept;
 
   std::uint32_t mode_;
   platform::AppendFile file_;
   DebuggerSink sink_;
   platform::CriticalSection lock_;
+  /// The line being written; used inside the lock.
+  char line_[2048];
 };
 
-/// Makes `log` the process-wide log (null: none) and returns the one before. The module does this
-/// once it is built; tests do it to record lines.
+/// Makes `log` the process-wide log (null: none) and returns the one before. A log whose mode is 0
+/// counts as none. The module does this once it is built; tests do it to record lines. No other
+/// thread may be logging when a log is taken away and destroyed.
 CDebugLog *InstallLog(CDebugLog *log) noexcept;
 
 /// Writes a line to the process-wide log. When the log is off this costs one comparison.

@@ -1,8 +1,10 @@
 // Files, as the log and the captures need them.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -26,5 +28,26 @@ class AppendFile {
  private:
   int descriptor_ = -1;
 };
+
+/// A file that is written anew: created or emptied, buffered, flushed when it is closed. Write
+/// errors are ignored.
+class OutputFile {
+ public:
+  OutputFile() = default;
+  /// `IsOpen` tells whether that worked.
+  explicit OutputFile(const std::string &path) noexcept;
+
+  bool IsOpen() const noexcept { return stream_ != nullptr; }
+  void Write(std::span<const std::uint8_t> bytes) noexcept;
+
+ private:
+  struct Closer {
+    void operator()(std::FILE *stream) const noexcept { std::fclose(stream); }
+  };
+  std::unique_ptr<std::FILE, Closer> stream_;
+};
+
+/// Makes a directory; one that is there already, or cannot be made, is no matter.
+void MakeDirectory(const std::string &path) noexcept;
 
 }  // namespace velmora::platform
