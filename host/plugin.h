@@ -1,0 +1,36 @@
+// Plugin: the loaded plug-in, and the ad-blocking library that it works with.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include <velmora/data_processor.h>
+
+#include "host/module.h"
+
+namespace velmora::host {
+
+using ProcessorPointer = CountedPtr<IDataProcessor>;
+
+/// One a process; any number of threads make processors at once. It outlives them all. The
+/// ad-blocking library is loaded first and unloaded last, because the plug-in binds to it while it
+/// is loaded itself.
+class Plugin {
+ public:
+  /// Throws `LoadError` when a file is missing or does not answer as it should.
+  explicit Plugin(const std::filesystem::path &file,
+                  const std::optional<std::filesystem::path> &ad_library = std::nullopt);
+
+  /// A processor for one transaction; null when memory cannot be had.
+  ProcessorPointer CreateProcessor() const noexcept;
+
+ private:
+  std::optional<Module> ad_library_;
+  Module module_;
+  CountedPtr<IDataProcessorFactory> factory_;
+};
+
+/// The plug-in's file beside the running program.
+std::filesystem::path PluginBesideProgram();
+
+}  // namespace velmora::host
