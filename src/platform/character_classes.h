@@ -4,20 +4,45 @@
 
 namespace velmora::platform {
 
-/// General category L; surrogates and U+FFFD are no letters.
-bool IsLetter(char16_t unit) noexcept;
-/// A letter or general category Nd.
-bool IsAlphanumeric(char16_t unit) noexcept;
-/// Unicode's White_Space.
-bool IsSpace(char16_t unit) noexcept;
-
-constexpr char ToUpperAscii(char c) noexcept { return c >= 'a' && c <= 'z' ? char(c - 0x20) : c; }
-constexpr char ToLowerAscii(char c) noexcept { return c >= 'A' && c <= 'Z' ? char(c + 0x20) : c; }
-constexpr bool IsDigitAscii(char c) noexcept { return c >= '0' && c <= '9'; }
+constexpr char ToUpperAscii(char c) noexcept {
+  return c >= 'a' && c <= 'z' ? char(c - 0x20) : c;
+}
+constexpr char ToLowerAscii(char c) noexcept {
+  return c >= 'A' && c <= 'Z' ? char(c + 0x20) : c;
+}
+constexpr bool IsDigitAscii(char c) noexcept {
+  return c >= '0' && c <= '9';
+}
 constexpr bool IsLetterAscii(char c) noexcept {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 /// 09 to 0D and 20.
-constexpr bool IsSpaceAscii(char c) noexcept { return (c >= 0x09 && c <= 0x0D) || c == 0x20; }
+constexpr bool IsSpaceAscii(char c) noexcept {
+  return (c >= 0x09 && c <= 0x0D) || c == 0x20;
+}
+
+/// The classes of units above ASCII, looked up in tables.
+bool IsLetterBeyondAscii(char16_t unit) noexcept;
+bool IsAlphanumericBeyondAscii(char16_t unit) noexcept;
+bool IsSpaceBeyondAscii(char16_t unit) noexcept;
+
+constexpr bool IsAscii(char16_t unit) noexcept {
+  return unit < 0x80;
+}
+
+/// General category L; surrogates and U+FFFD are no letters.
+inline bool IsLetter(char16_t unit) noexcept {
+  return IsAscii(unit) ? IsLetterAscii(static_cast<char>(unit)) : IsLetterBeyondAscii(unit);
+}
+/// A letter or general category Nd.
+inline bool IsAlphanumeric(char16_t unit) noexcept {
+  if (!IsAscii(unit)) return IsAlphanumericBeyondAscii(unit);
+  const char c = static_cast<char>(unit);
+  return IsLetterAscii(c) || IsDigitAscii(c);
+}
+/// Unicode's White_Space.
+inline bool IsSpace(char16_t unit) noexcept {
+  return IsAscii(unit) ? IsSpaceAscii(static_cast<char>(unit)) : IsSpaceBeyondAscii(unit);
+}
 
 }  // namespace velmora::platform

@@ -36,6 +36,17 @@ void OutputFile::Write(std::span<const std::uint8_t> bytes) noexcept {
   [[maybe_unused]] const auto written = std::fwrite(bytes.data(), 1, bytes.size(), stream_.get());
 }
 
+std::string ReadFile(const std::string &path) {
+  std::string bytes;
+  const Stream stream(std::fopen(path.c_str(), "rbe"));
+  if (stream == nullptr) return bytes;
+  char block[4096];
+  while (const std::size_t count = std::fread(block, 1, sizeof block, stream.get())) {
+    bytes.append(block, count);
+  }
+  return bytes;
+}
+
 void MakeDirectory(const std::string &path) noexcept {
   ::mkdir(path.c_str(), 0777);
 }

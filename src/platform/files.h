@@ -29,6 +29,11 @@ class AppendFile {
   int descriptor_ = -1;
 };
 
+struct StreamCloser {
+  void operator()(std::FILE *stream) const noexcept { std::fclose(stream); }
+};
+using Stream = std::unique_ptr<std::FILE, StreamCloser>;
+
 /// A file that is written anew: created or emptied, buffered, flushed when it is closed. Write
 /// errors are ignored.
 class OutputFile {
@@ -41,11 +46,11 @@ class OutputFile {
   void Write(std::span<const std::uint8_t> bytes) noexcept;
 
  private:
-  struct Closer {
-    void operator()(std::FILE *stream) const noexcept { std::fclose(stream); }
-  };
-  std::unique_ptr<std::FILE, Closer> stream_;
+  Stream stream_;
 };
+
+/// The bytes of a file, as far as they can be read; none of a file that is not there.
+std::string ReadFile(const std::string &path);
 
 /// Makes a directory; one that is there already, or cannot be made, is no matter.
 void MakeDirectory(const std::string &path) noexcept;

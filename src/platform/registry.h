@@ -14,7 +14,8 @@ class Registry {
   /// An empty registry.
   Registry() = default;
   /// Reads a registry from the text of a .reg file: sections in brackets, `dword:`, `hex:` and
-  /// quoted values. A byte-order mark and CR LF are accepted; lines that cannot be read are skipped.
+  /// quoted values. UTF-8, or UTF-16LE behind its byte-order mark; CR LF and comments are accepted,
+  /// lines that cannot be read are skipped, and the last of several equal names counts.
   static Registry Parse(std::string_view text);
   /// The registry of this machine: the file that VELMORA_REGISTRY names, else
   /// /etc/velmora/registry.reg; missing or unreadable: empty.
