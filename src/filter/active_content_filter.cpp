@@ -1,0 +1,108 @@
+#include "filter/active_content_filter.h"
+
+#include "core/report.h"
+#include "core/settings.h"
+#include "core/strings.h"
+
+namespace velmora {
+namespace {
+
+/// Removes event-handler attributes from every element.
+class CEventAttributeStripper final : public CElementHandler {
+ public:
+  CEventAttributeStripper(IDataContext &context, const EventAttributeNames &names)
+      : CElementHandler(context),
+        names_(names),
+        is_on_(IsFeatureEnabled(context, CATEGORY_SCRIPTS)) {}
+
+  std::int32_t OnStartTag(CHTMLElement &element) override {
+    if (!is_on_) return 0;
+    std::int32_t change = 0;
+    std::string name;
+    std::string value;
+    for (std::uint32_t i = 0; element.GetAttributeAt(i, name, value);) {
+      if (!names_.IsEventAttribute(name)) {
+        ++i;
+        continue;
+      }
+      ReportBlockedItem(context(), CATEGORY_SCRIPTS, name + '=' + value, {});
+      // The next attribute moves to this one's index.
+      change += element.RemoveAttributeAt(i);
+    }
+    return change;
+  }
+
+ private:
+  const EventAttributeNames &names_;
+  const bool is_on_;
+};
+
+/// Empties links that run a script.
+class CScriptLinkStripper final : public CElementHandler {
+ public:
+  explicit CScriptLinkStripper(IDataContext &context)
+      : CElementHandler(context), is_on_(IsFeatureEnabled(context, CATEGORY_SCRIPTS)) {}
+
+  std::int32_t OnStartTag(CHTMLElement &element) override {
+    if (!is_on_) return 0;
+    std::string href;
+    element.GetAttribute("href", href);
+    // Anywhere in the value: what stands before it does not keep a browser from running it.
+    if (!ContainsNoCase("javascript:", href)) return 0;
+    ReportBlockedItem(context(), CATEGORY_SCRIPTS, href, {});
+    return element.SetAttribute("href", "\"\"");
+  }
+
+ private:
+  const bool is_on_;
+};
+
+void BlockWhole(IDataContext &context, std::int32_t category, CHTMLElement &element) {
+  ReportBlockedItem(context, category, {}, {});
+  element.SetFlags(ELEMENT_REMOVAL);
+}
+
+/// Removes every element that it is offered. Asks the host anew at each one.
+template <std::int32_t CATEGORY>
+class CElementRemover final : public CElementHandler {
+ public:
+  using CElementHandler::CElementHandler;
+
+  std::int32_t OnStartTag(CHTMLElement &element) override {
+    if (IsFeatureEnabled(context(), CATEGORY)) BlockWhole(context(), CATEGORY, element);
+    return 0;
+  }
+};
+
+using CAppletRemover = CElementRemover<CATEGORY_APPLETS>;
+/// Every OBJECT counts as ActiveX, whatever it names as its class or type.
+using CActiveXRemover = CElementRemover<CATEGORY_ACTIVEX>;
+
+class CScriptRemover final : public CElementHandler {
+ public:
+  explicit CScriptRemover(IDataContext &context)
+      : CElementHandler(context), is_on_(IsFeatureEnabled(context, CATEGORY_SCRIPTS)) {}
+
+  std::int32_t OnStartTag(CHTMLElement &element) override {
+    if (is_on_) BlockWhole(context(), CATEGORY_SCRIPTS, element);
+    return 0;
+  }
+
+ private:
+  const bool is_on_;
+};
+
+}  // namespace
+
+// The order is that in which the host is asked for categories.
+CActiveContentFilter::CActiveContentFilter(IDataContext &context, const EventAttributeNames &names)
+    : CElementHandlerMap(context) {
+  Add(EVERY_ELEMENT, std::make_unique<CEventAttributeStripper>(context, names));
+  Add("A", std::make_unique<CScriptLinkStripper>(context));
+  Add("AREA", std::make_unique<CScriptLinkStripper>(context));
+  Add("APPLET", std::make_unique<CAppletRemover>(context));
+  Add("OBJECT", std::make_unique<CActiveXRemover>(context));
+  Add("SCRIPT", std::make_unique<CScriptRemover>(context));
+}
+
+}  // namespace velmora

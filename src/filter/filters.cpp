@@ -1,0 +1,14 @@
+#include "filter/filters.h"
+
+#include "filter/active_content_filter.h"
+#include "filter/ad_popup_filter.h"
+
+namespace velmora {
+
+void AppendFilters(HandlerList &handlers, IDataContext &context, const EventAttributeNames &names,
+                   const AdBlocking &ads, const ScriptHandlerMakers &makers) {
+  handlers.Add(std::make_unique<CActiveContentFilter>(context, names));
+  handlers.Add(std::make_unique<CAdPopupFilter>(context, ads, makers));
+}
+
+}  // namespace velmora

@@ -1,0 +1,79 @@
+#include "filter/popup_scripts.h"
+
+#include "core/settings.h"
+#include "core/strings.h"
+
+namespace velmora {
+namespace {
+
+constexpr std::string_view VBSCRIPT_BLOCK =
+    "<script language=\"VBScript\">\n"
+    "</script>\n"
+    "\n";
+
+constexpr std::string_view BLOCK_START =
+    "<script language=\"JavaScript\">\n"
+    "<!--\n"
+    "\n";
+
+constexpr std::string_view BLOCK_END =
+    "//-->\n"
+    "</script>\n"
+    "\n";
+
+constexpr std::string_view SWALLOW_ERRORS =
+    "function ZulError()\n"
+    "{\n"
+    "  return true;\n"
+    "}\n"
+    "\n"
+    "window.onerror = ZulError;\n"
+    "\n";
+
+constexpr std::string_view REPLACE_OPEN =
+    "var ZulRealWinOpen = window.open;\n"
+    "\n"
+    "function ZulWinOpen(url, name, attributes)\n"
+    "{\n"
+    "  return (new Object());\n"
+    "}\n"
+    "\n"
+    "window.open = ZulWinOpen;\n"
+    "\n";
+
+constexpr std::string_view RESTORE_OPEN =
+    "window.open = ZulRealWinOpen;\n"
+    "\n";
+
+constexpr std::string_view BEFORE_HANDLER =
+    "\"var ZulTmpWinOpen = window.open; window.open = ZulWinOpen; ";
+constexpr std::string_view AFTER_HANDLER = "; window.open = ZulTmpWinOpen;\"";
+
+}  // namespace
+
+std::string BuildPopupScript(IDataContext &context, ScriptLanguage page_language) {
+  const bool swallow_errors = IsFeatureEnabled(context, CATEGORY_SCRIPT_ERRORS);
+  const bool block_popups = IsFeatureEnabled(context, CATEGORY_POPUPS);
+  if (!swallow_errors && !block_popups) return {};
+  std::string script = "\n";
+  if (page_language == ScriptLanguage::VBSCRIPT) script += VBSCRIPT_BLOCK;
+  script += BLOCK_START;
+  if (swallow_errors) script += SWALLOW_ERRORS;
+  if (block_popups) script += REPLACE_OPEN;
+  script += BLOCK_END;
+  return script;
+}
+
+std::string BuildRestoreScript(IDataContext &context) {
+  if (!IsFeatureEnabled(context, CATEGORY_RESTORE_POPUPS)) return {};
+  std::string script = "\n";
+  script.append(BLOCK_START).append(RESTORE_OPEN).append(BLOCK_END);
+  return script;
+}
+
+std::string WrapEventHandler(std::string_view value) {
+  std::string wrapped(BEFORE_HANDLER);
+  return wrapped.append(StripQuotes(value)).append(AFTER_HANDLER);
+}
+
+}  // namespace velmora
