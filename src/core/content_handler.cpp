@@ -38,6 +38,7 @@ bool CContentHandler::ProcessData(IDataBuffer *buffer, std::uint32_t offset, std
                                   std::uint32_t flags) noexcept {
   if (buffer == nullptr) return true;
   const Chunk chunk(*buffer, offset, length, flags);
+  if (chunk.IsStart()) in_trouble_ = false;
   if (in_trouble_) {
     chunk.CommitAll();
     return true;

@@ -61,13 +61,15 @@ class CContentHandler : public CCounted<IDataProcessor, ID_DataProcessor> {
     chunk.CommitAll();
     Process(chunk);
   }
+  /// Something was thrown since the transaction began.
+  bool IsInTrouble() const noexcept { return in_trouble_; }
 
  protected:
   /// The context was just stored (it may be null). The answer is `SetContext`'s.
   virtual bool Attach() { return true; }
   /// Deals with one chunk, all of which is committed; lower the commit position to hold back.
   virtual void Process(const Chunk &chunk) = 0;
-  /// `Attach` or `Process` threw; the transaction passes through from here on.
+  /// `Attach` or `Process` threw; the body passes through until the next one starts.
   virtual void OnTrouble() noexcept {}
 
   /// Null before `SetContext`.

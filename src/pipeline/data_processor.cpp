@@ -59,7 +59,7 @@ ContentHandlerPointer CDataProcessor::MakeHandler(std::string_view keywords) con
   try {
     ContentHandlerPointer handler = row->make();
     handler->SetContext(context());
-    return handler;
+    return handler->IsInTrouble() ? ContentHandlerPointer() : handler;
   } catch (const std::bad_alloc &) {
     return {};
   }

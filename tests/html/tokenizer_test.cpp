@@ -1,0 +1,295 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "html/charset.h"
+#include "support/html_page.h"
+#include "support/log_recorder.h"
+
+namespace velmora {
+namespace {
+
+using namespace testing;
+using namespace std::string_view_literals;
+
+/// Records elements as they open and close: "+A(P) -A". Every element asks for its end.
+class Events {
+ public:
+  FilterMaker Recorder(std::uint32_t flags = ELEMENT_NEED_END) {
+    return Filter(
+        [this, flags](CHTMLElement &element) {
+          text_ += " +" + element.GetName();
+          if (element.GetParent() != nullptr) text_ += '(' + element.GetParent()->GetName() + ')';
+          element.SetFlags(flags);
+          return 0;
+        },
+        [this](CHTMLElement &element) {
+          text_ += " -" + element.GetName();
+          return 0;
+        });
+  }
+  const std::string &text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+struct PageCase {
+  std::string_view page;
+  const char *events;
+  const char *log = "";
+};
+
+const PageCase PAGE_CASES[] = {
+    {"<p>a<b>c</b>d</p>", " +P +B(P) -B -P"},
+    {"<P><b>x</p>y</b>", " +P +B(P) -B -P",
+     "*** UNCLOSED ELEMENT: B\n*** ROW 1 COL 12\n* unmatched end tag: B\n* row 1 col 17\n"},
+    {"<p>text", " +P -P", "* unclosed element P\n"},
+    {"<p>", " +P -P", "* unclosed element P\n"},
+    {"<p", ""},
+    {"<p ", " +P -P", "* unclosed element P\n"},
+    {"</b>", "", "* unmatched end tag: B\n* row 1 col 5\n"},
+    {"<b<a href=x>", " +B +A(B) -A -B",
+     "*** UNCLOSED TAG: B\n*** ROW 1 COL 3\n* unclosed element A\n* unclosed element B\n"},
+    {"<<b>", " +B -B", "*** UNCLOSED TAG: \n*** ROW 1 COL 2\n* unclosed element B\n"},
+    {"<!DOCTYPE html><p></p>", " +P -P"},
+    {"< p>< /p>", ""},
+    {"<3>", ""},
+    {"<h1.a-b:c></h1.a-b:c>", " +H1.A-B -H1.A-B"},
+    {"<!-- <p> -- > --><b></b>", " +B -B"},
+    {"<!--><b>--><i></i>", " +I -I"},
+    {"<!---><b></b>", ""},
+    {"<!-a><b></b>", " +B -B"},
+    {"<!-- a ---><b></b>", " +B -B"},
+    {"<a title=x\"y>z\">", " +A -A",
+     "*** '>' in quoted portion of unquoted attribute value; AUTOCLOSING\n"
+     "*** ROW 1 COL 13\n* unclosed element A\n"},
+    {"<a b='>'><c></c></a>", " +A +C(A) -C -A"},
+    {"<a b='\\'>'></a>", " +A -A"},
+    {"<script>if (a<b) x='</p>';</scr></SCRIPT ></Script>t", " +SCRIPT -SCRIPT"},
+    {"<style><p></style><p></p>", " +STYLE -STYLE +P -P"},
+    {"<script></script", " +SCRIPT -SCRIPT", "* unclosed element SCRIPT\n"},
+    {"<script>a<b", " +SCRIPT -SCRIPT", "* unclosed element SCRIPT\n"},
+    // Without a "<" since its start tag, the end of the body dispatches the tag once more.
+    {"<script>ab", " +SCRIPT +SCRIPT(SCRIPT) -SCRIPT -SCRIPT",
+     "* unclosed element SCRIPT\n* unclosed element SCRIPT\n"},
+    {"<script <b></script>", " +SCRIPT +B(SCRIPT) -B -SCRIPT",
+     "*** UNCLOSED TAG: SCRIPT\n*** ROW 1 COL 9\n*** UNCLOSED ELEMENT: B\n*** ROW 1 COL 21\n"},
+    {"<\xE9t\xE9 a>", " +\xC3\xA9T\xC3\xA9 -\xC3\xA9T\xC3\xA9", "* unclosed element \xC3\xA9T\xC3\xA9\n"},
+    {"a\r\nb\n</x>", "", "* unmatched end tag: X\n* row 3 col 5\n"},
+    {"<p>a</p\n>", " +P -P"},
+    {"a", ""},
+    {"", ""},
+    {"<", ""},
+};
+
+TEST(Tokenizer, ElementsAndTraceLines) {
+  for (const PageCase &c : PAGE_CASES) {
+    const LogRecorder log;
+    FakeContext context;
+    Events events;
+    EXPECT_EQ(RunPage(context, {c.page}, events.Recorder()), c.page);
+    EXPECT_EQ(events.text(), c.events) << c.page;
+    EXPECT_EQ(LogRecorder::Text(), c.log) << c.page;
+  }
+}
+
+TEST(Tokenizer, PiecesMakeNoDifference) {
+  for (const PageCase &c : PAGE_CASES) {
+    for (std::size_t cut = 1; cut < c.page.size(); ++cut) {
+      const LogRecorder log;
+      FakeContext context;
+      Events events;
+      EXPECT_EQ(RunPage(context, CutAt(c.page, cut), events.Recorder()), c.page) << cut;
+      EXPECT_EQ(events.text(), c.events) << c.page << " cut at " << cut;
+      EXPECT_EQ(LogRecorder::Text(), c.log) << c.page << " cut at " << cut;
+    }
+  }
+}
+
+/// The same page in several character sets, a byte at a time.
+TEST(Tokenizer, CharacterSetsOneByteAtATime) {
+  const char *const page = "<p t='\xE3\x81\x82\xE8\xA1\xA8'>\xE8\xA1\xA8<b></p>\xE3\x82\xBD";
+  for (const char *set : {"UTF-8", "SHIFT_JIS", "EUC-JP", "ISO-2022-JP", "UTF-16LE", "UTF-16BE"}) {
+    const std::string bytes = CEncoding(set).Encode(page);
+    FakeContext context;
+    context.content_type = std::string("text/html; charset=") + set;
+    context.settings[SETTING_DUMP_HTML_ELEMENTS] = "true";
+    std::vector<std::string_view> pieces;
+    for (std::size_t i = 0; i < bytes.size(); ++i) pieces.push_back(std::string_view(bytes).substr(i, 1));
+    Events events;
+    const LogRecorder log;
+    EXPECT_EQ(RunPage(context, pieces, events.Recorder()), bytes) << set;
+    EXPECT_EQ(events.text(), " +P +B(P) -B -P") << set;
+    EXPECT_NE(LogRecorder::Text().find("ELEMENT: P t='\xE3\x81\x82\xE8\xA1\xA8'\n"),
+              std::string::npos)
+        << set << ": " << LogRecorder::Text();
+  }
+}
+
+/// What is committed after each of several calls.
+struct CommitCase {
+  const char *what;
+  std::vector<std::string_view> pieces;
+  std::vector<std::string> sent;
+  std::uint32_t flags = 0;
+};
+
+TEST(Tokenizer, OutputIsHeldBack) {
+  const CommitCase cases[] = {
+      {"from \"<\" until the tag is complete", {"ab<scr", "ipt>x"}, {"ab", "<script>x"}},
+      {"the first character until the second has come", {"a", "b", "c"}, {"", "ab", "c"}},
+      {"a complete tag until the character behind it", {"ab<p>", "c"}, {"ab", "<p>c"}},
+      {"comments", {"ab<!-- x", "--", "> d"}, {"ab", "", "<!-- x--> d"}},
+      {"raw text only from its \"<\"", {"<script>ab", "<", "/x", "y"}, {"<script>ab", "", "</x", "y"}},
+      {"an element that may be removed", {"<p>ab", "cd</p", ">e"}, {"", "", "<p>abcd</p>e"},
+       ELEMENT_HOLD | ELEMENT_NEED_END},
+      {"an element with a hold alone, to the end of the body", {"<p>ab</p>c", "d", "e"},
+       {"", "", "<p>ab</p>cde"}, ELEMENT_HOLD},
+  };
+  for (const CommitCase &c : cases) {
+    FakeContext context;
+    const CountedPointer<IDataProcessor> handler(
+        new CDataHTML2(Filter([&](CHTMLElement &element) {
+          element.SetFlags(c.flags);
+          return 0;
+        })));
+    handler->SetContext(&context);
+    FakeBuffer buffer;
+    std::vector<std::string> sent;
+    for (std::size_t i = 0; i < c.pieces.size(); ++i) {
+      buffer.bytes += c.pieces[i];
+      handler->ProcessData(&buffer, 0, buffer.GetSize(),
+                           (i == 0 ? DATA_FLAG_START : 0U) |
+                               (i + 1 == c.pieces.size() ? DATA_FLAG_END : 0U));
+      sent.push_back(buffer.TakeCommitted());
+    }
+    EXPECT_EQ(sent, c.sent) << c.what;
+  }
+}
+
+TEST(Tokenizer, ChunkInTheMiddleOfABuffer) {
+  // Bytes in front of and behind the chunk are not the handler's.
+  FakeContext context;
+  const CountedPointer<IDataProcessor> handler(new CDataHTML2(Filter(
+      [](CHTMLElement &element) {
+        element.SetFlags(ELEMENT_REMOVAL);
+        return 0;
+      })));
+  handler->SetContext(&context);
+  FakeBuffer buffer("<q>ab<p>cd</p><q>");
+  handler->ProcessData(&buffer, 3, 11, DATA_FLAG_START | DATA_FLAG_END);
+  EXPECT_EQ(buffer.bytes, "<q>ab<q>");
+  EXPECT_EQ(buffer.committed, 5U);
+}
+
+TEST(Tokenizer, IncompleteCharacterAtTheEndIsLeftToTheHost) {
+  FakeContext context;
+  context.content_type = "text/html; charset=utf-8";
+  const CountedPointer<IDataProcessor> handler(new CDataHTML2({}));
+  handler->SetContext(&context);
+  FakeBuffer buffer("abc\xE2\x82");
+  handler->ProcessData(&buffer, 0, 5, DATA_FLAG_START | DATA_FLAG_END);
+  EXPECT_EQ(buffer.committed, 2U);  // the character in front waits too
+}
+
+TEST(Tokenizer, InvalidBytesAreSkipped) {
+  FakeContext context;
+  context.content_type = "text/html; charset=utf-8";
+  const LogRecorder log;
+  Events events;
+  const std::string_view page = "ab\xFF<p>\x80</p>";
+  LogRecorder::Clear();
+  EXPECT_EQ(RunPage(context, {page}, events.Recorder()), page);
+  EXPECT_EQ(events.text(), " +P -P");
+  EXPECT_NE(LogRecorder::Text().find("*** INVALID INPUT: FF\n*** ROW 1 COL 3\n"), std::string::npos);
+  EXPECT_NE(LogRecorder::Text().find("*** INVALID INPUT: 80\n*** ROW 1 COL 6\n"), std::string::npos);
+}
+
+TEST(Tokenizer, NestedRemovalsAndEditsKeepPositionsRight) {
+  const std::string_view page = "a<x>b<y>c</y>d<z>e</x>f<y>g</y>h<x>i";
+  const auto filter = Filter(
+      [](CHTMLElement &element) {
+        if (element.name() == "Y") element.SetFlags(ELEMENT_REMOVAL);
+        if (element.name() == "X") element.SetFlags(ELEMENT_HOLD | ELEMENT_NEED_END);
+        return element.name() == "Z" ? element.InsertText("[Z]", INSERT_BEFORE_START) : 0;
+      },
+      [](CHTMLElement &element) {
+        if (element.name() == "Y") return element.Remove();
+        return element.InsertText("|", INSERT_BEFORE_END) +
+               element.InsertText("!", INSERT_AFTER_END);
+      });
+  for (std::size_t cut = 0; cut < page.size(); ++cut) {
+    FakeContext context;
+    EXPECT_EQ(RunPage(context, CutAt(page, cut), filter), "a<x>bd[Z]<z>e|</x>!fh<x>i|!") << cut;
+  }
+}
+
+TEST(Tokenizer, HandlersThatLieAboutChangesDoNoHarm) {
+  for (const std::int32_t lie : {-1000, 1000, 2147483647, -2147483647 - 1}) {
+    const std::string_view page = "ab<p>cd</p>ef<b>";
+    FakeContext context;
+    EXPECT_EQ(RunPage(context, CutAt(page, 7), Filter([lie](CHTMLElement &) { return lie; })), page);
+  }
+}
+
+TEST(Tokenizer, RandomPagesPassUnchanged) {
+  std::mt19937 random(1);
+  constexpr std::string_view ALPHABET = "<<<>>>//!--='\"\\ \nabpSCRIPTscript\x80\xFF";
+  for (int round = 0; round < 2000; ++round) {
+    std::string page;
+    for (int i = 0; i < 60; ++i) page += ALPHABET[random() % ALPHABET.size()];
+    const std::size_t first = random() % page.size();
+    const std::size_t second = first + random() % (page.size() - first);
+    const std::string_view view = page;
+    FakeContext context;
+    context.content_type = round % 2 == 0 ? "text/html" : "text/html; charset=utf-8";
+    Events whole, pieces;
+    EXPECT_EQ(RunPage(context, {view}, whole.Recorder()), page);
+    EXPECT_EQ(RunPage(context,
+                      {view.substr(0, first), view.substr(first, second - first),
+                       view.substr(second)},
+                      pieces.Recorder()),
+              page);
+    EXPECT_EQ(whole.text(), pieces.text()) << page;
+  }
+}
+
+/// Claims of the skip table are held against the state table: a covered character does nothing.
+struct NoActions {
+  int actions = 0;
+  void Enter(State) { ++actions; }
+  void Append(char16_t) { ++actions; }
+  void AppendUpper(char16_t) { ++actions; }
+  void HoldFromHere() { ++actions; }
+  bool IsAtCallOffset() { return ++actions > 0; }
+  void TestByteOrder() { ++actions; }
+  void GoToCallOffset() { ++actions; }
+  void OpenQuote(char16_t, State) { ++actions; }
+  bool IsOpenQuote(char16_t) { return ++actions > 0; }
+  State ReturnState() { return State::IN_TAG; }
+  bool IsValueExpected() { return ++actions > 0; }
+  bool IsNextOfEndName(char16_t) { return ++actions > 0; }
+  void CountEndName() { ++actions; }
+  bool IsWholeEndName() { return ++actions > 0; }
+  void LogUnclosedTag() { ++actions; }
+  void LogAutoclosing() { ++actions; }
+};
+
+TEST(Tokenizer, PassedOverCharactersDoNothing) {
+  for (int number = 0; number <= 19; ++number) {
+    const auto state = static_cast<State>(number);
+    const PassedOver passed_over = PassedOverIn(state);
+    if (passed_over == PassedOver::NOTHING) continue;
+    const char16_t stop = passed_over == PassedOver::ALL_BUT_DASH ? u'-' : u'<';
+    for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
+      NoActions actions;
+      const Taken taken = RunTable(state, static_cast<char16_t>(unit), actions);
+      EXPECT_EQ(taken, Taken::CONSUMED);
+      ASSERT_EQ(actions.actions > 0, unit == stop) << number << " " << unit;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace velmora
