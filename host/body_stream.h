@@ -37,7 +37,7 @@ enum class StreamState {
 
 struct StreamOptions {
   std::uint32_t slice_size = 64U << 10;
-  Limits limits;
+  Limits limits{};
 };
 
 /// Used by one thread at a time. The transaction outlives it.

@@ -45,8 +45,8 @@ struct FilterTimeLimit {
 };
 
 struct Limits {
-  HeldBytesLimit held_bytes;
-  FilterTimeLimit filter_time;
+  HeldBytesLimit held_bytes{};
+  FilterTimeLimit filter_time{};
   BeyondLimit beyond = BeyondLimit::PASS_UNFILTERED;
 
   /// The limit that a transaction is beyond, if any.

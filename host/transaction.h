@@ -38,17 +38,17 @@ class TransactionSink {
 
 struct TransactionInfo {
   /// Empty when unknown.
-  std::string url;
+  std::string url{};
   /// Empty: taken from the URL.
-  std::string host;
+  std::string host{};
   /// The Content-Type value with its parameters; none: the body is not filtered.
-  std::optional<std::string> content_type;
+  std::optional<std::string> content_type{};
   /// What is to be blocked.
-  CategorySet categories;
+  CategorySet categories{};
   /// Values of <velmora/data_context.h>'s settings, by name.
-  std::map<std::string, std::string, std::less<>> settings;
+  std::map<std::string, std::string, std::less<>> settings{};
   /// Empty, or 8 bytes at least: the second word is a mask of category bits to leave alone.
-  std::vector<std::uint8_t> option_block;
+  std::vector<std::uint8_t> option_block{};
 };
 
 /// The host part of "scheme://user@host:port/path": no user, no port, brackets of an IPv6 address

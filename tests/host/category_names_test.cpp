@@ -1,0 +1,59 @@
+#include "host/category_names.h"
+
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+namespace velmora::host {
+namespace {
+
+std::vector<std::int32_t> Codes(CategorySet set) {
+  std::vector<std::int32_t> codes;
+  for (const CategoryInfo &category : CATEGORIES) {
+    if (set.Contains(category.code)) codes.push_back(category.code);
+  }
+  return codes;
+}
+
+TEST(CategorySet, ReadsNamesCodesAndGroups) {
+  struct {
+    std::string_view list;
+    std::vector<std::int32_t> codes;
+  } const cases[] = {
+      {"", {}},
+      {"scripts", {300}},
+      {"303,flash", {303}},
+      {"Gif-Animation, 100 ,", {100, 400}},
+      {"javascript,javascript-flash,vbscript-ad-urls", {100, 101, 203}},
+      {"ads", {102, 103, 202, 203, 304, 305}},
+      {"all",
+       {100, 101, 102, 103, 200, 201, 202, 203, 300, 301, 302, 303, 304, 305, 306, 307, 308, 400}},
+  };
+  for (const auto &c : cases) EXPECT_EQ(Codes(CategorySet::Parse(c.list)), c.codes) << c.list;
+  EXPECT_EQ(Codes(CategorySet::Parse("ads,flash").Without(CategorySet::Parse("102,103,202,203"))),
+            (std::vector<std::int32_t>{303, 304, 305}));
+}
+
+TEST(CategorySet, NamesTheWordThatIsNoCategory) {
+  for (const std::string_view list : {"flash,pop-ups", "pop-ups", "Pop-Ups,309"}) {
+    try {
+      CategorySet::Parse(list);
+      FAIL() << list;
+    } catch (const std::invalid_argument &error) {
+      EXPECT_STREQ(error.what(), "unknown category \"pop-ups\"");
+    }
+  }
+  EXPECT_THROW(CategorySet::Parse("309"), std::invalid_argument);
+}
+
+TEST(CategorySet, HoldsNoCodeThatIsNoCategory) {
+  for (const std::int32_t code : {-1, 0, 99, 104, 309, 401}) {
+    EXPECT_FALSE(CategorySet::All().Contains(code)) << code;
+    EXPECT_EQ(NameOfCategory(code), "") << code;
+  }
+  EXPECT_EQ(NameOfCategory(CATEGORY_AD_URLS), "ad-urls");
+}
+
+}  // namespace
+}  // namespace velmora::host
