@@ -70,6 +70,9 @@ class CSpillStream {
   std::uint32_t cache_length_ = 0;
   std::uint32_t cache_start_ = 0;
   std::uint32_t size_ = 0;
+  /// How much of the stream the file holds. Kept here, not asked for: a write that failed half-way
+  /// leaves bytes in the file that are none of the stream's.
+  std::uint32_t saved_ = 0;
   void *file_ = nullptr;
 };
 

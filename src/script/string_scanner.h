@@ -51,10 +51,11 @@ class CScriptStringScanner {
   const AdBlocking &ads_;
   const ScriptCategories categories_;
   /// The host of every check: the transaction's.
-  const char *host_;
+  const char *host_ = "";
   bool flash_enabled_;
   bool ad_sizes_enabled_;
-  bool ad_urls_enabled_;
+  /// The addresses' category is on and there is a library to ask.
+  bool asks_urls_;
   bool dump_strings_;
 
   bool suppress_ads_ = false;

@@ -77,7 +77,7 @@ class CScriptTokenList {
                    std::uint32_t big_endian) noexcept
       : services_(services), wide_(wide), big_endian_(big_endian) {}
 
-  std::uint32_t Count() const noexcept { return codes_->size() / sizeof(TokenCode); }
+  std::uint32_t Count() const noexcept { return codes_->size() / std::uint32_t{sizeof(TokenCode)}; }
   LexStatus Append(TokenCode code) noexcept;
   LexStatus BeginText(TokenCode code, std::uint32_t length) noexcept;
   LexStatus CopyText(const OsServices &io, void *file, std::uint32_t length) noexcept;

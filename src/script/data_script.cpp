@@ -1,0 +1,79 @@
+#include "script/data_script.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <span>
+#include <string>
+
+#include "core/byte_order.h"
+#include "core/report.h"
+#include "core/settings.h"
+#include "core/switches.h"
+#include "diag/log.h"
+
+namespace velmora {
+namespace {
+
+/// The ASCII characters of a 16-bit text as bytes. Every other unit is logged and dropped, a
+/// byte-order mark among them; so is a byte that is left over.
+std::string NarrowUnits(std::span<const std::uint8_t> bytes, bool big_endian) {
+  if (bytes.size() % 2 != 0) Log("*** Odd number of bytes in Unicode script.");
+  std::string text;
+  text.reserve(bytes.size() / 2);
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    const std::uint8_t high = big_endian ? bytes[i] : bytes[i + 1];
+    const std::uint8_t low = big_endian ? bytes[i + 1] : bytes[i];
+    if (high != 0) {
+      Log("*** Non-ASCII (0x%02X%02X) in Unicode script\n", high, low);
+    } else {
+      text.push_back(static_cast<char>(low));
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+void CDataScript::Process(const Chunk &chunk) {
+  if (context() == nullptr) return;
+  if (IsFeatureEnabled(*context(), categories_.block_all)) {
+    ReportBlockedItem(*context(), categories_.block_all, "", "");
+    Neutralise(chunk);
+  } else if (!chunk.IsEnd()) {
+    chunk.CommitNothing();
+  } else if (HasFinding(chunk)) {
+    Neutralise(chunk);
+  }
+}
+
+bool CDataScript::HasFinding(const Chunk &chunk) {
+  const std::span<const std::uint8_t> bytes(chunk.Data(), chunk.length());
+  const std::optional<ByteOrder> order = DetectByteOrder(bytes);
+  is_unicode_ = order.has_value();
+  big_endian_ = order && order->big_endian;
+
+  std::string narrowed;
+  void *text = chunk.Data();
+  auto length = chunk.length();
+  if (is_unicode_) {
+    Log("%s", order->trace);
+    narrowed = NarrowUnits(bytes, big_endian_);
+    text = narrowed.data();
+    length = static_cast<std::uint32_t>(narrowed.size());
+  }
+  const TokenListPointer list(
+      lexer_(&OS_SERVICES, &OS_SERVICES, text, 0, 0, 0, 0, length, nullptr, 0));
+  return ScanScriptStrings(*context(), ads_, categories_, list.get());
+}
+
+void CDataScript::Neutralise(const Chunk &chunk) const {
+  if constexpr (switches::SCRIPT_REPLACEMENT) {
+    static constexpr std::uint8_t SPACES[] = {0x00, 0x20, 0x00};
+    const std::uint8_t *space = SPACES + (is_unicode_ && big_endian_ ? 0 : 1);
+    chunk.buffer().Replace(chunk.offset(), chunk.length(), space, is_unicode_ ? 2 : 1);
+  } else {
+    std::fill_n(chunk.Data(), chunk.length(), std::uint8_t{' '});
+  }
+}
+
+}  // namespace velmora
