@@ -1,0 +1,94 @@
+#include "platform/timed_locks.h"
+
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+
+namespace velmora::platform {
+namespace {
+
+/// The point in monotonic time that lies so far ahead.
+std::timespec Deadline(std::uint32_t milliseconds) noexcept {
+  std::timespec deadline{};
+  clock_gettime(CLOCK_MONOTONIC, &deadline);
+  deadline.tv_sec += milliseconds / 1000;
+  deadline.tv_nsec += static_cast<long>(milliseconds % 1000) * 1'000'000;
+  if (deadline.tv_nsec >= 1'000'000'000) {
+    deadline.tv_sec += 1;
+    deadline.tv_nsec -= 1'000'000'000;
+  }
+  return deadline;
+}
+
+}  // namespace
+
+TimedMutex::TimedMutex() noexcept {
+  pthread_mutexattr_t attributes;
+  pthread_mutexattr_init(&attributes);
+  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+  pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+  valid_ = pthread_mutex_init(&mutex_, &attributes) == 0;
+  pthread_mutexattr_destroy(&attributes);
+}
+
+TimedMutex::~TimedMutex() {
+  if (valid_) pthread_mutex_destroy(&mutex_);
+}
+
+WaitOutcome TimedMutex::Wait(Milliseconds time_out) noexcept {
+  int error = 0;
+  if (time_out) {
+    const std::timespec deadline = Deadline(*time_out);
+    error = pthread_mutex_clocklock(&mutex_, CLOCK_MONOTONIC, &deadline);
+  } else {
+    error = pthread_mutex_lock(&mutex_);
+  }
+  switch (error) {
+    case 0:
+      return WaitOutcome::ACQUIRED;
+    case EOWNERDEAD:
+      pthread_mutex_consistent(&mutex_);
+      return WaitOutcome::ABANDONED;
+    case ETIMEDOUT:
+      return WaitOutcome::TIMED_OUT;
+    default:
+      return WaitOutcome::FAILED;
+  }
+}
+
+bool TimedMutex::Release() noexcept {
+  return pthread_mutex_unlock(&mutex_) == 0;
+}
+
+bool TimedMutex::ReleaseAll() noexcept {
+  const int error = pthread_mutex_trylock(&mutex_);
+  if (error == EBUSY) return false;
+  if (error == EOWNERDEAD) pthread_mutex_consistent(&mutex_);
+  while (Release()) {
+  }
+  return true;
+}
+
+WaitOutcome TimedSemaphore::Wait(Milliseconds time_out) noexcept {
+  std::unique_lock lock(lock_);
+  const auto available = [this] { return count_ > 0; };
+  if (!time_out) {
+    released_.wait(lock, available);
+  } else if (!released_.wait_until(
+                 lock, std::chrono::steady_clock::now() + std::chrono::milliseconds(*time_out),
+                 available)) {
+    return WaitOutcome::TIMED_OUT;
+  }
+  --count_;
+  return WaitOutcome::ACQUIRED;
+}
+
+bool TimedSemaphore::Release() noexcept {
+  const std::lock_guard lock(lock_);
+  if (count_ == maximum_) return false;
+  ++count_;
+  released_.notify_one();
+  return true;
+}
+
+}  // namespace velmora::platform
