@@ -35,15 +35,18 @@ class FakeContext final : public IDataContext {
   std::int32_t AddRef() noexcept override { return ++references; }
   std::int32_t Release() noexcept override { return --references; }
   const char *GetProperty(std::int32_t property) noexcept override {
-    if (property == PROPERTY_URL) return url.c_str();
-    if (property == PROPERTY_HOST) return host.c_str();
-    return content_type ? content_type->c_str() : nullptr;
+    asked.push_back(property);
+    const std::optional<std::string> &value = property == PROPERTY_URL    ? url
+                                              : property == PROPERTY_HOST ? host
+                                                                          : content_type;
+    return value ? value->c_str() : nullptr;
   }
   const char *GetSetting(const char *name) noexcept override {
     const auto setting = settings.find(name);
     return setting == settings.end() ? nullptr : setting->second.c_str();
   }
   bool IsCategoryEnabled(std::int32_t category) noexcept override {
+    asked.push_back(category);
     return categories.contains(category);
   }
   const std::vector<std::uint8_t> &GetOptionBlock() noexcept override { return option_block; }
@@ -53,13 +56,15 @@ class FakeContext final : public IDataContext {
     reports.push_back({category, item, detail});
   }
 
-  std::string url = "http://www.example.com/dir/page.html";
-  std::string host = "www.example.com";
+  std::optional<std::string> url = "http://www.example.com/dir/page.html";
+  std::optional<std::string> host = "www.example.com";
   std::optional<std::string> content_type = "text/html";
   std::map<std::string, std::string> settings;
   std::set<std::int32_t> categories;
   std::vector<std::uint8_t> option_block;
 
+  /// The properties and categories asked for, in order.
+  std::vector<std::int32_t> asked;
   std::vector<Report> reports;
   std::int32_t reported_count = 0;
   std::int32_t references = 0;

@@ -1,0 +1,240 @@
+// What is put into pages against pop-up windows and script errors, compared whole; and what becomes
+// of the text of inline scripts.
+
+#include "core/content_handler.h"
+#include "filter/filter_page.h"
+#include "html/page_chunk.h"
+#include "support/log_recorder.h"
+
+namespace velmora::testing {
+namespace {
+
+constexpr std::string_view POPUP_SCRIPT = R"(
+<script language="JavaScript">
+<!--
+
+var ZulRealWinOpen = window.open;
+
+function ZulWinOpen(url, name, attributes)
+{
+  return (new Object());
+}
+
+window.open = ZulWinOpen;
+
+//-->
+</script>
+
+)";
+
+constexpr std::string_view ERROR_SCRIPT = R"(
+<script language="JavaScript">
+<!--
+
+function ZulError()
+{
+  return true;
+}
+
+window.onerror = ZulError;
+
+//-->
+</script>
+
+)";
+
+constexpr std::string_view BOTH_BEHIND_VBSCRIPT = R"(
+<script language="VBScript">
+</script>
+
+<script language="JavaScript">
+<!--
+
+function ZulError()
+{
+  return true;
+}
+
+window.onerror = ZulError;
+
+var ZulRealWinOpen = window.open;
+
+function ZulWinOpen(url, name, attributes)
+{
+  return (new Object());
+}
+
+window.open = ZulWinOpen;
+
+//-->
+</script>
+
+)";
+
+constexpr std::string_view RESTORE_SCRIPT = R"(
+<script language="JavaScript">
+<!--
+
+window.open = ZulRealWinOpen;
+
+//-->
+</script>
+
+)";
+
+/// A page with marks for the texts: "{P}" for one of the pop-up scripts, "{R}" for the restoring
+/// one,
+/// "{w}" and "{o}" for what stands around a wrapped event handler.
+std::string Fill(std::string_view form, std::string_view popup_script = POPUP_SCRIPT) {
+  const std::pair<std::string_view, std::string_view> marks[] = {
+      {"{P}", popup_script},
+      {"{R}", RESTORE_SCRIPT},
+      {"{w}", "\"var ZulTmpWinOpen = window.open; window.open = ZulWinOpen; "},
+      {"{o}", "; window.open = ZulTmpWinOpen;\""},
+  };
+  std::string page(form);
+  for (const auto &[mark, text] : marks) {
+    for (std::size_t at = 0; (at = page.find(mark, at)) != std::string::npos; at += text.size()) {
+      page.replace(at, mark.size(), text);
+    }
+  }
+  return page;
+}
+
+TEST(Popups, ScriptsGoWhereThePageNeedsThem) {
+  const PageCase cases[] = {
+      // Before the first SCRIPT, once.
+      {{307},
+       "a<script>1</script><script>2</script>",
+       Fill("a{P}<script>1</script><script>2</script>")},
+      {{306}, "a<script>1</script>", Fill("a{P}<script>1</script>", ERROR_SCRIPT)},
+      {{306, 307},
+       "a<script language=\"VBScript\">1</script>",
+       Fill("a{P}<script language=\"VBScript\">1</script>", BOTH_BEHIND_VBSCRIPT)},
+      {{306, 307},
+       "<script type='Text/VBScript'>1</script>",
+       Fill("{P}<script type='Text/VBScript'>1</script>", BOTH_BEHIND_VBSCRIPT)},
+      {{307},
+       "<script type=text/vbscript language=JScript1.1></script>",
+       Fill("{P}<script type=text/vbscript language=JScript1.1></script>")},
+      {{307}, "<script type=text/tcl></script>", Fill("{P}<script type=text/tcl></script>")},
+      // Before a BODY or FRAMESET with an event handler, if that comes first.
+      {{307},
+       "<html><body class=c onload='doIt()' id=i>a<script>1</script></body></html>",
+       Fill("<html>{P}<body class=c onload={w}doIt(){o} id=i>a<script>1</script></body></html>")},
+      {{307},
+       "<frameset onunload=\"'x'\" onload=y></frameset>",
+       Fill("{P}<frameset onunload={w}x{o} onload={w}y{o}></frameset>")},
+      {{307}, "<body>a<script>1</script></body>", Fill("<body>a{P}<script>1</script></body>")},
+      {{306}, "<body onload=x>a</body>", Fill("{P}<body onload=x>a</body>", ERROR_SCRIPT)},
+      {{},
+       "<body onload=x>a<script>1</script></body>",
+       "<body onload=x>a<script>1</script></body>"},
+      {{308}, "<html><script>1</script></html>", Fill("<html><script>1</script>{R}</html>")},
+      // An attribute without a value is none to wrap, but the page has its handler.
+      {{307},
+       "<body onload>a<img onload><img onunload=''>",
+       Fill("{P}<body onload>a<img onload><img onunload={w}{o}>")},
+      // Images are wrapped, and nothing is inserted for them.
+      {{307},
+       "<img onload=a alt=b onunload=\"c\">d",
+       Fill("<img onload={w}a{o} alt=b onunload={w}c{o}>d")},
+      // The real window.open comes back before each end of the page that was given the script.
+      {{307, 308},
+       "<html><head><script>1</script></head></html>b",
+       Fill("<html><head>{P}<script>1</script></head>{R}</html>b")},
+      {{307, 308}, "<html><body onload=x>a", Fill("<html>{P}<body onload={w}x{o}>a{R}")},
+      {{307, 308}, "<html><p>a</html>", "<html><p>a</html>"},
+      // Outside all that will be removed around the first SCRIPT.
+      {{300, 307}, "a<script>1</script>b", Fill("a{P}b")},
+      {{301, 307},
+       "a<applet>b<b>c<applet>d<i><script>1</script></i></applet></b></applet>e",
+       Fill("a{P}e")},
+      {{301, 307, 308},
+       "<html>a<p><applet>b<p><script>1</script></applet>c</p></html>",
+       Fill("<html>a<p>{P}c</p>{R}</html>")},
+  };
+  for (const PageCase &c : cases) ExpectPage(c);
+}
+
+TEST(Popups, LogTheElementsThatTheScriptGoesAround) {
+  const LogRecorder log;
+  FilterRun run({300, 301, 307});
+  run.Page({"<applet><b><applet><script>1</script></applet></b></applet><script>2</script>"});
+  EXPECT_EQ(LogRecorder::Text(),
+            "*** outer SCRIPT flagged for removal\n"
+            "*** outer APPLET flagged for removal\n"
+            "*** outer APPLET flagged for removal\n");
+}
+
+TEST(Popups, TextsAreWrittenInThePagesCharacterSet) {
+  FilterRun run({306});
+  run.context.content_type = "text/html; charset=UTF-16LE";
+  const auto wide = [](std::string_view text) {
+    std::string bytes;
+    for (const char c : text) bytes.append({c, '\0'});
+    return bytes;
+  };
+  EXPECT_EQ(run.Page({wide("<script></script>")}),
+            wide(Fill("{P}<script></script>", ERROR_SCRIPT)));
+}
+
+/// Replaces what it is given by its name and length.
+class NamingHandler final : public CContentHandler {
+ public:
+  explicit NamingHandler(std::string name) : name_(std::move(name)) {}
+
+ protected:
+  void Process(const Chunk &chunk) override {
+    EXPECT_NE(context(), nullptr);
+    PageChunk page;
+    page.Enter(chunk);
+    page.Replace(chunk.offset(), chunk.length(), name_ + std::to_string(chunk.length()));
+  }
+
+ private:
+  std::string name_;
+};
+
+TEST(InlineScripts, GoThroughTheHandlerOfTheirLanguage) {
+  const PageCase cases[] = {
+      {{},
+       "<script>a<b</script>.<script></script>",
+       "<script>JS3</script>.<script>JS0</script>",
+       {}},
+      {{},
+       "<script type=text/vbscript>a</script><script>bc</script>",
+       "<script type=text/vbscript>VB1</script><script>VB2</script>",
+       {}},
+      {{},
+       "<script language='MyVBScript'>a</script><script type=\"TEXT/JAVASCRIPT\">bc</script>",
+       "<script language='MyVBScript'>VB1</script><script type=\"TEXT/JAVASCRIPT\">JS2</script>",
+       {}},
+      {{},
+       "<script>a</script><script type=text/vbscript language=jscript>b</script>",
+       "<script>JS1</script><script type=text/vbscript language=jscript>JS1</script>",
+       {}},
+      {{},
+       "<script src=x>a</script><script src>b</script>",
+       "<script src=x>a</script><script src>b</script>",
+       {}},
+      {{300},
+       "<script onload=x>abc</script>.",
+       ".",
+       {{300, "onload=x", ""}, {300, "(Script)", ""}}},
+      {{}, "a<script>bcd<e", "a<script>JS5", {}},
+  };
+  const ScriptHandlerMakers makers{[] { return new NamingHandler("JS"); },
+                                   [] { return new NamingHandler("VB"); }};
+  for (const PageCase &c : cases) ExpectPage(c, makers);
+}
+
+TEST(InlineScripts, PassWhenTheirHandlerCannotBeMade) {
+  FilterRun run({});
+  run.makers.javascript = [] { return nullptr; };
+  EXPECT_EQ(run.Page({"<script>a</script><script type=text/vbscript>b</script>"}),
+            "<script>a</script><script type=text/vbscript>b</script>");
+}
+
+}  // namespace
+}  // namespace velmora::testing
