@@ -22,11 +22,13 @@ struct Field {
   std::size_t precision = NO_PRECISION;
 };
 
-/// Reads a number, held at the limit of the output so that it cannot overflow.
+/// Widths and precisions are held here, far beyond the output's limit, so that none overflows.
+constexpr std::size_t NUMBER_LIMIT = 1'000'000;
+
 std::size_t ReadNumber(const char *&format) noexcept {
   std::size_t number = 0;
   for (; IsDigitAscii(*format); ++format) {
-    number = std::min(number * 10 + static_cast<std::size_t>(*format - '0'), FORMAT_LIMIT);
+    number = std::min(number * 10 + static_cast<std::size_t>(*format - '0'), NUMBER_LIMIT);
   }
   return number;
 }
@@ -142,7 +144,7 @@ std::size_t Format(char *output, const char *format, std::va_list arguments) noe
       case 's': {
         const char *text = va_arg(arguments, const char *);
         if (text == nullptr) text = "(null)";
-        writer.WriteText(field, {text, ::strnlen(text, std::min(field.precision, FORMAT_LIMIT))});
+        writer.WriteText(field, {text, ::strnlen(text, field.precision)});
         break;
       }
       case '%':
