@@ -10,7 +10,7 @@ namespace {
 
 /// Built when the library is loaded, destroyed when it is unloaded.
 const velmora::Module the_module(velmora::platform::Registry::OfMachine(),
-                                 velmora::AdLibraryLoader::OfProcess());
+                                 velmora::ModuleAccess{});
 
 }  // namespace
 

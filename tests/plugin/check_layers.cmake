@@ -1,0 +1,48 @@
+cmake_minimum_required(VERSION 3.25)
+# A layer of src/ includes only from itself and from layers below it; the host's side includes
+# nothing of src/, and the public headers nothing but each other.
+set(allowed_platform platform)
+set(allowed_core ${allowed_platform} core)
+set(allowed_diag ${allowed_core} diag)
+foreach(layer pipeline html script gif)
+  set(allowed_${layer} ${allowed_diag} ${layer})
+endforeach()
+set(allowed_filter ${allowed_diag} pipeline html script gif filter)
+set(allowed_plugin ${allowed_filter} plugin)
+
+set(failures "")
+function(check folder allowed)
+  file(GLOB_RECURSE files ${ROOT}/${folder}/*.h ${ROOT}/${folder}/*.cpp)
+  foreach(file IN LISTS files)
+    file(STRINGS ${file} includes REGEX "^#include \"")
+    foreach(include IN LISTS includes)
+      string(REGEX REPLACE "^#include \"([^/\"]+).*" "\\1" place "${include}")
+      if(NOT place IN_LIST allowed)
+        list(APPEND failures "${file}: ${include}")
+      endif()
+    endforeach()
+  endforeach()
+  set(failures ${failures} PARENT_SCOPE)
+endfunction()
+
+foreach(layer platform core diag pipeline html script gif filter plugin)
+  check(src/${layer} "${allowed_${layer}}")
+endforeach()
+check(include "")
+check(host "host")
+
+# Nothing above the platform layer reaches past it to the system.
+file(GLOB_RECURSE files ${ROOT}/src/*.h ${ROOT}/src/*.cpp)
+list(FILTER files EXCLUDE REGEX "/src/platform/")
+foreach(file IN LISTS files)
+  file(STRINGS ${file} includes REGEX
+    "^#include <(dlfcn|unistd|fcntl|pthread|semaphore|sys/.*|time|ctime|mutex|fstream|cstdio|filesystem|locale|cwctype|cctype)(\\.h)?>")
+  if(includes)
+    list(APPEND failures "${file}: ${includes}")
+  endif()
+endforeach()
+
+if(failures)
+  list(JOIN failures "\n" text)
+  message(FATAL_ERROR "includes against the layers:\n${text}")
+endif()
