@@ -55,7 +55,7 @@ struct PageCase {
   std::set<std::int32_t> categories;
   std::string_view page;
   std::string expected;
-  std::vector<Report> reports;
+  std::vector<Report> reports = {};
 };
 
 /// The page whole, then cut before each of its bytes.
