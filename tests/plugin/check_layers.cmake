@@ -36,7 +36,7 @@ file(GLOB_RECURSE files ${ROOT}/src/*.h ${ROOT}/src/*.cpp)
 list(FILTER files EXCLUDE REGEX "/src/platform/")
 foreach(file IN LISTS files)
   file(STRINGS ${file} includes REGEX
-    "^#include <(dlfcn|unistd|fcntl|pthread|semaphore|sys/.*|time|ctime|mutex|fstream|cstdio|filesystem|locale|cwctype|cctype)(\\.h)?>")
+    "^#include <(dlfcn|unistd|fcntl|pthread|semaphore|sys/.*|time|ctime|fstream|filesystem|locale|cwctype|cctype)(\\.h)?>")
   if(includes)
     list(APPEND failures "${file}: ${includes}")
   endif()

@@ -33,7 +33,7 @@ TEST(FlippedSwitches, Html) {
             "TAG: SCRIPT\nlanguage\n=\nx\n"
             "Found SCRIPT, type='', language='x' (bJavascript = \"true\")\n"
             "TAG: /SCRIPT\n*** APPENDING NON-HTML CHAR TO TOKEN: 0x00E9 -> C3 A9\n"
-            "TAG: P\nt\n=\n\xC3\xA9\nTAG: B\nTAG: /I\nHTML END\n~CDataHTML2\n");
+            "TAG: P\nt\n=\n\xC3\xA9\nTAG: B\nHTML END\nTAG: /I\n~CDataHTML2\n");
 }
 
 TEST(FlippedSwitches, ScriptsAreOverwrittenInPlace) {
