@@ -34,6 +34,8 @@ std::string LowerCase(std::string_view text) {
 void InsertWord(const std::string &word, CategorySet &set) {
   if (word == "all") {
     set = CategorySet::All();
+  } else if (word == "none") {
+    return;
   } else if (word == "ads") {
     for (const std::int32_t code : ADVERTISEMENTS) set.Insert(code);
   } else {

@@ -44,7 +44,8 @@ class CategorySet {
   static CategorySet All() noexcept;
 
   /// Reads a list such as "ads,flash,300": names, codes, and the groups "ads" (every kind of
-  /// advertisement, in pages and in scripts) and "all", separated by commas, in any letter case.
+  /// advertisement, in pages and in scripts), "all" and "none", separated by commas, in any letter
+  /// case.
   /// Throws `std::invalid_argument` that names the word that is none of these.
   static CategorySet Parse(std::string_view list);
 

@@ -22,6 +22,7 @@ TEST(CategorySet, ReadsNamesCodesAndGroups) {
     std::vector<std::int32_t> codes;
   } const cases[] = {
       {"", {}},
+      {"none", {}},
       {"scripts", {300}},
       {"303,flash", {303}},
       {"Gif-Animation, 100 ,", {100, 400}},

@@ -1,0 +1,23 @@
+// The sub-commands of `velmora`. Each has a file of its own and a line in main.cpp's table.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <functional>
+
+namespace velmora::command {
+
+inline constexpr int EXIT_OK = 0;
+/// Something could not be done; a message said what.
+inline constexpr int EXIT_FAILED = 1;
+/// The command line cannot be understood.
+inline constexpr int EXIT_USAGE = 2;
+
+/// What to do once the command line is read; answers the exit code.
+using Action = std::function<int()>;
+
+/// Adds a sub-command to the application. When it is the one that was asked for, `action` is set.
+void AddFilter(CLI::App &application, Action &action);
+
+}  // namespace velmora::command

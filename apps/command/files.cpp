@@ -1,0 +1,79 @@
+#include "command/files.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <string>
+#include <system_error>
+#include <unistd.h>
+
+namespace velmora::command {
+namespace {
+
+[[noreturn]] void ThrowErrno(const std::string &what = {}) {
+  const std::error_code error(errno, std::generic_category());
+  throw what.empty() ? std::system_error(error) : std::system_error(error, what);
+}
+
+/// Devices and pipes are written to where they are; a link is followed to its file.
+std::filesystem::path ReplaceablePath(const std::filesystem::path &path) {
+  const std::filesystem::path real = std::filesystem::weakly_canonical(path);
+  const auto status = std::filesystem::status(real);
+  const bool replaceable =
+      std::filesystem::is_regular_file(status) || !std::filesystem::exists(status);
+  return replaceable ? real : std::filesystem::path();
+}
+
+std::FILE *CreateFile(const std::filesystem::path &path, int how) {
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | how, 0666);
+  if (descriptor < 0) ThrowErrno(path.string());
+  std::FILE *const file = fdopen(descriptor, "w");
+  if (file == nullptr) ThrowErrno(path.string());
+  return file;
+}
+
+}  // namespace
+
+Input::Input(const std::string &name) : file_(stdin) {
+  if (name == STANDARD_INPUT) return;
+  opened_.reset(std::fopen(name.c_str(), "re"));
+  if (opened_ == nullptr) ThrowErrno();
+  file_ = opened_.get();
+}
+
+std::string Input::Read(std::size_t size) {
+  std::string bytes(size, '\0');
+  bytes.resize(std::fread(bytes.data(), 1, size, file_));
+  if (std::ferror(file_)) ThrowErrno();
+  return bytes;
+}
+
+Output::Output(const std::filesystem::path &path) : path_(path), file_(stdout) {
+  if (path_.empty()) return;
+  if (const std::filesystem::path real = ReplaceablePath(path_); !real.empty()) {
+    path_ = real;
+    temporary_ = real;
+    temporary_ += ".part-" + std::to_string(getpid());
+  }
+  opened_.reset(temporary_.empty() ? CreateFile(path_, O_TRUNC) : CreateFile(temporary_, O_EXCL));
+  file_ = opened_.get();
+}
+
+Output::~Output() {
+  if (!temporary_.empty()) unlink(temporary_.c_str());
+}
+
+void Output::Write(std::string_view bytes) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) {
+    ThrowErrno(path_.empty() ? "standard output" : path_.string());
+  }
+}
+
+void Output::Finish() {
+  const bool is_written = opened_ ? std::fclose(opened_.release()) == 0 : std::fflush(stdout) == 0;
+  if (!is_written) ThrowErrno(path_.empty() ? "standard output" : path_.string());
+  if (temporary_.empty()) return;
+  std::filesystem::rename(temporary_, path_);
+  temporary_.clear();
+}
+
+}  // namespace velmora::command
