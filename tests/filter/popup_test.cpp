@@ -146,13 +146,15 @@ TEST(Popups, ScriptsGoWhereThePageNeedsThem) {
       {{307, 308}, "<html><body onload=x>a", Fill("<html>{P}<body onload={w}x{o}>a{R}")},
       {{307, 308}, "<html><p>a</html>", "<html><p>a</html>"},
       // Outside all that will be removed around the first SCRIPT.
-      {{300, 307}, "a<script>1</script>b", Fill("a{P}b")},
+      {{300, 307}, "a<script>1</script>b", Fill("a{P}b"), {{300, "(Script)", ""}}},
       {{301, 307},
        "a<applet>b<b>c<applet>d<i><script>1</script></i></applet></b></applet>e",
-       Fill("a{P}e")},
+       Fill("a{P}e"),
+       {{301, "(Applet)", ""}, {301, "(Applet)", ""}}},
       {{301, 307, 308},
        "<html>a<p><applet>b<p><script>1</script></applet>c</p></html>",
-       Fill("<html>a<p>{P}c</p>{R}</html>")},
+       Fill("<html>a<p>{P}c</p>{R}</html>"),
+       {{301, "(Applet)", ""}}},
   };
   for (const PageCase &c : cases) ExpectPage(c);
 }
