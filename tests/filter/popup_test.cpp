@@ -83,8 +83,7 @@ window.open = ZulRealWinOpen;
 )";
 
 /// A page with marks for the texts: "{P}" for one of the pop-up scripts, "{R}" for the restoring
-/// one,
-/// "{w}" and "{o}" for what stands around a wrapped event handler.
+/// one, "{w}" and "{o}" for what stands around a wrapped event handler.
 std::string Fill(std::string_view form, std::string_view popup_script = POPUP_SCRIPT) {
   const std::pair<std::string_view, std::string_view> marks[] = {
       {"{P}", popup_script},
