@@ -40,6 +40,11 @@ class TightBuffer final : public IDataBuffer {
     changed.append(reinterpret_cast<const char *>(text), new_length);
     changed.append(Held().substr(position + old_length));
     Hold(changed);
+    if (committed_ >= position + old_length) {
+      committed_ += new_length - old_length;
+    } else if (committed_ > position) {
+      committed_ = position + new_length;
+    }
   }
 
   void Append(std::string_view text) { Hold(std::string(Held()).append(text)); }
