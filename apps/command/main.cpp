@@ -17,11 +17,12 @@ int Main(int argc, char **argv) {
       "Velmora: takes scripts, advertisements and other active content out of pages.");
   application.name("velmora");
   application.set_version_flag("--version", "velmora " VELMORA_VERSION);
-  application.require_subcommand(1);
+  application.require_subcommand(0, 1);
   Action action;
   for (const auto add : COMMANDS) add(application, action);
   try {
     application.parse(argc, argv);
+    if (!action) throw CLI::RequiredError("a sub-command");
   } catch (const CLI::Success &asked) {
     return application.exit(asked);
   } catch (const CLI::ParseError &error) {

@@ -1,0 +1,42 @@
+# shellcheck shell=bash
+# Sourced by ./run and ./test: installs what is missing and builds a preset.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# Commands that the build calls, each with the Debian package that brings it (other installations of
+# the command will do), then packages of headers and libraries.
+needed_commands="cmake:cmake ninja:ninja-build g++:g++ node:nodejs npm:npm pkg-config:pkg-config"
+needed_packages="libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libfmt-dev libre2-dev
+  libpsl-dev zlib1g-dev nlohmann-json3-dev"
+
+missing_packages() {
+  local pair package
+  for pair in $needed_commands; do
+    command -v "${pair%%:*}" >/dev/null || echo "${pair##*:}"
+  done
+  for package in $needed_packages; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q ' installed$' || echo "$package"
+  done
+}
+
+install_missing() {
+  local missing=() as_root=()
+  mapfile -t missing < <(missing_packages)
+  [ ${#missing[@]} -gt 0 ] || return 0
+  if [ "$(id -u)" != 0 ]; then as_root=(sudo); fi
+  echo "Installing ${missing[*]}" >&2
+  "${as_root[@]}" apt-get -qq update >&2 || true
+  if ! "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get -qq install -y --no-install-recommends "${missing[@]}" >&2; then
+    echo "This could not be done, and is needed: apt-get install ${missing[*]}" >&2
+    return 1
+  fi
+}
+
+# build PRESET: configures and builds; what the compiler says goes to standard output.
+build() {
+  if command -v ccache >/dev/null; then
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+  fi
+  (cd "$root" && cmake --preset "$1" && cmake --build --preset "$1" --parallel "$(nproc)")
+}

@@ -1,0 +1,87 @@
+// The example pages through the command and the real plug-in.
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "apps/shell.h"
+
+namespace velmora::command {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+/// Scripts that are blocked whole give something for each chunk; the others do not depend on how
+/// they are cut.
+constexpr char CATEGORIES[] = " --allow javascript,vbscript ";
+
+std::vector<std::string> ExampleBodies() {
+  std::vector<std::string> names;
+  for (const auto &entry : std::filesystem::directory_iterator(EXAMPLES)) {
+    const std::string extension = entry.path().extension();
+    if (extension != ".md" && extension != ".py") names.push_back(entry.path().filename());
+  }
+  return names;
+}
+
+TEST(Examples, ComeOutTheSameHoweverTheyAreCut) {
+  const Shell shell;
+  ASSERT_GE(ExampleBodies().size(), 6U);
+  for (const std::string &name : ExampleBodies()) {
+    SCOPED_TRACE(name);
+    const std::string filter = std::string("$velmora filter $examples/") + name + CATEGORIES;
+    const Result whole = shell.Run(filter);
+    EXPECT_EQ(whole.exit_code, 0);
+    for (const char *const size : {"1", "7", "512"}) {
+      const Result cut = shell.Run(filter + "--chunk-size " + size);
+      EXPECT_EQ(cut.output, whole.output) << size;
+      EXPECT_EQ(cut.errors, whole.errors) << size;
+    }
+  }
+}
+
+TEST(Examples, PassUntouchedWithEveryCategoryOff) {
+  const Shell shell;
+  for (const std::string &name : ExampleBodies()) {
+    const Result result = shell.Run("$velmora filter --block none $examples/" + name +
+                                    " >out && cmp out $examples/" + name);
+    EXPECT_EQ(result.exit_code, 0) << name << result.output << result.errors;
+  }
+}
+
+TEST(Examples, ReportsAndResultsAreRight) {
+  const Shell shell;
+  const Result portal = shell.Run("$velmora filter $examples/portal-windows-1252.html");
+  EXPECT_THAT(portal.errors,
+              AllOf(HasSubstr(": scripts: onunload=\"openNewsletter()\"\n"),
+                    HasSubstr(": scripts: \"javascript:zeigeBoerse('dax')\"\n"),
+                    HasSubstr(": scripts: onclick=\"alert('Bald verf\u00FCgbar');"),
+                    HasSubstr(": applets: (Applet)\n"), HasSubstr(": activex: (ActiveX)\n"),
+                    HasSubstr(": flash: EMBED type=")));
+  EXPECT_THAT(portal.output,
+              AllOf(HasSubstr("B\xF6rse</A>"), Not(HasSubstr("APPLET")), Not(HasSubstr("ONLOAD"))));
+
+  const Result timetable = shell.Run("$velmora filter $examples/timetable-utf-16.html");
+  EXPECT_THAT(timetable.output, StartsWith("\xFF\xFE<"));
+  EXPECT_EQ(timetable.output.size() % 2, 0U);
+  EXPECT_THAT(timetable.errors, HasSubstr(": scripts: onresize=\"layout()\"\n"));
+
+  const Result animation = shell.Run("$velmora filter $examples/animation.gif");
+  EXPECT_THAT(animation.errors, HasSubstr(": gif-animation: (GIF Animation)\n"));
+  EXPECT_EQ(animation.output.back(), ';');
+}
+
+TEST(Examples, TheDebugLogGoesToStandardError) {
+  const Shell shell;
+  const Result result = shell.Run("$velmora filter -q --log $examples/animation.gif");
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.errors, StartsWith("Log started at "));
+  EXPECT_EQ(shell.Run("$velmora filter -q $examples/animation.gif").errors, "");
+}
+
+}  // namespace
+}  // namespace velmora::command

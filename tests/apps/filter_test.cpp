@@ -1,0 +1,191 @@
+// velmora filter with the fake plug-in: it removes "<ad>" (ad-urls) and holds back from an open
+// "<".
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "apps/shell.h"
+
+namespace velmora::command {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+
+TEST(FilterCommand, WritesTheBodyToStandardOutputAndTheReportToStandardError) {
+  const Shell shell;
+  shell.Write("page.html", "a<ad>b<p>c");
+  const Result result =
+      shell.Run("$velmora filter --plugin $plugin --url http://example.com/x page.html");
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_EQ(result.output, "ab<p>c");
+  EXPECT_EQ(result.errors,
+            "page.html: ad-urls: <ad>  example.com\n"
+            "page.html: 1 blocked, 10 bytes in, 6 out\n");
+}
+
+TEST(FilterCommand, GivesTheSameForEveryInputAndChunkSize) {
+  const Shell shell;
+  shell.Write("page.html", "a<ad>b<p>c<ad><ad>d<");
+  for (const std::string arguments :
+       {"page.html", "--type html - <page.html", "--chunk-size 1 page.html",
+        "--chunk-size 1 --type text/html - <page.html", "--chunk-size 7 -q page.html"}) {
+    SCOPED_TRACE(arguments);
+    const Result result = shell.Run("$velmora filter --plugin $plugin " + arguments);
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.output, "ab<p>cd<");
+  }
+}
+
+TEST(FilterCommand, ChoosesTheTypeByNameAndContent) {
+  const Shell shell;
+  const struct {
+    std::string name;
+    std::string body;
+    bool is_filtered;
+  } cases[] = {
+      {"a.html", "<ad>", true},
+      {"a.HTM", "<ad>", true},
+      {"a.asp", " \n<!DOCTYPE html><ad>", true},
+      {"a", "\xEF\xBB\xBF<HTML><ad>", true},
+      {"a.gif", "<html><ad>", false},
+      {"a.js", "<html><ad>", false},
+      {"b", "GIF89a<html><ad>", false},
+      {"a.txt", "about <html><ad>", false},
+      {"empty", "", false},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    shell.Write(c.name, c.body);
+    const Result result = shell.Run("$velmora filter --plugin $plugin " + c.name);
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.output == c.body, !c.is_filtered);
+    EXPECT_EQ(result.errors.find("nothing to filter in") != std::string::npos, !c.is_filtered);
+  }
+}
+
+TEST(FilterCommand, BlocksWhatItIsToldTo) {
+  const Shell shell;
+  shell.Write("page.html", "<ad>");
+  const struct {
+    std::string options;
+    bool is_blocked;
+  } cases[] = {
+      {"", true},
+      {"--block flash", false},
+      {"--block 305", true},
+      {"--block ads", true},
+      {"--block all --allow ads", false},
+      {"--allow scripts", true},
+      {"--block none", false},
+  };
+  for (const auto &c : cases) {
+    const Result result = shell.Run("$velmora filter --plugin $plugin page.html " + c.options);
+    EXPECT_EQ(result.output, c.is_blocked ? "" : "<ad>") << c.options;
+  }
+}
+
+TEST(FilterCommand, WritesFilesWhereItIsTold) {
+  const Shell shell;
+  shell.Write("a.html", "a<ad>");
+  shell.Write("b.html", "b<ad>");
+  const std::string filter = "$velmora filter --plugin $plugin ";
+
+  EXPECT_EQ(shell.Run(filter + "a.html -o out.html").exit_code, 0);
+  EXPECT_EQ(shell.Read("out.html"), "a");
+
+  EXPECT_EQ(shell.Run(filter + "a.html -o folder/").exit_code, 0);
+  EXPECT_EQ(shell.Read("folder/a.html"), "a");
+
+  const Result several = shell.Run(filter + "a.html b.html -o new/folder");
+  EXPECT_EQ(several.exit_code, 0);
+  EXPECT_EQ(several.output, "");
+  EXPECT_EQ(shell.Read("new/folder/b.html"), "b");
+  EXPECT_THAT(several.errors,
+              HasSubstr("blocked by category:\n  ad-urls                      2\n"));
+
+  EXPECT_EQ(shell.Run(filter + "a.html -o a.html").exit_code, 0) << "in place";
+  EXPECT_EQ(shell.Read("a.html"), "a");
+
+  EXPECT_EQ(shell.Run(filter + "b.html -o /dev/stdout").output, "b");
+  EXPECT_EQ(shell.List(), "a.html\nb.html\nfolder\nnew\nout.html\n") << "nothing else is left";
+}
+
+TEST(FilterCommand, AFileThatFailsLeavesTheOthers) {
+  const Shell shell;
+  shell.Write("a.html", "a<ad>");
+  const Result result = shell.Run("$velmora filter --plugin $plugin none.html a.html . -o folder");
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.errors, AllOf(HasSubstr("velmora: none.html: No such file or directory\n"),
+                                   HasSubstr("velmora: .: Is a directory\n")));
+  EXPECT_EQ(shell.Read("folder/a.html"), "a");
+}
+
+TEST(FilterCommand, AnUnfinishedResultIsNotLeftBehind) {
+  const Shell shell;
+  shell.Write("a.html", std::string(5000, 'a'));
+  const Result held = shell.Run(
+      "FAKE_FAULT=hold-all $velmora filter --plugin $plugin --chunk-size 100 --max-held 2k a.html "
+      "-o out.html");
+  EXPECT_EQ(held.exit_code, 1);
+  EXPECT_EQ(held.errors, "velmora: a.html: more bytes held back than allowed (see --max-held)\n");
+  EXPECT_EQ(shell.List(), "a.html\n");
+  const Result full = shell.Run("$velmora filter --plugin $plugin a.html >/dev/full");
+  EXPECT_EQ(full.exit_code, 1);
+  EXPECT_THAT(full.errors, HasSubstr("standard output"));
+}
+
+TEST(FilterCommand, RefusesACommandLineThatMakesNoSense) {
+  const Shell shell;
+  shell.Write("a.html", "");
+  const struct {
+    std::string arguments;
+    std::string message;
+  } cases[] = {
+      {"", "sub-command"},
+      {"dance", "dance"},
+      {"filter", "FILE"},
+      {"filter a.html --no-such", "--no-such"},
+      {"filter a.html --block flash,popup", "unknown category \"popup\""},
+      {"filter a.html --allow 999", "unknown category \"999\""},
+      {"filter a.html --chunk-size 0", "--chunk-size"},
+      {"filter a.html --chunk-size many", "--chunk-size"},
+      {"filter a.html --max-held 1x", "--max-held"},
+      {"filter a.html --set DataHandlers", "NAME=VALUE"},
+      {"filter a.html a.html", "-o DIR"},
+      {"filter a.html ./a.html -o folder", "two files would become folder/a.html"},
+      {"filter a.html - -o folder", "standard input"},
+  };
+  for (const auto &c : cases) {
+    const Result result = shell.Run("$velmora " + c.arguments);
+    EXPECT_EQ(result.exit_code, 2) << c.arguments;
+    EXPECT_EQ(result.output, "") << c.arguments;
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("velmora: "), HasSubstr(c.message)));
+  }
+  EXPECT_EQ(shell.List(), "a.html\n");
+}
+
+TEST(FilterCommand, SaysWhatIsWrongWithAPlugin) {
+  const Shell shell;
+  shell.Write("a.html", "");
+  const Result missing = shell.Run("$velmora filter a.html --plugin none.so");
+  EXPECT_EQ(missing.exit_code, 1);
+  EXPECT_EQ(missing.errors, "velmora: none.so: no such file\n");
+  const Result broken = shell.Run(
+      "FAKE_FAULT=no-factory $velmora filter a.html --plugin $plugin --ad-library none.so");
+  EXPECT_EQ(broken.errors, "velmora: none.so: no such file\n") << "the ad library comes first";
+}
+
+TEST(FilterCommand, HelpAndVersionGoToStandardOutput) {
+  const Shell shell;
+  EXPECT_THAT(shell.Run("$velmora --version").output, MatchesRegex("velmora [0-9.]+\n"));
+  const Result help = shell.Run("$velmora filter --help");
+  EXPECT_EQ(help.exit_code, 0);
+  EXPECT_EQ(help.errors, "");
+  EXPECT_THAT(help.output,
+              AllOf(HasSubstr("--chunk-size N"), HasSubstr("gif-animation        400")));
+}
+
+}  // namespace
+}  // namespace velmora::command
