@@ -52,7 +52,7 @@ class Reader {
   std::size_t position_ = 0;
 };
 
-int Word(const std::uint8_t *bytes) noexcept {
+constexpr int Word(const std::uint8_t *bytes) noexcept {
   return bytes[0] | bytes[1] << 8;
 }
 
@@ -96,28 +96,28 @@ struct Walk::Row {
   static constexpr int ANY = -1;
 
   int value;
-  Next (Walk::*action)() noexcept;
   bool traced;
   const char *trace;
+  Next (Walk::*action)() noexcept;
 };
 
 using namespace switches;
 
 // clang-format off
 constexpr Walk::Row Walk::BLOCKS[] = {
-    {0x21, &Walk::Extension, GIF_BLOCK_TRACE, "gif block type: %02X (extension)\n"},
-    {0x2C, &Walk::Image, GIF_BLOCK_TRACE, "gif block type: %02X (image descriptor)\n"},
-    {GIF_TRAILER, &Walk::Stop, GIF_BLOCK_TRACE, "gif block type: %02X (trailer)\n"},
-    {0x0A, &Walk::Stop, GIF_UNKNOWN_BLOCK_TRACE, "*** gif block type: %02X (alternative trailer?)\n"},
-    {Row::ANY, &Walk::GoOn, GIF_UNKNOWN_BLOCK_TRACE, "*** gif block type: %02X (UNKNOWN)\n"},
+    {0x21, GIF_BLOCK_TRACE, "gif block type: %02X (extension)\n", &Walk::Extension},
+    {0x2C, GIF_BLOCK_TRACE, "gif block type: %02X (image descriptor)\n", &Walk::Image},
+    {GIF_TRAILER, GIF_BLOCK_TRACE, "gif block type: %02X (trailer)\n", &Walk::Stop},
+    {0x0A, GIF_UNKNOWN_BLOCK_TRACE, "*** gif block type: %02X (alternative trailer?)\n", &Walk::Stop},
+    {Row::ANY, GIF_UNKNOWN_BLOCK_TRACE, "*** gif block type: %02X (UNKNOWN)\n", &Walk::GoOn},
 };
 
 constexpr Walk::Row Walk::EXTENSIONS[] = {
-    {0xFF, &Walk::ApplicationExtension, GIF_BLOCK_TRACE, "  gif label: %02X (application extension)\n"},
-    {0xF9, &Walk::GraphicControlExtension, GIF_BLOCK_TRACE, "  gif label: %02X (graphic control extension)\n"},
-    {0xFE, &Walk::SubBlocks, GIF_BLOCK_TRACE, "  gif label: %02X (comment extension)\n"},
+    {0xFF, GIF_BLOCK_TRACE, "  gif label: %02X (application extension)\n", &Walk::ApplicationExtension},
+    {0xF9, GIF_BLOCK_TRACE, "  gif label: %02X (graphic control extension)\n", &Walk::GraphicControlExtension},
+    {0xFE, GIF_BLOCK_TRACE, "  gif label: %02X (comment extension)\n", &Walk::SubBlocks},
     // Not passed over: what follows is read as blocks, byte by byte.
-    {Row::ANY, &Walk::GoOn, true, "  *** gif label: %02X (UNKNOWN)\n"},
+    {Row::ANY, true, "  *** gif label: %02X (UNKNOWN)\n", &Walk::GoOn},
 };
 // clang-format on
 

@@ -33,6 +33,7 @@ OutputFile::OutputFile(const std::string &path) noexcept
     : stream_(std::fopen(path.c_str(), "wbe")) {}
 
 void OutputFile::Write(std::span<const std::uint8_t> bytes) noexcept {
+  if (bytes.empty()) return;  // whose data may be null
   [[maybe_unused]] const auto written = std::fwrite(bytes.data(), 1, bytes.size(), stream_.get());
 }
 
