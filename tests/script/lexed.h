@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <ostream>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
