@@ -40,8 +40,8 @@ void CDataProcessor::SelectHandler() {
     handler_ = {};
   }
   if (context() == nullptr) return;
-  const char *setting = context()->GetSetting(SETTING_DATA_HANDLERS);
-  const std::string_view keywords = setting != nullptr ? setting : table_.default_handlers;
+  std::string_view keywords = table_.default_handlers;
+  if (const char *setting = context()->GetSetting(SETTING_DATA_HANDLERS)) keywords = setting;
 
   ContentHandlerPointer handler = MakeHandler(keywords);
   if (table_.wrap_capture && Occurs(CAPTURE_KEYWORD, keywords)) {
