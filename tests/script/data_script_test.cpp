@@ -1,0 +1,281 @@
+// Script bodies through their handlers: what is sent on, reported and logged.
+#include "script/data_script.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/counted_pointer.h"
+#include "core/switches.h"
+#include "support/fake_ad_blocker.h"
+#include "support/fake_host.h"
+#include "support/log_recorder.h"
+
+namespace velmora::testing {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string FLASH_ID = "D27CDB6E-AE6D-11CF-96B8-444553540000";
+const std::string FLASH_TYPE = "application/x-shockwave-flash";
+
+/// What becomes of a script of that many bytes when it is neutralised.
+std::string Blank(std::size_t length, const std::string &space = " ") {
+  return switches::SCRIPT_REPLACEMENT ? space : std::string(length, ' ');
+}
+
+class DataScriptTest : public ::testing::Test {
+ protected:
+  template <class Handler>
+  std::string Run(const std::vector<std::string_view> &pieces) {
+    context_.reports.clear();
+    library_.calls.clear();
+    library_.references = 2;
+    const AdBlocking ads(bound_ ? &library_ : nullptr);
+    const CountedPointer<Handler> handler(new Handler(ads));
+    handler->SetContext(&context_);
+    return Feed(*handler, pieces);
+  }
+  std::string RunJS(std::string_view script) { return Run<CDataJS>({script}); }
+
+  /// The script is replaced, and this is the one report.
+  void ExpectFinding(const std::string &script, std::int32_t category, const std::string &detail) {
+    EXPECT_EQ(RunJS(script), Blank(script.size())) << script;
+    EXPECT_EQ(context_.reports, (std::vector<Report>{{category, "(Script)", detail}})) << script;
+  }
+  void ExpectNothing(const std::string &script) {
+    EXPECT_EQ(RunJS(script), script);
+    EXPECT_EQ(context_.reports, std::vector<Report>{}) << script;
+  }
+  void Enable(std::initializer_list<std::int32_t> categories) { context_.categories = categories; }
+
+  FakeContext context_;
+  FakeAdBlocker library_;
+  bool bound_ = true;
+};
+
+TEST_F(DataScriptTest, BlocksALanguageChunkByChunk) {
+  Enable({CATEGORY_JAVASCRIPT, CATEGORY_JAVASCRIPT_FLASH});
+  EXPECT_EQ(Run<CDataJS>({"var a;", "'" + FLASH_ID, "b'"}), Blank(6) + Blank(37) + Blank(2));
+  EXPECT_EQ(context_.reports,
+            (std::vector<Report>(3, Report{CATEGORY_JAVASCRIPT, "(Script)", ""})));
+  EXPECT_EQ(Run<CDataVBS>({"a = 1"}), "a = 1");
+  EXPECT_EQ(context_.reports.size(), 0U);
+  Enable({CATEGORY_VBSCRIPT});
+  EXPECT_EQ(Run<CDataVBS>({"a\0 \0"s, ""}), Blank(4) + Blank(0));
+  EXPECT_EQ(context_.reports, (std::vector<Report>(2, Report{CATEGORY_VBSCRIPT, "(Script)", ""})));
+  // The option block takes the category away again.
+  context_.option_block = {0, 0, 0, 0, 0x10, 0, 0, 0};
+  EXPECT_EQ(Run<CDataVBS>({"a = ", "1"}), "a = 1");
+}
+
+TEST_F(DataScriptTest, HoldsAScriptUntilItIsComplete) {
+  const AdBlocking ads;
+  const CountedPointer<CDataJS> handler(new CDataJS(ads));
+  handler->SetContext(&context_);
+  FakeBuffer buffer("sentvar a;tail");
+  handler->ProcessData(&buffer, 4, 6, DATA_FLAG_START);
+  EXPECT_EQ(buffer.committed, 4U);
+  handler->ProcessData(&buffer, 4, 6, 0);
+  EXPECT_EQ(buffer.committed, 4U);
+  handler->ProcessData(&buffer, 4, 6, DATA_FLAG_END);
+  EXPECT_EQ(buffer.committed, 10U);
+  EXPECT_EQ(buffer.bytes, "sentvar a;tail");
+
+  // Only the script's bytes are replaced, and what takes their place goes out.
+  Enable({CATEGORY_JAVASCRIPT_FLASH});
+  buffer.bytes = "sent'" + FLASH_ID + "'tail";
+  handler->ProcessData(&buffer, 4, 38, DATA_FLAG_START | DATA_FLAG_END);
+  EXPECT_EQ(buffer.bytes, "sent" + Blank(38) + "tail");
+  EXPECT_EQ(buffer.committed, 4 + Blank(38).size());
+}
+
+TEST_F(DataScriptTest, PassesWithoutContext) {
+  const AdBlocking ads;
+  const CountedPointer<CDataJS> handler(new CDataJS(ads));
+  EXPECT_EQ(Feed(*handler, {"'" + FLASH_ID, "'"}), "'" + FLASH_ID + "'");
+}
+
+TEST_F(DataScriptTest, Flash) {
+  Enable({CATEGORY_JAVASCRIPT_FLASH});
+  ExpectFinding("w('<object classid=\"clsid:d27cdb6e-ae6d-11cf-96b8-444553540000\">')",
+                CATEGORY_JAVASCRIPT_FLASH, "\"" + FLASH_ID + "\"");
+  ExpectFinding("'" + FLASH_ID + "'", CATEGORY_JAVASCRIPT_FLASH, "\"" + FLASH_ID + "\"");
+  ExpectFinding("/APPLICATION\\//,'APPLICATION/X-Shockwave-Flash'", CATEGORY_JAVASCRIPT_FLASH,
+                "\"" + FLASH_TYPE + "\"");
+  // The first one in the script counts.
+  ExpectFinding("'" + FLASH_TYPE + FLASH_ID + "'", CATEGORY_JAVASCRIPT_FLASH,
+                "\"" + FLASH_TYPE + "\"");
+  ExpectNothing("'" + FLASH_ID.substr(1) + "' '" + FLASH_ID.substr(0, 35) + "'");
+  ExpectNothing(FLASH_ID + " // '" + FLASH_ID + "'");
+  Enable({CATEGORY_JAVASCRIPT_AD_SIZES, CATEGORY_JAVASCRIPT_AD_URLS, CATEGORY_VBSCRIPT_FLASH});
+  ExpectNothing("'" + FLASH_ID + "'");
+  EXPECT_EQ(Run<CDataVBS>({"#" + FLASH_TYPE + "#"}), Blank(31));
+  EXPECT_EQ(context_.reports,
+            (std::vector<Report>{{CATEGORY_VBSCRIPT_FLASH, "(Script)", "\"" + FLASH_TYPE + "\""}}));
+}
+
+TEST_F(DataScriptTest, AdSizes) {
+  Enable({CATEGORY_JAVASCRIPT_AD_SIZES});
+  library_.sizes = {{468, 60}, {120, 0}, {0, 600}, {-1, 0}};
+  const auto ad = [&](const std::string &script, const std::string &detail) {
+    ExpectFinding(script, CATEGORY_JAVASCRIPT_AD_SIZES, detail);
+  };
+  ad("'<img width=468 height=60>'", "width=468 height=60");
+  ad("'Height=\"60' + \"WIDTH = '468\"", "width=468 height=60");
+  ad("'width=468' + x + 'height=1 height=60'", "width=468 height=60");
+  ad("\"maxwidth \t=\t '120'\"", "width=120 height=0");
+  ad("'height=\"600'", "width=0 height=600");
+  // Numbers wrap in 32 bits.
+  ad("'width=4294967416'", "width=120 height=0");
+  ad("'width=4294967295'", "width=-1 height=0");
+  // The first size that is an ad's counts, with what stood before it.
+  ad("'width=120 height=60 width=468'", "width=120 height=0");
+  for (const char *script : {"'width: 120'", "'width='", "'width=='", "'width=x120'",
+                             "'width=\\\"\\\"120'", "'width=-120'", "'widt' 'h=120'",
+                             "'width' '=120'", "'height=60 width=4680'", "width=120"}) {
+    ExpectNothing(script);
+  }
+  RunJS("'width=1 width=x height=2 height=3'");
+  EXPECT_EQ(library_.calls, (std::vector<std::string>{"CheckSize www.example.com 1x0",
+                                                      "CheckSize www.example.com 1x2",
+                                                      "CheckSize www.example.com 1x3"}));
+}
+
+TEST_F(DataScriptTest, AdAddresses) {
+  Enable({CATEGORY_JAVASCRIPT_AD_URLS});
+  RunJS("'abc' + /d/");
+  const std::string call = "CheckUrlText www.example.com ";
+  EXPECT_EQ(library_.calls,
+            (std::vector<std::string>{call + "[abc]", call + "[bc]", call + "[c]", call + "[/d/]",
+                                      call + "[d/]", call + "[/]"}));
+  library_.rules = {{"ad.x", 1, "reason"}, {"ad.y", 1, "other"}, {"two", 2, "unused"}};
+  ExpectFinding("'ad.y' + 'ad.x'", CATEGORY_JAVASCRIPT_AD_URLS, "\"other\"");
+  ExpectFinding("'two'", CATEGORY_JAVASCRIPT_AD_URLS, "\"\"");
+  ExpectNothing("''");
+  // An address that is let through lets all advertisements of the script through, and nothing more
+  // is asked.
+  library_.rules = {{"fine", 1, "", true}, {"ad.x", 1, "reason"}};
+  ExpectNothing("'ad.x' + 'fine' + 'ad.x'");
+  ExpectNothing("'fine ad.x'");
+  EXPECT_EQ(library_.calls.size(), 1U);
+}
+
+TEST_F(DataScriptTest, FindingsOfSeveralKinds) {
+  Enable({CATEGORY_JAVASCRIPT_FLASH, CATEGORY_JAVASCRIPT_AD_SIZES, CATEGORY_JAVASCRIPT_AD_URLS});
+  library_.sizes = {{468, 0}};
+  library_.rules = {{"fine", 0, "", true}, {"ad.x", 1, "reason"}};
+  const std::string quoted_id = "\"" + FLASH_ID + "\"";
+  ExpectFinding("'width=468' 'ad.x'", CATEGORY_JAVASCRIPT_AD_SIZES, "width=468 height=0");
+  ExpectFinding("'width=468 ad.x'", CATEGORY_JAVASCRIPT_AD_URLS, "\"reason\"");
+  // Flash wins over what was found before, and over any exemption.
+  ExpectFinding("'ad.x' '" + FLASH_ID + "'", CATEGORY_JAVASCRIPT_FLASH, quoted_id);
+  ExpectFinding("'fine' '" + FLASH_ID + "'", CATEGORY_JAVASCRIPT_FLASH, quoted_id);
+  ExpectNothing("'width=468' 'fine'");
+  RunJS("'" + FLASH_ID + "' 'ad.x'");
+  EXPECT_EQ(library_.calls.size(), 0U);
+  // With no library there are no ads.
+  bound_ = false;
+  ExpectNothing("'width=468' 'ad.x' 'fine'");
+}
+
+TEST_F(DataScriptTest, ReadsSixteenBitScripts) {
+  Enable({CATEGORY_JAVASCRIPT_FLASH});
+  const auto wide = [](const std::string &text, bool big_endian) {
+    std::string bytes;
+    for (const char c : text) bytes += big_endian ? "\0"s + c : c + "\0"s;
+    return bytes;
+  };
+  const std::string script = "'" + FLASH_ID + "'";
+  const std::string little = wide(script, false);
+  const std::string big = wide(script, true);
+  struct {
+    std::string body;
+    std::string space;
+    std::string log;
+  } const cases[] = {
+      {little, " \0"s, "Zero byte found: assuming little endian\n"},
+      {big, "\0 "s, "Zero byte found: assuming big endian\n"},
+      {"\xFF\xFE" + little, " \0"s,
+       "BOM found: little endian\n*** Non-ASCII (0xFEFF) in Unicode script\n"},
+      {"\xFE\xFF" + big, "\0 "s,
+       "BOM found: big endian\n*** Non-ASCII (0xFEFF) in Unicode script\n"},
+      {little + "x", " \0"s,
+       "Zero byte found: assuming little endian\n*** Odd number of bytes in Unicode script.\r\n"},
+      // Units that are not ASCII are left out, so the string around them closes up.
+      {little.substr(0, 4) + "\xAB\x01" + little.substr(4), " \0"s,
+       "Zero byte found: assuming little endian\n*** Non-ASCII (0x01AB) in Unicode script\n"},
+      {script, " ", ""},
+  };
+  for (const auto &test : cases) {
+    const LogRecorder log;
+    EXPECT_EQ(RunJS(test.body), Blank(test.body.size(), test.space));
+    EXPECT_EQ(log.Text(), test.log);
+  }
+  // A script that stays is not changed by having been read as 16-bit.
+  const std::string harmless = wide("'harmless'", false) + "\xAB\x01x";
+  EXPECT_EQ(RunJS(harmless), harmless);
+}
+
+TEST_F(DataScriptTest, RemembersTheWidthOfTheLastScript) {
+  const AdBlocking ads;
+  const CountedPointer<CDataJS> handler(new CDataJS(ads));
+  handler->SetContext(&context_);
+  EXPECT_EQ(Feed(*handler, {"\0a"s}), "\0a"s);
+  Enable({CATEGORY_JAVASCRIPT});
+  EXPECT_EQ(Feed(*handler, {"b", "c"}), Blank(1, "\0 "s) + Blank(1, "\0 "s));
+}
+
+TEST_F(DataScriptTest, DumpsStrings) {
+  context_.settings["DumpScriptStrings"] = "TRUE";
+  const std::string header = "======== SCRIPT STRING ========\n";
+  const std::string text(200, 'x');
+  {
+    const LogRecorder log;
+    RunJS("a = '" + text + "' + 12 + '' + 'c\0d'"s);
+    EXPECT_EQ(log.Text(), header + text.substr(0, 80) + "\n" + text.substr(0, 80) + "\n" +
+                              text.substr(0, 40) + "\n\n" + header + "\n" + header + "c\n\n");
+  }
+  {
+    // After Flash there is nothing more to see.
+    Enable({CATEGORY_JAVASCRIPT_FLASH});
+    const LogRecorder log;
+    RunJS("'" + FLASH_ID + "' 'more'");
+    EXPECT_EQ(log.Text(), header + FLASH_ID + "\n\n");
+  }
+  context_.settings["DumpScriptStrings"] = "yes";
+  const LogRecorder log;
+  RunJS("'a'");
+  EXPECT_EQ(log.Text(), "");
+}
+
+TEST_F(DataScriptTest, ChunksMakeNoDifference) {
+  Enable({CATEGORY_JAVASCRIPT_FLASH, CATEGORY_JAVASCRIPT_AD_SIZES, CATEGORY_VBSCRIPT_AD_SIZES});
+  library_.sizes = {{468, 60}};
+  std::string script;
+  for (int i = 0; i < 200; ++i) script += "f(\"text\" + 12.5);\n";
+  std::mt19937 random(3);
+  for (const std::string &body :
+       {script, script + "w(\"height=60\" + \"width=468\")", script + '"' + FLASH_TYPE + '"'}) {
+    const std::string js = RunJS(body);
+    const std::vector<Report> reports = context_.reports;
+    const std::string vbs = Run<CDataVBS>({body});
+    for (int round = 0; round < 30; ++round) {
+      std::vector<std::string_view> pieces;
+      std::string_view rest = body;
+      while (!rest.empty()) {
+        const std::size_t length = 1 + random() % (round < 10 ? 3 : 2000);
+        pieces.push_back(rest.substr(0, length));
+        rest.remove_prefix(pieces.back().size());
+      }
+      EXPECT_EQ(Run<CDataVBS>(pieces), vbs);
+      EXPECT_EQ(Run<CDataJS>(pieces), js);
+      EXPECT_EQ(context_.reports, reports);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace velmora::testing
