@@ -25,7 +25,7 @@ class CEventAttributeStripper final : public CElementHandler {
         ++i;
         continue;
       }
-      ReportBlockedItem(context(), CATEGORY_SCRIPTS, name + '=' + value, {});
+      ReportBlockedItem(context(), CATEGORY_SCRIPTS, name.append(1, '=').append(value), {});
       // The next attribute moves to this one's index.
       change += element.RemoveAttributeAt(i);
     }

@@ -1,5 +1,7 @@
 #include "filter/ad_handlers.h"
 
+#include <utility>
+
 #include "core/report.h"
 #include "core/settings.h"
 #include "core/strings.h"

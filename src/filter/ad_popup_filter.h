@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "core/ad_blocking.h"
 #include "filter/script_handler_makers.h"

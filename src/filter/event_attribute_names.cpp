@@ -1,6 +1,7 @@
 #include "filter/event_attribute_names.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace velmora {
 namespace {
