@@ -1,5 +1,7 @@
 #include "filter/ad_popup_filter.h"
 
+#include <utility>
+
 #include "core/strings.h"
 #include "filter/absolute_url.h"
 #include "filter/ad_handlers.h"
@@ -20,10 +22,10 @@ std::string Property(IDataContext &context, std::int32_t property) {
 
 // The order is that in which the host is asked for categories.
 CAdPopupFilter::CAdPopupFilter(IDataContext &context, const AdBlocking &ads,
-                               const ScriptHandlerMakers &makers)
+                               ScriptHandlerMakers makers)
     : CElementHandlerMap(context),
       ads_(ads),
-      makers_(makers),
+      makers_(std::move(makers)),
       host_name_(Property(context, PROPERTY_HOST)),
       page_url_(Property(context, PROPERTY_URL)) {
   AddHandler<CAnchorAdHandler>("A");

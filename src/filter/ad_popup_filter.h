@@ -18,8 +18,8 @@ namespace velmora {
 /// that they share.
 class CAdPopupFilter final : public CElementHandlerMap {
  public:
-  /// `ads` and `makers` must outlive the filter.
-  CAdPopupFilter(IDataContext &context, const AdBlocking &ads, const ScriptHandlerMakers &makers);
+  /// `ads` must outlive the filter.
+  CAdPopupFilter(IDataContext &context, const AdBlocking &ads, ScriptHandlerMakers makers);
 
   /// The page has moved to another address: a BASE element says so.
   void SetPageUrl(std::string_view url) { page_url_ = url; }
@@ -56,7 +56,7 @@ class CAdPopupFilter final : public CElementHandlerMap {
   std::string ResolveValue(std::string_view value) const;
 
   const AdBlocking &ads_;
-  const ScriptHandlerMakers &makers_;
+  const ScriptHandlerMakers makers_;
   // The host is asked for the two in this order.
   std::string host_name_;
   std::string page_url_;

@@ -8,8 +8,8 @@
 
 namespace velmora {
 
-/// Appends the filter for active content, then the one for advertisements and pop-ups. All that is
-/// passed by reference must outlive them.
+/// Appends the filter for active content, then the one for advertisements and pop-ups. `names`
+/// and `ads` must outlive them.
 void AppendFilters(HandlerList &handlers, IDataContext &context, const EventAttributeNames &names,
                    const AdBlocking &ads, const ScriptHandlerMakers &makers);
 
