@@ -7,7 +7,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # the command will do), then packages of headers and libraries.
 needed_commands="cmake:cmake ninja:ninja-build g++:g++ node:nodejs npm:npm pkg-config:pkg-config"
 needed_packages="libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libfmt-dev libre2-dev
-  libpsl-dev zlib1g-dev nlohmann-json3-dev"
+  libpsl-dev zlib1g-dev libbrotli-dev libzstd-dev nlohmann-json3-dev"
 
 missing_packages() {
   local pair package
@@ -33,10 +33,10 @@ install_missing() {
   fi
 }
 
-# build PRESET: configures and builds; what the compiler says goes to standard output.
+# build PRESET [TARGET]: configures and builds; what the compiler says goes to standard output.
 build() {
   if command -v ccache >/dev/null; then
     export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
   fi
-  (cd "$root" && cmake --preset "$1" && cmake --build --preset "$1" --parallel "$(nproc)")
+  (cd "$root" && cmake --preset "$1" && cmake --build --preset "$1" --target "${2-all}" --parallel "$(nproc)")
 }

@@ -19,5 +19,6 @@ using Action = std::function<int()>;
 
 /// Adds a sub-command to the application. When it is the one that was asked for, `action` is set.
 void AddFilter(CLI::App &application, Action &action);
+void AddLex(CLI::App &application, Action &action);
 
 }  // namespace velmora::command

@@ -10,6 +10,7 @@ namespace {
 
 constexpr void (*COMMANDS[])(CLI::App &application, Action &action) = {
     AddFilter,
+    AddLex,
 };
 
 int Main(int argc, char **argv) {
