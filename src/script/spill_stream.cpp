@@ -36,8 +36,23 @@ StreamStatus CSpillStream::AppendToFile(const void *bytes, std::uint32_t length)
   }
   size_ += length;
   saved_ = size_;
+  return KeepEnd(bytes, length) ? StreamStatus::OK : StreamStatus::FILE_ERROR;
+}
+
+/// Makes the stream's end the cache's window, half the cache long, after an append.
+bool CSpillStream::KeepEnd(const void *bytes, std::uint32_t length) noexcept {
   const std::uint32_t half = std::min(capacity_ / 2, size_);
-  return LoadWindow(size_ - half, half) ? StreamStatus::OK : StreamStatus::FILE_ERROR;
+  const std::uint32_t before = half - std::min(half, length);
+  // Mostly all of it is at hand: the end of the cache and what was appended to it.
+  if (cache_start_ + cache_length_ != size_ - length || cache_length_ < before) {
+    return LoadWindow(size_ - half, half);
+  }
+  const std::uint32_t rest = half - before;
+  std::memmove(cache_, cache_ + (cache_length_ - before), before);
+  std::memcpy(cache_ + before, static_cast<const std::uint8_t *>(bytes) + (length - rest), rest);
+  cache_start_ = size_ - half;
+  cache_length_ = half;
+  return true;
 }
 
 StreamStatus CSpillStream::ReadFromFile(void *buffer, std::uint32_t offset,
@@ -76,14 +91,21 @@ bool CSpillStream::LoadWindow(std::uint32_t start, std::uint32_t length) noexcep
 }
 
 bool CSpillStream::WriteAt(std::uint32_t offset, const void *bytes, std::uint32_t length) noexcept {
-  return Seek(offset) && services_.WriteFile(&services_, file_, bytes, length) == length;
+  if (!Seek(offset)) return false;
+  const bool written = services_.WriteFile(&services_, file_, bytes, length) == length;
+  position_ = written ? offset + length : UNKNOWN_POSITION;
+  return written;
 }
 
 bool CSpillStream::ReadAt(std::uint32_t offset, void *buffer, std::uint32_t length) noexcept {
-  return Seek(offset) && services_.ReadFile(&services_, file_, buffer, length) == length;
+  if (!Seek(offset)) return false;
+  const bool read = services_.ReadFile(&services_, file_, buffer, length) == length;
+  position_ = read ? offset + length : UNKNOWN_POSITION;
+  return read;
 }
 
 bool CSpillStream::Seek(std::uint32_t offset) noexcept {
+  if (offset == position_) return true;
   return offset <= std::uint32_t{std::numeric_limits<std::int32_t>::max()} &&
          services_.SeekFile(&services_, file_, static_cast<std::int32_t>(offset), FROM_START) !=
              SERVICE_FAILURE;

@@ -55,6 +55,7 @@ class CSpillStream {
       : services_(services), cache_(cache), capacity_(capacity) {}
 
   StreamStatus AppendToFile(const void *bytes, std::uint32_t length) noexcept;
+  bool KeepEnd(const void *bytes, std::uint32_t length) noexcept;
   StreamStatus ReadFromFile(void *buffer, std::uint32_t offset, std::uint32_t length) noexcept;
   /// Writes out the end of the cache that the file does not have yet.
   bool SaveTail() noexcept;
@@ -74,6 +75,9 @@ class CSpillStream {
   /// leaves bytes in the file that are none of the stream's.
   std::uint32_t saved_ = 0;
   void *file_ = nullptr;
+  /// The file's position, so that what follows it needs no seek.
+  static constexpr std::uint32_t UNKNOWN_POSITION = 0xFFFFFFFF;
+  std::uint32_t position_ = UNKNOWN_POSITION;
 };
 
 }  // namespace velmora

@@ -82,8 +82,8 @@ LexStatus CScriptTokenList::Append(TokenCode code) noexcept {
   const LexStatus status = ToLexStatus(codes_->Append(&code, CODE_SIZE));
   if (status != LEX_OK) return status;
   const TokenCode shape = Shape(code);
-  fingerprint_ = CrcFold(fingerprint_, static_cast<std::uint8_t>(shape >> 8));
-  fingerprint_ = CrcFold(fingerprint_, static_cast<std::uint8_t>(shape));
+  fingerprint_ = CrcFoldPair(fingerprint_, static_cast<std::uint8_t>(shape >> 8),
+                             static_cast<std::uint8_t>(shape));
   return LEX_OK;
 }
 
