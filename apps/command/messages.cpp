@@ -17,6 +17,12 @@ std::size_t ControlLength(std::string_view text) {
   return 0x80 <= second && second <= 0x9F ? 2 : 0;
 }
 
+/// At most `most` bytes, and no part of a UTF-8 character at the end.
+std::string_view Cut(std::string_view text, std::size_t most) {
+  while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xC0) == 0x80) --most;
+  return text.substr(0, most);
+}
+
 }  // namespace
 
 void PrintMessage(std::string_view message) noexcept {
@@ -27,7 +33,8 @@ void PrintLine(std::string_view line) noexcept {
   std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
 }
 
-std::string Printable(std::string_view text) {
+std::string Printable(std::string_view text, std::size_t most) {
+  if (text.size() > most) return Printable(Cut(text, most), most) + "...";
   std::string printable;
   while (!text.empty()) {
     const std::size_t control = ControlLength(text);

@@ -1,6 +1,7 @@
 // What the command says on standard error.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -12,7 +13,8 @@ void PrintMessage(std::string_view message) noexcept;
 /// Writes a line as it is.
 void PrintLine(std::string_view line) noexcept;
 
-/// A text from a page, fit for a terminal: control characters as \xNN.
-std::string Printable(std::string_view text);
+/// A text from a page, fit for a line on a terminal: control characters as \xNN; cut, with "..." in
+/// place of the rest, when it is longer than `most` bytes.
+std::string Printable(std::string_view text, std::size_t most = 160);
 
 }  // namespace velmora::command

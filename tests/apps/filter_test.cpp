@@ -12,6 +12,7 @@ namespace {
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
+using ::testing::StartsWith;
 
 TEST(FilterCommand, WritesTheBodyToStandardOutputAndTheReportToStandardError) {
   const Shell shell;
@@ -23,6 +24,24 @@ TEST(FilterCommand, WritesTheBodyToStandardOutputAndTheReportToStandardError) {
   EXPECT_EQ(result.errors,
             "page.html: ad-urls: <ad>  example.com\n"
             "page.html: 1 blocked, 10 bytes in, 6 out\n");
+}
+
+TEST(FilterCommand, ShowsTextsFromThePageSafely) {
+  const Shell shell;
+  shell.Write("page.html", "<ad>");
+  const struct {
+    std::string host;
+    std::string shown;
+  } cases[] = {
+      {"a\x1B[2Jb\tc\x7F", "a\\x1B[2Jb\\x09c\\x7F"},
+      {"b\u00F6rse\u0085", "b\u00F6rse\\xC2\\x85"},
+      {std::string(159, 'a') + "\u00F6\u00F6", std::string(159, 'a') + "..."},
+  };
+  for (const auto &c : cases) {
+    const Result result =
+        shell.Run("$velmora filter --plugin $plugin page.html --url 'http://" + c.host + "'");
+    EXPECT_THAT(result.errors, StartsWith("page.html: ad-urls: <ad>  " + c.shown + "\n"));
+  }
 }
 
 TEST(FilterCommand, GivesTheSameForEveryInputAndChunkSize) {
