@@ -24,10 +24,7 @@ BodyStream::BodyStream(ProcessorPointer processor, Transaction &transaction,
     return;
   }
   processor_->SetContext(&transaction_);
-  if (!processor_->IsSupported()) {
-    processor_.reset();
-    state_ = StreamState::PASSING;
-  }
+  if (!processor_->IsSupported()) PassRest();
 }
 
 std::string_view BodyStream::Push(std::string_view piece) noexcept {
@@ -70,6 +67,11 @@ void BodyStream::Abort() noexcept {
   state_ = StreamState::FAILED;
 }
 
+void BodyStream::PassRest() noexcept {
+  processor_.reset();
+  state_ = StreamState::PASSING;
+}
+
 void BodyStream::ProcessSlice() noexcept {
   const std::string_view slice = piece_.substr(0, options_.slice_size);
   if (!buffer_.Append(slice)) return Stop(StopReason::OUT_OF_MEMORY);
@@ -96,8 +98,7 @@ void BodyStream::CallProcessor(bool is_last) noexcept {
 void BodyStream::Stop(StopReason reason) noexcept {
   transaction_.ReportStopped(reason);
   if (options_.limits.beyond == BeyondLimit::FAIL) return Abort();
-  processor_.reset();
-  state_ = StreamState::PASSING;
+  PassRest();
 }
 
 }  // namespace velmora::host

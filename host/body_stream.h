@@ -58,6 +58,8 @@ class BodyStream {
   std::string_view Next() noexcept;
   /// Ends the transaction; bytes not taken are dropped.
   void Abort() noexcept;
+  /// From now on bytes go by as they come.
+  void PassRest() noexcept;
 
   StreamState State() const noexcept { return state_; }
 

@@ -10,6 +10,14 @@ const char *Describe(StopReason reason) noexcept {
       return "more filtering time than allowed";
     case StopReason::OUT_OF_MEMORY:
       return "out of memory";
+    case StopReason::UNKNOWN_CODING:
+      return "content coding not known";
+    case StopReason::CORRUPT_CODING:
+      return "content coding corrupt";
+    case StopReason::TRUNCATED_CODING:
+      return "content coding truncated";
+    case StopReason::DECODED_SIZE:
+      return "more decoded bytes than allowed";
   }
   return "";
 }

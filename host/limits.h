@@ -7,7 +7,7 @@
 
 namespace velmora::host {
 
-/// Why filtering of a transaction stopped before its end.
+/// Why filtering or decoding of a transaction stopped before its end.
 enum class StopReason {
   /// More bytes were held back than the limit allows.
   HELD_BYTES,
@@ -15,6 +15,14 @@ enum class StopReason {
   FILTER_TIME,
   /// Memory could not be had.
   OUT_OF_MEMORY,
+  /// The body is in a content coding that the host does not know.
+  UNKNOWN_CODING,
+  /// The body is not in the content coding that it claims to be in.
+  CORRUPT_CODING,
+  /// The body ends inside its content coding.
+  TRUNCATED_CODING,
+  /// The body is decoded to more bytes than allowed.
+  DECODED_SIZE,
 };
 
 /// A few words for messages: "more bytes held back than allowed", ...
@@ -22,7 +30,8 @@ const char *Describe(StopReason reason) noexcept;
 
 /// What a stopped transaction does with the rest of its body.
 enum class BeyondLimit {
-  /// It goes on as it comes: the user sees the page, and perhaps what should have been blocked.
+  /// It goes on as it comes: the user sees the page, and perhaps what should have been blocked. A
+  /// rest that cannot be decoded is cut off.
   PASS_UNFILTERED,
   /// The transaction ends with an error: the user sees a broken page, and nothing unfiltered.
   FAIL,

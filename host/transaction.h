@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <velmora/data_context.h>
@@ -29,7 +30,7 @@ struct BlockedItem {
 class TransactionSink {
  public:
   virtual void OnBlocked(const BlockedItem &item) noexcept = 0;
-  /// Filtering stopped before the body's end. Comes once at most.
+  /// Filtering or decoding stopped before the body's end. Comes once at most for each of them.
   virtual void OnStopped(StopReason reason) noexcept = 0;
 
  protected:
@@ -61,6 +62,10 @@ class Transaction final : public HostOwned<IDataContext> {
   Transaction(TransactionInfo info, TransactionSink &sink);
 
   const TransactionInfo &Info() const noexcept { return info_; }
+  /// Before the first bytes go to the plug-in: a type that says more than the header did.
+  void SetContentType(std::string content_type) noexcept {
+    info_.content_type = std::move(content_type);
+  }
   void ReportStopped(StopReason reason) noexcept { sink_.OnStopped(reason); }
 
   const char *GetProperty(std::int32_t property) noexcept override;

@@ -1,0 +1,196 @@
+#include "host/decoded_body.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/compressed.h"
+
+namespace velmora::host {
+namespace {
+
+constexpr ContentCoding CODINGS[] = {ContentCoding::GZIP, ContentCoding::DEFLATE,
+                                     ContentCoding::BROTLI, ContentCoding::ZSTD};
+
+struct Decoded {
+  std::string text;
+  std::optional<StopReason> trouble;
+  std::size_t encoded = 0;
+};
+
+/// Decodes a body that arrives in pieces of the given size; ends with an empty last piece.
+Decoded Decode(ContentCoding coding, std::string_view bytes, std::size_t piece_size,
+               const DecodingLimits &limits = {}) {
+  DecodedBody body(coding, limits);
+  Decoded result;
+  const auto take = [&] {
+    for (auto out = body.Next(); !out.empty(); out = body.Next()) result.text += out;
+  };
+  while (!bytes.empty() && !body.IsAtEnd()) {
+    const std::string piece(bytes.substr(0, piece_size));
+    bytes.remove_prefix(piece.size());
+    result.encoded += piece.size();
+    body.Push(piece);
+    take();
+  }
+  body.Finish({});
+  take();
+  EXPECT_TRUE(body.IsAtEnd());
+  result.trouble = body.Trouble();
+  return result;
+}
+
+TEST(DecodedBody, IsTheSameHoweverTheBytesArrive) {
+  const std::string text = SampleText(300'000);
+  for (const ContentCoding coding : CODINGS) {
+    const std::string bytes = Compressed(coding, text);
+    ASSERT_LT(bytes.size(), text.size() / 2);
+    for (const std::size_t piece_size : {1U, 2U, 1000U, 1U << 20}) {
+      const Decoded decoded = Decode(coding, bytes, piece_size);
+      EXPECT_EQ(decoded.text, text) << static_cast<int>(coding) << ' ' << piece_size;
+      EXPECT_EQ(decoded.trouble, std::nullopt);
+    }
+  }
+}
+
+TEST(DecodedBody, GivesWhatIsThereOfAnUnfinishedBody) {
+  for (const ContentCoding coding : CODINGS) {
+    const std::string text = SampleText(300'000);
+    const std::string bytes = Compressed(coding, text);
+    const Decoded decoded =
+        Decode(coding, std::string_view(bytes).substr(0, bytes.size() / 2), 500);
+    EXPECT_EQ(decoded.trouble, StopReason::TRUNCATED_CODING);
+    EXPECT_GT(decoded.text.size(), text.size() / 4);
+    EXPECT_TRUE(text.starts_with(decoded.text));
+  }
+}
+
+TEST(DecodedBody, WithoutAByteIsEmpty) {
+  for (const ContentCoding coding : CODINGS) {
+    const Decoded decoded = Decode(coding, "", 1);
+    EXPECT_EQ(decoded.text, "");
+    EXPECT_EQ(decoded.trouble, std::nullopt);
+  }
+}
+
+TEST(DecodedBody, IsCorruptWhenTheBytesAreOfNoSuchCoding) {
+  const std::string page = "<html><body>not compressed at all</body></html>";
+  std::string bad_checksum = Compressed(ContentCoding::GZIP, page);
+  bad_checksum[bad_checksum.size() - 6] ^= 1;
+  for (const ContentCoding coding : CODINGS) {
+    EXPECT_EQ(Decode(coding, page, 3).trouble, StopReason::CORRUPT_CODING);
+  }
+  EXPECT_EQ(Decode(ContentCoding::GZIP, bad_checksum, 3).trouble, StopReason::CORRUPT_CODING);
+}
+
+TEST(DecodedBody, KnowsTheFormsThatServersSend) {
+  const std::string gzip = Compressed(ContentCoding::GZIP, "one ");
+  const std::string zstd = Compressed(ContentCoding::ZSTD, "one ");
+  struct {
+    const char *what;
+    ContentCoding coding;
+    std::string bytes;
+    std::string_view text;
+  } const cases[] = {
+      {"deflate without zlib's header", ContentCoding::DEFLATE, RawDeflated("raw"), "raw"},
+      {"two members", ContentCoding::GZIP, gzip + Compressed(ContentCoding::GZIP, "two"),
+       "one two"},
+      {"two frames", ContentCoding::ZSTD, zstd + Compressed(ContentCoding::ZSTD, "two"), "one two"},
+      {"a line end behind", ContentCoding::GZIP, gzip + "\n", "one "},
+      {"zeros behind", ContentCoding::GZIP, gzip + std::string(100, '\0'), "one "},
+      {"half a header behind", ContentCoding::GZIP, gzip + "\x1F\x8B\x08", "one "},
+      {"text behind", ContentCoding::ZSTD, zstd + "stray bytes", "one "},
+      {"text behind", ContentCoding::BROTLI, Compressed(ContentCoding::BROTLI, "one") + "stray",
+       "one"},
+  };
+  for (const auto &c : cases) {
+    for (const std::size_t piece_size : {1U, 1000U}) {
+      const Decoded decoded = Decode(c.coding, c.bytes, piece_size);
+      EXPECT_EQ(decoded.text, c.text) << c.what;
+      EXPECT_EQ(decoded.trouble, std::nullopt) << c.what;
+    }
+  }
+}
+
+TEST(DecodedBody, AWindowBeyondTheWebsIsRefused) {
+  ZSTD_CCtx *const context = ZSTD_createCCtx();
+  ZSTD_CCtx_setParameter(context, ZSTD_c_windowLog, 24);
+  ZSTD_CCtx_setParameter(context, ZSTD_c_contentSizeFlag, 0);
+  const std::string text = SampleText(100'000);
+  std::string bytes(ZSTD_compressBound(text.size()), '\0');
+  ZSTD_outBuffer out{bytes.data(), bytes.size(), 0};
+  ZSTD_inBuffer in{text.data(), text.size(), 0};
+  ZSTD_compressStream2(context, &out, &in, ZSTD_e_continue);
+  ASSERT_EQ(ZSTD_compressStream2(context, &out, &in, ZSTD_e_end), 0U);
+  ZSTD_freeCCtx(context);
+  bytes.resize(out.pos);
+  EXPECT_EQ(Decode(ContentCoding::ZSTD, bytes, 1000).trouble, StopReason::CORRUPT_CODING);
+}
+
+TEST(DecodedBody, ABombStopsAtTheLimits) {
+  const std::string zeros(8U << 20, '\0');
+  const std::string text = SampleText(1U << 20);
+  struct {
+    const char *what;
+    std::string_view body;
+    DecodingLimits limits;
+    std::size_t most;
+  } const cases[] = {
+      {"ratio", zeros, {.ratio = 100, .free_size = 1U << 20}, 2U << 20},
+      {"size", zeros, {.ratio = 1U << 30, .size = 1U << 20}, 2U << 20},
+      {"neither", zeros, {}, 0},
+      {"within the free size", zeros, {.ratio = 1, .free_size = 8U << 20}, 0},
+      {"an honest page", text, {.ratio = 20, .free_size = 0}, 0},
+  };
+  for (const ContentCoding coding : CODINGS) {
+    for (const auto &c : cases) {
+      SCOPED_TRACE(std::string(c.what) + ' ' + std::to_string(static_cast<int>(coding)));
+      const Decoded decoded = Decode(coding, Compressed(coding, c.body), 10'000, c.limits);
+      if (c.most == 0) {
+        EXPECT_EQ(decoded.trouble, std::nullopt);
+        EXPECT_EQ(decoded.text.size(), c.body.size());
+      } else {
+        EXPECT_EQ(decoded.trouble, StopReason::DECODED_SIZE);
+        EXPECT_LT(decoded.text.size(), c.most);
+      }
+    }
+  }
+}
+
+TEST(ContentCoding, IsReadFromTheHeader) {
+  struct {
+    std::string_view header;
+    std::optional<ContentCoding> coding;
+  } const cases[] = {
+      {"", ContentCoding::IDENTITY},       {"identity", ContentCoding::IDENTITY},
+      {"GZIP", ContentCoding::GZIP},       {" x-gzip ", ContentCoding::GZIP},
+      {"deflate", ContentCoding::DEFLATE}, {"br", ContentCoding::BROTLI},
+      {"zstd", ContentCoding::ZSTD},       {"compress", std::nullopt},
+      {"gzip, br", std::nullopt},
+  };
+  for (const auto &c : cases) EXPECT_EQ(ParseContentCoding(c.header), c.coding) << c.header;
+}
+
+TEST(ContentCoding, GzipIsSentToThoseWhoTakeIt) {
+  struct {
+    std::string_view header;
+    bool accepts;
+  } const cases[] = {
+      {"", false},
+      {"gzip", true},
+      {"br, GZip;q=0.5", true},
+      {"gzip;q=0", false},
+      {"gzip; q=0.000", false},
+      {"*", true},
+      {"*, gzip;q=0", false},
+      {"*;q=0", false},
+      {"br, deflate", false},
+      {"gzip;x=0", true},
+  };
+  for (const auto &c : cases) EXPECT_EQ(AcceptsGzip(c.header), c.accepts) << c.header;
+}
+
+}  // namespace
+}  // namespace velmora::host
