@@ -2,12 +2,12 @@
 //
 //   bench_page FOLDER [options of the benchmark library]
 //
-// FOLDER holds saved pages (*.html). They are run one after the other, in slices of 64 KiB as a host
-// delivers them, with every category off and with every category on (no ad-blocking library bound);
-// an animated GIF too. "passed_by" is the same host without a handler, the floor of all figures.
-#include <benchmark/benchmark.h>
-
+// FOLDER holds saved pages (*.html). They are run one after the other, in slices of 64 KiB as a
+// host delivers them, with every category off and with every category on (no ad-blocking library
+// bound); an animated GIF too. "passed_by" is the same host without a handler, the floor of all
+// figures.
 #include <algorithm>
+#include <benchmark/benchmark.h>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -51,8 +51,8 @@ std::string MakeGif() {
   return gif + "\0,\0\0\0\0\x10\0\x10\0\0\x02\1x\0;"s;
 }
 
-void RunBodies(benchmark::State &state, const Plugin &plugin, const std::vector<std::string> &bodies,
-               const TransactionInfo &info) {
+void RunBodies(benchmark::State &state, const Plugin &plugin,
+               const std::vector<std::string> &bodies, const TransactionInfo &info) {
   NullSink sink;
   std::int64_t bytes = 0;
   for (auto _ : state) {

@@ -41,8 +41,7 @@ class IAdBlocker : public ICounted {
   virtual std::uint8_t CheckSize(const char *host, std::int32_t width,
                                  std::int32_t height) noexcept = 0;
   /// Tells of a link at the end of every A element; the answer is not used.
-  virtual std::uint8_t CheckLink(const char *link, const char *host,
-                                 const char *text) noexcept = 0;
+  virtual std::uint8_t CheckLink(const char *link, const char *host, const char *text) noexcept = 0;
 
  protected:
   ~IAdBlocker() = default;

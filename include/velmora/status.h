@@ -17,6 +17,8 @@ inline constexpr Status RESULT_OUT_OF_MEMORY = 0x80010201;
 inline constexpr Status RESULT_INVALID_ARGUMENT = 0x80010203;
 
 /// True for every status word that reports a failure.
-constexpr bool IsFailure(Status status) noexcept { return (status & 0x80000000U) != 0; }
+constexpr bool IsFailure(Status status) noexcept {
+  return (status & 0x80000000U) != 0;
+}
 
 }  // namespace velmora

@@ -14,7 +14,8 @@ class CountedPointer {
     if (object_ != nullptr) object_->AddRef();
   }
   CountedPointer(const CountedPointer &other) noexcept : CountedPointer(other.object_) {}
-  CountedPointer(CountedPointer &&other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+  CountedPointer(CountedPointer &&other) noexcept
+      : object_(std::exchange(other.object_, nullptr)) {}
   CountedPointer &operator=(CountedPointer other) noexcept {
     std::swap(object_, other.object_);
     return *this;

@@ -24,7 +24,9 @@ std::string_view StripOneQuote(std::string_view text) noexcept {
 
 }  // namespace
 
-std::string_view StripQuotes(std::string_view text) noexcept { return StripEnds(text, IsQuote); }
+std::string_view StripQuotes(std::string_view text) noexcept {
+  return StripEnds(text, IsQuote);
+}
 
 std::string_view TrimSpace(std::string_view text) noexcept {
   return StripEnds(text, platform::IsSpaceAscii);

@@ -9,7 +9,9 @@
 namespace velmora {
 
 /// An apostrophe or a double quote.
-constexpr bool IsQuote(char c) noexcept { return c == '\'' || c == '"'; }
+constexpr bool IsQuote(char c) noexcept {
+  return c == '\'' || c == '"';
+}
 
 /// Without all quotes at its front and at its back.
 std::string_view StripQuotes(std::string_view text) noexcept;

@@ -12,7 +12,9 @@ inline constexpr bool FLIPPED = true;
 inline constexpr bool FLIPPED = false;
 #endif
 
-constexpr bool Switch(bool stated_default) noexcept { return stated_default != FLIPPED; }
+constexpr bool Switch(bool stated_default) noexcept {
+  return stated_default != FLIPPED;
+}
 
 // Capture.
 /// image/gif and image/jpeg bodies are written to disk too.

@@ -18,8 +18,8 @@ struct TagToken {
   std::uint32_t length;
 };
 
-/// Names are lower case; values stand as written, quotes included. Spans are in page bytes, relative
-/// to the start tag's "<".
+/// Names are lower case; values stand as written, quotes included. Spans are in page bytes,
+/// relative to the start tag's "<".
 struct CHTMLAttribute {
   std::string name;
   std::uint32_t name_start;
@@ -38,9 +38,9 @@ struct CHTMLAttribute {
   }
 };
 
-/// Makes the attributes of a tag from its tokens: each token begins an attribute, and is followed by
-/// its value when "=" and one more token come behind it. `tag_begin` is the tag's "<", relative to
-/// the hold point.
+/// Makes the attributes of a tag from its tokens: each token begins an attribute, and is followed
+/// by its value when "=" and one more token come behind it. `tag_begin` is the tag's "<", relative
+/// to the hold point.
 std::vector<CHTMLAttribute> MakeAttributes(const std::vector<TagToken> &tokens,
                                            std::uint32_t tag_begin);
 

@@ -11,7 +11,9 @@ namespace {
 
 constexpr std::string_view PARAMETER = "charset";
 
-constexpr bool IsQuoteOrSpace(char c) noexcept { return IsQuote(c) || platform::IsSpaceAscii(c); }
+constexpr bool IsQuoteOrSpace(char c) noexcept {
+  return IsQuote(c) || platform::IsSpaceAscii(c);
+}
 
 constexpr bool IsCharsetCharacter(char c) noexcept {
   return platform::IsLetterAscii(c) || platform::IsDigitAscii(c) || c == '-' || c == '_';
@@ -29,9 +31,9 @@ std::string_view CharsetValue(std::string_view text) noexcept {
   // The "=", unchecked.
   if (!text.empty()) text.remove_prefix(1);
   text = SkipFront(text, IsQuoteOrSpace);
-  return text.substr(0, static_cast<std::size_t>(
-                            std::find_if_not(text.begin(), text.end(), IsCharsetCharacter) -
-                            text.begin()));
+  return text.substr(
+      0, static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), IsCharsetCharacter) -
+                                  text.begin()));
 }
 
 }  // namespace

@@ -51,8 +51,8 @@ void CDataHTML2::Process(const Chunk &chunk) {
 
 void CDataHTML2::Start() {
   if (switches::HTML_BODY_TRACE) Log("HTML START\n");
-  PushStartEncoding(
-      context() == nullptr ? nullptr : context()->GetProperty(PROPERTY_CONTENT_TYPE), encodings_);
+  PushStartEncoding(context() == nullptr ? nullptr : context()->GetProperty(PROPERTY_CONTENT_TYPE),
+                    encodings_);
 }
 
 void CDataHTML2::ReadCharacters() {
@@ -109,8 +109,7 @@ void CDataHTML2::OnTag(const Tag &tag) {
 
 void CDataHTML2::TestByteOrder() {
   const std::size_t begin = position_.call_offset();
-  const auto byte_order =
-      DetectByteOrder(bytes_.subspan(begin, position_.position() - begin + 1));
+  const auto byte_order = DetectByteOrder(bytes_.subspan(begin, position_.position() - begin + 1));
   if (!byte_order) return;
   Log("%s", byte_order->trace);
   if (auto encoding = MakeEncoding(byte_order->big_endian ? "UTF-16BE" : "UTF-16LE")) {

@@ -17,7 +17,8 @@
 namespace velmora {
 
 /// Walks the page one character at a time where it lies in the host's buffer. Output is held back
-/// from every "<" until the tag is complete, and while an element is open that may still be removed.
+/// from every "<" until the tag is complete, and while an element is open that may still be
+/// removed.
 class CDataHTML2 final : public CContentHandler, private TokenizerClient {
  public:
   /// `make_filters` adds the page's handlers behind the charset handlers, at every `SetContext`.

@@ -1,7 +1,5 @@
 #include "html/encoding.h"
 
-#include <iconv.h>
-
 #include <array>
 #include <cerrno>
 
@@ -12,23 +10,19 @@
 namespace velmora {
 namespace {
 
-const iconv_t INVALID_HANDLE = reinterpret_cast<iconv_t>(-1);
-
-iconv_t OpenConverter(const char *to, const char *from, const std::string &name) noexcept {
-  const iconv_t converter = libiconv_open(to, from);
-  if (converter == INVALID_HANDLE) Log("*** CEncoding(%s): iconv_open failed\n", name.c_str());
+Converter OpenConverter(const char *to, const char *from, const std::string &name) noexcept {
+  Converter converter(to, from);
+  if (!converter.IsOpen()) Log("*** CEncoding(%s): iconv_open failed\n", name.c_str());
   return converter;
 }
 
-void CloseConverter(iconv_t converter, const std::string &name) noexcept {
-  if (converter == INVALID_HANDLE || libiconv_close(converter) == 0) return;
-  Log("*** ~CEncoding(%s): iconv_close failed\n", name.c_str());
+void CloseConverter(Converter &converter, const std::string &name) noexcept {
+  if (!converter.Close()) Log("*** ~CEncoding(%s): iconv_close failed\n", name.c_str());
 }
 
 }  // namespace
 
-CEncoding::CEncoding(std::string_view name)
-    : name_(name), decoder_(INVALID_HANDLE), encoder_(INVALID_HANDLE) {
+CEncoding::CEncoding(std::string_view name) : name_(name) {
   if (IsTraced()) Log("CEncoding(%s)\n", name_.c_str());
   decoder_ = OpenConverter("UCS-2LE", name_.c_str(), name_);
   encoder_ = OpenConverter(name_.c_str(), "UTF-8", name_);
@@ -46,11 +40,11 @@ bool CEncoding::IsTraced() const noexcept {
 }
 
 bool CEncoding::IsValid() const noexcept {
-  return decoder_ != INVALID_HANDLE && encoder_ != INVALID_HANDLE;
+  return decoder_.IsOpen() && encoder_.IsOpen();
 }
 
 DecodedChar CEncoding::DecodeChar(std::span<const std::uint8_t> bytes) noexcept {
-  if (decoder_ == INVALID_HANDLE) return DecodedChar::Invalid();
+  if (!decoder_.IsOpen()) return DecodedChar::Invalid();
 
   // Room for exactly one unit: with more input behind the character, libiconv stops at E2BIG.
   std::array<unsigned char, 2> unit{};
@@ -58,8 +52,8 @@ DecodedChar CEncoding::DecodeChar(std::span<const std::uint8_t> bytes) noexcept 
   std::size_t input_left = bytes.size();
   char *output = reinterpret_cast<char *>(unit.data());
   std::size_t room_left = unit.size();
-  const std::size_t result = libiconv(decoder_, &input, &input_left, &output, &room_left);
-  const int error = result == static_cast<std::size_t>(-1) ? errno : 0;
+  const std::size_t result = decoder_.Convert(input, input_left, output, room_left);
+  const int error = result == CONVERSION_FAILED ? errno : 0;
 
   const DecodedChar decoded{static_cast<std::int32_t>(bytes.size() - input_left), room_left == 0,
                             static_cast<char16_t>(unit[0] | (unit[1] << 8))};
@@ -86,7 +80,7 @@ DecodedChar CEncoding::DecodeChar(std::span<const std::uint8_t> bytes) noexcept 
 }
 
 std::string CEncoding::Encode(std::string_view text) {
-  if (encoder_ == INVALID_HANDLE || text.empty()) return {};
+  if (!encoder_.IsOpen() || text.empty()) return {};
   std::string encoded(2 * text.size(), '\0');
   const char *input = text.data();
   std::size_t input_left = text.size();
@@ -94,7 +88,7 @@ std::string CEncoding::Encode(std::string_view text) {
   std::size_t room_left = encoded.size();
   // What does not fit or convert is cut off where the conversion stopped, so the result is not
   // looked at.
-  libiconv(encoder_, &input, &input_left, &output, &room_left);
+  encoder_.Convert(input, input_left, output, room_left);
   encoded.resize(encoded.size() - room_left);
   return encoded;
 }

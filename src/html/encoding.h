@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "html/converter.h"
+
 namespace velmora {
 
 /// What `CEncoding::DecodeChar` found at the front of the bytes.
@@ -53,8 +55,8 @@ class CEncoding {
   bool IsTraced() const noexcept;
 
   std::string name_;
-  void *decoder_;
-  void *encoder_;
+  Converter decoder_;
+  Converter encoder_;
 };
 
 }  // namespace velmora

@@ -55,8 +55,8 @@ class IHTMLElement {
   virtual std::int32_t FilterContent(IDataProcessor *handler) = 0;
   /// Inserts text at one of the four tag positions; 0 when that position is unknown.
   virtual std::int32_t InsertText(std::string_view text, std::uint32_t where) = 0;
-  /// Deletes the element from its start tag to its end tag (the start tag alone while the end tag is
-  /// unknown).
+  /// Deletes the element from its start tag to its end tag (the start tag alone while the end tag
+  /// is unknown).
   virtual std::int32_t Remove() = 0;
   /// For the tokenizer: where the end tag stands.
   virtual void SetEndTag(std::uint32_t begin, std::uint32_t end) noexcept = 0;

@@ -1,4 +1,5 @@
-// PagePosition: where the tokenizer stands in the host's buffer, and from where output is held back.
+// PagePosition: where the tokenizer stands in the host's buffer, and from where output is held
+// back.
 #pragma once
 
 #include <algorithm>
@@ -52,8 +53,7 @@ class PagePosition {
   void Follow(std::int32_t change, std::uint32_t end) noexcept {
     const std::int64_t lowest = IsHeld() ? hold_point_ : call_offset_;
     const std::int64_t moved = std::int64_t{position_} + change;
-    position_ = static_cast<std::uint32_t>(
-        std::max(lowest, std::min(moved, std::int64_t{end})));
+    position_ = static_cast<std::uint32_t>(std::max(lowest, std::min(moved, std::int64_t{end})));
   }
 
  private:

@@ -112,7 +112,9 @@ void Tokenizer::Append(char16_t c) {
   AppendUtf8(token_, c);
 }
 
-void Tokenizer::AppendUpper(char16_t c) { Append(ToUpper(c)); }
+void Tokenizer::AppendUpper(char16_t c) {
+  Append(ToUpper(c));
+}
 
 void Tokenizer::GoToCallOffset() noexcept {
   position_.GoToCallOffset();

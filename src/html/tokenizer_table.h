@@ -1,9 +1,9 @@
 // The syntax of the HTML tokenizer: what comes, what to do, which state is next.
 //
 // Each row is one line, in order: the first that fits is taken. A row ends in what happens to the
-// character: CONSUMED, AGAIN (the table runs once more on it, in the new state) or DECODED_ANEW (the
-// position was moved; decoding goes on from there). What the named actions do, and what entering a
-// state brings with it, is the business of `Actions`.
+// character: CONSUMED, AGAIN (the table runs once more on it, in the new state) or DECODED_ANEW
+// (the position was moved; decoding goes on from there). What the named actions do, and what
+// entering a state brings with it, is the business of `Actions`.
 #pragma once
 
 #include "core/strings.h"
@@ -14,7 +14,9 @@ namespace velmora {
 
 enum class Taken { CONSUMED, AGAIN, DECODED_ANEW };
 
-constexpr bool IsQuoteUnit(char16_t c) noexcept { return c == u'\'' || c == u'"'; }
+constexpr bool IsQuoteUnit(char16_t c) noexcept {
+  return c == u'\'' || c == u'"';
+}
 
 template <class Actions>
 Taken RunTable(State state, char16_t c, Actions &a) {

@@ -1,16 +1,8 @@
 #include "html/unit_converter.h"
 
-#include <iconv.h>
-
 #include <array>
 
 namespace velmora {
-
-UnitConverter::UnitConverter() noexcept : converter_(libiconv_open("UTF-8", "UCS-2LE")) {}
-
-UnitConverter::~UnitConverter() {
-  if (converter_ != reinterpret_cast<iconv_t>(-1)) libiconv_close(converter_);
-}
 
 std::size_t UnitConverter::UCS2ToUTF8(char16_t unit, char *output,
                                       std::size_t room) const noexcept {
@@ -18,7 +10,7 @@ std::size_t UnitConverter::UCS2ToUTF8(char16_t unit, char *output,
   const char *input = bytes.data();
   std::size_t input_left = bytes.size();
   std::size_t room_left = room;
-  libiconv(converter_, &input, &input_left, &output, &room_left);
+  converter_.Convert(input, input_left, output, room_left);
   return room - room_left;
 }
 

@@ -2,7 +2,8 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+
+#include "html/converter.h"
 
 namespace velmora {
 
@@ -11,17 +12,12 @@ namespace velmora {
 /// that it is held to.
 class UnitConverter {
  public:
-  UnitConverter() noexcept;
-  UnitConverter(const UnitConverter &) = delete;
-  UnitConverter &operator=(const UnitConverter &) = delete;
-  ~UnitConverter();
-
   /// Converts one unit into the `room` bytes at `output` and returns the number written. One thread
   /// at a time.
   std::size_t UCS2ToUTF8(char16_t unit, char *output, std::size_t room) const noexcept;
 
  private:
-  void *converter_;
+  Converter converter_{"UTF-8", "UCS-2LE"};
 };
 
 }  // namespace velmora

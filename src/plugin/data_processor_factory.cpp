@@ -6,8 +6,7 @@
 
 namespace velmora {
 
-Status CDataProcessorFactory::CreateInstance(const Identifier *identifier,
-                                             void **output) noexcept {
+Status CDataProcessorFactory::CreateInstance(const Identifier *identifier, void **output) noexcept {
   if (output == nullptr) return RESULT_INVALID_ARGUMENT;
   *output = nullptr;
   auto *const processor = new (std::nothrow) CDataProcessor(table_);

@@ -9,8 +9,7 @@
 namespace {
 
 /// Built when the library is loaded, destroyed when it is unloaded.
-const velmora::Module the_module(velmora::platform::Registry::OfMachine(),
-                                 velmora::ModuleAccess{});
+const velmora::Module the_module(velmora::platform::Registry::OfMachine(), velmora::ModuleAccess{});
 
 }  // namespace
 

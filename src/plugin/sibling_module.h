@@ -10,8 +10,8 @@
 namespace velmora {
 
 /// Loads the module at `path`, asks it for its object identifier through the export
-/// `object_id_export`, and stores in `*output` the interface `interface` of one object of it, with a
-/// reference for the caller. Returns the module's handle, or null when any step fails; the loaded
+/// `object_id_export`, and stores in `*output` the interface `interface` of one object of it, with
+/// a reference for the caller. Returns the module's handle, or null when any step fails; the loaded
 /// library itself stays loaded in either case.
 platform::ModuleHandle LoadSiblingModule(const std::string &path, const char *object_id_export,
                                          const Identifier &interface, void **output) noexcept;

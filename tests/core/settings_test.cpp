@@ -53,8 +53,12 @@ TEST(Settings, OptionBlockSuppressesCategories) {
 TEST(Settings, OnlyTrueTurnsASettingOn) {
   FakeContext context;
   EXPECT_FALSE(IsSettingTrue(context, "X"));
-  for (const auto &[value, on] : {std::pair{"TRUE", true}, {"True", true}, {"yes", false},
-                                  {"1", false}, {"true ", false}, {"", false}}) {
+  for (const auto &[value, on] : {std::pair{"TRUE", true},
+                                  {"True", true},
+                                  {"yes", false},
+                                  {"1", false},
+                                  {"true ", false},
+                                  {"", false}}) {
     context.settings["X"] = value;
     EXPECT_EQ(IsSettingTrue(context, "X"), on) << value;
   }
@@ -77,9 +81,9 @@ TEST(ByteOrder, FirstTwoBytesDecide) {
     std::vector<std::uint8_t> bytes;
     int big_endian;  // -1: no answer
   };
-  for (const Case &c : {Case{{0xFF, 0xFE}, 0}, Case{{0xFE, 0xFF}, 1}, Case{{0, 0}, 1},
-                        Case{{0, '<'}, 1}, Case{{'<', 0}, 0}, Case{{'<', 'h'}, -1}, Case{{0}, -1},
-                        Case{{}, -1}}) {
+  for (const Case &c :
+       {Case{{0xFF, 0xFE}, 0}, Case{{0xFE, 0xFF}, 1}, Case{{0, 0}, 1}, Case{{0, '<'}, 1},
+        Case{{'<', 0}, 0}, Case{{'<', 'h'}, -1}, Case{{0}, -1}, Case{{}, -1}}) {
     const auto found = DetectByteOrder(c.bytes);
     EXPECT_EQ(found ? int{found->big_endian} : -1, c.big_endian);
   }

@@ -23,8 +23,8 @@ const EditCase EDIT_CASES[] = {
      [](auto &e) { return e.SetAttribute("A", "\"new\""); }, "<x a=\"new\" b=2>t", 2},
     {"text is written in the page's set", "<x a=1>",
      [](auto &e) { return e.SetAttribute("a", "\xC3\xA9"); }, "<x a=\xE9>", 0},
-    {"a missing attribute is not added", "<x a=1>", [](auto &e) { return e.SetAttribute("b", "2"); },
-     "<x a=1>", 0},
+    {"a missing attribute is not added", "<x a=1>",
+     [](auto &e) { return e.SetAttribute("b", "2"); }, "<x a=1>", 0},
     {"an attribute without a value has none to set", "<x a b=2>",
      [](auto &e) { return e.SetAttribute("a", "1"); }, "<x a b=2>", 0},
     {"nor has one whose \"=\" ends the tag", "<x b=2 a=>",
@@ -43,12 +43,14 @@ const EditCase EDIT_CASES[] = {
      "<x  b=1>", -1},
     {"removal by index moves what follows", "<x a=1 b=2 c=3>",
      [](auto &e) { return e.RemoveAttributeAt(0) + e.RemoveAttributeAt(1); }, "<x  b=2 >", -6},
-    {"removal by an index that is not there", "<x a>", [](auto &e) { return e.RemoveAttributeAt(1); },
-     "<x a>", 0},
+    {"removal by an index that is not there", "<x a>",
+     [](auto &e) { return e.RemoveAttributeAt(1); }, "<x a>", 0},
     {"two of one name are removed, the second at its old place", "<x a=1 a=2 b=3>text",
      [](auto &e) { return e.RemoveAttribute("a"); }, "<x  a=23>text", -3},
     {"insertion before and after the start tag", "t<x>u",
-     [](auto &e) { return e.InsertText("[", INSERT_BEFORE_START) + e.InsertText("]", INSERT_AFTER_START); },
+     [](auto &e) {
+       return e.InsertText("[", INSERT_BEFORE_START) + e.InsertText("]", INSERT_AFTER_START);
+     },
      "t[<x>]u", 2},
     {"insertion after an edit uses the old end of the tag", "<x a=1>text",
      [](auto &e) { return e.SetAttribute("a", "123") + e.InsertText("!", INSERT_AFTER_START); },
@@ -56,9 +58,17 @@ const EditCase EDIT_CASES[] = {
     {"an unknown position is nowhere", "<x>",
      [](auto &e) { return e.InsertText("!", 4) + e.InsertText("!", INSERT_BEFORE_END); }, "<x>", 0},
     {"without its end tag the start tag is removed", "a<x b=1>c</x>",
-     [](auto &e) { e.SetFlags(ELEMENT_DROP); return e.Remove(); }, "ac</x>", -7},
+     [](auto &e) {
+       e.SetFlags(ELEMENT_DROP);
+       return e.Remove();
+     },
+     "ac</x>", -7},
     {"what is removed is not removed again", "a<x>c",
-     [](auto &e) { const auto change = e.Remove(); return change + e.Remove(); }, "ac", -3},
+     [](auto &e) {
+       const auto change = e.Remove();
+       return change + e.Remove();
+     },
+     "ac", -3},
     {"a removal after an edit takes the old length", "<x a=''>bcd",
      [](auto &e) { return e.SetAttribute("a", "1") + e.Remove(); }, "cd", -9},
     {"... but not more than the chunk holds", "<x a=12345678>b",
@@ -140,7 +150,8 @@ TEST(Element, EditsAtTheEndTag) {
         return change + element.InsertText("|", INSERT_BEFORE_END);
       });
   for (std::size_t cut = 0; cut < page.size(); ++cut) {
-    EXPECT_EQ(RunPage(context, CutAt(page, cut), filter), "p(<x a=\"long\">one<y>two|</x >)q") << cut;
+    EXPECT_EQ(RunPage(context, CutAt(page, cut), filter), "p(<x a=\"long\">one<y>two|</x >)q")
+        << cut;
   }
 }
 
@@ -194,11 +205,10 @@ TEST(Element, ContentPassesThroughAHandler) {
 
 TEST(Element, ShiftLeavesUnknownPositionsUnknown) {
   FakeContext context;
-  const std::string result =
-      RunPage(context, {"ab<x>c"}, Filter([](CHTMLElement &element) {
-                element.Shift(-2);
-                return element.InsertText("!", INSERT_BEFORE_START);
-              }));
+  const std::string result = RunPage(context, {"ab<x>c"}, Filter([](CHTMLElement &element) {
+                                       element.Shift(-2);
+                                       return element.InsertText("!", INSERT_BEFORE_START);
+                                     }));
   // The position before the held bytes is still inside the chunk.
   EXPECT_EQ(result, "!ab<x>c");
 }

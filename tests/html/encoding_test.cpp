@@ -1,8 +1,7 @@
 #include "html/encoding.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
+#include <gtest/gtest.h>
 #include <ostream>
 
 #include "html/unit_converter.h"
@@ -91,11 +90,15 @@ TEST(Encoding, TextIsEncodedAndCutWhereItDoesNotConvert) {
     const char *set;
     std::string_view text, bytes;
   };
-  for (const Case &c : {Case{"ISO-8859-1", "\xC3\xA9", "\xE9"},
-                        Case{"UTF-16LE", "<a>"sv, "<\0a\0>\0"sv},
-                        Case{"ISO-8859-1", "ab\xE3\x81\x82" "cd", "ab"}, Case{"UTF-8", "", ""},
-                        // Three bytes of UTF-8 have room for six.
-                        Case{"UTF-32BE", "abc"sv, "\0\0\0a"sv}, Case{"no-such-set", "x", ""}}) {
+  for (const Case &c :
+       {Case{"ISO-8859-1", "\xC3\xA9", "\xE9"}, Case{"UTF-16LE", "<a>"sv, "<\0a\0>\0"sv},
+        Case{"ISO-8859-1",
+             "ab\xE3\x81\x82"
+             "cd",
+             "ab"},
+        Case{"UTF-8", "", ""},
+        // Three bytes of UTF-8 have room for six.
+        Case{"UTF-32BE", "abc"sv, "\0\0\0a"sv}, Case{"no-such-set", "x", ""}}) {
     EXPECT_EQ(CEncoding(c.set).Encode(c.text), c.bytes) << c.set << " of " << c.text;
   }
 }
@@ -106,8 +109,9 @@ TEST(Encoding, LifeIsTraced) {
   };
   for (const Case &c :
        {Case{"UTF-8", "CEncoding(UTF-8)\n~CEncoding(UTF-8)\n"}, Case{"iso-8859-1", ""},
-        Case{"x?", "CEncoding(x?)\n*** CEncoding(x?): iconv_open failed\n"
-                   "*** CEncoding(x?): iconv_open failed\n~CEncoding(x?)\n"}}) {
+        Case{"x?",
+             "CEncoding(x?)\n*** CEncoding(x?): iconv_open failed\n"
+             "*** CEncoding(x?): iconv_open failed\n~CEncoding(x?)\n"}}) {
     const LogRecorder log;
     { EXPECT_EQ(CEncoding(c.set).IsValid(), c.set != std::string_view("x?")); }
     EXPECT_EQ(LogRecorder::Text(), c.log);

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <random>
 
 #include "html/charset.h"
@@ -75,7 +74,8 @@ const PageCase PAGE_CASES[] = {
      "* unclosed element SCRIPT\n* unclosed element SCRIPT\n"},
     {"<script <b></script>", " +SCRIPT +B(SCRIPT) -B -SCRIPT",
      "*** UNCLOSED TAG: SCRIPT\n*** ROW 1 COL 9\n*** UNCLOSED ELEMENT: B\n*** ROW 1 COL 21\n"},
-    {"<\xE9t\xE9 a>", " +\xC3\xA9T\xC3\xA9 -\xC3\xA9T\xC3\xA9", "* unclosed element \xC3\xA9T\xC3\xA9\n"},
+    {"<\xE9t\xE9 a>", " +\xC3\xA9T\xC3\xA9 -\xC3\xA9T\xC3\xA9",
+     "* unclosed element \xC3\xA9T\xC3\xA9\n"},
     {"a\r\nb\n</x>", "", "* unmatched end tag: X\n* row 3 col 5\n"},
     {"<p>a</p\n>", " +P -P"},
     {"a", ""},
@@ -116,7 +116,8 @@ TEST(Tokenizer, CharacterSetsOneByteAtATime) {
     context.content_type = std::string("text/html; charset=") + set;
     context.settings[SETTING_DUMP_HTML_ELEMENTS] = "true";
     std::vector<std::string_view> pieces;
-    for (std::size_t i = 0; i < bytes.size(); ++i) pieces.push_back(std::string_view(bytes).substr(i, 1));
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+      pieces.push_back(std::string_view(bytes).substr(i, 1));
     Events events;
     const LogRecorder log;
     EXPECT_EQ(RunPage(context, pieces, events.Recorder()), bytes) << set;
@@ -141,27 +142,32 @@ TEST(Tokenizer, OutputIsHeldBack) {
       {"the first character until the second has come", {"a", "b", "c"}, {"", "ab", "c"}},
       {"a complete tag until the character behind it", {"ab<p>", "c"}, {"ab", "<p>c"}},
       {"comments", {"ab<!-- x", "--", "> d"}, {"ab", "", "<!-- x--> d"}},
-      {"raw text only from its \"<\"", {"<script>ab", "<", "/x", "y"}, {"<script>ab", "", "</x", "y"}},
-      {"an element that may be removed", {"<p>ab", "cd</p", ">e"}, {"", "", "<p>abcd</p>e"},
+      {"raw text only from its \"<\"",
+       {"<script>ab", "<", "/x", "y"},
+       {"<script>ab", "", "</x", "y"}},
+      {"an element that may be removed",
+       {"<p>ab", "cd</p", ">e"},
+       {"", "", "<p>abcd</p>e"},
        ELEMENT_HOLD | ELEMENT_NEED_END},
-      {"an element with a hold alone, to the end of the body", {"<p>ab</p>c", "d", "e"},
-       {"", "", "<p>ab</p>cde"}, ELEMENT_HOLD},
+      {"an element with a hold alone, to the end of the body",
+       {"<p>ab</p>c", "d", "e"},
+       {"", "", "<p>ab</p>cde"},
+       ELEMENT_HOLD},
   };
   for (const CommitCase &c : cases) {
     FakeContext context;
-    const CountedPointer<IDataProcessor> handler(
-        new CDataHTML2(Filter([&](CHTMLElement &element) {
-          element.SetFlags(c.flags);
-          return 0;
-        })));
+    const CountedPointer<IDataProcessor> handler(new CDataHTML2(Filter([&](CHTMLElement &element) {
+      element.SetFlags(c.flags);
+      return 0;
+    })));
     handler->SetContext(&context);
     FakeBuffer buffer;
     std::vector<std::string> sent;
     for (std::size_t i = 0; i < c.pieces.size(); ++i) {
       buffer.bytes += c.pieces[i];
-      handler->ProcessData(&buffer, 0, buffer.GetSize(),
-                           (i == 0 ? DATA_FLAG_START : 0U) |
-                               (i + 1 == c.pieces.size() ? DATA_FLAG_END : 0U));
+      handler->ProcessData(
+          &buffer, 0, buffer.GetSize(),
+          (i == 0 ? DATA_FLAG_START : 0U) | (i + 1 == c.pieces.size() ? DATA_FLAG_END : 0U));
       sent.push_back(buffer.TakeCommitted());
     }
     EXPECT_EQ(sent, c.sent) << c.what;
@@ -171,11 +177,10 @@ TEST(Tokenizer, OutputIsHeldBack) {
 TEST(Tokenizer, ChunkInTheMiddleOfABuffer) {
   // Bytes in front of and behind the chunk are not the handler's.
   FakeContext context;
-  const CountedPointer<IDataProcessor> handler(new CDataHTML2(Filter(
-      [](CHTMLElement &element) {
-        element.SetFlags(ELEMENT_REMOVAL);
-        return 0;
-      })));
+  const CountedPointer<IDataProcessor> handler(new CDataHTML2(Filter([](CHTMLElement &element) {
+    element.SetFlags(ELEMENT_REMOVAL);
+    return 0;
+  })));
   handler->SetContext(&context);
   FakeBuffer buffer("<q>ab<p>cd</p><q>");
   handler->ProcessData(&buffer, 3, 11, DATA_FLAG_START | DATA_FLAG_END);
@@ -202,8 +207,10 @@ TEST(Tokenizer, InvalidBytesAreSkipped) {
   LogRecorder::Clear();
   EXPECT_EQ(RunPage(context, {page}, events.Recorder()), page);
   EXPECT_EQ(events.text(), " +P -P");
-  EXPECT_NE(LogRecorder::Text().find("*** INVALID INPUT: FF\n*** ROW 1 COL 3\n"), std::string::npos);
-  EXPECT_NE(LogRecorder::Text().find("*** INVALID INPUT: 80\n*** ROW 1 COL 6\n"), std::string::npos);
+  EXPECT_NE(LogRecorder::Text().find("*** INVALID INPUT: FF\n*** ROW 1 COL 3\n"),
+            std::string::npos);
+  EXPECT_NE(LogRecorder::Text().find("*** INVALID INPUT: 80\n*** ROW 1 COL 6\n"),
+            std::string::npos);
 }
 
 TEST(Tokenizer, NestedRemovalsAndEditsKeepPositionsRight) {
@@ -229,7 +236,8 @@ TEST(Tokenizer, HandlersThatLieAboutChangesDoNoHarm) {
   for (const std::int32_t lie : {-1000, 1000, 2147483647, -2147483647 - 1}) {
     const std::string_view page = "ab<p>cd</p>ef<b>";
     FakeContext context;
-    EXPECT_EQ(RunPage(context, CutAt(page, 7), Filter([lie](CHTMLElement &) { return lie; })), page);
+    EXPECT_EQ(RunPage(context, CutAt(page, 7), Filter([lie](CHTMLElement &) { return lie; })),
+              page);
   }
 }
 
@@ -246,11 +254,11 @@ TEST(Tokenizer, RandomPagesPassUnchanged) {
     context.content_type = round % 2 == 0 ? "text/html" : "text/html; charset=utf-8";
     Events whole, pieces;
     EXPECT_EQ(RunPage(context, {view}, whole.Recorder()), page);
-    EXPECT_EQ(RunPage(context,
-                      {view.substr(0, first), view.substr(first, second - first),
-                       view.substr(second)},
-                      pieces.Recorder()),
-              page);
+    EXPECT_EQ(
+        RunPage(context,
+                {view.substr(0, first), view.substr(first, second - first), view.substr(second)},
+                pieces.Recorder()),
+        page);
     EXPECT_EQ(whole.text(), pieces.text()) << page;
   }
 }

@@ -1,7 +1,6 @@
 #include "pipeline/data_processor.h"
 
 #include <gtest/gtest.h>
-
 #include <new>
 
 #include "support/fake_host.h"
@@ -15,7 +14,8 @@ using namespace testing;
 /// Writes down what happens to it; its name is the handler's or the wrapper's.
 class RecordingHandler final : public CContentHandler {
  public:
-  RecordingHandler(std::string name, std::string &events) : name_(std::move(name)), events_(events) {}
+  RecordingHandler(std::string name, std::string &events)
+      : name_(std::move(name)), events_(events) {}
   ~RecordingHandler() override { events_ += "~" + name_ + " "; }
 
   ContentHandlerPointer inner;
@@ -26,9 +26,11 @@ class RecordingHandler final : public CContentHandler {
     return true;
   }
   void Process(const Chunk &chunk) override {
-    events_ += name_ + "(" + std::to_string(chunk.length()) + "," + std::to_string(chunk.flags()) + ") ";
+    events_ +=
+        name_ + "(" + std::to_string(chunk.length()) + "," + std::to_string(chunk.flags()) + ") ";
     if (inner) inner->Handle(chunk);
-    if (chunk.Data() != nullptr && chunk.length() > 0 && *chunk.Data() == '!') throw std::bad_alloc();
+    if (chunk.Data() != nullptr && chunk.length() > 0 && *chunk.Data() == '!')
+      throw std::bad_alloc();
     if (!chunk.IsEnd() && chunk.length() > 0) chunk.CommitNothing();
   }
 
@@ -43,9 +45,10 @@ class Processor : public ::testing::Test {
     const auto make = [this](const char *name) {
       return [this, name] { return ContentHandlerPointer(new RecordingHandler(name, events)); };
     };
-    table.rows = {{"text/html", "HTML", 0, make("html")},
-                  {"image/gif", "GIF", CATEGORY_GIF_ANIMATION, make("gif")},
-                  {"text/fails", "FAILS", 0, []() -> ContentHandlerPointer { throw std::bad_alloc(); }}};
+    table.rows = {
+        {"text/html", "HTML", 0, make("html")},
+        {"image/gif", "GIF", CATEGORY_GIF_ANIMATION, make("gif")},
+        {"text/fails", "FAILS", 0, []() -> ContentHandlerPointer { throw std::bad_alloc(); }}};
     table.wrap_capture = [this](ContentHandlerPointer inner) {
       auto *const wrapper = new RecordingHandler("capture", events);
       wrapper->inner = std::move(inner);

@@ -1,7 +1,6 @@
 // Allocations that fail: a transaction in trouble passes through, and nothing leaks or dies.
-#include <gtest/gtest.h>
-
 #include <cstdlib>
+#include <gtest/gtest.h>
 #include <limits>
 #include <new>
 
@@ -31,9 +30,15 @@ void *operator new(std::size_t size) {
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
-void *operator new(std::size_t size, const std::nothrow_t &) noexcept { return Allocate(size); }
-void operator delete(void *memory) noexcept { std::free(memory); }
-void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
+void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
+  return Allocate(size);
+}
+void operator delete(void *memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void *memory, std::size_t) noexcept {
+  std::free(memory);
+}
 
 namespace velmora {
 namespace {
@@ -44,7 +49,9 @@ using namespace testing;
 class QuietBuffer final : public IDataBuffer {
  public:
   QuietBuffer() { bytes_.reserve(64 * 1024); }
-  Status QueryInterface(const Identifier *, void **) noexcept override { return RESULT_NO_INTERFACE; }
+  Status QueryInterface(const Identifier *, void **) noexcept override {
+    return RESULT_NO_INTERFACE;
+  }
   std::int32_t AddRef() noexcept override { return 1; }
   std::int32_t Release() noexcept override { return 1; }
   std::uint8_t *GetData() noexcept override { return bytes_.data(); }
@@ -68,7 +75,9 @@ class QuietBuffer final : public IDataBuffer {
 
 class QuietContext final : public IDataContext {
  public:
-  Status QueryInterface(const Identifier *, void **) noexcept override { return RESULT_NO_INTERFACE; }
+  Status QueryInterface(const Identifier *, void **) noexcept override {
+    return RESULT_NO_INTERFACE;
+  }
   std::int32_t AddRef() noexcept override { return ++references; }
   std::int32_t Release() noexcept override { return --references; }
   const char *GetProperty(std::int32_t property) noexcept override {
@@ -104,8 +113,7 @@ TEST(Allocations, EachOneMayFail) {
       QuietContext context;
       context.type = type.data();
       QuietBuffer buffer;
-      const CountedPointer<IDataProcessor> processor(
-          new CDataProcessor(module.content_handlers()));
+      const CountedPointer<IDataProcessor> processor(new CDataProcessor(module.content_handlers()));
       const std::size_t middle = body.size() / 2;
       buffer.Append(body.substr(0, middle));
       failed = false;

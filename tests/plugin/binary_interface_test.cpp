@@ -1,11 +1,10 @@
 // The shared library from outside: through `dlopen` in this process, and in processes of its own.
-#include <dlfcn.h>
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstdio>
+#include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -117,11 +116,14 @@ constexpr char HEADER[] = "Log started at \\d\\d:\\d\\d:\\d\\d on \\d\\d/\\d\\d/
 
 TEST_F(ChildProcess, LoadsUnloadsAndStartsAfresh) {
   SetLogMode(1);
-  EXPECT_EQ(RunChild("load count filter text/html '<applet></applet></x>' count unload load count unload"),
-            "loaded\n0\n</x>\n301 [(Applet)] []\n-2\nunloaded\nloaded\n0\nunloaded\n");
+  EXPECT_EQ(
+      RunChild(
+          "load count filter text/html '<applet></applet></x>' count unload load count unload"),
+      "loaded\n0\n</x>\n301 [(Applet)] []\n-2\nunloaded\nloaded\n0\nunloaded\n");
   const std::string log = Read("Velmora.log");
   EXPECT_TRUE(std::regex_match(
-      log, std::regex(std::string(HEADER) + "\\* unmatched end tag: X\n\\* row 1 col 22\n" + HEADER)))
+      log,
+      std::regex(std::string(HEADER) + "\\* unmatched end tag: X\n\\* row 1 col 22\n" + HEADER)))
       << log;
   // Later runs append.
   RunChild("load unload");
@@ -134,10 +136,10 @@ TEST_F(ChildProcess, LogModes) {
     int mode;
     bool file, file_of_process, standard_error;
   };
-  for (const Case &c : {Case{0, false, false, false}, Case{1, true, false, false},
-                        Case{2, false, false, false}, Case{3, false, true, false},
-                        Case{4, false, false, true}, Case{5, true, false, true},
-                        Case{6, false, false, true}, Case{7, false, true, true}}) {
+  for (const Case &c :
+       {Case{0, false, false, false}, Case{1, true, false, false}, Case{2, false, false, false},
+        Case{3, false, true, false}, Case{4, false, false, true}, Case{5, true, false, true},
+        Case{6, false, false, true}, Case{7, false, true, true}}) {
     SetLogMode(c.mode);
     const std::string output = RunChild("load filter text/html '</x>' unload");
     EXPECT_EQ(output.find("* unmatched end tag: X\n") != std::string::npos, c.standard_error);
@@ -145,7 +147,8 @@ TEST_F(ChildProcess, LogModes) {
     const std::vector<std::string> files = Files();
     ASSERT_EQ(files.size(), c.file || c.file_of_process ? 1U : 0U) << c.mode;
     if (!files.empty()) {
-      EXPECT_TRUE(std::regex_match(files[0], std::regex(c.file ? "Velmora\\.log" : "Velmora#\\d+\\.log")));
+      EXPECT_TRUE(
+          std::regex_match(files[0], std::regex(c.file ? "Velmora\\.log" : "Velmora#\\d+\\.log")));
       EXPECT_NE(Read(files[0]).find("* row 1 col 5\n"), std::string::npos);
       fs::remove(folder_ / files[0]);
     }
@@ -179,9 +182,10 @@ TEST_F(ChildProcess, BindsToAnAdLibraryThatIsLoadedAlready) {
   const std::string script = "FAKE_AD_URLS=banner FAKE_AD_CALLS=" + (folder_ / "calls").string();
   EXPECT_EQ(RunChild("load" + page + "unload", script),
             "loaded\n<img src=/banner.gif><img src=b.gif>\nunloaded\n");
-  EXPECT_EQ(RunChild("ads " FAKE_AD_LIBRARY " load" + page + "unload load" + page + "unload", script),
-            "ads loaded\nloaded\n<img src=b.gif>\n305 [IMG src=/banner.gif] [\"banner\"]\nunloaded\n"
-            "loaded\n<img src=b.gif>\n305 [IMG src=/banner.gif] [\"banner\"]\nunloaded\n");
+  EXPECT_EQ(
+      RunChild("ads " FAKE_AD_LIBRARY " load" + page + "unload load" + page + "unload", script),
+      "ads loaded\nloaded\n<img src=b.gif>\n305 [IMG src=/banner.gif] [\"banner\"]\nunloaded\n"
+      "loaded\n<img src=b.gif>\n305 [IMG src=/banner.gif] [\"banner\"]\nunloaded\n");
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // Many transactions at once, for the thread sanitizer above all.
 #include <gtest/gtest.h>
-
 #include <thread>
 #include <vector>
 

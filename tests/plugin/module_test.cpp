@@ -19,7 +19,7 @@ ModuleAccess NoLibrary() {
 }
 
 std::string RunBody(const Module &module, FakeContext &context,
-                const std::vector<std::string_view> &pieces) {
+                    const std::vector<std::string_view> &pieces) {
   const CountedPointer<IDataProcessor> processor(new CDataProcessor(module.content_handlers()));
   processor->SetContext(&context);
   return Feed(*processor, pieces);
@@ -37,8 +37,8 @@ TEST(Module, EveryKindOfBodyReachesItsHandler) {
       {"text/html", 300, "a<script>b</script>c", "ac", "(Script)"},
       {"text/html", 302, "a<object><b></object>c", "ac", "(ActiveX)"},
       {"text/html", 100, "a<script>b</script>c", "a<script> </script>c", "(Script)"},
-      {"text/html", 200, "<script language=vbscript>b</script>", "<script language=vbscript> </script>",
-       "(Script)"},
+      {"text/html", 200, "<script language=vbscript>b</script>",
+       "<script language=vbscript> </script>", "(Script)"},
       {"application/x-javascript", 100, "var a;", " ", "(Script)"},
       {"application/x-javascript", 101, "x='application/x-shockwave-flash'", " ", "(Script)"},
       {"text/vbscript", 200, "dim a", " ", "(Script)"},

@@ -7,9 +7,8 @@
 //   filter TYPE BODY  runs a body through it with every category on and prints the result
 //   capture TYPE BODY the same with a capture around the handler, categories off
 //   count             the live-object counter
-#include <dlfcn.h>
-
 #include <cstdio>
+#include <dlfcn.h>
 #include <string_view>
 
 #include "support/fake_host.h"
@@ -28,7 +27,8 @@ IDataProcessor *MakeProcessor(void *library) {
   Identifier object;
   IDataProcessorFactory *factory = nullptr;
   void *processor = nullptr;
-  if (Find<GetObjectIdFunction>(library, EXPORT_GET_OBJECT_ID)(&object) != RESULT_OK) return nullptr;
+  if (Find<GetObjectIdFunction>(library, EXPORT_GET_OBJECT_ID)(&object) != RESULT_OK)
+    return nullptr;
   if (Find<GetFactoryFunction>(library, EXPORT_GET_FACTORY)(&object, &factory) != RESULT_OK) {
     return nullptr;
   }

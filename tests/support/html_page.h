@@ -49,7 +49,7 @@ class ScriptedHandler final : public CElementHandler {
 /// A list of one scripted handler.
 inline FilterMaker Filter(ScriptedHandler::Action on_start, ScriptedHandler::Action on_end = {}) {
   return [on_start = std::move(on_start), on_end = std::move(on_end)](IDataContext &context,
-                                                                     HandlerList &handlers) {
+                                                                      HandlerList &handlers) {
     handlers.Add(std::make_unique<ScriptedHandler>(context, on_start, on_end));
   };
 }

@@ -1,0 +1,33 @@
+// Converter: one direction of a character set's conversion, GNU libiconv's.
+#pragma once
+
+#include <cstddef>
+
+namespace velmora {
+
+class Converter {
+ public:
+  /// Not open.
+  Converter() = default;
+  /// Opens the conversion between two sets by libiconv's names; not open when it knows none.
+  Converter(const char *to, const char *from) noexcept;
+  Converter(Converter &&other) noexcept;
+  Converter &operator=(Converter &&other) noexcept;
+  ~Converter() { Close(); }
+
+  bool IsOpen() const noexcept { return handle_ != nullptr; }
+  /// False when libiconv reports a failure. Closing twice does nothing.
+  bool Close() noexcept;
+
+  /// libiconv's conversion step: moves all four along; its result, and `errno` when that is -1.
+  std::size_t Convert(const char *&input, std::size_t &input_left, char *&output,
+                      std::size_t &room_left) const noexcept;
+
+ private:
+  void *handle_ = nullptr;
+};
+
+/// `Converter::Convert`'s result for a failure.
+inline constexpr std::size_t CONVERSION_FAILED = static_cast<std::size_t>(-1);
+
+}  // namespace velmora
