@@ -56,7 +56,15 @@ const DecodeCase DECODE_CASES[] = {
     {"no-such-set", "a"sv, -1, false, 0, ""},
 };
 
-class Decoding : public ::testing::TestWithParam<DecodeCase> {};
+/// The cases are what this version of libiconv answers; another may answer otherwise.
+constexpr int PINNED_LIBICONV = 0x010E;
+
+class Decoding : public ::testing::TestWithParam<DecodeCase> {
+ protected:
+  void SetUp() override {
+    if (_libiconv_version != PINNED_LIBICONV) GTEST_SKIP() << "another libiconv";
+  }
+};
 
 TEST_P(Decoding, OneCharacterAtATime) {
   const DecodeCase &c = GetParam();
