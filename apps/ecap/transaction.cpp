@@ -1,0 +1,216 @@
+#include "ecap/transaction.h"
+
+#include <algorithm>
+#include <libecap/common/body.h>
+#include <libecap/common/header.h>
+#include <libecap/common/message.h>
+#include <libecap/common/name.h>
+#include <libecap/common/names.h>
+#include <libecap/host/xaction.h>
+#include <string>
+#include <utility>
+
+#include "ecap/service.h"
+
+namespace velmora::ecap {
+namespace {
+
+const libecap::Name CONTENT_TYPE("Content-Type");
+const libecap::Name CONTENT_ENCODING("Content-Encoding");
+const libecap::Name ACCEPT_ENCODING("Accept-Encoding");
+
+/// Headers that tell of the body's bytes as they were.
+const libecap::Name STALE_HEADERS[] = {
+    libecap::headerContentLength, CONTENT_ENCODING,
+    libecap::Name("ETag"),        libecap::Name("Content-MD5"),
+    libecap::Name("Digest"),      libecap::Name("Content-Digest"),
+    libecap::Name("Repr-Digest"), libecap::Name("Accept-Ranges"),
+};
+
+constexpr int PARTIAL_CONTENT = 206;
+
+std::optional<std::string> HeaderValue(const libecap::Header &header, const libecap::Name &name) {
+  if (!header.hasAny(name)) return std::nullopt;
+  return header.value(name).toString();
+}
+
+bool IsPartial(const libecap::Message &response) {
+  const auto *status = dynamic_cast<const libecap::StatusLine *>(&response.firstLine());
+  return status == nullptr || status->statusCode() == PARTIAL_CONTENT;
+}
+
+std::string Url(const libecap::Message &request) {
+  const auto *line = dynamic_cast<const libecap::RequestLine *>(&request.firstLine());
+  return line == nullptr ? std::string() : line->uri().toString();
+}
+
+}  // namespace
+
+template <class Action>
+void Transaction::Guarded(Action action) noexcept {
+  if (host_ == nullptr) return;
+  try {
+    action();
+  } catch (...) {
+    try {
+      LastCall(&libecap::host::Xaction::adaptationAborted);
+    } catch (...) {
+      // The proxy does not even take that: there is nothing left to say.
+    }
+  }
+}
+
+template <class Function>
+void Transaction::LastCall(Function function) {
+  // The call may destroy this object.
+  if (libecap::host::Xaction *const host = std::exchange(host_, nullptr)) (host->*function)();
+}
+
+void Transaction::start() {
+  Guarded([this] {
+    try {
+      Begin();
+    } catch (...) {
+      if (sending_ != Side::NOT_BEGUN || host_ == nullptr) throw;
+      const bool may_pass =
+          filtering_->settings.response.stream.limits.beyond == host::BeyondLimit::PASS_UNFILTERED;
+      LastCall(may_pass ? &libecap::host::Xaction::useVirgin
+                        : &libecap::host::Xaction::blockVirgin);
+    }
+  });
+}
+
+void Transaction::Begin() {
+  const libecap::Message &response = host_->virgin();
+  // A part of a body cannot be judged, and its length must not change. Answers to HEAD and such
+  // have no body.
+  if (response.body() == nullptr || IsPartial(response)) {
+    return LastCall(&libecap::host::Xaction::useVirgin);
+  }
+  const Settings &settings = filtering_->settings;
+  const libecap::Message &request = host_->cause();
+  std::string url = Url(request);
+  events_.emplace(filtering_->events, url, host_->option(libecap::metaClientIp).toString());
+  filter_.emplace(
+      filtering_->plugin->CreateProcessor(),
+      host::TransactionInfo{.url = std::move(url),
+                            .content_type = HeaderValue(response.header(), CONTENT_TYPE),
+                            .categories = settings.categories},
+      host::ResponseHeaders{
+          .content_encoding = HeaderValue(response.header(), CONTENT_ENCODING).value_or(""),
+          .accept_encoding = HeaderValue(request.header(), ACCEPT_ENCODING).value_or("")},
+      *events_, settings.response);
+  if (filter_->State() == host::StreamState::FAILED) {
+    return LastCall(&libecap::host::Xaction::blockVirgin);
+  }
+  if (!filter_->IsWanted()) return LastCall(&libecap::host::Xaction::useVirgin);
+  const auto head = FilteredHead();
+  host_->vbMake();
+  receiving_ = Side::OPEN;
+  sending_ = Side::OPEN;
+  host_->useAdapted(head);
+}
+
+libecap::shared_ptr<libecap::Message> Transaction::FilteredHead() const {
+  const libecap::shared_ptr<libecap::Message> head = host_->virgin().clone();
+  libecap::Header &header = head->header();
+  for (const libecap::Name &name : STALE_HEADERS) header.removeAny(name);
+  if (filter_->SentCoding() == host::ContentCoding::GZIP) {
+    header.add(CONTENT_ENCODING, libecap::Area::FromTempString("gzip"));
+  }
+  return head;
+}
+
+void Transaction::stop() {
+  host_ = nullptr;
+}
+
+void Transaction::abDiscard() {
+  Guarded([this] {
+    sending_ = Side::CLOSED;
+    StopReceiving();
+  });
+}
+
+void Transaction::abMake() {
+  Guarded([this] { Pump(); });
+}
+
+void Transaction::abMakeMore() {
+  Guarded([this] { Pump(); });
+}
+
+void Transaction::abStopMaking() {
+  abDiscard();
+}
+
+libecap::Area Transaction::abContent(libecap::size_type offset, libecap::size_type size) {
+  const std::string_view wanted = ready_.substr(std::min(offset, ready_.size()), size);
+  return {wanted.data(), wanted.size()};
+}
+
+void Transaction::abContentShift(libecap::size_type size) {
+  ready_.remove_prefix(std::min(size, ready_.size()));
+  if (ready_.empty()) Guarded([this] { Pump(); });
+}
+
+void Transaction::noteVbContentDone(bool at_end) {
+  Guarded([&] {
+    has_arrived_ = true;
+    is_broken_ = !at_end;
+    Pump();
+  });
+}
+
+void Transaction::noteVbContentAvailable() {
+  Guarded([this] { Pump(); });
+}
+
+void Transaction::Pump() {
+  if (is_pumping_ || sending_ != Side::OPEN) return;
+  is_pumping_ = true;
+  for (;;) {
+    if (ready_.empty()) Refill();
+    const std::size_t size = ready_.size();
+    if (size == 0) break;
+    host_->noteAbContentAvailable();
+    if (host_ == nullptr || ready_.size() == size) break;
+  }
+  is_pumping_ = false;
+  if (host_ == nullptr || !ready_.empty() || sending_ != Side::OPEN) return;
+  if (filter_->State() == host::StreamState::FINISHED) EndSending(true);
+  if (filter_->State() == host::StreamState::FAILED) EndSending(false);
+}
+
+void Transaction::Refill() {
+  ready_ = filter_->Next();
+  while (ready_.empty() && receiving_ == Side::OPEN) {
+    TakePiece();
+    if (piece_.size == 0) break;
+    ready_ = filter_->Push({piece_.start, piece_.size});
+  }
+  if (!ready_.empty() || !has_arrived_ || std::exchange(is_finishing_, true)) return;
+  if (is_broken_) {
+    // What is held back may be half of something that should be blocked.
+    filter_->Abort();
+  } else {
+    ready_ = filter_->Finish();
+  }
+}
+
+void Transaction::TakePiece() {
+  piece_ = host_->vbContent(0, libecap::nsize);
+  if (piece_.size != 0) host_->vbContentShift(piece_.size);
+}
+
+void Transaction::StopReceiving() {
+  if (std::exchange(receiving_, Side::CLOSED) == Side::OPEN) host_->vbStopMaking();
+}
+
+void Transaction::EndSending(bool is_whole) {
+  sending_ = Side::CLOSED;
+  StopReceiving();
+  host_->noteAbContentDone(is_whole);
+}
+
+}  // namespace velmora::ecap

@@ -1,0 +1,79 @@
+// Transaction: one response on its way through the filter.
+//
+// The proxy holds the body's bytes on both sides. A piece is taken from it only when all that came
+// of the piece before went on, and the next slice of it is worked on only when the proxy has taken
+// the one before: so a slow client slows the origin down, and no more than a piece and a slice wait
+// here.
+#pragma once
+
+#include <libecap/adapter/xaction.h>
+#include <libecap/common/area.h>
+#include <libecap/common/forward.h>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "ecap/event_log.h"
+#include "host/response_filter.h"
+
+namespace velmora::ecap {
+
+struct Filtering;
+
+/// The proxy's calls may throw, and an exception that leaves this class costs the answer or the
+/// process: every function that it calls catches all.
+class Transaction final : public libecap::adapter::Xaction {
+ public:
+  Transaction(std::shared_ptr<Filtering> filtering, libecap::host::Xaction *host)
+      : filtering_(std::move(filtering)), host_(host) {}
+
+  const libecap::Area option(const libecap::Name &) const override { return {}; }
+  void visitEachOption(libecap::NamedValueVisitor &) const override {}
+
+  void start() override;
+  void stop() override;
+  void abDiscard() override;
+  void abMake() override;
+  void abMakeMore() override;
+  void abStopMaking() override;
+  libecap::Area abContent(libecap::size_type offset, libecap::size_type size) override;
+  void abContentShift(libecap::size_type size) override;
+  void noteVbContentDone(bool at_end) override;
+  void noteVbContentAvailable() override;
+
+ private:
+  /// How far the body on one side of the filter is.
+  enum class Side { NOT_BEGUN, OPEN, CLOSED };
+
+  void Begin();
+  libecap::shared_ptr<libecap::Message> FilteredHead() const;
+  /// Gives the proxy what it takes, and says so when there is no more.
+  void Pump();
+  /// Makes the next bytes ready, if there are any.
+  void Refill();
+  void TakePiece();
+  void StopReceiving();
+  void EndSending(bool is_whole);
+  /// Calls `action` unless the transaction is over; what it throws ends the transaction.
+  template <class Action>
+  void Guarded(Action action) noexcept;
+  template <class Function>
+  void LastCall(Function function);
+
+  std::shared_ptr<Filtering> filtering_;
+  libecap::host::Xaction *host_;
+  std::optional<TransactionEvents> events_;
+  std::optional<host::ResponseFilter> filter_;
+  Side receiving_ = Side::NOT_BEGUN;
+  Side sending_ = Side::NOT_BEGUN;
+  /// The proxy has all of the body, or all that it will get.
+  bool has_arrived_ = false;
+  bool is_broken_ = false;
+  bool is_finishing_ = false;
+  bool is_pumping_ = false;
+  libecap::Area piece_;
+  /// What came out of the filter and was not taken; lies in the filter or in the piece.
+  std::string_view ready_;
+};
+
+}  // namespace velmora::ecap
