@@ -2,6 +2,7 @@
 
 #include <array>
 #include <gtest/gtest.h>
+#include <iconv.h>
 #include <ostream>
 
 #include "html/unit_converter.h"
