@@ -7,7 +7,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # the command will do), then packages of headers and libraries.
 needed_commands="cmake:cmake ninja:ninja-build g++:g++ node:nodejs npm:npm pkg-config:pkg-config"
 needed_packages="libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libfmt-dev libre2-dev
-  libpsl-dev zlib1g-dev libbrotli-dev libzstd-dev nlohmann-json3-dev"
+  libpsl-dev zlib1g-dev libbrotli-dev libzstd-dev nlohmann-json3-dev libecap3-dev"
 
 missing_packages() {
   local pair package
