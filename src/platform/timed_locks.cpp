@@ -36,20 +36,27 @@ TimedMutex::~TimedMutex() {
 }
 
 WaitOutcome TimedMutex::Wait(Milliseconds time_out) noexcept {
-  int error = 0;
-  if (time_out) {
-    const std::timespec deadline = Deadline(*time_out);
-    error = pthread_mutex_clocklock(&mutex_, CLOCK_MONOTONIC, &deadline);
-  } else {
-    error = pthread_mutex_lock(&mutex_);
-  }
+  // A mutex that is free needs no look at the clock.
+  const int error = pthread_mutex_trylock(&mutex_);
+  if (error != EBUSY) return Note(error);
+  if (!time_out) return Note(pthread_mutex_lock(&mutex_));
+  const std::timespec deadline = Deadline(*time_out);
+  return Note(pthread_mutex_clocklock(&mutex_, CLOCK_MONOTONIC, &deadline));
+}
+
+WaitOutcome TimedMutex::Note(int error) noexcept {
   switch (error) {
     case 0:
+      holder_ = std::this_thread::get_id();
+      ++depth_;
       return WaitOutcome::ACQUIRED;
     case EOWNERDEAD:
       pthread_mutex_consistent(&mutex_);
+      holder_ = std::this_thread::get_id();
+      depth_ = 1;
       return WaitOutcome::ABANDONED;
     case ETIMEDOUT:
+    case EBUSY:
       return WaitOutcome::TIMED_OUT;
     default:
       return WaitOutcome::FAILED;
@@ -57,13 +64,13 @@ WaitOutcome TimedMutex::Wait(Milliseconds time_out) noexcept {
 }
 
 bool TimedMutex::Release() noexcept {
+  if (holder_ != std::this_thread::get_id()) return false;
+  if (--depth_ == 0) holder_ = std::thread::id();
   return pthread_mutex_unlock(&mutex_) == 0;
 }
 
 bool TimedMutex::ReleaseAll() noexcept {
-  const int error = pthread_mutex_trylock(&mutex_);
-  if (error == EBUSY) return false;
-  if (error == EOWNERDEAD) pthread_mutex_consistent(&mutex_);
+  if (Note(pthread_mutex_trylock(&mutex_)) == WaitOutcome::TIMED_OUT) return false;
   while (Release()) {
   }
   return true;

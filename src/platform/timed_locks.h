@@ -1,11 +1,13 @@
 // Locks with a time-out.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <optional>
 #include <pthread.h>
+#include <thread>
 
 namespace velmora::platform {
 
@@ -37,8 +39,14 @@ class TimedMutex {
   bool ReleaseAll() noexcept;
 
  private:
+  /// What an attempt to lock came to; takes note of the new holder.
+  WaitOutcome Note(int error) noexcept;
+
   pthread_mutex_t mutex_;
   bool valid_;
+  std::atomic<std::thread::id> holder_;
+  /// How often the holder has it; the holder's to change.
+  std::uint32_t depth_ = 0;
 };
 
 /// A count between 0 and a maximum; waiting takes one of it.
