@@ -5,7 +5,9 @@ target_compile_options(velmora_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 if(VELMORA_SANITIZE)
   target_compile_options(velmora_options INTERFACE
-    -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+    # The instrumented code of the standard library's headers looks uninitialized to the compiler.
+    -Wno-maybe-uninitialized)
   target_link_options(velmora_options INTERFACE -fsanitize=${VELMORA_SANITIZE})
 endif()
 
