@@ -3,11 +3,12 @@
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# Commands that the build calls, each with the Debian package that brings it (other installations of
+# Commands that the build and the tests call, each with the Debian package that brings it (other installations of
 # the command will do), then packages of headers and libraries.
-needed_commands="cmake:cmake ninja:ninja-build g++:g++ node:nodejs npm:npm pkg-config:pkg-config"
+needed_commands="cmake:cmake ninja:ninja-build g++:g++ node:nodejs npm:npm pkg-config:pkg-config
+  python3:python3 curl:curl brotli:brotli zstd:zstd"
 needed_packages="libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libfmt-dev libre2-dev
-  libpsl-dev zlib1g-dev libbrotli-dev libzstd-dev nlohmann-json3-dev libecap3-dev"
+  libpsl-dev zlib1g-dev libbrotli-dev libzstd-dev nlohmann-json3-dev libecap3-dev squid-openssl"
 
 missing_packages() {
   local pair package
@@ -33,10 +34,13 @@ install_missing() {
   fi
 }
 
-# build PRESET [TARGET]: configures and builds; what the compiler says goes to standard output.
+# build PRESET [TARGET...]: configures and builds; what the compiler says goes to standard output.
 build() {
   if command -v ccache >/dev/null; then
     export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
   fi
-  (cd "$root" && cmake --preset "$1" && cmake --build --preset "$1" --target "${2-all}" --parallel "$(nproc)")
+  local preset=$1 targets=("${@:2}")
+  [ ${#targets[@]} -gt 0 ] || targets=(all)
+  (cd "$root" && cmake --preset "$preset" &&
+    cmake --build --preset "$preset" --target "${targets[@]}" --parallel "$(nproc)")
 }

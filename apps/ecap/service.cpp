@@ -28,6 +28,8 @@ class SettingsReader final : public libecap::NamedValueVisitor {
   explicit SettingsReader(Settings &settings) : settings_(settings) {}
 
   void visit(const libecap::Name &name, const libecap::Area &value) override {
+    // The proxy's own, told to every service.
+    if (name == "bypassable") return;
     const std::string text = value.toString();
     try {
       settings_.Set(name.image(), text);

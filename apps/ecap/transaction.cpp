@@ -19,12 +19,15 @@ const libecap::Name CONTENT_TYPE("Content-Type");
 const libecap::Name CONTENT_ENCODING("Content-Encoding");
 const libecap::Name ACCEPT_ENCODING("Accept-Encoding");
 
-/// Headers that tell of the body's bytes as they were.
+/// Headers that tell of the body's bytes as they were, besides Content-Length.
 const libecap::Name STALE_HEADERS[] = {
-    libecap::headerContentLength, CONTENT_ENCODING,
-    libecap::Name("ETag"),        libecap::Name("Content-MD5"),
-    libecap::Name("Digest"),      libecap::Name("Content-Digest"),
-    libecap::Name("Repr-Digest"), libecap::Name("Accept-Ranges"),
+    CONTENT_ENCODING,
+    libecap::Name("ETag"),
+    libecap::Name("Content-MD5"),
+    libecap::Name("Digest"),
+    libecap::Name("Content-Digest"),
+    libecap::Name("Repr-Digest"),
+    libecap::Name("Accept-Ranges"),
 };
 
 constexpr int PARTIAL_CONTENT = 206;
@@ -114,6 +117,8 @@ void Transaction::Begin() {
 libecap::shared_ptr<libecap::Message> Transaction::FilteredHead() const {
   const libecap::shared_ptr<libecap::Message> head = host_->virgin().clone();
   libecap::Header &header = head->header();
+  // By the proxy's own name: only so does it forget the number too.
+  header.removeAny(libecap::headerContentLength);
   for (const libecap::Name &name : STALE_HEADERS) header.removeAny(name);
   if (filter_->SentCoding() == host::ContentCoding::GZIP) {
     header.add(CONTENT_ENCODING, libecap::Area::FromTempString("gzip"));

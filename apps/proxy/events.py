@@ -1,0 +1,46 @@
+"""The adapter's event file, one JSON object a line, for people."""
+
+import json
+import time
+from collections import Counter
+
+
+def read(path):
+    if not path.exists():
+        return []
+    return [json.loads(line) for line in path.read_text().splitlines()]
+
+
+def follow(path):
+    """Yields events as they are written, and None whenever there are none for now."""
+    while not path.exists():
+        yield None
+    with path.open() as file:
+        rest = ""
+        while True:
+            rest += file.read()
+            *lines, rest = rest.split("\n")
+            for line in lines:
+                yield json.loads(line)
+            yield None
+
+
+def printable(text):
+    """Without control characters: the texts come from pages."""
+    return "".join(c if c.isprintable() else f"\\x{ord(c):02X}" for c in text)
+
+
+def line(event):
+    clock = event["time"][11:19]
+    if "stopped" in event:
+        return f"{clock}  ! {event['stopped']}  {printable(event['url'])}"
+    what = printable(event["item"] + "  " + event["detail"]).strip()
+    return f"{clock}  {event['category']:<20} {what:<40} {printable(event['url'])}"
+
+
+def by_category(events):
+    return Counter(event["category"] for event in events if "category" in event)
+
+
+def wait():
+    time.sleep(0.1)

@@ -1,0 +1,61 @@
+"""`./run proxy`: the filtering proxy in the foreground, until Ctrl-C."""
+
+import argparse
+import pathlib
+import signal
+import sys
+
+import events
+from squid import ProxyError, Squid
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+# What is in nobody's interest but its maker's. Blocking every script would break most sites.
+CATEGORIES = (
+    "ads,flash,javascript-flash,vbscript-flash,applets,activex,popups,restore-popups,"
+    "script-errors,gif-animation"
+)
+
+
+def stop(*_):
+    raise KeyboardInterrupt
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="./run proxy", description=__doc__)
+    parser.add_argument("--port", type=int, default=3128, help="port on 127.0.0.1 (default: 3128)")
+    parser.add_argument(
+        "--block",
+        default=CATEGORIES,
+        metavar="LIST",
+        help="categories to block (default: %(default)s; all names: ./run filter --help)",
+    )
+    options = parser.parse_args()
+    for number in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, stop)
+    squid = Squid(
+        ROOT / "build" / "proxy",
+        ROOT / "build" / "release",
+        {"block": options.block},
+        port=options.port,
+    )
+    try:
+        with squid:
+            print(f"Proxy for HTTP on 127.0.0.1:{squid.port}; encrypted traffic passes as it is.")
+            print(f"Blocking {options.block}")
+            print(f"Its files: {squid.folder}   Ctrl-C stops it.", flush=True)
+            for event in events.follow(squid.events):
+                if event is not None:
+                    print(events.line(event), flush=True)
+                elif squid.process.poll() is not None:
+                    raise ProxyError("the proxy has ended:\n" + squid.complaints())
+                else:
+                    events.wait()
+    except KeyboardInterrupt:
+        print("\nStopped.")
+    except ProxyError as error:
+        hint = "; ./run proxy --port N takes another one" if "in use" in str(error) else ""
+        sys.exit(f"{error}{hint}")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,189 @@
+"""A Squid of one's own: on loopback, as an ordinary user, with everything it writes in one folder.
+
+Nothing of the system's Squid is touched. Started by root it runs as the user "proxy", so the folder
+must be one that this user can reach.
+"""
+
+import os
+import pathlib
+import pwd
+import shutil
+import socket
+import subprocess
+import tempfile
+import time
+
+SQUID = "/usr/sbin/squid"
+MODULES = ("ecap_velmora.so", "libvelmora.so", "libvexlar.so")
+
+CONFIGURATION = """\
+http_port 127.0.0.1:{port}
+visible_hostname velmora
+acl loopback src 127.0.0.0/8
+http_access allow loopback
+http_access deny all
+# Filtered pages may differ from client to client.
+cache deny all
+cache_mem 8 MB
+pid_filename {folder}/squid.pid
+access_log stdio:{folder}/log/access.log
+cache_log {folder}/log/cache.log
+coredump_dir {folder}
+netdb_filename none
+pinger_enable off
+shutdown_lifetime 1 second
+"""
+
+ADAPTER = """\
+loadable_modules {library}
+ecap_enable on
+adaptation_send_client_ip on
+ecap_service filter respmod_precache uri={uri} bypass=off {settings}
+adaptation_access filter allow all
+"""
+
+
+class ProxyError(Exception):
+    """The proxy cannot be started; the text says why, for a person."""
+
+
+class User:
+    """Whom the proxy runs as: this user, or "proxy" where this one is root."""
+
+    def __init__(self):
+        self.account = pwd.getpwnam("proxy") if os.getuid() == 0 else None
+
+    def command(self, *arguments):
+        """The command under this user; it is told to end when its parent is gone."""
+        prefix = ["setpriv", "--pdeathsig", "TERM"]
+        if self.account:
+            prefix += [f"--reuid={self.account.pw_uid}", f"--regid={self.account.pw_gid}"]
+            prefix += ["--clear-groups"]
+        return [*prefix, *map(str, arguments)]
+
+    def can_read(self, path):
+        return subprocess.run(self.command("test", "-r", path)).returncode == 0
+
+    def make_folder(self, path):
+        path.mkdir(mode=0o755, parents=True, exist_ok=True)
+        if self.account:
+            os.chown(path, self.account.pw_uid, self.account.pw_gid)
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def is_listening(port):
+    with socket.socket() as probe:
+        probe.settimeout(1)
+        return probe.connect_ex(("127.0.0.1", port)) == 0
+
+
+class Squid:
+    """A running proxy; a context that stops it.
+
+    `modules` is the folder with the built libraries (None: no adapter); `settings` are the adapter's,
+    and `adapter` stands for another library and its service's address.
+    """
+
+    def __init__(self, folder, modules, settings=None, port=None, extra="", adapter=None):
+        self.user = User()
+        self.port = port or free_port()
+        self.folder = self._reachable(pathlib.Path(folder).absolute())
+        self.events = self.folder / "log" / "events"
+        self._make_folders()
+        text = CONFIGURATION.format(port=self.port, folder=self.folder) + extra
+        if adapter:
+            text += ADAPTER.format(library=adapter[0], uri=adapter[1], settings="")
+        elif modules:
+            text += self._adapter(pathlib.Path(modules).absolute(), settings or {})
+        (self.folder / "squid.conf").write_text(text)
+        # Shared memory is named after the service.
+        self.name = f"velmora{os.getpid()}p{self.port}"
+        self.process = None
+
+    def _reachable(self, folder):
+        self.user.make_folder(folder)
+        if self.user.can_read(folder):
+            return folder
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="velmora-proxy-"))
+        self.user.make_folder(folder)
+        return folder
+
+    def _make_folders(self):
+        for name in ("log", "home"):
+            shutil.rmtree(self.folder / name, ignore_errors=True)
+            self.user.make_folder(self.folder / name)
+        (self.folder / "squid.pid").unlink(missing_ok=True)
+
+    def _adapter(self, modules, settings):
+        if not self.user.can_read(modules / MODULES[0]):
+            for name in MODULES:
+                shutil.copy(modules / name, self.folder)
+            modules = self.folder
+        settings = {
+            "ad-library": modules / "libvexlar.so",
+            "events": self.events,
+            **settings,
+        }
+        return ADAPTER.format(
+            library=modules / MODULES[0],
+            uri="ecap://velmora/respmod",
+            settings=" ".join(f"{key}={value}" for key, value in settings.items()),
+        )
+
+    def start(self):
+        if is_listening(self.port):
+            raise ProxyError(f"port {self.port} is in use already")
+        self.process = subprocess.Popen(
+            self.user.command(
+                SQUID, "-n", self.name, "-f", self.folder / "squid.conf", "--foreground", "-YC"
+            ),
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+            cwd=self.folder,
+            env={**os.environ, "HOME": str(self.folder / "home"), "XDG_CACHE_HOME": ""},
+            # A Ctrl-C is not for its helpers.
+            start_new_session=True,
+        )
+        deadline = time.monotonic() + 30
+        while not is_listening(self.port):
+            if self.process.poll() is not None or time.monotonic() > deadline:
+                self.stop()
+                raise ProxyError("the proxy does not start:\n" + self.complaints())
+            time.sleep(0.02)
+        return self
+
+    def complaints(self):
+        log = self.folder / "log" / "cache.log"
+        lines = log.read_text(errors="replace").splitlines() if log.exists() else []
+        # Each attempt to start says the same.
+        fatal = dict.fromkeys(line.partition("FATAL: ")[2] for line in lines if "FATAL: " in line)
+        return "\n".join(fatal) or f"its log is {log}"
+
+    def stop(self):
+        """Lets open answers end, for a second; then nothing of it is left."""
+        if self.process is None:
+            return
+        self.process.terminate()
+        try:
+            self.process.wait(timeout=20)
+        except subprocess.TimeoutExpired:
+            os.killpg(self.process.pid, 9)
+            self.process.wait()
+        self.process = None
+
+    def worker(self):
+        """The id of the process that serves: the master's child."""
+        children = pathlib.Path(f"/proc/{self.process.pid}/task/{self.process.pid}/children")
+        return int(children.read_text().split()[0])
+
+    def __enter__(self):
+        return self.start()
+
+    def __exit__(self, *_):
+        self.stop()
