@@ -52,6 +52,8 @@ class CategorySet {
   /// A code that is no category is in no set.
   bool Contains(std::int32_t code) const noexcept;
   void Insert(std::int32_t code) noexcept;
+  bool IsEmpty() const noexcept { return bits_ == 0; }
+  CategorySet With(CategorySet others) const noexcept { return CategorySet(bits_ | others.bits_); }
   CategorySet Without(CategorySet others) const noexcept {
     return CategorySet(bits_ & ~others.bits_);
   }

@@ -1,0 +1,60 @@
+// Event: something that a user may want to know of afterwards, and the line of JSON that tells it.
+//
+//   {"time":"2026-03-01T12:34:56.789Z","pid":4711,"event":"blocked","client":"192.0.2.7",
+//    "url":"http://www.example.com/","category":"ad-urls","code":305,"item":"IMG","detail":"..."}
+//   {"time":...,"pid":...,"event":"stopped","client":...,"url":...,"reason":"out of memory"}
+//   {"time":...,"pid":...,"event":"error","reason":...}
+//   {"time":...,"pid":...,"event":"dropped","count":12}
+//
+// "client" and "url" are left out when they are not known.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace velmora::host {
+
+enum class EventKind {
+  /// Something was taken out of a body.
+  BLOCKED,
+  /// Filtering or decoding of a body stopped before its end.
+  STOPPED,
+  /// Something else went wrong.
+  ERROR,
+  /// Events before this one are missing from the log.
+  DROPPED,
+};
+
+struct Event {
+  EventKind kind{};
+  std::chrono::system_clock::time_point time{};
+  /// The process that it happened in.
+  std::int32_t pid = 0;
+  std::string client{};
+  std::string url{};
+  /// Of a blocked item.
+  std::int32_t category = 0;
+  std::string item{};
+  std::string detail{};
+  /// Why filtering stopped, or what went wrong.
+  std::string reason{};
+  /// How many are missing.
+  std::uint64_t count = 0;
+
+  /// Memory that it takes.
+  std::size_t Size() const noexcept {
+    return sizeof *this + client.size() + url.size() + item.size() + detail.size() + reason.size();
+  }
+};
+
+/// The event's line, with the line feed at its end. What is not UTF-8 becomes U+FFFD.
+std::string ToLine(const Event &event);
+
+/// Reads a line; none for a line that is no event.
+std::optional<Event> FromLine(std::string_view line);
+
+}  // namespace velmora::host

@@ -1,0 +1,79 @@
+#include "host/host_set.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "host/ascii.h"
+
+namespace velmora::host {
+namespace {
+
+/// As names are kept: in lower case, without the root's dot.
+std::string Canonical(std::string_view name) {
+  if (name.ends_with('.')) name.remove_suffix(1);
+  std::string canonical(name);
+  std::ranges::transform(canonical, canonical.begin(), LowerCase);
+  return canonical;
+}
+
+bool IsDigit(char c) noexcept {
+  return '0' <= c && c <= '9';
+}
+
+/// No top-level domain ends in a digit.
+bool IsAddress(std::string_view host) noexcept {
+  return host.starts_with('[') || (!host.empty() && IsDigit(host.back()));
+}
+
+bool IsNameCharacter(char c) noexcept {
+  return IsDigit(c) || ('a' <= c && c <= 'z') || c == '-' || c == '_' || c == '.';
+}
+
+/// What is wrong with a canonical name; null when nothing is.
+const char *Fault(std::string_view name) noexcept {
+  if (name.empty()) return "is empty";
+  if (name.starts_with('[') && name.ends_with(']')) return nullptr;
+  if (name.find('*') != name.npos || name.starts_with('.')) {
+    return "should be a plain name, which stands for its sub-domains too";
+  }
+  if (name.find_first_of("/:") != name.npos) {
+    return "should be a host name, without scheme, port and path";
+  }
+  const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+  if (!std::ranges::all_of(name, is_ascii)) return "should be in its ASCII form (\"xn--...\")";
+  if (!std::ranges::all_of(name, IsNameCharacter) || name.find("..") != name.npos) {
+    return "is no host name";
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void HostSet::Add(std::string_view name) {
+  std::string canonical = Canonical(name);
+  if (const char *const fault = Fault(canonical)) {
+    throw std::invalid_argument("\"" + std::string(name) + "\" " + fault);
+  }
+  names_.insert(std::move(canonical));
+}
+
+bool HostSet::Contains(std::string_view host) const {
+  if (names_.empty()) return false;
+  const std::string canonical = Canonical(host);
+  std::string_view domain = canonical;
+  if (IsAddress(domain)) return names_.contains(domain);
+  for (;;) {
+    if (names_.contains(domain)) return true;
+    const std::size_t dot = domain.find('.');
+    if (dot == domain.npos) return false;
+    domain.remove_prefix(dot + 1);
+  }
+}
+
+std::vector<std::string> HostSet::Names() const {
+  std::vector<std::string> names(names_.begin(), names_.end());
+  std::ranges::sort(names);
+  return names;
+}
+
+}  // namespace velmora::host

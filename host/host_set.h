@@ -1,0 +1,36 @@
+// HostSet: host names, each with all of its sub-domains.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+namespace velmora::host {
+
+/// A question costs one look-up for each label of the name asked for, however large the set.
+class HostSet {
+ public:
+  /// Adds "example.com" or an address ("192.0.2.1", "[2001:db8::1]"), in any letter case. Throws
+  /// `std::invalid_argument` that says what is wrong with the name.
+  void Add(std::string_view name);
+  void Add(const HostSet &others) { names_.insert(others.names_.begin(), others.names_.end()); }
+
+  /// Is the host, or a domain that it lies in, in the set? Letter case and a dot at its end do not
+  /// matter. An address lies in no domain.
+  bool Contains(std::string_view host) const;
+
+  bool IsEmpty() const noexcept { return names_.empty(); }
+  /// In alphabetical order.
+  std::vector<std::string> Names() const;
+
+ private:
+  struct Hash : std::hash<std::string_view> {
+    using is_transparent = void;
+  };
+
+  std::unordered_set<std::string, Hash, std::equal_to<>> names_;
+};
+
+}  // namespace velmora::host

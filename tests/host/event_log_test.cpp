@@ -1,0 +1,284 @@
+#include "host/event_log.h"
+
+#include <algorithm>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "support/temporary_directory.h"
+
+namespace velmora::host {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+
+std::vector<std::string> Lines(const std::filesystem::path &file) {
+  std::vector<std::string> lines;
+  std::ifstream stream(file);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+/// Every line of a file as an event; a line that is none fails the test.
+std::vector<Event> Events(const std::filesystem::path &file) {
+  std::vector<Event> events;
+  for (const std::string &line : Lines(file)) {
+    auto event = FromLine(line);
+    EXPECT_TRUE(event) << line;
+    if (event) events.push_back(std::move(*event));
+  }
+  return events;
+}
+
+class EventLogTest : public ::testing::Test {
+ protected:
+  testing::TemporaryDirectory folder_;
+  const std::filesystem::path file_ = folder_.path() + "/events.jsonl";
+};
+
+TEST_F(EventLogTest, WritesAnEventALine) {
+  {
+    EventLog log({.file = file_});
+    EventLogSink sink(log, "192.0.2.7", "http://example.com/a?\"b\"");
+    sink.OnBlocked({CATEGORY_AD_URLS, "IMG", "http://ads.example/x\n"});
+    sink.OnStopped(StopReason::HELD_BYTES);
+    EventLogSink(log, "", "").OnBlocked({999, "", "\xFF\x80 b\xC3\xB6rse"});
+    log.AddError("policy: bad");
+  }
+  const std::string begin = R"(\{"time":"[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2})"
+                            R"(\.[0-9]{3}Z","pid":)" +
+                            std::to_string(getpid()) + R"(,"event":)";
+  const auto lines = Lines(file_);
+  ASSERT_EQ(lines.size(), 4U);
+  const std::string page = R"("client":"192\.0\.2\.7","url":"http://example\.com/a\?\\"b\\"",)";
+  EXPECT_THAT(lines[0], MatchesRegex(begin + R"("blocked",)" + page +
+                                     R"("category":"ad-urls","code":305,"item":"IMG",)"
+                                     R"("detail":"http://ads\.example/x\\n"\})"));
+  EXPECT_THAT(lines[1], MatchesRegex(begin + R"("stopped",)" + page +
+                                     R"("reason":"more bytes held back than allowed"\})"));
+  EXPECT_THAT(lines[2], HasSubstr("\"event\":\"blocked\",\"category\":\"\",\"code\":999,\"item\":"
+                                  "\"\",\"detail\":\"\uFFFD\uFFFD b\u00F6rse\"}"));
+  EXPECT_THAT(lines[3], MatchesRegex(begin + R"("error","reason":"policy: bad"\})"));
+
+  struct stat status;
+  ASSERT_EQ(stat(file_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0007, 0U) << "what users visit is private";
+}
+
+TEST_F(EventLogTest, LinesComeBackAsTheEventsThatTheyWere) {
+  const std::chrono::sys_days day(std::chrono::year(2026) / 2 / 28);
+  const Event event{.kind = EventKind::BLOCKED,
+                    .time = day + std::chrono::milliseconds(86'399'999),
+                    .pid = 7,
+                    .client = "::1",
+                    .url = "http://example.com/",
+                    .category = CATEGORY_FLASH,
+                    .item = "EMBED",
+                    .detail = std::string("a\0b", 3)};
+  EXPECT_THAT(ToLine(event), HasSubstr("2026-02-28T23:59:59.999Z"));
+  const auto read = FromLine(ToLine(event));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->time, event.time);
+  EXPECT_EQ(read->client, event.client);
+  EXPECT_EQ(read->category, event.category);
+  EXPECT_EQ(read->detail, event.detail);
+  for (const auto *line : {"", "{", "[]", "3", "{}", R"({"event":"blocked"})",
+                           R"({"time":"2026-02-30T00:00:00.000Z","event":"blocked"})",
+                           R"({"time":"2026-02-03T00:00:00.000Z","event":"other"})",
+                           R"({"time":"2026-02-03T00:00:00.000Z","event":"error","reason":3})"}) {
+    EXPECT_FALSE(FromLine(line)) << line;
+  }
+}
+
+TEST_F(EventLogTest, CutsLongTextsBetweenCharacters) {
+  {
+    EventLog log({.file = file_});
+    log.AddError(std::string(EventLog::MOST_TEXT - 1, 'a') + "\u00F6b");
+    log.AddError(std::string(EventLog::MOST_TEXT - 2, 'a') + "\u00F6");
+  }
+  const auto events = Events(file_);
+  ASSERT_EQ(events.size(), 2U);
+  EXPECT_EQ(events[0].reason, std::string(EventLog::MOST_TEXT - 1, 'a'));
+  EXPECT_EQ(events[1].reason, std::string(EventLog::MOST_TEXT - 2, 'a') + "\u00F6");
+}
+
+TEST_F(EventLogTest, LosesNothingAtAThousandItemsASecond) {
+  constexpr int SECONDS = 2;
+  constexpr int A_TICK = 10;  // items each 10 ms
+  const std::string url = "http://www.example.com/" + std::string(200, 'p');
+  auto slowest = std::chrono::nanoseconds(0);
+  {
+    EventLog log({.file = file_});
+    EventLogSink sink(log, "192.0.2.7", url);
+    auto next = std::chrono::steady_clock::now();
+    for (int i = 0; i < SECONDS * 1000; ++i) {
+      const auto begin = std::chrono::steady_clock::now();
+      sink.OnBlocked({CATEGORY_AD_URLS, std::to_string(i), "detail"});
+      slowest = std::max(slowest, std::chrono::steady_clock::now() - begin);
+      if (i % A_TICK == A_TICK - 1) {
+        std::this_thread::sleep_until(next += std::chrono::milliseconds(10));
+      }
+    }
+    EXPECT_EQ(log.Dropped(), 0U);
+  }
+  RecordProperty("slowest_call_ns", std::to_string(slowest.count()));
+  const auto events = Events(file_);
+  ASSERT_EQ(events.size(), SECONDS * 1000U);
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    ASSERT_EQ(events[i].item, std::to_string(i)) << "in order";
+  }
+}
+
+TEST_F(EventLogTest, CountsWhatIsBeyondTheQueueAndNeverWaits) {
+  // A pipe that nobody reads stops the writer; the callers go on.
+  ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
+  const int reader = open(file_.c_str(), O_RDONLY | O_NONBLOCK);
+  constexpr std::uint64_t ADDED = 20'000;
+  std::string text;
+  std::thread drain;
+  std::uint64_t dropped = 0;
+  {
+    EventLog log({.file = file_, .queue_bytes = 256U << 10});
+    for (std::uint64_t i = 0; i < ADDED; ++i) log.AddError("x");
+    dropped = log.Dropped();
+    drain = std::thread([&] {
+      fcntl(reader, F_SETFL, 0);
+      char bytes[4096];
+      for (ssize_t n; (n = read(reader, bytes, sizeof bytes)) > 0;) {
+        text.append(bytes, static_cast<std::size_t>(n));
+      }
+    });
+    log.Flush();
+    log.AddError("room again");
+    log.Flush();
+    EXPECT_EQ(log.Dropped(), dropped);
+  }
+  drain.join();
+  close(reader);
+  folder_.Write("received", text);
+  std::uint64_t written = 0;
+  std::uint64_t said = 0;
+  for (const Event &event : Events(folder_.path() + "/received")) {
+    written += event.kind == EventKind::ERROR;
+    said += event.count;
+  }
+  EXPECT_GT(dropped, 0U);
+  EXPECT_EQ(said, dropped);
+  EXPECT_EQ(written, ADDED - dropped + 1);
+}
+
+TEST_F(EventLogTest, GoesOnInANewFileAfterRotation) {
+  EventLog log({.file = file_});
+  const std::filesystem::path old = file_.string() + ".1";
+  log.AddError("one");
+  log.Flush();
+  std::filesystem::rename(file_, old);
+  log.AddError("two");
+  log.Flush();
+  log.Reopen();
+  log.Flush();
+  log.AddError("three");
+  log.Flush();
+  EXPECT_EQ(Events(old).size(), 2U);
+  ASSERT_EQ(Events(file_).size(), 1U);
+
+  std::filesystem::rename(file_, old);
+  std::filesystem::create_directory(file_);
+  log.Reopen();
+  log.AddError("four");
+  log.Flush();
+  const auto events = Events(old);
+  ASSERT_EQ(events.size(), 3U);
+  EXPECT_EQ(events[1].reason, "event log not opened again: Is a directory");
+  EXPECT_EQ(events[2].reason, "four");
+  EXPECT_THROW(EventLog({.file = file_}), std::system_error);
+}
+
+TEST_F(EventLogTest, ProcessesAndThreadsShareAFile) {
+  constexpr int PROCESSES = 4;
+  constexpr int THREADS = 2;
+  constexpr int EVENTS = 500;
+  std::vector<pid_t> children;
+  for (int process = 0; process < PROCESSES; ++process) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      {
+        EventLog log({.file = file_});
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < THREADS; ++thread) {
+          threads.emplace_back([&log] {
+            for (int i = 0; i < EVENTS; ++i) log.AddError(std::string(100 + i * 4, 'e'));
+          });
+        }
+      }
+      _exit(0);
+    }
+    children.push_back(child);
+  }
+  for (const pid_t child : children) {
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+  }
+  std::map<std::int32_t, int> events_of;
+  for (const Event &event : Events(file_)) ++events_of[event.pid];
+  EXPECT_EQ(events_of.size(), static_cast<std::size_t>(PROCESSES));
+  for (const auto &[pid, events] : events_of) EXPECT_EQ(events, THREADS * EVENTS) << pid;
+}
+
+TEST_F(EventLogTest, AFullFileCostsTheLinesAndIsSaidWhenThereIsRoomAgain) {
+  // A child, for its own limit on the size of files.
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{1000, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EventLog log({.file = file_});
+    for (int i = 0; i < 10; ++i) {
+      log.AddError(std::string(150, 'e'));
+      log.Flush();
+    }
+    const std::uint64_t dropped = log.Dropped();
+    const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &none);
+    log.AddError("room again");
+    log.Flush();
+    _exit(static_cast<int>(dropped));
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  const auto dropped = static_cast<std::uint64_t>(WEXITSTATUS(status));
+  EXPECT_GT(dropped, 0U);
+  std::vector<Event> events;
+  int broken = 0;
+  for (const std::string &line : Lines(file_)) {
+    if (auto event = FromLine(line)) {
+      events.push_back(std::move(*event));
+    } else {
+      ++broken;
+    }
+  }
+  EXPECT_EQ(broken, 1) << "the line that filled the file, and it alone";
+  ASSERT_EQ(events.size(), 10 - dropped + 2);
+  EXPECT_EQ(events.rbegin()[1].reason, "room again");
+  EXPECT_EQ(events.back().kind, EventKind::DROPPED);
+  EXPECT_EQ(events.back().count, dropped);
+}
+
+}  // namespace
+}  // namespace velmora::host

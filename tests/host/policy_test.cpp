@@ -1,0 +1,323 @@
+#include "host/policy.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/policy_file.h"
+#include "support/temporary_directory.h"
+
+namespace velmora::host {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+using ::testing::UnorderedElementsAre;
+
+/// A policy file in a folder of its own.
+class PolicyText {
+ public:
+  explicit PolicyText(const std::string &text) { Write(text); }
+
+  void Write(const std::string &text) const { folder.Write("velmora.toml", text); }
+  std::filesystem::path File() const { return folder.path() + "/velmora.toml"; }
+
+  testing::TemporaryDirectory folder;
+};
+
+/// The names in the order of their codes, separated by blanks.
+std::string Names(CategorySet set) {
+  std::string names;
+  for (const auto &[code, name] : CATEGORY_NAMES) {
+    if (!set.Contains(code)) continue;
+    if (!names.empty()) names += ' ';
+    names += name;
+  }
+  return names;
+}
+
+TEST(HostSet, HoldsNamesWithTheirSubDomains) {
+  HostSet set;
+  for (const auto *name : {"example.com", "WWW.Example.ORG.", "localhost", "192.0.2.1", "[::1]"}) {
+    set.Add(name);
+  }
+  struct {
+    std::string_view host;
+    bool is_held;
+  } const cases[] = {
+      {"example.com", true},
+      {"EXAMPLE.com.", true},
+      {"a.b.example.com", true},
+      {"notexample.com", false},
+      {"com", false},
+      {"example.com.evil.net", false},
+      {"example.org", false},
+      {"x.www.example.org", true},
+      {"localhost", true},
+      {"192.0.2.1", true},
+      {"9.192.0.2.1", false},
+      {"[::1]", true},
+      {"", false},
+      {".", false},
+      {"..example.com", true},
+  };
+  for (const auto &c : cases) EXPECT_EQ(set.Contains(c.host), c.is_held) << c.host;
+  EXPECT_THAT(set.Names(),
+              ElementsAre("192.0.2.1", "[::1]", "example.com", "localhost", "www.example.org"));
+  for (const auto *name : {"", ".", "*.example.com", ".example.com", "http://example.com",
+                           "example.com:80", "a/b", "b\u00FCcher.example", "a b", "a..b"}) {
+    EXPECT_THROW(set.Add(name), std::invalid_argument) << name;
+  }
+}
+
+TEST(ClientNetwork, HoldsTheAddressesBehindItsPrefix) {
+  struct {
+    std::string_view network;
+    std::string_view client;
+    bool is_held;
+  } const cases[] = {
+      {"10.1.0.0/16", "10.1.255.255", true},       {"10.1.0.0/16", "10.2.0.0", false},
+      {"10.1.0.0/16", "::ffff:10.1.2.3", true},    {"192.0.2.128/25", "192.0.2.128", true},
+      {"192.0.2.128/25", "192.0.2.127", false},    {"192.0.2.7", "192.0.2.7", true},
+      {"192.0.2.7", "192.0.2.8", false},           {"0.0.0.0/0", "203.0.113.9", true},
+      {"0.0.0.0/0", "2001:db8::1", false},         {"::/0", "2001:db8::1", true},
+      {"2001:db8::/33", "2001:db8:7fff::1", true}, {"2001:db8::/33", "2001:db8:8000::1", false},
+      {"fe80::/10", "fe80::1%eth0", true},
+  };
+  for (const auto &c : cases) {
+    const auto client = ClientAddress::Parse(c.client);
+    ASSERT_TRUE(client) << c.client;
+    EXPECT_EQ(ClientNetwork::Parse(c.network).Contains(*client), c.is_held)
+        << c.network << " " << c.client;
+  }
+  for (const auto *text :
+       {"", "10.1", "10.1.0.0/33", "10.1.0.0/", "10.1.0.0/-1", "10.1.0.0/16x", "::/129",
+        "fe80::1%eth0", "example.com", "10.1.2.3/16", "2001:db8::1/32"}) {
+    EXPECT_THROW(ClientNetwork::Parse(text), std::invalid_argument) << text;
+  }
+  for (const auto *text :
+       {"", "10.1.2", "300.1.1.1", "a-host", "1:2:3:4:5:6:7:8:9:0:a:b:c:d:e:f:g"}) {
+    EXPECT_FALSE(ClientAddress::Parse(text)) << text;
+  }
+}
+
+constexpr char SCHOOL[] = R"(
+[filter]
+block = ["ads", "popups", 400]
+allow = "javascript-ad-sizes,vbscript-ad-sizes,vbscript-ad-urls"
+settings = { DataHandlers = "HTML;JS;GIF", DumpHTMLElements = true }
+option-block = "00000000 00000800"
+
+[[rule]]
+name = "Pupils"
+clients = ["10.1.0.0/16", "2001:db8:1::/48"]
+block = ["applets", "activex", "flash"]
+settings.DataHandlers = "HTML"
+
+[[rule]]
+sites = "geometry.example"
+allow = ["applets"]
+option-block = ""
+
+[[rule]]
+name = "Exams"
+site-lists = ["exams.txt"]
+clients = ["10.1.9.0/24"]
+only = "scripts"
+
+[allow]
+sites = ["bank.example"]
+clients = ["10.9.9.9"]
+)";
+constexpr char ADS[] = "javascript-ad-urls ad-sizes ad-urls popups gif-animation";
+
+TEST(Policy, AppliesRulesOnTopOfOneAnother) {
+  const PolicyText text(SCHOOL);
+  text.folder.Write("exams.txt", "# where exams are written\nexam.example # on Mondays\r\n\n");
+  const Policy policy = ReadPolicy(text.File());
+  const std::string ads = ADS;
+  const std::string pupils =
+      "javascript-ad-urls applets activex flash ad-sizes ad-urls popups gif-animation";
+  const std::string pupils_geometry =
+      "javascript-ad-urls activex flash ad-sizes ad-urls popups gif-animation";
+  struct {
+    std::string url;
+    std::string client;
+    std::string categories;
+    std::string handlers;
+    std::size_t option_bytes;
+  } const cases[] = {
+      {"http://www.example/", "", ads, "HTML;JS;GIF", 8},
+      {"http://www.example/", "10.2.0.1", ads, "HTML;JS;GIF", 8},
+      {"http://www.example/", "no address", ads, "HTML;JS;GIF", 8},
+      {"", "10.2.0.1", ads, "HTML;JS;GIF", 8},
+      {"http://www.example/", "10.1.0.1", pupils, "HTML", 8},
+      {"https://www.example/", "2001:db8:1::5", pupils, "HTML", 8},
+      {"http://www.geometry.example:81/x", "10.1.0.1", pupils_geometry, "HTML", 0},
+      {"http://geometry.example", "10.2.0.1", ads, "HTML;JS;GIF", 0},
+      {"http://exam.example/", "10.1.9.1", "scripts", "HTML", 8},
+      {"http://exam.example/", "10.1.8.1", pupils, "HTML", 8},
+      {"http://exam.example/", "", ads, "HTML;JS;GIF", 8},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.url + " " + c.client);
+    const PolicyAnswer answer = policy.For(c.url, c.client);
+    EXPECT_TRUE(answer.IsFiltered());
+    EXPECT_EQ(Names(answer.categories), c.categories);
+    EXPECT_THAT(answer.settings, UnorderedElementsAre(Pair("DataHandlers", c.handlers),
+                                                      Pair("DumpHTMLElements", "true")));
+    EXPECT_EQ(answer.option_block.size(), c.option_bytes);
+  }
+  EXPECT_FALSE(policy.For("https://www.bank.example/", "10.1.0.1").IsFiltered());
+  EXPECT_FALSE(policy.For("http://www.example/", "10.9.9.9").IsFiltered());
+  const auto rules = policy.RulesFor("http://exam.example/", "10.1.9.1");
+  ASSERT_EQ(rules.size(), 2U);
+  EXPECT_EQ(rules[0]->name, "Pupils");
+  EXPECT_EQ(rules[1]->name, "Exams");
+  EXPECT_EQ(policy.rules[1].name, "rule 2");
+  EXPECT_EQ(policy.rules[1].line, 14U);
+}
+
+TEST(Policy, ReadsEverythingElse) {
+  const PolicyText text(R"(
+[responses]
+map-types = false
+gzip-again = true
+[limits]
+held-bytes = "1M"
+filter-time = "250ms"
+decoded-bytes = 5000
+decoded-ratio = 50
+beyond = "fail"
+[ads]
+library = "lib/libvexlar.so"
+lists = ["a.txt", "/"]
+[event-log]
+file = "events.jsonl"
+queue = "64K"
+[https]
+splice = ["bank.example"]
+)");
+  text.folder.Write("a.txt", "");
+  const Policy policy = ReadPolicy(text.File());
+  const ResponseOptions &responses = policy.responses;
+  EXPECT_FALSE(responses.maps_types);
+  EXPECT_TRUE(responses.maps_charsets);
+  EXPECT_TRUE(responses.gzips_again);
+  EXPECT_EQ(responses.stream.limits.held_bytes.most, 1U << 20);
+  EXPECT_EQ(responses.stream.limits.filter_time.most, std::chrono::milliseconds(250));
+  EXPECT_EQ(responses.stream.limits.beyond, BeyondLimit::FAIL);
+  EXPECT_EQ(responses.decoding.size, 5000U);
+  EXPECT_EQ(responses.decoding.ratio, 50U);
+  EXPECT_TRUE(policy.ads.is_used);
+  EXPECT_EQ(policy.ads.library, text.folder.path() + "/lib/libvexlar.so");
+  EXPECT_THAT(policy.ads.lists, ElementsAre(text.folder.path() + "/a.txt", "/"));
+  ASSERT_TRUE(policy.event_log);
+  EXPECT_EQ(policy.event_log->file, text.folder.path() + "/events.jsonl");
+  EXPECT_EQ(policy.event_log->queue_bytes, 64U << 10);
+  EXPECT_THAT(policy.spliced_sites.Names(), ElementsAre("bank.example"));
+
+  const PolicyText empty("");
+  const Policy nothing = ReadPolicy(empty.File());
+  EXPECT_FALSE(nothing.For("http://example.com/", "10.0.0.1").IsFiltered());
+  EXPECT_FALSE(nothing.event_log);
+}
+
+TEST(Policy, NamesEveryProblemWithItsPlace) {
+  const struct {
+    std::string text;
+    std::vector<std::string> problems;
+  } cases[] = {
+      {"[filter]\nblock = [\"ads\", \"popup\"]", {"2:17: unknown category \"popup\""}},
+      {"[filter]\nblok = \"ads\"", {"2:1: unknown key \"blok\"; what can stand here: \"block\""}},
+      {"[filters]\n", {"1:2: unknown key \"filters\""}},
+      {"block = \"ads\"", {"1:1: unknown key \"block\""}},
+      {"filter = 1", {"1:10: should be a table"}},
+      {"[filter]\nblock = true", {"2:9: should be a text in quotes"}},
+      {"[filter]\nblock = 1e3\nallow = [99]", {"2:9: should", "3:10: unknown category \"99\""}},
+      {"[filter]\nsettings = {Datahandlers = \"JS\"}", {"2:13: unknown setting \"Datahandlers\""}},
+      {"[filter]\nsettings = {DataHandlers = 1}", {"2:28: should be a text"}},
+      {"[filter]\nsettings = {DataHandlers = \"a\\u0000\"}", {"2:28: holds a NUL"}},
+      {"[filter]\noption-block = \"0g\"", {"2:16: \"0g\" should be pairs of hex digits"}},
+      {"[filter]\noption-block = \"0011 2233 44\"", {"2:16: should have 8 bytes"}},
+      {"[rule]\nblock = \"ads\"", {"1:1: should be written [[rule]]"}},
+      {"[[rule]]\nblock = \"ads\"", {"1:1: a rule needs"}},
+      {"[[rule]]\nsites = [\"*.a.example\", \"b\"]\n", {"2:10: \"*.a.example\" should be a plain"}},
+      {"[[rule]]\nclients = [\"10.1.0.0/8\"]", {"2:12: \"10.1.0.0/8\" has bits behind"}},
+      {"[[rule]]\nsite-lists = \"none.txt\"", {"2:14: none.txt: cannot be read: No such file"}},
+      {"[allow]\nsite-lists = \"sites.txt\"", {"2:14: sites.txt:2: \"a b\" is no host name"}},
+      {"[limits]\nheld-bytes = \"16MB\"", {"2:14: \"16MB\" should be a size"}},
+      {"[limits]\nheld-bytes = \"4G\"", {"2:14: should be 3221225472 at most"}},
+      {"[limits]\nheld-bytes = -1", {"2:14: \"-1\" should be a size"}},
+      {"[limits]\ndecoded-bytes = \"99999999999G\"", {"2:17: \"99999999999G\" should be a size"}},
+      {"[limits]\nfilter-time = 10", {"2:15: should be a text"}},
+      {"[limits]\nfilter-time = \"10\"", {"2:15: \"10\" should be a time"}},
+      {"[limits]\nbeyond = \"drop\"", {"2:10: should be \"pass\" or \"fail\""}},
+      {"[limits]\ndecoded-ratio = 0", {"2:17: should be a number from 1 on"}},
+      {"[ads]\nlists = \"none.txt\"", {"none.txt: no such file or folder"}},
+      {"[ads]\nenabled = \"yes\"", {"2:11: should be true or false"}},
+      {"[event-log]\nfile = \"\"", {"2:8: should be a file's name"}},
+      {"[https]\nsplice = 3", {"2:10: should be a text"}},
+      {"[filter]\nblock = \"ads\"\nblock = \"all\"", {":3:"}},
+      {"[filter\n", {":1:"}},
+      {std::string("[filter]\nblock = \"\xFF\"", 19), {":2:"}},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.text);
+    const PolicyText text(c.text);
+    text.folder.Write("sites.txt", "good.example\na b\n");
+    try {
+      ReadPolicy(text.File());
+      ADD_FAILURE() << "no problem";
+    } catch (const PolicyError &error) {
+      EXPECT_EQ(error.Problems().size(), c.problems.size()) << error.what();
+      EXPECT_THAT(error.what(), HasSubstr(text.File().string() + ":"));
+      for (const std::string &problem : c.problems) EXPECT_THAT(error.what(), HasSubstr(problem));
+    }
+  }
+}
+
+TEST(Policy, SaysWhyAFileCannotBeRead) {
+  const testing::TemporaryDirectory folder;
+  const struct {
+    std::string file;
+    std::string problem;
+  } cases[] = {{"/none.toml", "No such file or directory"}, {"", "Is a directory"}};
+  for (const auto &c : cases) {
+    try {
+      ReadPolicy(folder.path() + c.file);
+      ADD_FAILURE() << "no problem";
+    } catch (const PolicyError &error) {
+      EXPECT_EQ(error.what(), folder.path() + c.file + ": cannot be read: " + c.problem);
+    }
+  }
+}
+
+TEST(PolicyFile, KeepsTheOldPolicyWhenTheNewOneIsBad) {
+  const PolicyText text("[filter]\nblock = \"flash\"");
+  PolicyFile file(text.File());
+  const auto first = file.Current();
+
+  text.Write("[filter]\nblock = \"flsh\"");
+  const auto problem = file.Reload();
+  ASSERT_TRUE(problem);
+  EXPECT_THAT(*problem, HasSubstr(":2:9: unknown category \"flsh\""));
+  EXPECT_EQ(file.Current(), first);
+
+  text.Write("[filter]\nblock = \"applets\"");
+  EXPECT_EQ(file.Reload(), std::nullopt);
+  EXPECT_EQ(Names(file.Current()->For("", "").categories), "applets");
+  EXPECT_EQ(Names(first->For("", "").categories), "flash") << "who holds the old one keeps it";
+
+  std::filesystem::remove(text.File());
+  EXPECT_TRUE(file.Reload());
+  EXPECT_EQ(Names(file.Current()->For("", "").categories), "applets");
+  EXPECT_THROW(PolicyFile(text.File()), PolicyError);
+}
+
+}  // namespace
+}  // namespace velmora::host
