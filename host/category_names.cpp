@@ -81,4 +81,14 @@ void CategorySet::Insert(std::int32_t code) noexcept {
   bits_ |= BitOf(code);
 }
 
+std::string CategorySet::Text() const {
+  std::string text;
+  for (const auto &[code, name] : CATEGORY_NAMES) {
+    if (!Contains(code)) continue;
+    if (!text.empty()) text += ", ";
+    text += name;
+  }
+  return text.empty() ? "none" : text;
+}
+
 }  // namespace velmora::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include <velmora/categories.h>
@@ -52,6 +53,8 @@ class CategorySet {
   /// A code that is no category is in no set.
   bool Contains(std::int32_t code) const noexcept;
   void Insert(std::int32_t code) noexcept;
+  /// The names, in the order of the codes: "ad-sizes, ad-urls"; "none" for the empty set.
+  std::string Text() const;
   bool IsEmpty() const noexcept { return bits_ == 0; }
   CategorySet With(CategorySet others) const noexcept { return CategorySet(bits_ | others.bits_); }
   CategorySet Without(CategorySet others) const noexcept {

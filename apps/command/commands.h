@@ -18,6 +18,8 @@ inline constexpr int EXIT_USAGE = 2;
 using Action = std::function<int()>;
 
 /// Adds a sub-command to the application. When it is the one that was asked for, `action` is set.
+void AddCategories(CLI::App &application, Action &action);
+void AddCheckConfig(CLI::App &application, Action &action);
 void AddFilter(CLI::App &application, Action &action);
 void AddLex(CLI::App &application, Action &action);
 

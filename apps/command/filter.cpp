@@ -185,8 +185,8 @@ int FilterFiles(const FilterOptions &options) {
 }
 
 /// An option that is a list of categories.
-void AddCategories(CLI::App &command, const std::string &names, host::CategorySet &categories,
-                   const std::string &help) {
+void AddCategoryOption(CLI::App &command, const std::string &names, host::CategorySet &categories,
+                       const std::string &help) {
   command
       .add_option_function<std::string>(
           names,
@@ -229,8 +229,8 @@ void AddFilter(CLI::App &application, Action &action) {
   command.add_option("--charset", options->charset, "Character set that the Content-Type names")
       ->type_name("NAME");
   command.add_option("--url", options->url, "Address that the body came from")->type_name("URL");
-  AddCategories(command, "--block", options->block, "Categories to block (default: all)");
-  AddCategories(command, "--allow", options->allow, "Categories to leave alone after all");
+  AddCategoryOption(command, "--block", options->block, "Categories to block (default: all)");
+  AddCategoryOption(command, "--allow", options->allow, "Categories to leave alone after all");
   command.add_option("--set", options->settings, "A setting of the plug-in (repeatable)")
       ->type_name("NAME=VALUE")
       ->allow_extra_args(false);

@@ -10,6 +10,8 @@ namespace {
 
 constexpr void (*COMMANDS[])(CLI::App &application, Action &action) = {
     AddFilter,
+    AddCategories,
+    AddCheckConfig,
     AddLex,
 };
 

@@ -29,17 +29,6 @@ class PolicyText {
   testing::TemporaryDirectory folder;
 };
 
-/// The names in the order of their codes, separated by blanks.
-std::string Names(CategorySet set) {
-  std::string names;
-  for (const auto &[code, name] : CATEGORY_NAMES) {
-    if (!set.Contains(code)) continue;
-    if (!names.empty()) names += ' ';
-    names += name;
-  }
-  return names;
-}
-
 TEST(HostSet, HoldsNamesWithTheirSubDomains) {
   HostSet set;
   for (const auto *name : {"example.com", "WWW.Example.ORG.", "localhost", "192.0.2.1", "[::1]"}) {
@@ -133,7 +122,7 @@ only = "scripts"
 sites = ["bank.example"]
 clients = ["10.9.9.9"]
 )";
-constexpr char ADS[] = "javascript-ad-urls ad-sizes ad-urls popups gif-animation";
+constexpr char ADS[] = "javascript-ad-urls, ad-sizes, ad-urls, popups, gif-animation";
 
 TEST(Policy, AppliesRulesOnTopOfOneAnother) {
   const PolicyText text(SCHOOL);
@@ -141,9 +130,9 @@ TEST(Policy, AppliesRulesOnTopOfOneAnother) {
   const Policy policy = ReadPolicy(text.File());
   const std::string ads = ADS;
   const std::string pupils =
-      "javascript-ad-urls applets activex flash ad-sizes ad-urls popups gif-animation";
+      "javascript-ad-urls, applets, activex, flash, ad-sizes, ad-urls, popups, gif-animation";
   const std::string pupils_geometry =
-      "javascript-ad-urls activex flash ad-sizes ad-urls popups gif-animation";
+      "javascript-ad-urls, activex, flash, ad-sizes, ad-urls, popups, gif-animation";
   struct {
     std::string url;
     std::string client;
@@ -167,7 +156,7 @@ TEST(Policy, AppliesRulesOnTopOfOneAnother) {
     SCOPED_TRACE(c.url + " " + c.client);
     const PolicyAnswer answer = policy.For(c.url, c.client);
     EXPECT_TRUE(answer.IsFiltered());
-    EXPECT_EQ(Names(answer.categories), c.categories);
+    EXPECT_EQ(answer.categories.Text(), c.categories);
     EXPECT_THAT(answer.settings, UnorderedElementsAre(Pair("DataHandlers", c.handlers),
                                                       Pair("DumpHTMLElements", "true")));
     EXPECT_EQ(answer.option_block.size(), c.option_bytes);
@@ -310,12 +299,12 @@ TEST(PolicyFile, KeepsTheOldPolicyWhenTheNewOneIsBad) {
 
   text.Write("[filter]\nblock = \"applets\"");
   EXPECT_EQ(file.Reload(), std::nullopt);
-  EXPECT_EQ(Names(file.Current()->For("", "").categories), "applets");
-  EXPECT_EQ(Names(first->For("", "").categories), "flash") << "who holds the old one keeps it";
+  EXPECT_EQ(file.Current()->For("", "").categories.Text(), "applets");
+  EXPECT_EQ(first->For("", "").categories.Text(), "flash") << "who holds the old one keeps it";
 
   std::filesystem::remove(text.File());
   EXPECT_TRUE(file.Reload());
-  EXPECT_EQ(Names(file.Current()->For("", "").categories), "applets");
+  EXPECT_EQ(file.Current()->For("", "").categories.Text(), "applets");
   EXPECT_THROW(PolicyFile(text.File()), PolicyError);
 }
 

@@ -1,0 +1,105 @@
+// velmora check-config and velmora categories.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "apps/shell.h"
+
+namespace velmora::command {
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr char POLICY[] = R"([filter]
+block = ["ad-urls", "gif-animation"]
+[[rule]]
+name = "Pupils"
+clients = ["10.1.0.0/16", "2001:db8::/32"]
+block = "flash"
+settings.DataHandlers = "HTML"
+option-block = "00000000 00000200"
+[[rule]]
+sites = ["plain.example"]
+only = []
+[allow]
+sites = ["bank.example"]
+[limits]
+held-bytes = 5000
+beyond = "fail"
+[event-log]
+file = "/var/log/events.jsonl"
+[https]
+splice = ["bank.example", "a.example"]
+)";
+
+TEST(CheckConfig, PrintsWhatApplies) {
+  const Shell shell;
+  shell.Write("velmora.toml", POLICY);
+  const struct {
+    std::string options;
+    std::string output;
+  } cases[] = {
+      {"",
+       "velmora.toml: no problems\n"
+       "  everywhere    ad-urls, gif-animation\n"
+       "  rules         2\n"
+       "  limits        5000 bytes held back, 10000 ms of filtering, 1024 MiB decoded, ratio 200; "
+       "beyond: fail\n"
+       "  ad library    with the lists that it finds\n"
+       "  event log     /var/log/events.jsonl\n"},
+      {"--url http://www.example/ --client 10.1.2.3",
+       "http://www.example/ for 10.1.2.3:\n"
+       "  rules         Pupils (line 3)\n"
+       "  blocks        flash, ad-urls, gif-animation\n"
+       "  setting       DataHandlers = HTML\n"
+       "  option block  00 00 00 00 00 00 02 00 leaves alone: gif-animation\n"},
+      {"--client 10.2.0.1",
+       "any site for 10.2.0.1:\n"
+       "  rules         none\n"
+       "  blocks        ad-urls, gif-animation\n"},
+      {"--url https://x.plain.example/",
+       "https://x.plain.example/ for any client:\n"
+       "  rules         rule 2 (line 9)\n"
+       "  passes        untouched: nothing is to be blocked\n"},
+      {"--url http://bank.example --client 2001:db8::1",
+       "http://bank.example for 2001:db8::1:\n"
+       "  passes        untouched, by the allow list\n"},
+      {"--splice-list", ".a.example\n.bank.example\n"},
+  };
+  for (const auto &c : cases) {
+    const Result result = shell.Run("$velmora check-config velmora.toml " + c.options);
+    EXPECT_EQ(result.exit_code, 0) << c.options;
+    EXPECT_EQ(result.output, c.output);
+    EXPECT_EQ(result.errors, "");
+  }
+}
+
+TEST(CheckConfig, NamesProblemsWithTheirPlaces) {
+  const Shell shell;
+  shell.Write("bad.toml", "[filter]\nblok = \"ads\"\nblock = \"add\"\n");
+  const Result bad = shell.Run("$velmora check-config bad.toml");
+  EXPECT_EQ(bad.exit_code, 1);
+  EXPECT_EQ(bad.output, "");
+  EXPECT_EQ(bad.errors,
+            "bad.toml:2:1: unknown key \"blok\"; what can stand here: \"block\", \"allow\", "
+            "\"settings\", \"option-block\"\n"
+            "bad.toml:3:9: unknown category \"add\"\n");
+  const Result missing = shell.Run("$velmora check-config none.toml");
+  EXPECT_EQ(missing.exit_code, 1);
+  EXPECT_EQ(missing.errors, "none.toml: cannot be read: No such file or directory\n");
+  for (const std::string arguments : {"", "bad.toml --client host", "bad.toml --url page.html"}) {
+    EXPECT_EQ(shell.Run("$velmora check-config " + arguments).exit_code, 2) << arguments;
+  }
+}
+
+TEST(Categories, ListsEveryOneWithItsCodeNameAndMeaning) {
+  const Shell shell;
+  const Result result = shell.Run("$velmora categories");
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.output, HasSubstr("\n305   ad-urls               advertisements, by their "
+                                       "address\n"));
+  EXPECT_EQ(shell.Run("$velmora categories >/dev/full").exit_code, 1);
+}
+
+}  // namespace
+}  // namespace velmora::command
