@@ -1,0 +1,421 @@
+// From lists to an image, in four steps: read all lines; drop rules that are said twice or
+// cancelled; choose for each rule the key that the fewest other rules have; write the sections.
+#include "compiler.h"
+
+#include <algorithm>
+#include <bit>
+#include <set>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "image.h"
+#include "pattern.h"
+#include "text.h"
+
+namespace velmora::adblock {
+namespace {
+
+/// Tokens that stand in many addresses, the most common first: a rule is better found by a token
+/// that seldom makes it be tried.
+constexpr std::string_view COMMON_TOKENS[] = {
+    "com", "https",  "http",    "www",   "1",       "org",   "js",      "jpg",    "en",
+    "net", "images", "png",     "media", "html",    "img",   "2",       "0",      "c",
+    "s",   "i",      "static",  "cdn",   "content", "news",  "image",   "auto",   "w",
+    "co",  "upload", "uploads", "wp",    "gif",     "php",   "css",     "us",     "q",
+    "id",  "a",      "assets",  "3",     "webp",    "api",   "index",   "the",    "and",
+    "new", "page",   "search",  "of",    "to",      "in",    "fit",     "h",      "f",
+    "r",   "min",    "url",     "10",    "12",      "thumb", "plugins", "themes", "v1",
+    "v2",  "script", "scripts", "file",  "files",   "js2",   "lib",
+};
+/// For how many rules one place of these counts.
+constexpr std::uint32_t COMMON_WEIGHT = 40;
+/// Above this many rules with the same key, a rule for a few hosts is better found by those.
+constexpr std::uint32_t CROWDED = 300;
+
+std::string LowerText(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), Lower);
+  return lower;
+}
+
+std::uint64_t IdentityOf(const std::vector<DomainName> &domains) {
+  std::uint64_t identity = domains.size();
+  for (const DomainName &domain : domains) {
+    identity += (FingerprintOf(domain.name).words[0] | 1) *
+                (1U + 2U * domain.excluded + 4U * domain.any_suffix);
+  }
+  return identity;
+}
+
+/// The same for rules that say the same, in whatever order and spelling their options stand.
+std::uint64_t IdentityOf(const Rule &rule) {
+  const std::uint64_t parts[] = {FingerprintOf(rule.pattern).words[0],
+                                 rule.flags & static_cast<std::uint64_t>(~RULE_BAD_FILTER),
+                                 IdentityOf(rule.page_domains), IdentityOf(rule.address_domains)};
+  return FingerprintOf({reinterpret_cast<const char *>(parts), sizeof parts}).words[0];
+}
+
+struct Key {
+  std::uint64_t hash;
+  std::uint32_t offset = NO_OFFSET;
+  /// See `IndexEntry`.
+  std::uint32_t surroundings = 0;
+  std::uint32_t mask = 0;
+};
+
+/// The key of the piece [start, end) of a pattern, which every match has at the same distance from
+/// its start.
+Key PlacedKey(std::string_view pattern, std::size_t start, std::size_t end, std::uint64_t kind) {
+  Key key{HashBytes(LowerText(pattern.substr(start, end - start))) ^ kind,
+          static_cast<std::uint32_t>(start)};
+  const auto expect = [&](std::size_t at, unsigned shift) {
+    key.surroundings |= std::uint32_t{static_cast<std::uint8_t>(Lower(pattern[at]))} << shift;
+    key.mask |= std::uint32_t{0xFF} << shift;
+  };
+  if (start > 0 && pattern[start - 1] != '^') expect(start - 1, 0);
+  for (std::size_t at = end; at < end + 3 && at < pattern.size(); ++at) {
+    if (pattern[at] == '*') break;
+    // A separator may also be the end, behind which no other byte of the pattern is.
+    if (pattern[at] != '^') expect(at, static_cast<unsigned>(8 * (at - end + 1)));
+  }
+  return key;
+}
+
+/// The keys of a rule, each of which finds it alone.
+std::vector<Key> KeysOf(const Rule &rule) {
+  std::vector<Key> keys;
+  const bool expression = rule.flags & RULE_EXPRESSION;
+  for (const PatternToken &token :
+       expression ? TokensOfExpression(rule.pattern) : TokensOfPattern(rule.pattern, rule.flags)) {
+    const std::uint64_t kind = token.is_prefix ? KEY_TOKEN_PREFIX : KEY_TOKEN;
+    if (token.offset == ANYWHERE) {
+      keys.push_back({HashBytes(LowerText(token.text)) ^ kind});
+    } else {
+      keys.push_back(PlacedKey(rule.pattern, token.offset, token.offset + token.text.size(), kind));
+    }
+  }
+  const std::size_t host = HostOfPattern(rule.pattern, rule.flags).size();
+  if (host > 0) keys.push_back(PlacedKey(rule.pattern, 0, host, KEY_ADDRESS_HOST));
+  return keys;
+}
+
+// Keys that find a rule only together: all hosts that it is for. None where it is for all but some.
+
+std::vector<Key> AddressHostKeysOf(const Rule &rule) {
+  std::vector<Key> keys;
+  for (const DomainName &domain : rule.address_domains) {
+    if (domain.excluded) continue;
+    if (domain.any_suffix) return {};
+    keys.push_back({HashBytes(domain.name) ^ KEY_ADDRESS_HOST});
+  }
+  return keys;
+}
+
+std::vector<Key> PageHostKeysOf(const Rule &rule) {
+  std::vector<Key> keys;
+  for (const DomainName &domain : rule.page_domains) {
+    if (domain.excluded) continue;
+    const std::string_view last_label = domain.name.substr(domain.name.rfind('.') + 1);
+    keys.push_back({domain.any_suffix ? HashBytes(last_label) ^ KEY_PAGE_LABEL
+                                      : HashBytes(domain.name) ^ KEY_PAGE_HOST});
+  }
+  return keys;
+}
+
+/// How many rules have a key; keys that share a slot count for each other.
+class KeyCensus {
+ public:
+  KeyCensus() : counts_(1U << BITS) {
+    std::uint32_t weight = COMMON_WEIGHT * static_cast<std::uint32_t>(std::size(COMMON_TOKENS));
+    for (const std::string_view token : COMMON_TOKENS) {
+      counts_[HashBytes(token) >> (64 - BITS)] = weight;
+      weight -= COMMON_WEIGHT;
+    }
+  }
+  void Add(const Key &key) { ++counts_[key.hash >> (64 - BITS)]; }
+  std::uint32_t Count(const Key &key) const { return counts_[key.hash >> (64 - BITS)]; }
+
+ private:
+  static constexpr int BITS = 20;
+  std::vector<std::uint32_t> counts_;
+};
+
+class Compiler {
+ public:
+  void Read(const std::vector<ListText> &lists) {
+    sizes_.insert(STANDARD_SIZES.begin(), STANDARD_SIZES.end());
+    for (const ListText &list : lists) {
+      ListRecord record{};
+      record.name = Keep(list.name);
+      ReadList(list.text, &record.counts);
+      lists_.push_back(record);
+    }
+  }
+
+  void DropRepeated() {
+    std::unordered_set<std::uint64_t> cancelled;
+    for (const Rule &rule : rules_) {
+      if (rule.flags & RULE_BAD_FILTER) cancelled.insert(IdentityOf(rule));
+    }
+    std::unordered_set<std::uint64_t> seen;
+    seen.reserve(rules_.size());
+    std::erase_if(rules_, [&](const Rule &rule) {
+      if (rule.flags & RULE_BAD_FILTER) return true;
+      ListCounts &counts = lists_[rule.list].counts;
+      const std::uint64_t identity = IdentityOf(rule);
+      if (cancelled.contains(identity)) {
+        ++counts.cancelled;
+        return true;
+      }
+      if (!seen.insert(identity).second) {
+        ++counts.repeated;
+        return true;
+      }
+      ++counts.rules;
+      return false;
+    });
+  }
+
+  void ChooseKeys() {
+    KeyCensus census;
+    for (const Rule &rule : rules_) {
+      for (const Key &key : KeysOf(rule)) census.Add(key);
+    }
+    records_.reserve(rules_.size());
+    for (const Rule &rule : rules_) {
+      AddRule(rule, census);
+      for (const DomainName &domain : rule.page_domains) {
+        has_page_labels_ = has_page_labels_ || domain.any_suffix;
+      }
+    }
+  }
+
+  std::string Write(const Fingerprint &source) {
+    ImageHeader header{};
+    std::memcpy(header.magic, IMAGE_MAGIC, sizeof IMAGE_MAGIC);
+    header.version = IMAGE_VERSION;
+    header.byte_order = IMAGE_BYTE_ORDER;
+    header.source = source;
+    header.bucket_bits = std::max(2U, static_cast<unsigned>(std::bit_width(entries_.size()))) - 1;
+    header.filter_bits = std::max(6U, header.bucket_bits + 4);
+    header.expressions = expressions_;
+    header.highest_rank = highest_rank_;
+    header.has_page_labels = has_page_labels_;
+
+    const unsigned bucket_shift = 64 - header.bucket_bits;
+    std::stable_sort(entries_.begin(), entries_.end(), [&](const KeyedRule &a, const KeyedRule &b) {
+      return a.key.hash >> bucket_shift < b.key.hash >> bucket_shift;
+    });
+    std::vector<IndexEntry> entries;
+    entries.reserve(entries_.size());
+    std::vector<std::uint32_t> buckets((std::size_t{1} << header.bucket_bits) + 1);
+    std::vector<std::uint64_t> filter(std::size_t{1} << (header.filter_bits - 6));
+    for (const KeyedRule &entry : entries_) {
+      const Key &key = entry.key;
+      entries.push_back(
+          {static_cast<std::uint32_t>(key.hash), entry.rule, key.surroundings, key.mask});
+      ++buckets[(key.hash >> bucket_shift) + 1];
+      const std::uint64_t bit = key.hash >> (64 - header.filter_bits);
+      filter[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    }
+    for (std::size_t at = 1; at < buckets.size(); ++at) buckets[at] += buckets[at - 1];
+    std::vector<std::uint32_t> sizes;
+    for (const Size &size : sizes_) sizes.push_back(std::uint32_t{size.width} << 16 | size.height);
+
+    std::string image(sizeof header, '\0');
+    const auto section = [&](const auto &records) {
+      image.resize((image.size() + 7) / 8 * 8);
+      const Section place{static_cast<std::uint32_t>(image.size()),
+                          static_cast<std::uint32_t>(records.size())};
+      image.append(reinterpret_cast<const char *>(records.data()),
+                   records.size() * sizeof records[0]);
+      return place;
+    };
+    header.lists = section(lists_);
+    header.rules = section(records_);
+    header.entries = section(entries);
+    header.buckets = section(buckets);
+    header.filter = section(filter);
+    header.unkeyed = section(unkeyed_);
+    header.domains = section(domains_);
+    header.sizes = section(sizes);
+    header.text = section(text_);
+    header.size = image.size();
+    std::memcpy(image.data(), &header, sizeof header);
+    header.content = FingerprintOf(std::string_view(image).substr(IMAGE_UNFINGERPRINTED));
+    std::memcpy(image.data(), &header, sizeof header);
+    return image;
+  }
+
+ private:
+  struct KeyedRule {
+    Key key;
+    std::uint32_t rule;
+  };
+
+  void ReadList(std::string_view text, ListCounts *counts) {
+    const auto list = static_cast<std::uint16_t>(lists_.size());
+    VisitLines(text, arena_, [&](std::uint32_t line, std::string_view, const ParsedLine &parsed) {
+      ++counts->lines;
+      switch (parsed.kind) {
+        case LineKind::kBlank:
+          break;
+        case LineKind::kComment:
+          ++counts->comments;
+          break;
+        case LineKind::kRules:
+          for (const Rule &rule : parsed.rules) {
+            rules_.push_back(rule);
+            rules_.back().list = list;
+            rules_.back().line = line;
+          }
+          break;
+        case LineKind::kSize:
+          ++counts->sizes;
+          sizes_.insert(parsed.size);
+          break;
+        case LineKind::kNoSizes:
+          sizes_.clear();
+          break;
+        case LineKind::kSkipped:
+          ++counts->skipped[static_cast<std::size_t>(parsed.skip)];
+          break;
+      }
+    });
+  }
+
+  void AddRule(const Rule &rule, const KeyCensus &census) {
+    const auto number = static_cast<std::uint32_t>(records_.size());
+    // Rules of one line share its text.
+    if (rule.text.data() != last_text_.data()) {
+      last_text_ = rule.text;
+      last_place_ = Keep(rule.text);
+    }
+    RuleRecord record{};
+    record.text = last_place_;
+    record.pattern = PlaceOf(rule.pattern);
+    record.line = rule.line;
+    record.list = rule.list;
+    record.flags = rule.flags;
+    record.page_domains = AddDomains(rule.page_domains);
+    record.address_domains = AddDomains(rule.address_domains);
+    record.offset = AddKeys(rule, number, census);
+    if (rule.flags & RULE_EXPRESSION) record.offset = expressions_++;
+    records_.push_back(record);
+    highest_rank_ = std::max(highest_rank_, RankOf(rule.flags));
+  }
+
+  /// Enters the rule into the index; where the chosen key's token begins in its pattern.
+  std::uint32_t AddKeys(const Rule &rule, std::uint32_t number, const KeyCensus &census) {
+    const std::vector<Key> single = KeysOf(rule);
+    const auto best = std::min_element(
+        single.begin(), single.end(),
+        [&](const Key &a, const Key &b) { return census.Count(a) < census.Count(b); });
+    if (best == single.end() || census.Count(*best) > CROWDED) {
+      for (const std::vector<Key> &hosts : {AddressHostKeysOf(rule), PageHostKeysOf(rule)}) {
+        for (const Key &key : hosts) entries_.push_back({key, number});
+        if (!hosts.empty()) return NO_OFFSET;
+      }
+    }
+    if (best == single.end()) {
+      unkeyed_.push_back(number);
+      return NO_OFFSET;
+    }
+    entries_.push_back({*best, number});
+    return best->offset;
+  }
+
+  std::uint32_t AddDomains(const std::vector<DomainName> &domains) {
+    if (domains.empty()) return 0;
+    const auto [known, is_new] =
+        domain_lists_.try_emplace(IdentityOf(domains), static_cast<std::uint32_t>(domains_.size()));
+    if (!is_new) return known->second;
+    DomainRecord head{};
+    head.offset = static_cast<std::uint32_t>(domains.size());
+    std::vector<DomainRecord> names;
+    for (const DomainName &domain : domains) {
+      DomainRecord name{};
+      const TextPlace place = PlaceOf(domain.name);
+      name.hash = static_cast<std::uint32_t>(HashBytes(domain.name));
+      name.offset = place.offset;
+      name.size = static_cast<std::uint16_t>(place.size);
+      if (domain.excluded) name.flags |= DOMAIN_EXCLUDED;
+      if (domain.any_suffix) name.flags |= DOMAIN_ANY_SUFFIX;
+      if (!domain.excluded) head.flags |= DOMAINS_INCLUDE;
+      if (domain.any_suffix) head.flags |= DOMAINS_ANY_SUFFIX;
+      names.push_back(name);
+    }
+    std::stable_sort(names.begin(), names.end(),
+                     [](const DomainRecord &a, const DomainRecord &b) { return a.hash < b.hash; });
+    domains_.push_back(head);
+    domains_.insert(domains_.end(), names.begin(), names.end());
+    return known->second;
+  }
+
+  TextPlace Keep(std::string_view text) {
+    const TextPlace place{static_cast<std::uint32_t>(text_.size()),
+                          static_cast<std::uint32_t>(text.size())};
+    text_ += text;
+    return place;
+  }
+
+  /// The place of a piece of the current rule's text, or of a copy of what is none.
+  TextPlace PlaceOf(std::string_view piece) {
+    const std::uintptr_t within = reinterpret_cast<std::uintptr_t>(piece.data()) -
+                                  reinterpret_cast<std::uintptr_t>(last_text_.data());
+    if (within <= last_text_.size() && piece.size() <= last_text_.size() - within) {
+      return {last_place_.offset + static_cast<std::uint32_t>(within),
+              static_cast<std::uint32_t>(piece.size())};
+    }
+    return Keep(piece);
+  }
+
+  StringArena arena_;
+  std::vector<Rule> rules_;
+  std::set<Size> sizes_;
+  std::vector<ListRecord> lists_;
+  std::vector<RuleRecord> records_;
+  std::vector<KeyedRule> entries_;
+  std::vector<std::uint32_t> unkeyed_;
+  /// Head 0 stands for no list.
+  std::vector<DomainRecord> domains_{DomainRecord{}};
+  std::unordered_map<std::uint64_t, std::uint32_t> domain_lists_;
+  std::string text_;
+  std::string_view last_text_;
+  TextPlace last_place_{};
+  std::uint32_t expressions_ = 0;
+  unsigned highest_rank_ = 0;
+  bool has_page_labels_ = false;
+};
+
+}  // namespace
+
+Fingerprint FingerprintOfLists(const std::vector<ListText> &lists) {
+  std::string all;
+  for (const ListText &list : lists) {
+    const Fingerprint text = FingerprintOf(list.text);
+    all.append(list.name).push_back('\0');
+    all.append(reinterpret_cast<const char *>(&text), sizeof text);
+  }
+  return FingerprintOf(all);
+}
+
+void VisitLines(std::string_view text, StringArena &arena, const LineVisitor &visit) {
+  constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+  if (text.starts_with(BYTE_ORDER_MARK)) text.remove_prefix(BYTE_ORDER_MARK.size());
+  LineParser parser(arena);
+  for (std::uint32_t number = 1; !text.empty(); ++number) {
+    const std::string_view line = CutPiece(text, '\n');
+    visit(number, line, parser.Parse(line));
+  }
+}
+
+std::string CompileLists(const std::vector<ListText> &lists) {
+  Compiler compiler;
+  compiler.Read(lists);
+  compiler.DropRepeated();
+  compiler.ChooseKeys();
+  return compiler.Write(FingerprintOfLists(lists));
+}
+
+}  // namespace velmora::adblock

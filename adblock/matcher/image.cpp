@@ -1,0 +1,50 @@
+#include "image.h"
+
+#include <algorithm>
+
+namespace velmora::adblock {
+namespace {
+
+template <typename Record>
+bool OpenSection(std::string_view bytes, const Section &section, Table<Record> *table) noexcept {
+  const std::uint64_t end =
+      section.offset + std::uint64_t{section.count} * std::uint64_t{sizeof(Record)};
+  if (section.offset < sizeof(ImageHeader) || end > bytes.size()) return false;
+  *table = Table<Record>(bytes.data() + section.offset, section.count);
+  return true;
+}
+
+}  // namespace
+
+std::optional<Image> Image::Open(SharedBytes bytes) {
+  const std::string_view view = bytes.bytes;
+  if (view.size() < sizeof(ImageHeader)) return std::nullopt;
+  Image image;
+  ImageHeader &header = image.header_;
+  std::memcpy(&header, view.data(), sizeof header);
+  if (std::memcmp(header.magic, IMAGE_MAGIC, sizeof IMAGE_MAGIC) != 0 ||
+      header.version != IMAGE_VERSION || header.byte_order != IMAGE_BYTE_ORDER ||
+      header.size != view.size() ||
+      header.content != FingerprintOf(view.substr(IMAGE_UNFINGERPRINTED))) {
+    return std::nullopt;
+  }
+  Table<char> text;
+  const bool inside = OpenSection(view, header.lists, &image.lists) &&
+                      OpenSection(view, header.rules, &image.rules) &&
+                      OpenSection(view, header.entries, &image.entries) &&
+                      OpenSection(view, header.buckets, &image.buckets) &&
+                      OpenSection(view, header.filter, &image.filter) &&
+                      OpenSection(view, header.unkeyed, &image.unkeyed) &&
+                      OpenSection(view, header.domains, &image.domains) &&
+                      OpenSection(view, header.sizes, &image.sizes) &&
+                      OpenSection(view, header.text, &text);
+  // Shifts by these have to be defined; numbers that they lead to are checked at use.
+  const bool shifts = header.bucket_bits >= 1 && header.bucket_bits <= 30 &&
+                      header.filter_bits >= 6 && header.filter_bits <= 36;
+  if (!inside || !shifts || header.expressions > header.rules.count) return std::nullopt;
+  image.text_ = view.substr(header.text.offset, header.text.count);
+  image.bytes_ = std::move(bytes);
+  return image;
+}
+
+}  // namespace velmora::adblock

@@ -1,0 +1,195 @@
+// The compiled form of a set of lists: one block of bytes, the same in memory and in a file.
+//
+//   ImageHeader
+//   sections, each an array of one of the records below, or of numbers or bytes:
+//     lists      the lists that went in, with what was read in them
+//     rules      the rules, in the order of the lists
+//     entries    the index: which rules a key finds, in the order of the keys' buckets
+//     buckets    where each bucket begins in `entries`, and one more
+//     filter     one bit for each value that a key's first bits can have: is there such a key?
+//     unkeyed    rules that no key finds and that are tried at every question
+//     domains    lists of domain names: a head, then its names in the order of their hashes
+//     sizes      sizes of advertisements: width << 16 | height, ascending
+//     text       the bytes of all strings
+//
+// Keys are 64-bit hashes of tokens and their beginnings, of the address's host, of the page's host
+// (and of both hosts' parents) and of the page host's labels, each kind varied so that they do not
+// meet. A key's first bits choose its bit of the filter and its bucket; its last 32 bits are
+// compared.
+//
+// Everything in an image may be wrong: it can come from a file. `Image::Open` checks the header
+// and that the sections lie within the bytes; after that an index or a string's place is held
+// against its section each time that it is used, and what lies outside is empty. So a damaged or
+// hostile image can give wrong answers, but no read leaves its bytes.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "hash.h"
+#include "line_parser.h"
+
+namespace velmora::adblock {
+
+struct TextPlace {
+  std::uint32_t offset;
+  std::uint32_t size;
+};
+
+/// What was read in one list.
+struct ListCounts {
+  std::uint32_t lines;
+  std::uint32_t comments;
+  /// Rules in force.
+  std::uint32_t rules;
+  /// Rules that an earlier line says already, and rules that a `badfilter` line took out of force.
+  std::uint32_t repeated;
+  std::uint32_t cancelled;
+  std::uint32_t sizes;
+  std::uint32_t skipped[SKIP_COUNT];
+};
+
+struct ListRecord {
+  TextPlace name;
+  ListCounts counts;
+};
+
+struct RuleRecord {
+  TextPlace text;
+  TextPlace pattern;
+  std::uint32_t line;
+  /// Heads of lists in `domains`; 0 for none.
+  std::uint32_t page_domains;
+  std::uint32_t address_domains;
+  /// Regular expressions: the number of the expression. Others: where the key's token begins in
+  /// the pattern, or `NO_OFFSET`.
+  std::uint32_t offset;
+  std::uint16_t list;
+  std::uint16_t flags;
+};
+inline constexpr std::uint32_t NO_OFFSET = ~0U;
+
+/// Found by a token or a host at some place of the address, an entry is passed over when the bytes
+/// around that place are not those that the pattern has there: `surroundings`, where `mask` is set.
+struct IndexEntry {
+  std::uint32_t key;
+  std::uint32_t rule;
+  std::uint32_t surroundings;
+  std::uint32_t mask;
+};
+
+struct DomainRecord {
+  std::uint32_t hash;
+  /// In the head: how many names follow.
+  std::uint32_t offset;
+  std::uint16_t size;
+  std::uint16_t flags;
+};
+inline constexpr std::uint16_t DOMAIN_EXCLUDED = 1;
+inline constexpr std::uint16_t DOMAIN_ANY_SUFFIX = 2;
+/// In the head: some name is not excluded; some name has any suffix.
+inline constexpr std::uint16_t DOMAINS_INCLUDE = 4;
+inline constexpr std::uint16_t DOMAINS_ANY_SUFFIX = 8;
+
+struct Section {
+  std::uint32_t offset;
+  std::uint32_t count;
+};
+
+struct ImageHeader {
+  char magic[8];
+  std::uint32_t version;
+  std::uint32_t byte_order;
+  std::uint64_t size;
+  /// Of all bytes behind this field.
+  Fingerprint content;
+  /// Of the lists that went in.
+  Fingerprint source;
+  std::uint32_t bucket_bits;
+  std::uint32_t filter_bits;
+  std::uint32_t expressions;
+  std::uint32_t highest_rank;
+  /// Are there keys of the kind `KEY_PAGE_LABEL`?
+  std::uint32_t has_page_labels;
+  std::uint32_t reserved;
+  Section lists, rules, entries, buckets, filter, unkeyed, domains, sizes, text;
+};
+
+inline constexpr char IMAGE_MAGIC[8] = {'v', 'x', 'r', 'u', 'l', 'e', 's', '\n'};
+/// To be raised with every change of the format or of what lists are read as.
+inline constexpr std::uint32_t IMAGE_VERSION = 1;
+inline constexpr std::uint32_t IMAGE_BYTE_ORDER = 0x01020304;
+inline constexpr std::size_t IMAGE_UNFINGERPRINTED =
+    offsetof(ImageHeader, content) + sizeof(Fingerprint);
+
+// The kinds of keys.
+inline constexpr std::uint64_t KEY_TOKEN = 0;
+inline constexpr std::uint64_t KEY_TOKEN_PREFIX = 0xE7037ED1A0B428DBU;
+inline constexpr std::uint64_t KEY_ADDRESS_HOST = 0xA24BAED4963EE407U;
+inline constexpr std::uint64_t KEY_PAGE_HOST = 0x9FB21C651E98DF25U;
+inline constexpr std::uint64_t KEY_PAGE_LABEL = 0xC3A5C85C97CB3127U;
+
+/// Bytes that somebody keeps: a vector or a mapped file.
+struct SharedBytes {
+  std::string_view bytes;
+  std::shared_ptr<const void> keeper;
+};
+
+/// An array within an image that answers an empty record for an index that it does not have.
+template <typename Record>
+class Table {
+ public:
+  Table() = default;
+  Table(const char *data, std::uint32_t count) noexcept : data_(data), count_(count) {}
+
+  std::uint32_t Count() const noexcept { return count_; }
+  Record operator[](std::size_t index) const noexcept {
+    Record record{};
+    if (index < count_) std::memcpy(&record, data_ + index * sizeof record, sizeof record);
+    return record;
+  }
+  /// The record will be wanted soon.
+  void Prefetch(std::size_t index) const noexcept {
+    if (index < count_) __builtin_prefetch(data_ + index * sizeof(Record));
+  }
+
+ private:
+  const char *data_ = nullptr;
+  std::uint32_t count_ = 0;
+};
+
+class Image {
+ public:
+  /// Nothing when the bytes are no image of this version and machine, or damaged.
+  static std::optional<Image> Open(SharedBytes bytes);
+
+  const ImageHeader &Header() const noexcept { return header_; }
+  std::string_view Bytes() const noexcept { return bytes_.bytes; }
+
+  std::string_view Text(std::uint32_t offset, std::uint32_t size) const noexcept {
+    const bool inside = offset <= text_.size() && size <= text_.size() - offset;
+    return inside ? text_.substr(offset, size) : std::string_view();
+  }
+  std::string_view Text(TextPlace place) const noexcept { return Text(place.offset, place.size); }
+
+  Table<ListRecord> lists;
+  Table<RuleRecord> rules;
+  Table<IndexEntry> entries;
+  Table<std::uint32_t> buckets;
+  Table<std::uint64_t> filter;
+  Table<std::uint32_t> unkeyed;
+  Table<DomainRecord> domains;
+  Table<std::uint32_t> sizes;
+
+ private:
+  SharedBytes bytes_;
+  ImageHeader header_{};
+  std::string_view text_;
+};
+
+}  // namespace velmora::adblock

@@ -1,0 +1,82 @@
+// Reads one line of a filter list.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "rule.h"
+
+namespace velmora::adblock {
+
+/// Why a line makes no rule.
+enum class Skip : std::uint8_t {
+  kElementHiding,  // rules about elements of a page, not about addresses
+  kScriptlet,      // rules that put scripts into a page
+  kNeverAsked,     // only for request types that nobody asks about
+  kCondition,      // #if: lines for other programs
+  kOption,         // an option that cannot be judged by an address
+  kExpression,     // a regular expression that cannot be compiled
+  kTooGeneral,     // would match every address
+  kUnreadable,
+};
+inline constexpr std::size_t SKIP_COUNT = 8;
+/// What a report calls the lines skipped, in the order of `Skip`.
+inline constexpr std::array<const char *, SKIP_COUNT> SKIP_NAMES = {
+    "element hiding",     "scriptlet",          "request types never asked",
+    "for other programs", "unsupported option", "expression",
+    "too general",        "unreadable"};
+
+enum class LineKind : std::uint8_t { kBlank, kComment, kRules, kSize, kNoSizes, kSkipped };
+
+struct Size {
+  std::uint16_t width;
+  std::uint16_t height;
+
+  friend auto operator<=>(const Size &, const Size &) = default;
+};
+
+struct ParsedLine {
+  LineKind kind = LineKind::kBlank;
+  Skip skip{};
+  Size size{};
+  /// What was wrong with a line that is skipped; empty where the reason says it all.
+  std::string_view detail;
+  /// More than one only for a hosts line with several names.
+  std::vector<Rule> rules;
+};
+
+/// Keeps strings that are not part of a list's text.
+class StringArena {
+ public:
+  std::string_view Keep(std::string text) { return strings_.emplace_back(std::move(text)); }
+
+ private:
+  std::deque<std::string> strings_;
+};
+
+/// Reads a list line by line: what an "#if" line or the list's header says holds for the lines
+/// behind it.
+class LineParser {
+ public:
+  /// Strings that a rule needs and the list's text does not hold are kept in `arena`.
+  explicit LineParser(StringArena &arena) : arena_(arena) {}
+
+  ParsedLine Parse(std::string_view line);
+
+ private:
+  bool Directive(std::string_view line);
+  ParsedLine ParseHosts(std::string_view line, std::string_view names);
+  ParsedLine ParseRule(std::string_view line);
+
+  StringArena &arena_;
+  /// After a "[Adblock" header a bare host name is a piece of an address, elsewhere it is a host.
+  bool has_header_ = false;
+  /// For every open "#if", whether its lines count.
+  std::vector<bool> conditions_;
+};
+
+}  // namespace velmora::adblock

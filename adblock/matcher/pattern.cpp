@@ -1,0 +1,232 @@
+// A pattern is a row of segments with stars between them. A segment matches at one place or not,
+// so that the first place found for each segment is as good as any other, and only the first one
+// (tried at each place that its anchor allows) and the last one (at the end, if it is anchored
+// there) are bound. Time is at most linear in address times pattern; no place is tried twice for
+// the same segment behind the first.
+#include "pattern.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "rule.h"
+#include "text.h"
+
+namespace velmora::adblock {
+namespace {
+
+constexpr std::size_t NO_MATCH = static_cast<std::size_t>(-1);
+
+/// The end of `segment` in `text` when it stands at `at`. A star ends the segment; `*rest` is the
+/// pattern behind it, or null when there is none.
+inline std::size_t MatchSegment(std::string_view text, std::size_t at, std::string_view segment,
+                                const char **rest = nullptr) noexcept {
+  for (const char &wanted : segment) {
+    if (at < text.size() && wanted == text[at] && wanted != '*') {
+      ++at;
+    } else if (wanted == '^' && (at == text.size() || IsByte(text[at], BYTE_SEPARATOR))) {
+      if (at < text.size()) ++at;
+    } else if (wanted == '*' && rest) {
+      *rest = &wanted + 1;
+      return at;
+    } else {
+      return NO_MATCH;
+    }
+  }
+  return at;
+}
+
+/// The end of the first occurrence of `segment` at or behind `at`.
+std::size_t FindSegment(std::string_view text, std::size_t at, std::string_view segment) noexcept {
+  if (segment.empty()) return at;
+  for (; at <= text.size(); ++at) {
+    if (segment[0] != '^') {
+      at = text.find(segment[0], at);
+      if (at == std::string_view::npos) return NO_MATCH;
+    }
+    const std::size_t end = MatchSegment(text, at, segment);
+    if (end != NO_MATCH) return end;
+  }
+  return NO_MATCH;
+}
+
+/// Does `segment` stand at the end of `text`, not before `at`?
+bool EndsWithSegment(std::string_view text, std::size_t at, std::string_view segment) noexcept {
+  // Carets at the end of the segment may stand for the end of the text.
+  for (std::size_t size = segment.size();; --size) {
+    if (text.size() >= at + size &&
+        MatchSegment(text, text.size() - size, segment) == text.size()) {
+      return true;
+    }
+    if (size == 0 || segment[size - 1] != '^') return false;
+  }
+}
+
+/// The segments of `pattern` behind its first star, from `at` on.
+bool MatchRest(std::string_view text, std::size_t at, std::string_view pattern,
+               bool to_end) noexcept {
+  while (true) {
+    const std::size_t star = pattern.find('*');
+    if (star == std::string_view::npos) {
+      return to_end ? EndsWithSegment(text, at, pattern)
+                    : FindSegment(text, at, pattern) != NO_MATCH;
+    }
+    at = FindSegment(text, at, pattern.substr(0, star));
+    if (at == NO_MATCH) return false;
+    pattern.remove_prefix(star + 1);
+  }
+}
+
+bool IsHostStart(const Address &address, std::string_view text, std::size_t at) noexcept {
+  return at == address.HostStart() ||
+         (at > address.HostStart() && at < address.HostEnd() && text[at - 1] == '.');
+}
+
+/// Reads an escaped byte or a plain one that stands for itself at `at`; 0 when there is none.
+std::size_t LiteralAt(std::string_view expression, std::size_t at, char *literal) noexcept {
+  constexpr std::string_view SPECIAL = ".[]()*+?{}|^$";
+  if (at >= expression.size()) return 0;
+  if (expression[at] == '\\') {
+    if (at + 1 >= expression.size() || IsByte(expression[at + 1], BYTE_TOKEN)) return 0;
+    *literal = expression[at + 1];
+    return 2;
+  }
+  if (SPECIAL.find(expression[at]) != std::string_view::npos) return 0;
+  *literal = expression[at];
+  return 1;
+}
+
+/// The place behind the class "[...]" that begins at `at`, or npos when it does not end.
+std::size_t EndOfClass(std::string_view expression, std::size_t at) noexcept {
+  ++at;
+  if (expression.substr(at, 1) == "^") ++at;
+  // A bracket that comes first is a member.
+  if (expression.substr(at, 1) == "]") ++at;
+  while (at < expression.size() && expression[at] != ']') {
+    if (expression.substr(at, 2) == "[:") {
+      at = expression.find(":]", at);
+      if (at == std::string_view::npos) return at;
+      at += 2;
+    } else {
+      at += expression[at] == '\\' ? 2 : 1;
+    }
+  }
+  return at < expression.size() ? at + 1 : std::string_view::npos;
+}
+
+}  // namespace
+
+bool MatchPattern(const Address &address, std::string_view pattern, std::uint16_t flags,
+                  std::size_t start) noexcept {
+  const std::string_view text = (flags & RULE_MATCH_CASE) ? address.Original() : address.Lowered();
+  const bool to_end = (flags & RULE_END_ANCHOR) != 0;
+
+  const auto match_at = [&](std::size_t at) noexcept {
+    const char *rest = nullptr;
+    const std::size_t end = MatchSegment(text, at, pattern, &rest);
+    if (end == NO_MATCH) return false;
+    if (!rest) return !to_end || end == text.size();
+    const std::string_view behind(rest, static_cast<std::size_t>(pattern.end() - rest));
+    return MatchRest(text, end, behind, to_end);
+  };
+
+  if (flags & RULE_HOST_ANCHOR) {
+    if (start != ANYWHERE) return IsHostStart(address, text, start) && match_at(start);
+    for (std::size_t at = address.HostStart(); at < address.HostEnd();) {
+      if (match_at(at)) return true;
+      const std::size_t dot = text.find('.', at);
+      if (dot == std::string_view::npos) return false;
+      at = dot + 1;
+    }
+    return false;
+  }
+  if (flags & RULE_START_ANCHOR) return (start == ANYWHERE || start == 0) && match_at(0);
+  if (start != ANYWHERE) return match_at(start);
+  return MatchRest(text, 0, pattern, to_end);
+}
+
+std::vector<PatternToken> TokensOfPattern(std::string_view pattern, std::uint16_t flags) {
+  std::vector<PatternToken> tokens;
+  bool after_star = false;
+  for (std::size_t at = 0; at < pattern.size();) {
+    if (!IsByte(pattern[at], BYTE_TOKEN)) {
+      after_star = after_star || pattern[at] == '*';
+      ++at;
+      continue;
+    }
+    std::size_t end = at;
+    while (end < pattern.size() && IsByte(pattern[end], BYTE_TOKEN)) ++end;
+    const bool bound_before =
+        at == 0 ? (flags & (RULE_HOST_ANCHOR | RULE_START_ANCHOR)) != 0 : pattern[at - 1] != '*';
+    const bool bound_behind =
+        end == pattern.size() ? (flags & RULE_END_ANCHOR) != 0 : pattern[end] != '*';
+    const std::size_t offset = after_star ? ANYWHERE : at;
+    if (bound_before && bound_behind) {
+      tokens.push_back({pattern.substr(at, end - at), false, offset});
+    } else if (bound_before && end - at >= TOKEN_PREFIX) {
+      tokens.push_back({pattern.substr(at, TOKEN_PREFIX), true, offset});
+    }
+    at = end;
+  }
+  return tokens;
+}
+
+std::vector<PatternToken> TokensOfExpression(std::string_view expression) {
+  std::vector<PatternToken> tokens;
+  // Within parentheses and classes nothing is certain; a class also ends what is.
+  int depth = 0;
+  bool bound_before = false;
+  for (std::size_t at = 0; at < expression.size();) {
+    char literal = 0;
+    if (expression[at] == '[') {
+      at = EndOfClass(expression, at);
+      if (at == std::string_view::npos) return {};
+      bound_before = false;
+      continue;
+    }
+    // With an alternative, any piece may be the one that is not there.
+    if (expression[at] == '|' && depth == 0) return {};
+    const std::size_t length = LiteralAt(expression, at, &literal);
+    if (length == 0 || depth > 0) {
+      const std::size_t skipped = expression[at] == '\\' ? 2 : 1;
+      depth += (length == 0 && expression[at] == '(') - (length == 0 && expression[at] == ')');
+      bound_before = expression[at] == '^' && at == 0;
+      at += length ? length : skipped;
+      continue;
+    }
+    if (!IsByte(literal, BYTE_TOKEN)) {
+      bound_before = true;
+      at += length;
+      // A repetition may make the byte disappear.
+      if (at < expression.size() && std::strchr("*?{", expression[at])) bound_before = false;
+      continue;
+    }
+    std::size_t end = at;
+    while (end < expression.size() && LiteralAt(expression, end, &literal) == 1 &&
+           IsByte(literal, BYTE_TOKEN)) {
+      ++end;
+    }
+    // What bounds the token behind has to be there: a literal that no repetition removes.
+    const std::size_t bound = LiteralAt(expression, end, &literal);
+    const bool at_end = end + 1 == expression.size() && expression[end] == '$';
+    const bool repeated =
+        end + bound < expression.size() && std::strchr("*?{", expression[end + bound]) != nullptr;
+    if (bound_before && end > at && (at_end || (bound > 0 && !repeated))) {
+      tokens.push_back({expression.substr(at, end - at), false, ANYWHERE});
+    }
+    bound_before = false;
+    at = end;
+  }
+  return tokens;
+}
+
+std::string_view HostOfPattern(std::string_view pattern, std::uint16_t flags) noexcept {
+  if (!(flags & RULE_HOST_ANCHOR)) return {};
+  std::size_t end = 0;
+  if (pattern.starts_with('[')) end = std::min(pattern.find(']'), pattern.size() - 1) + 1;
+  while (end < pattern.size() && IsByte(pattern[end], BYTE_HOST)) ++end;
+  const bool whole = end < pattern.size() ? pattern[end] == '^' || pattern[end] == '/'
+                                          : (flags & RULE_END_ANCHOR) != 0;
+  return whole ? pattern.substr(0, end) : std::string_view();
+}
+
+}  // namespace velmora::adblock

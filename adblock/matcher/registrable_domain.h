@@ -1,0 +1,19 @@
+// Registrable domains: what belongs to one owner, by the list of public suffixes.
+#pragma once
+
+#include <string_view>
+
+namespace velmora::adblock {
+
+/// Do two host names, in lower case, belong to different owners? An unknown (empty) page host is a
+/// third party to every address.
+bool IsThirdParty(std::string_view page_host, std::string_view address_host) noexcept;
+
+/// `host` without its public suffix and the dot before it; empty when nothing is left.
+std::string_view WithoutPublicSuffix(std::string_view host) noexcept;
+
+/// Is it a whole host name in its usual form: an IPv4 address, or labels under a suffix that
+/// exists?
+bool IsHostName(std::string_view text) noexcept;
+
+}  // namespace velmora::adblock

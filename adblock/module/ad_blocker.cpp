@@ -1,0 +1,135 @@
+#include "module/ad_blocker.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "matcher/address.h"
+#include "matcher/text.h"
+
+namespace velmora::adblock {
+namespace {
+
+/// Room for the longest address that is looked at, with a scheme before it.
+constexpr std::size_t SCHEME_ROOM = 8;
+constexpr std::string_view DEFAULT_SCHEME = "http:";
+
+std::string_view View(const char *text) noexcept {
+  return text ? text : std::string_view();
+}
+
+/// The address that a page's element names. The plug-in makes every address absolute but for those
+/// that begin with "http:": a secure one it takes for a file beside the page, so that it comes as
+/// "http://page.example/folder/https://ads.example/". What follows the page's own host is meant.
+std::string_view NamedAddress(std::string_view page_host, std::string_view address) noexcept {
+  constexpr std::string_view SECURE = "/https://";
+  const std::size_t start = address.find("://");
+  if (start == std::string_view::npos || page_host.empty()) return address;
+  const std::string_view rest = address.substr(start + 3);
+  const auto same = [](char a, char b) { return Lower(a) == Lower(b); };
+  if (rest.size() < page_host.size() + SECURE.size() ||
+      !std::equal(page_host.begin(), page_host.end(), rest.begin(), same)) {
+    return address;
+  }
+  const std::string_view behind = rest.substr(page_host.size());
+  if (behind[0] != '/' && behind[0] != ':') return address;
+  const auto inner = std::search(behind.begin(), behind.end(), SECURE.begin(), SECURE.end(), same);
+  if (inner == behind.end()) return address;
+  return behind.substr(static_cast<std::size_t>(inner - behind.begin()) + 1);
+}
+
+/// Can an address begin with these bytes? Turns down nearly all that is asked.
+constexpr bool StartsAddress(char first, char second) noexcept {
+  switch (first) {
+    case '/':
+      return second == '/';
+    case 'h':
+    case 'H':
+    case 'f':
+    case 'F':
+      return Lower(second) == 't';
+    case 'w':
+    case 'W':
+      return Lower(second) == 's';
+    default:
+      return false;
+  }
+}
+
+void CopyText(std::string_view from, char *text, std::size_t size) noexcept {
+  if (!text || size == 0) return;
+  const std::size_t length = std::min(from.size(), size - 1);
+  std::memcpy(text, from.data(), length);
+  text[length] = '\0';
+}
+
+}  // namespace
+
+std::uint8_t AdBlocker::IsReady() noexcept {
+  return blocker_.Current() ? 1 : 0;
+}
+
+std::uint8_t AdBlocker::CheckUrl(const char *host, const char *url, char *text, std::size_t size,
+                                 bool *exempt) noexcept {
+  const std::string_view page_host = View(host);
+  return Answer({page_host, NamedAddress(page_host, View(url)), Asked::kElement}, text, size,
+                exempt);
+}
+
+std::uint8_t AdBlocker::CheckUrlText(const char *host, const char *piece, std::uint32_t length,
+                                     char *text, std::size_t size, bool *exempt) noexcept {
+  if (length < 2 || !StartsAddress(piece[0], piece[1])) return 0;
+  return CheckAddressInText(host, {piece, length}, text, size, exempt);
+}
+
+std::uint8_t AdBlocker::CheckAddressInText(const char *host, std::string_view text, char *reason,
+                                           std::size_t size, bool *exempt) const noexcept {
+  const std::size_t length = AddressLength(text);
+  if (length == 0) return 0;
+  std::string_view address = text.substr(0, length);
+  char with_scheme[MAX_ADDRESS + SCHEME_ROOM];
+  if (address[0] == '/') {
+    std::memcpy(with_scheme, DEFAULT_SCHEME.data(), DEFAULT_SCHEME.size());
+    std::memcpy(with_scheme + DEFAULT_SCHEME.size(), address.data(), length);
+    address = {with_scheme, DEFAULT_SCHEME.size() + length};
+  }
+  return Answer({View(host), address, Asked::kElement}, reason, size, exempt);
+}
+
+std::uint8_t AdBlocker::CheckSize(const char *, std::int32_t width, std::int32_t height) noexcept {
+  const Blocker::Rules rules = blocker_.Current();
+  return rules && rules->IsAdSize(width, height) ? 1 : 0;
+}
+
+std::uint8_t AdBlocker::CheckLink(const char *link, const char *host, const char *) noexcept {
+  const std::string_view page_host = View(host);
+  return Answer({page_host, NamedAddress(page_host, View(link)), Asked::kPopup}, nullptr, 0,
+                nullptr);
+}
+
+std::uint8_t AdBlocker::Answer(const Question &question, char *text, std::size_t size,
+                               bool *exempt) const noexcept {
+  const Blocker::Rules rules = blocker_.Current();
+  if (!rules) return 0;
+  const Verdict verdict = rules->Judge(question);
+  if (verdict.kind == Verdict::Kind::kAllowed && exempt) *exempt = true;
+  if (verdict.kind != Verdict::Kind::kBlocked) return 0;
+  CopyText(rules->OriginOf(verdict.rule).text, text, size);
+  return 1;
+}
+
+Status AdBlockerFactory::CreateInstance(const Identifier *identifier, void **output) noexcept {
+  if (!output) return RESULT_INVALID_ARGUMENT;
+  *output = nullptr;
+  LoadListsOnce();
+  auto *blocker = new (std::nothrow) AdBlocker(ProcessBlocker());
+  if (!blocker) return RESULT_OUT_OF_MEMORY;
+  // Keeps the object until it is known whether somebody wants it.
+  blocker->AddRef();
+  const Status status = blocker->QueryInterface(identifier, output);
+  blocker->Release();
+  return status;
+}
+
+}  // namespace velmora::adblock

@@ -1,0 +1,216 @@
+// Measures the ad-blocking library over the addresses of real pages.
+//
+//   adblock_bench PAGES LIST...            the figures
+//   adblock_bench --addresses PAGES        page host, tab, address: one a line
+//   adblock_bench --verdicts PAGES LIST... the same with a verdict and the rule behind it
+//
+// Means are processor time over whole rounds, so that other work on the machine does not count;
+// times of single questions are taken around each one, less what taking the time costs.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include <velmora/ad_blocker.h>
+#include <velmora/module.h>
+
+#include "matcher/loader.h"
+#include "matcher/sources.h"
+#include "page_addresses.h"
+#include "vexlar/vexlar.h"
+
+extern "C" velmora::Status GetFactory(const velmora::Identifier *object,
+                                      velmora::IDataProcessorFactory **factory);
+
+namespace velmora::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double Seconds(Clock::duration time) {
+  return std::chrono::duration<double>(time).count();
+}
+
+/// Processor time of this thread, in seconds.
+double ProcessorTime() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+/// Kilobytes of a line such as "Rss:" of this process's memory, over all mappings.
+long MemoryOf(const char *kind) {
+  std::ifstream in("/proc/self/smaps_rollup");
+  for (std::string line; std::getline(in, line);) {
+    if (line.starts_with(kind)) return std::atol(line.c_str() + std::strlen(kind));
+  }
+  return -1;
+}
+
+template <typename Ask>
+void MeasureQuestions(const char *name, std::size_t count, Ask ask) {
+  std::vector<double> times;
+  const int rounds = 200;
+  for (std::size_t at = 0; at < count; ++at) ask(at);
+  const double start = ProcessorTime();
+  for (int round = 0; round < rounds; ++round) {
+    for (std::size_t at = 0; at < count; ++at) ask(at);
+  }
+  const double mean = (ProcessorTime() - start) / rounds / static_cast<double>(count);
+  double clock = 1;
+  for (int round = 0; round < 1000; ++round) {
+    const auto before = Clock::now();
+    clock = std::min(clock, Seconds(Clock::now() - before));
+  }
+  for (int round = 0; round < 20; ++round) {
+    for (std::size_t at = 0; at < count; ++at) {
+      const auto before = Clock::now();
+      ask(at);
+      times.push_back(std::max(0.0, Seconds(Clock::now() - before) - clock));
+    }
+  }
+  std::sort(times.begin(), times.end());
+  const auto at = [&](double share) {
+    return times[static_cast<std::size_t>(share * static_cast<double>(times.size() - 1))] * 1e6;
+  };
+  std::printf("%s: mean %.3f us, median %.3f us, 99%% %.3f us, 99.9%% %.3f us\n", name, mean * 1e6,
+              at(0.5), at(0.99), at(0.999));
+}
+
+IAdBlocker *MakeBlocker() {
+  IDataProcessorFactory *factory = nullptr;
+  void *object = nullptr;
+  if (GetFactory(&ID_VexlarObject, &factory) != RESULT_OK ||
+      factory->CreateInstance(&ID_AdBlocker, &object) != RESULT_OK) {
+    std::exit(1);
+  }
+  factory->Release();
+  return static_cast<IAdBlocker *>(object);
+}
+
+void MeasureLoading(const std::string &paths) {
+  const std::string folder =
+      std::filesystem::temp_directory_path() / ("adblock_bench." + std::to_string(getpid()));
+  const auto load = [&](const char *name, int rounds, const std::string &cache, bool remove) {
+    double best = 1e9;
+    for (int round = 0; round < rounds; ++round) {
+      if (remove) std::filesystem::remove_all(folder);
+      const double start = ProcessorTime();
+      const adblock::Sources sources = adblock::ReadPaths(paths);
+      const adblock::LoadedRules loaded = adblock::LoadRules(sources.lists, cache);
+      best = std::min(best, ProcessorTime() - start);
+      if (loaded.from_cache == remove && !cache.empty()) std::puts("the cache was not used");
+    }
+    std::printf("%s: %.1f ms (best of %d)\n", name, best * 1e3, rounds);
+  };
+  load("load from text, no cache", 5, "", false);
+  load("load from text, cache written", 5, folder, true);
+  load("load from cache", 20, folder, false);
+  std::filesystem::remove_all(folder);
+}
+
+void Measure(const std::vector<PageAddress> &addresses, const std::string &paths) {
+  MeasureLoading(paths);
+  // With the cache of the user, as in a host.
+  const long private_before = MemoryOf("Private_Dirty:");
+  const long before = MemoryOf("Rss:");
+  if (VexlarUseLists(paths.c_str()) != RESULT_OK) std::exit(1);
+  if (VexlarUseLists(paths.c_str()) != RESULT_OK) std::exit(1);
+  IAdBlocker *blocker = MakeBlocker();
+  std::size_t ads = 0;
+  const auto check = [&](std::size_t at) {
+    char text[AD_TEXT_SIZE];
+    bool exempt = false;
+    ads += blocker->CheckUrl(addresses[at].page_host.c_str(), addresses[at].address.c_str(), text,
+                             sizeof text, &exempt);
+  };
+  MeasureQuestions("CheckUrl", addresses.size(), check);
+  const std::size_t text_ads = addresses.size();
+  MeasureQuestions("CheckUrlText at an address", text_ads, [&](std::size_t at) {
+    char text[AD_TEXT_SIZE];
+    bool exempt = false;
+    ads += blocker->CheckUrlText(addresses[at].page_host.c_str(), addresses[at].address.data(),
+                                 static_cast<std::uint32_t>(addresses[at].address.size()), text,
+                                 sizeof text, &exempt);
+  });
+
+  // Script text as it is asked: every byte of it.
+  std::string script;
+  while (script.size() < 1 << 20) {
+    script += "function f(where, what) { return where.width + what.height / 2; } /* no address */ ";
+  }
+  const double start = ProcessorTime();
+  for (std::size_t at = 0; at < script.size(); ++at) {
+    char text[AD_TEXT_SIZE];
+    bool exempt = false;
+    ads += blocker->CheckUrlText("page.example", script.data() + at,
+                                 static_cast<std::uint32_t>(script.size() - at), text, sizeof text,
+                                 &exempt);
+  }
+  std::printf("CheckUrlText at other bytes: %.2f ns a byte\n",
+              (ProcessorTime() - start) * 1e9 / static_cast<double>(script.size()));
+
+  const double sizes = ProcessorTime();
+  for (int at = 0; at < 1000000; ++at) ads += blocker->CheckSize("page.example", at & 1023, 60);
+  std::printf("CheckSize: %.1f ns\n", (ProcessorTime() - sizes) * 1e3);
+  std::printf(
+      "resident: %ld KB, before the lists %ld KB; written to by this process alone: %ld KB, "
+      "before %ld KB\n",
+      MemoryOf("Rss:"), before, MemoryOf("Private_Dirty:"), private_before);
+  std::printf("%zu answers of yes\n", ads);
+  blocker->Release();
+}
+
+void PrintVerdicts(const std::vector<PageAddress> &addresses, const std::string &paths) {
+  const adblock::LoadedRules loaded =
+      adblock::LoadRules(adblock::ReadPaths(paths).lists, std::string());
+  constexpr const char *NAMES[] = {"none", "blocked", "allowed"};
+  for (const PageAddress &address : addresses) {
+    const adblock::Verdict verdict =
+        loaded.rules->Judge({address.page_host, address.address, adblock::Asked::kElement});
+    const std::string rule(loaded.rules->OriginOf(verdict.rule).text);
+    std::printf("%s\t%s\t%s\t%s\n", address.page_host.c_str(), address.address.c_str(),
+                NAMES[static_cast<int>(verdict.kind)], rule.c_str());
+  }
+}
+
+int Run(std::vector<std::string> arguments) {
+  std::string mode;
+  if (!arguments.empty() && arguments[0].starts_with("--")) {
+    mode = arguments[0];
+    arguments.erase(arguments.begin());
+  }
+  if (arguments.empty() || (arguments.size() < 2 && mode != "--addresses")) {
+    std::fputs("adblock_bench [--addresses|--verdicts] PAGES LIST...\n", stderr);
+    return 2;
+  }
+  const std::vector<PageAddress> addresses = AddressesOfPages(arguments[0]);
+  std::string paths;
+  for (std::size_t at = 1; at < arguments.size(); ++at) paths += arguments[at] + ":";
+  if (mode == "--addresses") {
+    for (const PageAddress &address : addresses) {
+      std::printf("%s\t%s\n", address.page_host.c_str(), address.address.c_str());
+    }
+  } else if (mode == "--verdicts") {
+    PrintVerdicts(addresses, paths);
+  } else {
+    std::printf("%zu addresses\n", addresses.size());
+    Measure(addresses, paths);
+  }
+  return 0;
+}
+
+}  // namespace
+}  // namespace velmora::bench
+
+int main(int count, char **arguments) {
+  return velmora::bench::Run({arguments + 1, arguments + count});
+}

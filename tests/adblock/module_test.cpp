@@ -1,0 +1,191 @@
+// libvexlar.so through its binary interface, as the plug-in and a host use it.
+#include <cstdlib>
+#include <dlfcn.h>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <string>
+#include <unistd.h>
+
+#include <velmora/ad_blocker.h>
+#include <velmora/module.h>
+
+#include "vexlar/vexlar.h"
+
+namespace velmora {
+namespace {
+
+class Vexlar : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = (std::filesystem::temp_directory_path() / "vexlar_test.XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+    setenv("XDG_CACHE_HOME", (folder_ + "/cache").c_str(), 1);
+    library_ = dlopen(VEXLAR_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library_, nullptr) << dlerror();
+    use_lists_ = Find<decltype(&VexlarUseLists)>("VexlarUseLists");
+    reload_ = Find<decltype(&VexlarReload)>("VexlarReload");
+    describe_ = Find<decltype(&VexlarDescribe)>("VexlarDescribe");
+  }
+  void TearDown() override {
+    if (blocker_) blocker_->Release();
+    dlclose(library_);
+    std::filesystem::remove_all(folder_);
+  }
+
+  template <typename Function>
+  Function Find(const char *name) {
+    return reinterpret_cast<Function>(dlsym(library_, name));
+  }
+
+  std::string Write(const char *name, const std::string &text) {
+    std::ofstream(folder_ + "/" + name) << text;
+    return folder_ + "/" + name;
+  }
+
+  IDataProcessorFactory *MakeFactory() {
+    Identifier object{};
+    EXPECT_EQ(Find<GetObjectIdFunction>(EXPORT_ORDINAL_3)(&object), RESULT_OK);
+    IDataProcessorFactory *factory = nullptr;
+    EXPECT_EQ(Find<GetFactoryFunction>(EXPORT_GET_FACTORY)(&object, &factory), RESULT_OK);
+    return factory;
+  }
+
+  void MakeBlocker(const std::string &lists) {
+    ASSERT_EQ(use_lists_(Write("list.txt", lists).c_str()), RESULT_OK);
+    IDataProcessorFactory *factory = MakeFactory();
+    void *object = nullptr;
+    ASSERT_EQ(factory->CreateInstance(&ID_AdBlocker, &object), RESULT_OK);
+    blocker_ = static_cast<IAdBlocker *>(object);
+    EXPECT_EQ(factory->Release(), 0);
+  }
+
+  /// Answer, exempt flag and text of a question about an address.
+  std::string Ask(const char *host, const char *url, std::size_t size = AD_TEXT_SIZE) {
+    char text[AD_TEXT_SIZE] = "-";
+    bool exempt = false;
+    const int answer = blocker_->CheckUrl(host, url, text, size, &exempt);
+    return std::to_string(answer) + (exempt ? " exempt " : " ") + text;
+  }
+  std::string AskText(const std::string &piece) {
+    char text[AD_TEXT_SIZE] = "-";
+    bool exempt = false;
+    // Without a NUL behind it.
+    std::string exact = piece;
+    const int answer = blocker_->CheckUrlText("www.site.example", exact.data(),
+                                              static_cast<std::uint32_t>(exact.size()), text,
+                                              sizeof text, &exempt);
+    return std::to_string(answer) + (exempt ? " exempt " : " ") + text;
+  }
+
+  std::string folder_;
+  void *library_ = nullptr;
+  IAdBlocker *blocker_ = nullptr;
+  decltype(&VexlarUseLists) use_lists_ = nullptr;
+  decltype(&VexlarReload) reload_ = nullptr;
+  decltype(&VexlarDescribe) describe_ = nullptr;
+};
+
+TEST_F(Vexlar, IsFoundByItsName) {
+  void *found = dlopen(AD_LIBRARY_NAME, RTLD_NOW | RTLD_NOLOAD);
+  EXPECT_EQ(found, library_);
+  if (found) dlclose(found);
+}
+
+TEST_F(Vexlar, FollowsTheModuleContract) {
+  const auto get_factory = Find<GetFactoryFunction>(EXPORT_GET_FACTORY);
+  auto *untouched = reinterpret_cast<IDataProcessorFactory *>(1);
+  EXPECT_EQ(get_factory(&ID_ProcessorObject, &untouched), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(untouched, reinterpret_cast<IDataProcessorFactory *>(1));
+
+  MakeBlocker("||ads.example^\n");
+  IDataProcessorFactory *factory = MakeFactory();
+  void *object = &object;
+  EXPECT_EQ(factory->CreateInstance(&ID_DataProcessor, &object), RESULT_NO_INTERFACE);
+  EXPECT_EQ(object, nullptr);
+  EXPECT_EQ(factory->CreateInstance(&ID_AdBlocker, nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(factory->QueryInterface(&ID_Factory, &object), RESULT_OK);
+  EXPECT_EQ(factory->Release(), 1);
+  EXPECT_EQ(factory->Release(), 0);
+
+  EXPECT_EQ(blocker_->QueryInterface(&ID_Unknown, &object), RESULT_OK);
+  EXPECT_EQ(object, blocker_);
+  EXPECT_EQ(blocker_->AddRef(), 3);
+  EXPECT_EQ(blocker_->Release(), 2);
+  EXPECT_EQ(blocker_->Release(), 1);
+  EXPECT_EQ(blocker_->QueryInterface(&ID_Factory, &object), RESULT_NO_INTERFACE);
+  EXPECT_EQ(object, nullptr);
+  EXPECT_EQ(blocker_->IsReady(), 1);
+}
+
+TEST_F(Vexlar, AnswersWithTheRule) {
+  MakeBlocker("||ads.example^\n@@||ads.example/good^\n/pop.$popup\n");
+  EXPECT_EQ(Ask("www.site.example", "http://ads.example/x"), "1 ||ads.example^");
+  EXPECT_EQ(Ask("www.site.example", "http://ads.example/x", 6), "1 ||ads");
+  EXPECT_EQ(Ask("www.site.example", "http://ads.example/x", 0), "1 -");
+  EXPECT_EQ(Ask("www.site.example", "http://ads.example/good/x"), "0 exempt -");
+  EXPECT_EQ(Ask("www.site.example", "http://other.example/"), "0 -");
+  EXPECT_EQ(Ask("", "http://ads.example/"), "1 ||ads.example^");
+  EXPECT_EQ(blocker_->CheckUrl(nullptr, nullptr, nullptr, 0, nullptr), 0);
+  EXPECT_EQ(blocker_->CheckSize("www.site.example", 468, 60), 1);
+  EXPECT_EQ(blocker_->CheckSize("www.site.example", 1, 1), 0);
+  EXPECT_EQ(blocker_->CheckLink("http://a.example/pop.htm", "www.site.example", ""), 1);
+  EXPECT_EQ(blocker_->CheckLink("http://ads.example/", "www.site.example", ""), 0);
+}
+
+// The plug-in takes a secure address for the name of a file beside the page.
+TEST_F(Vexlar, SeesSecureAddressesBehindThePagesFolder) {
+  MakeBlocker("[Adblock]\n||ads.example^\n/banner.$domain=www.site.example\n");
+  EXPECT_EQ(Ask("www.site.example", "http://www.site.example/dir/https://ads.example/x"),
+            "1 ||ads.example^");
+  EXPECT_EQ(Ask("www.site.example", "https://WWW.site.example:81/HTTPS://ads.example/x"),
+            "1 ||ads.example^");
+  // Other hosts' addresses mean what they say, and so do addresses within a query.
+  EXPECT_EQ(Ask("www.site.example", "http://x.example/dir/https://ads.example/x"), "0 -");
+  EXPECT_EQ(Ask("www.site.example", "http://www.site.example.net/https://ads.example/"), "0 -");
+  EXPECT_EQ(Ask("www.site.example", "http://www.site.example/?u=https://ads.example/"), "0 -");
+  EXPECT_EQ(Ask("", "http://www.site.example/https://ads.example/"), "0 -");
+}
+
+TEST_F(Vexlar, FindsAddressesThatBeginInText) {
+  MakeBlocker("||ads.example^\n@@||good.example^\n");
+  EXPECT_EQ(AskText("http://ads.example/x' + y"), "1 ||ads.example^");
+  EXPECT_EQ(AskText("//ads.example/x"), "1 ||ads.example^");
+  EXPECT_EQ(AskText("https://good.example"), "0 exempt -");
+  EXPECT_EQ(AskText(" http://ads.example/"), "0 -");
+  EXPECT_EQ(AskText("http://x.example/ http://ads.example/"), "0 -");
+  EXPECT_EQ(AskText("http://x.example\\ads.example/"), "0 -");
+  EXPECT_EQ(AskText("h"), "0 -");
+  EXPECT_EQ(AskText(""), "0 -");
+  EXPECT_EQ(AskText("//ads.example/" + std::string(100000, 'x')), "1 ||ads.example^");
+}
+
+TEST_F(Vexlar, ReloadsAndDescribes) {
+  MakeBlocker("||one.example^\n");
+  Write("list.txt", "||two.example^\n/a(?=b)/\n");
+  EXPECT_EQ(reload_(), RESULT_OK);
+  EXPECT_EQ(Ask("p.example", "http://one.example/"), "0 -");
+  EXPECT_EQ(Ask("p.example", "http://two.example/"), "1 ||two.example^");
+
+  EXPECT_EQ(use_lists_((folder_ + "/missing").c_str()), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(Ask("p.example", "http://two.example/"), "1 ||two.example^");
+  char text[4096];
+  const std::uint32_t length = describe_(text, sizeof text);
+  ASSERT_LT(length, sizeof text);
+  EXPECT_EQ(std::string(text).size(), length);
+  for (const char *part :
+       {"list.txt", "rules in force", "skipped: expression", "468x60", "missing: No such file"}) {
+    EXPECT_NE(std::string(text).find(part), std::string::npos) << part << "\n" << text;
+  }
+  char cut[5];
+  EXPECT_EQ(describe_(cut, sizeof cut), length);
+  EXPECT_EQ(std::string(cut), std::string(text).substr(0, 4));
+  EXPECT_EQ(describe_(nullptr, 0), length);
+
+  // The system's lists, or the built-in one.
+  EXPECT_EQ(use_lists_(nullptr), RESULT_OK);
+  EXPECT_EQ(Ask("p.example", "http://ad.doubleclick.net/x").substr(0, 1), "1");
+}
+
+}  // namespace
+}  // namespace velmora
