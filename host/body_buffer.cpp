@@ -17,6 +17,7 @@ bool BodyBuffer::Append(std::string_view bytes) noexcept {
 std::string_view BodyBuffer::Take(std::uint32_t length) noexcept {
   const std::string_view taken(reinterpret_cast<const char *>(GetData()), length);
   start_ += length;
+  taken_ += length;
   size_ -= length;
   committed_ -= std::min(committed_, length);
   return taken;
@@ -51,6 +52,10 @@ void BodyBuffer::Replace(std::uint32_t position, std::uint32_t old_length,
     committed_ = committed_ - old_length + new_length;
   } else if (committed_ > position) {
     committed_ = position + new_length;
+  }
+  if (listener_ != nullptr) {
+    listener_->OnReplace(taken_ + position, old_length,
+                         {reinterpret_cast<const char *>(place), new_length});
   }
 }
 

@@ -9,6 +9,7 @@
 
 #include <velmora/data_buffer.h>
 
+#include "host/edit_list.h"
 #include "host/host_owned.h"
 
 namespace velmora::host {
@@ -21,6 +22,9 @@ namespace velmora::host {
 /// plug-in's positions no longer fit): the bytes stay as they are and `EditFailed` tells.
 class BodyBuffer final : public HostOwned<IDataBuffer> {
  public:
+  /// The listener, if any, hears of the edits that are made.
+  explicit BodyBuffer(EditListener *listener = nullptr) noexcept : listener_(listener) {}
+
   /// Adds bytes at the end; without memory answers false and leaves all as it is.
   bool Append(std::string_view bytes) noexcept;
   /// Takes the committed bytes, or all, out in front. The view is good until the buffer changes.
@@ -56,6 +60,9 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
   std::uint32_t size_ = 0;
   std::uint32_t committed_ = 0;
   bool edit_failed_ = false;
+  /// Bytes taken out in front so far.
+  std::uint64_t taken_ = 0;
+  EditListener *listener_;
 };
 
 }  // namespace velmora::host

@@ -18,7 +18,10 @@ StreamOptions Checked(StreamOptions options) noexcept {
 
 BodyStream::BodyStream(ProcessorPointer processor, Transaction &transaction,
                        const StreamOptions &options) noexcept
-    : options_(Checked(options)), transaction_(transaction), processor_(std::move(processor)) {
+    : options_(Checked(options)),
+      transaction_(transaction),
+      buffer_(options.edits),
+      processor_(std::move(processor)) {
   if (processor_ == nullptr) {
     Stop(StopReason::OUT_OF_MEMORY);
     return;

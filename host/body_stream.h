@@ -38,6 +38,8 @@ enum class StreamState {
 struct StreamOptions {
   std::uint32_t slice_size = 64U << 10;
   Limits limits{};
+  /// Hears of every edit; outlives the stream.
+  EditListener *edits = nullptr;
 };
 
 /// Used by one thread at a time. The transaction outlives it.
