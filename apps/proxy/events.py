@@ -30,12 +30,16 @@ def printable(text):
     return "".join(c if c.isprintable() else f"\\x{ord(c):02X}" for c in text)
 
 
+def shortened(text, most=60):
+    return text if len(text) <= most else text[: most - 1] + "…"
+
+
 def line(event):
     clock = event["time"][11:19]
     if "stopped" in event:
         return f"{clock}  ! {event['stopped']}  {printable(event['url'])}"
-    what = printable(event["item"] + "  " + event["detail"]).strip()
-    return f"{clock}  {event['category']:<20} {what:<40} {printable(event['url'])}"
+    what = shortened(printable(event["item"] + "  " + event["detail"]).strip())
+    return f"{clock}  {event['category']:<20} {what:<60} {printable(event['url'])}"
 
 
 def by_category(events):

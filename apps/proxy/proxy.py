@@ -29,16 +29,22 @@ def main():
         metavar="LIST",
         help="categories to block (default: %(default)s; all names: ./run filter --help)",
     )
+    parser.add_argument(
+        "--modules",
+        default=ROOT / "build" / "release",
+        metavar="DIR",
+        help="folder with the built libraries (default: build/release)",
+    )
     options = parser.parse_args()
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, stop)
-    squid = Squid(
-        ROOT / "build" / "proxy",
-        ROOT / "build" / "release",
-        {"block": options.block},
-        port=options.port,
-    )
     try:
+        squid = Squid(
+            ROOT / "build" / "proxy",
+            options.modules,
+            {"block": options.block},
+            port=options.port,
+        )
         with squid:
             print(f"Proxy for HTTP on 127.0.0.1:{squid.port}; encrypted traffic passes as it is.")
             print(f"Blocking {options.block}")

@@ -120,6 +120,9 @@ class Squid:
         (self.folder / "squid.pid").unlink(missing_ok=True)
 
     def _adapter(self, modules, settings):
+        missing = [str(modules / name) for name in MODULES if not (modules / name).exists()]
+        if missing:
+            raise ProxyError("not built: " + ", ".join(missing))
         if not self.user.can_read(modules / MODULES[0]):
             for name in MODULES:
                 shutil.copy(modules / name, self.folder)

@@ -1,0 +1,84 @@
+"""ProxyCase: a test with an origin, a Squid with the adapter between, and curl in front."""
+
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "apps" / "proxy"))
+
+import events  # noqa: E402
+from origin import Origin, Page  # noqa: E402, F401
+from squid import Squid  # noqa: E402
+
+MODULES = pathlib.Path(os.environ.get("VELMORA_MODULES", ROOT / "build" / "release"))
+AD_LIST = "||ads.example^\n"
+
+
+class Answer:
+    def __init__(self, process):
+        self.code = process.returncode
+        head, _, self.body = process.stdout.partition(b"\r\n\r\n")
+        status, *lines = head.decode("latin-1").split("\r\n")
+        self.status = int(status.split()[1]) if status else 0
+        self.headers = {
+            name.lower(): value for name, _, value in (line.partition(": ") for line in lines)
+        }
+
+
+class ProxyCase(unittest.TestCase):
+    """One proxy serves all tests of a class, and has to be the same process at its end."""
+
+    settings = {}
+    modules = MODULES
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory(prefix="velmora-test-")
+        cls.addClassCleanup(cls.folder.cleanup)
+        os.chmod(cls.folder.name, 0o755)
+        ad_list = pathlib.Path(cls.folder.name, "ads.txt")
+        ad_list.write_text(AD_LIST)
+        os.environ["VEXLAR_LISTS"] = str(ad_list)
+        cls.origin = Origin()
+        cls.addClassCleanup(cls.origin.stop)
+        cls.squid = Squid(pathlib.Path(cls.folder.name, "squid"), cls.modules, cls.settings)
+        cls.addClassCleanup(cls.squid.stop)
+        cls.squid.start()
+        cls.worker = cls.squid.worker()
+
+    @classmethod
+    def tearDownClass(cls):
+        assert cls.squid.worker() == cls.worker, "the proxy's worker has crashed"
+
+    def curl(self, path, *options):
+        """The command that fetches through the proxy."""
+        quiet = ["-sS", "--no-progress-meter", "--max-time", "60"]
+        proxy = ["-x", f"http://127.0.0.1:{self.squid.port}"]
+        return ["curl", *quiet, *proxy, *options, self.origin.url(path)]
+
+    def fetch(self, path, *options):
+        return Answer(subprocess.run(self.curl(path, "-i", *options), capture_output=True))
+
+    def serve(self, path, *arguments, **keywords):
+        self.origin.pages[path] = Page(*arguments, **keywords)
+
+    def events_of(self, path):
+        url = self.origin.url(path)
+        return [event for event in events.read(self.squid.events) if event["url"] == url]
+
+    def worker_memory(self):
+        """Resident bytes."""
+        for line in pathlib.Path(f"/proc/{self.squid.worker()}/status").read_text().splitlines():
+            if line.startswith("VmRSS:"):
+                return int(line.split()[1]) * 1024
+
+    def wait_until(self, condition, seconds=20):
+        deadline = time.monotonic() + seconds
+        while not condition():
+            self.assertLess(time.monotonic(), deadline, "waited in vain")
+            time.sleep(0.02)

@@ -1,0 +1,198 @@
+"""What comes in, however it comes in, goes out filtered or untouched."""
+
+import gzip
+import subprocess
+import unittest
+import zlib
+
+from proxy_case import ROOT, ProxyCase
+
+SCRIPT = b"<script>alert(1)</script>"
+TEXT = b"<html><body><p>one</p>%s<p>two</p></body></html>"
+PAGE = TEXT % SCRIPT
+# Nothing that adds to a page, so that the results are plain to see.
+SETTINGS = {"block": "scripts,javascript,vbscript,ad-urls,gif-animation"}
+GIF = (ROOT / "examples" / "animation.gif").read_bytes()
+
+
+def raw_deflate(data):
+    compressor = zlib.compressobj(wbits=-15)
+    return compressor.compress(data) + compressor.flush()
+
+
+def by_command(*command):
+    return lambda data: subprocess.run(command, input=data, capture_output=True, check=True).stdout
+
+
+CODINGS = {
+    "gzip": gzip.compress,
+    "deflate": zlib.compress,
+    "br": by_command("brotli", "-c"),
+    "zstd": by_command("zstd", "-c", "-q"),
+}
+
+
+class Bodies(ProxyCase):
+    settings = SETTINGS
+
+    def assert_filtered(self, answer):
+        self.assertEqual(answer.code, 0)
+        self.assertEqual(answer.status, 200)
+        self.assertNotIn(b"alert", answer.body)
+        self.assertTrue(answer.body.startswith(b"<html><body><p>one</p>"), answer.body)
+        self.assertTrue(answer.body.endswith(b"<p>two</p></body></html>"), answer.body)
+
+    def test_with_a_length_and_in_chunks(self):
+        self.serve("/plain", PAGE)
+        answer = self.fetch("/plain")
+        self.assert_filtered(answer)
+        self.assertNotIn("content-length", answer.headers)
+        self.serve("/chunked", PAGE, pieces=[PAGE[i : i + 1] for i in range(len(PAGE))])
+        self.assert_filtered(self.fetch("/chunked"))
+        self.assert_filtered(self.fetch("/chunked", "--http1.0"))
+        blocked = {(e["category"], e["client"]) for e in self.events_of("/plain")}
+        self.assertIn(("scripts", "127.0.0.1"), blocked)
+
+    def test_empty_and_tiny(self):
+        for name, body in {"empty": b"", "one": b"x", "two": b"<p"}.items():
+            for kind, pieces in {"plain": None, "chunked": [body] if body else []}.items():
+                with self.subTest(name, kind=kind):
+                    self.serve(f"/{name}", body, pieces=pieces)
+                    answer = self.fetch(f"/{name}")
+                    self.assertEqual((answer.code, answer.body), (0, body))
+
+    def test_content_codings_are_taken_off(self):
+        for coding, encode in CODINGS.items():
+            for kind in ("plain", "chunked"):
+                with self.subTest(coding, kind=kind):
+                    body = encode(PAGE)
+                    pieces = [body[:5], body[5:]] if kind == "chunked" else None
+                    self.serve(f"/{coding}", body, pieces=pieces, Content_Encoding=coding)
+                    answer = self.fetch(f"/{coding}", "-H", f"Accept-Encoding: {coding}")
+                    self.assert_filtered(answer)
+                    self.assertNotIn("content-encoding", answer.headers)
+        self.serve("/raw", raw_deflate(PAGE), Content_Encoding="deflate")
+        self.assert_filtered(self.fetch("/raw"))
+
+    def test_headers_that_no_longer_hold_are_dropped(self):
+        stale = {"ETag": '"1"', "Content_MD5": "x", "Digest": "y", "Accept_Ranges": "bytes"}
+        self.serve("/stale", PAGE, Last_Modified="Mon, 01 Jan 2024 00:00:00 GMT", **stale)
+        headers = self.fetch("/stale").headers
+        for name in ("etag", "content-md5", "digest", "accept-ranges"):
+            self.assertNotIn(name, headers)
+        self.assertIn("last-modified", headers)
+        # What is not filtered keeps them.
+        self.serve("/kept", PAGE, "image/png", **stale)
+        answer = self.fetch("/kept")
+        self.assertEqual(answer.body, PAGE)
+        self.assertEqual(answer.headers["etag"], '"1"')
+        self.assertEqual(answer.headers["content-length"], str(len(PAGE)))
+
+    def test_head_parts_and_not_modified_pass_by(self):
+        self.serve("/page", PAGE, ETag='"1"')
+        head = self.fetch("/page", "--head")
+        self.assertEqual((head.code, head.status, head.body), (0, 200, b""))
+        part = self.fetch("/page", "-r", "30-49")
+        self.assertEqual((part.code, part.status, part.body), (0, 206, PAGE[30:50]))
+        self.assertEqual(part.headers["content-range"], f"bytes 30-49/{len(PAGE)}")
+        unchanged = self.fetch("/page", "-H", 'If-None-Match: "1"')
+        self.assertEqual((unchanged.code, unchanged.status), (0, 304))
+        self.origin.pages["/none"] = lambda handler: (
+            handler.send_response(204),
+            handler.end_headers(),
+        )
+        self.assertEqual(self.fetch("/none").status, 204)
+
+    def test_a_gif_loses_its_animation_and_a_false_one_stays(self):
+        self.serve("/animation.gif", GIF, "image/gif")
+        still = self.fetch("/animation.gif").body
+        self.assertTrue(still.startswith(GIF[:6]))
+        self.assertLess(len(still), len(GIF) // 2)
+        self.assertEqual(still[-1:], b";")
+        self.serve("/false.gif", b"\x89PNG" + GIF, "image/gif")
+        self.assertEqual(self.fetch("/false.gif").body, b"\x89PNG" + GIF)
+
+    def test_scripts_under_the_names_that_browsers_take(self):
+        script = b'document.write("<embed src=film.swf>")'
+        for content_type, category in {
+            "text/javascript; charset=utf-8": "javascript",
+            "application/javascript": "javascript",
+            "text/ecmascript": "javascript",
+            "application/x-javascript": "javascript",
+            "text/vbs": "vbscript",
+        }.items():
+            with self.subTest(content_type):
+                self.serve("/script", script, content_type)
+                self.assertNotIn(b"film", self.fetch("/script").body)
+                self.assertEqual(self.events_of("/script")[-1]["category"], category)
+        self.serve("/page.xhtml", PAGE, "application/xhtml+xml")
+        self.assert_filtered(self.fetch("/page.xhtml"))
+        self.serve("/data", script, "application/json")
+        self.assertEqual(self.fetch("/data").body, script)
+
+    def test_each_family_of_charset_labels(self):
+        """The report names the advertisement in UTF-8, so the page was read in its own set."""
+        families = {
+            "utf8": ("utf-8", "日本é"),
+            "latin1": ("cp1252", "é€"),
+            "iso-8859-2": ("iso-8859-2", "łą"),
+            "windows-1251": ("cp1251", "Ж"),
+            "koi8-r": ("koi8-r", "Ж"),
+            "cp866": ("cp866", "Ж"),
+            "sun_eu_greek": ("iso-8859-7", "Ω"),
+            "iso-8859-8-i": ("iso-8859-8", "א"),
+            "arabic": ("iso-8859-6", "ا"),
+            "tis-620": ("cp874", "ก"),
+            "latin5": ("cp1254", "İ"),
+            "x-mac-roman": ("mac-roman", "é"),
+            "x-sjis": ("cp932", "表能①"),
+            "windows-31j": ("cp932", "表能①"),
+            "x-euc-jp": ("euc-jp", "日本"),
+            "csiso2022jp": ("iso-2022-jp", "実"),
+            "x-gbk": ("gb18030", "你好"),
+            "big5": ("big5hkscs", "功許"),
+            "ks_c_5601-1987": ("cp949", "가갂"),
+            "utf-16": ("utf-16-le", "日本é"),
+        }
+        page = '<html><img src="http://ads.example/{}.gif"><script>alert(1)</script></html>'
+        for label, (codec, name) in families.items():
+            body = page.format(name).encode(codec)
+            ways = {"header": (f"text/html; charset={label}", body)}
+            if label not in ("utf-16", "csiso2022jp"):
+                meta = f'<meta charset="{label}">'.encode()
+                ways["meta"] = ("text/html", meta + body)
+            for way, (content_type, served) in ways.items():
+                with self.subTest(label, way=way):
+                    self.serve(f"/{way}/{label}", served, content_type)
+                    answer = self.fetch(f"/{way}/{label}")
+                    self.assertNotIn("alert", answer.body.decode(codec))
+                    items = [event["item"] for event in self.events_of(f"/{way}/{label}")]
+                    self.assertIn(f'IMG src="http://ads.example/{name}.gif"', items)
+
+    def test_fifty_megabytes(self):
+        block = b"<p>" + b"text " * 2000 + b"</p>" + SCRIPT
+        count = 50_000_000 // len(block)
+        self.serve("/large", block * count)
+        answer = self.fetch("/large")
+        self.assertEqual(answer.code, 0)
+        self.assertNotIn(b"alert", answer.body)
+        self.assertEqual(answer.body.count(b"text "), 2000 * count)
+        categories = [event["category"] for event in self.events_of("/large")]
+        self.assertEqual(categories.count("scripts"), count)
+
+
+class GzipAgain(ProxyCase):
+    settings = {**SETTINGS, "gzip": "on"}
+
+    def test_is_sent_to_those_who_take_it(self):
+        self.serve("/gzip", gzip.compress(PAGE), Content_Encoding="gzip")
+        packed = self.fetch("/gzip", "-H", "Accept-Encoding: gzip")
+        self.assertEqual(packed.headers["content-encoding"], "gzip")
+        plain = self.fetch("/gzip")
+        self.assertNotIn("content-encoding", plain.headers)
+        self.assertNotIn(b"alert", plain.body)
+        self.assertEqual(gzip.decompress(packed.body), plain.body)
+
+
+if __name__ == "__main__":
+    unittest.main()

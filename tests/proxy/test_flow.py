@@ -1,0 +1,212 @@
+"""Bodies on their way: slow ones, broken ones, many at a time, and readers slower than origins."""
+
+import gzip
+import pathlib
+import socket
+import subprocess
+import threading
+import time
+import unittest
+import zlib
+
+from proxy_case import ProxyCase
+
+SCRIPT = b"<script>alert(1)</script>"
+MIB = 1 << 20
+
+
+class Flow(ProxyCase):
+    settings = {"block": "scripts"}
+
+    def first_bytes(self, path, count):
+        """Starts to read an answer's body; the process goes on."""
+        process = subprocess.Popen(self.curl(path, "-N"), stdout=subprocess.PIPE)
+        self.addCleanup(process.stdout.close)
+        return process, process.stdout.read(count)
+
+    def serve_in_two(self, path, first, second, gate, **headers):
+        def page(handler):
+            handler.send_response(200)
+            handler.send_header("Content-Type", "text/html")
+            for name, value in headers.items():
+                handler.send_header(name.replace("_", "-"), value)
+            handler.send_header("Transfer-Encoding", "chunked")
+            handler.end_headers()
+            handler.send_chunk(first)
+            gate.wait(30)
+            handler.send_chunk(second)
+            handler.wfile.write(b"0\r\n\r\n")
+
+        self.origin.pages[path] = page
+
+    def test_first_bytes_do_not_wait_for_the_last(self):
+        compressor = zlib.compressobj(wbits=31)
+        # A tag at the very end is still open to what comes behind it.
+        first, last = b"<p>first</p>-", SCRIPT + b"<p>last</p>"
+        packed = compressor.compress(first) + compressor.flush(zlib.Z_SYNC_FLUSH)
+        rest = compressor.compress(last) + compressor.flush()
+        for name, pieces, headers in (
+            ("plain", (first, last), {}),
+            ("gzip", (packed, rest), {"Content_Encoding": "gzip"}),
+        ):
+            with self.subTest(name):
+                gate = threading.Event()
+                self.serve_in_two(f"/slow-{name}", *pieces, gate, **headers)
+                begin = time.monotonic()
+                process, start = self.first_bytes(f"/slow-{name}", len(first))
+                self.assertEqual(start, first)
+                self.assertLess(time.monotonic() - begin, 10)
+                gate.set()
+                self.assertEqual(process.stdout.read(), b"<p>last</p>")
+                self.assertEqual(process.wait(), 0)
+
+    def test_a_client_that_goes_away(self):
+        gate = threading.Event()
+        self.serve_in_two("/left", b"<p>first</p>", b"<p>last</p>", gate)
+        for _ in range(20):
+            process, _ = self.first_bytes("/left", 5)
+            process.kill()
+            process.wait()
+        gate.set()
+        self.serve("/after", b"<p>after</p>")
+        self.assertEqual(self.fetch("/after").body, b"<p>after</p>")
+
+    def test_an_origin_that_goes_away(self):
+        def with_length(handler):
+            handler.send_response(200)
+            handler.send_header("Content-Type", "text/html")
+            handler.send_header("Content-Length", "1000")
+            handler.end_headers()
+            handler.wfile.write(b"<p>first</p><script>half")
+            handler.connection.shutdown(socket.SHUT_RDWR)
+
+        self.origin.pages["/broken"] = with_length
+        answer = self.fetch("/broken")
+        self.assertNotEqual(answer.code, 0, "the client is told that bytes are missing")
+        self.assertEqual(answer.body, b"<p>first</p>", "half a script does not go on")
+
+    def test_a_slow_reader_slows_the_origin(self):
+        sent = 0
+        piece = b"<p>" + b"x" * 65536 + b"</p>"
+
+        def endless(handler):
+            nonlocal sent
+            handler.send_response(200)
+            handler.send_header("Content-Type", "text/html")
+            handler.send_header("Transfer-Encoding", "chunked")
+            handler.end_headers()
+            while sent < 256 * MIB:
+                handler.send_chunk(piece)
+                sent += len(piece)
+
+        self.origin.pages["/endless"] = endless
+        before = self.worker_memory()
+        process, _ = self.first_bytes("/endless", 1000)
+        # The reader stands still; the origin goes on until every buffer between is full.
+        last = -1
+        while last != sent:
+            last = sent
+            time.sleep(0.5)
+        self.assertGreater(sent, 0)
+        self.assertLess(sent, 32 * MIB)
+        self.assertLess(self.worker_memory() - before, 8 * MIB)
+        process.kill()
+        process.wait()
+
+    def test_a_thousand_pages_over_64_connections(self):
+        body = b"<p>page</p>" * 100 + SCRIPT
+        self.serve("/small", body)
+        folder = pathlib.Path(self.folder.name, "small")
+        folder.mkdir()
+        many = ["-Z", "--parallel-max", "64", "--parallel-immediate", "--fail", "-o", f"{folder}/#1"]
+        subprocess.run(self.curl("/small/[1-1000]", *many), check=True)
+        bodies = [path.read_bytes() for path in folder.iterdir()]
+        self.assertEqual(len(bodies), 1000)
+        self.assertEqual(set(bodies), {b"<p>page</p>" * 100})
+
+
+class Trouble(ProxyCase):
+    """Codings that go wrong, where the answer is to be passed on as far as it goes."""
+
+    settings = {"block": "scripts", "max-decoded": str(4 * MIB)}
+    breaks_off = False
+
+    def assert_ends(self, path, reason, body):
+        answer = self.fetch(path)
+        self.assertEqual(answer.code != 0, self.breaks_off)
+        if not self.breaks_off:
+            self.assertEqual(answer.body, body)
+        self.assertEqual([event.get("stopped") for event in self.events_of(path)], [reason])
+
+    def test_corrupt_and_truncated(self):
+        page = b"<p>page</p>" * 1000
+        packed = gzip.compress(page)
+        self.serve("/corrupt", b"<p>not packed</p>", Content_Encoding="gzip")
+        self.assert_ends("/corrupt", "content coding corrupt", b"")
+        self.serve("/truncated", packed[:-4], Content_Encoding="gzip")
+        self.assert_ends("/truncated", "content coding truncated", page)
+
+    def test_a_bomb(self):
+        for piece in (1, 100):
+            bomb = gzip.compress(b"\0" * (64 * MIB // piece)) * piece
+            self.serve(f"/bomb{piece}", bomb, Content_Encoding="gzip")
+            answer = self.fetch(f"/bomb{piece}")
+            self.assertLess(len(answer.body), 5 * MIB)
+            stopped = [event["stopped"] for event in self.events_of(f"/bomb{piece}")]
+            self.assertEqual(stopped, ["more decoded bytes than allowed"])
+
+    def test_an_unknown_coding(self):
+        self.serve("/unknown", SCRIPT, Content_Encoding="compress")
+        answer = self.fetch("/unknown")
+        if self.breaks_off:
+            self.assertEqual(answer.status, 403)
+            self.assertNotIn(b"alert", answer.body)
+        else:
+            self.assertEqual(answer.body, SCRIPT)
+        self.assertEqual(len(self.events_of("/unknown")), 1)
+
+
+class TroubleThatBreaksOff(Trouble):
+    settings = {**Trouble.settings, "beyond-limits": "fail"}
+    breaks_off = True
+
+
+class Reconfiguration(ProxyCase):
+    settings = {"block": "scripts"}
+
+    def reconfigure(self, old, new):
+        file = self.squid.folder / "squid.conf"
+        file.write_text(file.read_text().replace(old, new))
+        self.squid.process.send_signal(1)
+
+    def test_holds_for_new_answers_and_a_bad_one_changes_nothing(self):
+        self.serve("/page", b"<p>page</p>" + SCRIPT)
+        filtered, unfiltered = b"<p>page</p>", b"<p>page</p>" + SCRIPT
+        self.assertEqual(self.fetch("/page").body, filtered)
+        log = self.squid.folder / "log" / "cache.log"
+        self.reconfigure("block=scripts", "block=nonsense")
+        self.wait_until(lambda: "the old settings hold on" in log.read_text())
+        self.wait_until(lambda: self.fetch("/page").body == filtered)
+        self.reconfigure("block=nonsense", "block=flash")
+        self.wait_until(lambda: self.fetch("/page").body == unfiltered)
+
+
+class Memory(ProxyCase):
+    settings = {"block": "scripts"}
+
+    def fetch_pages(self, first, last):
+        many = ["-Z", "--parallel-max", "16", "--fail", "-o", "/dev/null"]
+        subprocess.run(self.curl(f"/m/[{first}-{last}]", *many), check=True)
+
+    def test_does_not_grow_with_the_pages(self):
+        self.serve("/m", (b"<p>page</p>" * 100 + SCRIPT) * 8)
+        self.fetch_pages(1, 1000)
+        before = self.worker_memory()
+        self.fetch_pages(1001, 10000)
+        grown = self.worker_memory() - before
+        print(f"grown by {grown / MIB:.2f} MiB over 9,000 pages")
+        self.assertLess(grown, 8 * MIB)
+
+
+if __name__ == "__main__":
+    unittest.main()
