@@ -10,13 +10,6 @@ Converter::Converter(const char *to, const char *from) noexcept : handle_(libico
   if (handle_ == reinterpret_cast<iconv_t>(-1)) handle_ = nullptr;
 }
 
-Converter::Converter(Converter &&other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-
-Converter &Converter::operator=(Converter &&other) noexcept {
-  std::swap(handle_, other.handle_);
-  return *this;
-}
-
 bool Converter::Close() noexcept {
   void *const handle = std::exchange(handle_, nullptr);
   return handle == nullptr || libiconv_close(handle) == 0;

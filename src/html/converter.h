@@ -7,12 +7,10 @@ namespace velmora {
 
 class Converter {
  public:
-  /// Not open.
-  Converter() = default;
   /// Opens the conversion between two sets by libiconv's names; not open when it knows none.
   Converter(const char *to, const char *from) noexcept;
-  Converter(Converter &&other) noexcept;
-  Converter &operator=(Converter &&other) noexcept;
+  Converter(const Converter &) = delete;
+  Converter &operator=(const Converter &) = delete;
   ~Converter() { Close(); }
 
   bool IsOpen() const noexcept { return handle_ != nullptr; }
@@ -24,7 +22,7 @@ class Converter {
                       std::size_t &room_left) const noexcept;
 
  private:
-  void *handle_ = nullptr;
+  void *handle_;
 };
 
 /// `Converter::Convert`'s result for a failure.

@@ -1,7 +1,9 @@
 #include "html/encoding.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <optional>
 
 #include "core/strings.h"
 #include "core/switches.h"
@@ -10,28 +12,35 @@
 namespace velmora {
 namespace {
 
-Converter OpenConverter(const char *to, const char *from, const std::string &name) noexcept {
-  Converter converter(to, from);
-  if (!converter.IsOpen()) Log("*** CEncoding(%s): iconv_open failed\n", name.c_str());
-  return converter;
-}
+/// Sets without shift states that most pages are in. For any other set the decoder's state is kept
+/// before each character, which costs about half as much again as the conversion.
+constexpr std::string_view STATELESS_SETS[] = {
+    "ISO-8859-1",   "UTF-8",        "windows-1252", "ISO-8859-15", "ISO-8859-2", "us-ascii",
+    "windows-1251", "windows-1250", "KOI8-R",       "SHIFT_JIS",   "EUC-JP",     "GB2312",
+    "GBK",          "GB18030",      "BIG5",         "EUC-KR",      "UTF-16LE",   "UTF-16BE",
+};
 
-void CloseConverter(Converter &converter, const std::string &name) noexcept {
-  if (!converter.Close()) Log("*** ~CEncoding(%s): iconv_close failed\n", name.c_str());
+bool MayShift(std::string_view name) noexcept {
+  return std::ranges::none_of(STATELESS_SETS,
+                              [name](std::string_view set) { return EqualNoCase(set, name); });
 }
 
 }  // namespace
 
-CEncoding::CEncoding(std::string_view name) : name_(name) {
+CEncoding::CEncoding(std::string_view name)
+    : name_(name),
+      decoder_("UCS-2LE", name_.c_str()),
+      encoder_(name_.c_str(), "UTF-8"),
+      has_shift_states_(MayShift(name)) {
   if (IsTraced()) Log("CEncoding(%s)\n", name_.c_str());
-  decoder_ = OpenConverter("UCS-2LE", name_.c_str(), name_);
-  encoder_ = OpenConverter(name_.c_str(), "UTF-8", name_);
+  for (const bool is_open : {decoder_.IsOpen(), encoder_.IsOpen()}) {
+    if (!is_open) Log("*** CEncoding(%s): iconv_open failed\n", name_.c_str());
+  }
 }
 
 CEncoding::~CEncoding() {
   if (IsTraced()) Log("~CEncoding(%s)\n", name_.c_str());
-  CloseConverter(encoder_, name_);
-  CloseConverter(decoder_, name_);
+  if (!encoder_.Close()) Log("*** ~CEncoding(%s): iconv_close failed\n", name_.c_str());
 }
 
 /// "ISO-8859-1" is made for nearly every page and would flood the log.
@@ -52,6 +61,8 @@ DecodedChar CEncoding::DecodeChar(std::span<const std::uint8_t> bytes) noexcept 
   std::size_t input_left = bytes.size();
   char *output = reinterpret_cast<char *>(unit.data());
   std::size_t room_left = unit.size();
+  std::optional<Decoder::State> state;
+  if (has_shift_states_) state = decoder_.GetState();
   const std::size_t result = decoder_.Convert(input, input_left, output, room_left);
   const int error = result == CONVERSION_FAILED ? errno : 0;
 
@@ -72,6 +83,8 @@ DecodedChar CEncoding::DecodeChar(std::span<const std::uint8_t> bytes) noexcept 
       return decoded.has_unit ? decoded : DecodedChar::Invalid();
     case EINVAL:
       if (switches::ENCODING_TRACE) Log("* %s: incomplete input.\n", name_.c_str());
+      // The bytes come again, a shift sequence in them too.
+      if (state) decoder_.SetState(*state);
       return DecodedChar::Incomplete();
     default:
       if (switches::ERRNO_TRACE) Log("*** %s: INVALID ERRNO %d\n", name_.c_str(), error);

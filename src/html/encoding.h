@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "html/converter.h"
+#include "html/decoder.h"
 
 namespace velmora {
 
@@ -55,8 +56,10 @@ class CEncoding {
   bool IsTraced() const noexcept;
 
   std::string name_;
-  Converter decoder_;
+  Decoder decoder_;
   Converter encoder_;
+  /// Whether the decoder may keep what it has taken in between calls.
+  const bool has_shift_states_;
 };
 
 }  // namespace velmora

@@ -23,7 +23,7 @@ bool MakeObject(platform::ModuleHandle module, const char *object_id_export,
   IDataProcessorFactory *made = nullptr;
   const Status status = get_factory(&object, &made);
   const auto factory = CountedPointer<IDataProcessorFactory>::Adopt(made);
-  return status == RESULT_OK && factory->CreateInstance(&interface, output) == RESULT_OK;
+  return status == RESULT_OK && factory && factory->CreateInstance(&interface, output) == RESULT_OK;
 }
 
 }  // namespace

@@ -128,6 +128,21 @@ TEST(Tokenizer, CharacterSetsOneByteAtATime) {
   }
 }
 
+/// A cut behind a shift sequence and inside the character that follows it.
+TEST(Tokenizer, ShiftStatesSurviveEveryCut) {
+  for (const char *set : {"ISO-2022-JP", "ISO-2022-JP-2", "ISO-2022-KR", "HZ", "UTF-7", "UTF-16"}) {
+    const std::string bytes =
+        CEncoding(set).Encode("<x>\xE4\xB8\xAD\xE4\xB8\xAD</x><y \xE4\xB8\xAD>b</y>c");
+    for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+      FakeContext context;
+      context.content_type = std::string("text/html; charset=") + set;
+      Events events;
+      EXPECT_EQ(RunPage(context, CutAt(bytes, cut), events.Recorder()), bytes) << set << cut;
+      EXPECT_EQ(events.text(), " +X -X +Y -Y") << set << " cut at " << cut;
+    }
+  }
+}
+
 /// What is committed after each of several calls.
 struct CommitCase {
   const char *what;
