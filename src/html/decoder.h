@@ -1,9 +1,8 @@
 // Decoder: a conversion that can be taken back.
 #pragma once
 
+#include <array>
 #include <cstddef>
-#include <iconv.h>
-#include <optional>
 
 namespace velmora {
 
@@ -12,26 +11,26 @@ namespace velmora {
 /// complete; whoever gives it those bytes again must put the state back first.
 class Decoder {
  public:
-  Decoder(const char *to, const char *from) noexcept
-      : is_open_(libiconv_open_into(to, from, &state_) == 0) {}
+  Decoder(const char *to, const char *from) noexcept;
   // The converter is known to libiconv by its address.
   Decoder(const Decoder &) = delete;
   Decoder &operator=(const Decoder &) = delete;
 
   bool IsOpen() const noexcept { return is_open_; }
 
-  using State = iconv_allocation_t;
+  /// Room for libiconv's `iconv_allocation_t`.
+  struct State {
+    alignas(void *) std::array<std::byte, 232> memory;
+  };
   State GetState() const noexcept { return state_; }
   void SetState(const State &state) noexcept { state_ = state; }
 
   /// As `Converter::Convert`.
   std::size_t Convert(const char *&input, std::size_t &input_left, char *&output,
-                      std::size_t &room_left) noexcept {
-    return libiconv(&state_, &input, &input_left, &output, &room_left);
-  }
+                      std::size_t &room_left) noexcept;
 
  private:
-  State state_;
+  State state_{};
   bool is_open_;
 };
 
