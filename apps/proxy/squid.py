@@ -92,8 +92,9 @@ class Squid:
     def __init__(self, folder, modules, settings=None, port=None, extra="", adapter=None):
         self.user = User()
         self.port = port or free_port()
-        self.folder = self._reachable(pathlib.Path(folder).absolute())
-        self.events = self.folder / "log" / "events"
+        self.kept_folder = pathlib.Path(folder).absolute()
+        self.folder = self._reachable(self.kept_folder)
+        self._refuse_second()
         self._make_folders()
         text = CONFIGURATION.format(port=self.port, folder=self.folder) + extra
         if adapter:
@@ -112,6 +113,23 @@ class Squid:
         folder = pathlib.Path(tempfile.mkdtemp(prefix="velmora-proxy-"))
         self.user.make_folder(folder)
         return folder
+
+    @property
+    def events(self):
+        return self.folder / "log" / "events"
+
+    def _bring_home(self):
+        """What was written in a folder that stood in for the one asked for is kept in that one."""
+        if self.folder == self.kept_folder:
+            return
+        shutil.copytree(self.folder / "log", self.kept_folder / "log", dirs_exist_ok=True)
+        shutil.rmtree(self.folder)
+        self.folder = self.kept_folder
+
+    def _refuse_second(self):
+        pid_file = self.folder / "squid.pid"
+        if pid_file.exists() and pathlib.Path("/proc", pid_file.read_text().strip()).exists():
+            raise ProxyError(f"another proxy runs in {self.folder}")
 
     def _make_folders(self):
         for name in ("log", "home"):
@@ -157,7 +175,7 @@ class Squid:
         while not is_listening(self.port):
             if self.process.poll() is not None or time.monotonic() > deadline:
                 self.stop()
-                raise ProxyError("the proxy does not start:\n" + self.complaints())
+                raise ProxyError(f"the proxy does not start:\n{self.complaints()}")
             time.sleep(0.02)
         return self
 
@@ -179,6 +197,7 @@ class Squid:
             os.killpg(self.process.pid, 9)
             self.process.wait()
         self.process = None
+        self._bring_home()
 
     def worker(self):
         """The id of the process that serves: the master's child."""
