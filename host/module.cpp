@@ -22,11 +22,10 @@ bool Module::IsFoundAs(const char *soname) const noexcept {
   return found.get() == handle_.get();
 }
 
-template <class Function>
-Function Module::Find(const char *name) const {
+void *Module::FindAddress(const char *name) const {
   void *const address = dlsym(handle_.get(), name);
   if (address == nullptr) throw LoadError(file_, std::string("does not export ") + name);
-  return reinterpret_cast<Function>(address);
+  return address;
 }
 
 CountedPtr<IDataProcessorFactory> Module::GetFactory(const char *id_export) const {

@@ -35,6 +35,12 @@ class Module {
   /// factory. Throws `LoadError`.
   CountedPtr<IDataProcessorFactory> GetFactory(const char *id_export) const;
 
+  /// Throws `LoadError` when there is no such export.
+  template <class Function>
+  Function Find(const char *name) const {
+    return reinterpret_cast<Function>(FindAddress(name));
+  }
+
   const std::filesystem::path &File() const noexcept { return file_; }
   /// The module that the process finds under a SONAME is this one.
   bool IsFoundAs(const char *soname) const noexcept;
@@ -44,8 +50,7 @@ class Module {
     void operator()(void *handle) const noexcept;
   };
 
-  template <class Function>
-  Function Find(const char *name) const;
+  void *FindAddress(const char *name) const;
 
   std::filesystem::path file_;
   std::unique_ptr<void, Closer> handle_;

@@ -1,9 +1,17 @@
 #include "host/plugin.h"
 
+#include <string>
+#include <utility>
+
 #include <velmora/ad_blocker.h>
 
 namespace velmora::host {
 namespace {
+
+/// What an ad-blocking library may export besides the module contract: the choice of lists, files
+/// and folders with colons between them.
+constexpr char EXPORT_USE_LISTS[] = "VexlarUseLists";
+using UseListsFunction = Status (*)(const char *paths);
 
 std::optional<Module> LoadAdLibrary(const std::optional<std::filesystem::path> &file) {
   if (!file) return std::nullopt;
@@ -16,6 +24,31 @@ std::optional<Module> LoadAdLibrary(const std::optional<std::filesystem::path> &
   return library;
 }
 
+std::optional<std::filesystem::path> AdLibraryFile(const std::filesystem::path &plugin,
+                                                   const AdLibraryOptions &ads) {
+  if (!ads.is_used) return std::nullopt;
+  if (!ads.library.empty()) return ads.library;
+  const std::filesystem::path beside = plugin.parent_path() / AD_LIBRARY_NAME;
+  if (!std::filesystem::exists(beside)) return std::nullopt;
+  return beside;
+}
+
+/// Tells the library which lists to use; only one that exports a function for that can be told.
+std::optional<Module> WithLists(std::optional<Module> library,
+                                const std::vector<std::filesystem::path> &lists) {
+  if (!library || lists.empty()) return library;
+  std::string joined;
+  for (const auto &list : lists) {
+    if (!joined.empty()) joined += ':';
+    joined += list.string();
+  }
+  const auto use_lists = library->Find<UseListsFunction>(EXPORT_USE_LISTS);
+  if (use_lists(joined.c_str()) != RESULT_OK) {
+    throw LoadError(library->File(), "no rule in the lists " + joined);
+  }
+  return library;
+}
+
 }  // namespace
 
 Plugin::Plugin(const std::filesystem::path &file,
@@ -23,7 +56,18 @@ Plugin::Plugin(const std::filesystem::path &file,
     : ad_library_(LoadAdLibrary(ad_library)),
       module_(file),
       factory_(module_.GetFactory(EXPORT_GET_OBJECT_ID)) {
-  if (CreateProcessor() == nullptr) throw LoadError(file, "makes no data processors");
+  CheckProcessors();
+}
+
+Plugin::Plugin(const std::filesystem::path &file, const AdLibraryOptions &ads)
+    : ad_library_(WithLists(LoadAdLibrary(AdLibraryFile(file, ads)), ads.lists)),
+      module_(file),
+      factory_(module_.GetFactory(EXPORT_GET_OBJECT_ID)) {
+  CheckProcessors();
+}
+
+void Plugin::CheckProcessors() const {
+  if (CreateProcessor() == nullptr) throw LoadError(module_.File(), "makes no data processors");
 }
 
 ProcessorPointer Plugin::CreateProcessor() const noexcept {

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <vector>
 
 #include <velmora/data_processor.h>
 
@@ -11,6 +12,14 @@
 namespace velmora::host {
 
 using ProcessorPointer = CountedPtr<IDataProcessor>;
+
+struct AdLibraryOptions {
+  bool is_used = true;
+  /// Empty: the one beside the plug-in, if there is one.
+  std::filesystem::path library{};
+  /// Files and folders of lists; empty: those that the library finds itself.
+  std::vector<std::filesystem::path> lists{};
+};
 
 /// One a process; any number of threads make processors at once. It outlives them all. The
 /// ad-blocking library is loaded first and unloaded last, because the plug-in binds to it while it
@@ -21,10 +30,14 @@ class Plugin {
   explicit Plugin(const std::filesystem::path &file,
                   const std::optional<std::filesystem::path> &ad_library = std::nullopt);
 
+  Plugin(const std::filesystem::path &file, const AdLibraryOptions &ads);
+
   /// A processor for one transaction; null when memory cannot be had.
   ProcessorPointer CreateProcessor() const noexcept;
 
  private:
+  void CheckProcessors() const;
+
   std::optional<Module> ad_library_;
   Module module_;
   CountedPtr<IDataProcessorFactory> factory_;

@@ -24,6 +24,7 @@
 #include "host/client_network.h"
 #include "host/event_log.h"
 #include "host/host_set.h"
+#include "host/plugin.h"
 #include "host/response_filter.h"
 #include "host/transaction.h"
 
@@ -84,14 +85,6 @@ struct PolicyAnswer {
 
   /// When false, the response goes by untouched.
   bool IsFiltered() const noexcept { return !is_allowed && !categories.IsEmpty(); }
-};
-
-struct AdLibraryOptions {
-  bool is_used = true;
-  /// Empty: the one beside the plug-in.
-  std::filesystem::path library{};
-  /// Files and folders of lists; empty: those that the library finds itself.
-  std::vector<std::filesystem::path> lists{};
 };
 
 /// One state of the file, never changed once it is read: any number of threads ask at once.

@@ -5,6 +5,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <functional>
+#include <stdexcept>
 
 namespace velmora::command {
 
@@ -13,6 +14,11 @@ inline constexpr int EXIT_OK = 0;
 inline constexpr int EXIT_FAILED = 1;
 /// The command line cannot be understood.
 inline constexpr int EXIT_USAGE = 2;
+
+/// A command line that can be read but makes no sense.
+class UsageError : public std::runtime_error {
+  using runtime_error::runtime_error;
+};
 
 /// What to do once the command line is read; answers the exit code.
 using Action = std::function<int()>;

@@ -134,10 +134,9 @@ TEST(FilterCommand, WritesFilesWhereItIsTold) {
 TEST(FilterCommand, AFileThatFailsLeavesTheOthers) {
   const Shell shell;
   shell.Write("a.html", "a<ad>");
-  const Result result = shell.Run("$velmora filter --plugin $plugin none.html a.html . -o folder");
+  const Result result = shell.Run("$velmora filter --plugin $plugin none.html a.html -o folder");
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.errors, AllOf(HasSubstr("velmora: none.html: No such file or directory\n"),
-                                   HasSubstr("velmora: .: Is a directory\n")));
+  EXPECT_THAT(result.errors, HasSubstr("velmora: none.html: No such file or directory\n"));
   EXPECT_EQ(shell.Read("folder/a.html"), "a");
 }
 

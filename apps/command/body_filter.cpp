@@ -1,0 +1,127 @@
+#include "command/body_filter.h"
+
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+
+#include "command/body_type.h"
+#include "command/commands.h"
+#include "command/files.h"
+#include "host/transaction.h"
+
+namespace velmora::command {
+namespace {
+
+/// The policy of the file; without one, everything is blocked and a body that passes a limit is
+/// given up. What the command line says stands above it.
+host::Policy ReadPolicy(const FilterOptions &options) {
+  host::Policy policy;
+  if (options.policy.empty()) {
+    policy.everywhere.block = options.block;
+    policy.responses.stream.limits.beyond = host::BeyondLimit::FAIL;
+    policy.ads.is_used = false;
+  } else {
+    policy = host::ReadPolicy(options.policy);
+  }
+  host::StreamOptions &stream = policy.responses.stream;
+  stream.slice_size = options.chunk_size;
+  if (options.max_held) {
+    stream.limits.held_bytes.most = static_cast<std::uint32_t>(*options.max_held);
+  }
+  if (options.ad_library) policy.ads = {.library = *options.ad_library, .lists = policy.ads.lists};
+  return policy;
+}
+
+/// What applies to the bodies, all of which come from the same address.
+host::PolicyAnswer Answer(const host::Policy &policy, const FilterOptions &options) {
+  host::PolicyAnswer answer = policy.For(options.url, options.client);
+  answer.categories = answer.categories.Without(options.allow);
+  for (const std::string &setting : options.settings) {
+    const std::size_t equals = setting.find('=');
+    if (equals == setting.npos || equals == 0) {
+      throw UsageError("--set: \"" + setting + "\" is not NAME=VALUE");
+    }
+    answer.settings[setting.substr(0, equals)] = setting.substr(equals + 1);
+  }
+  return answer;
+}
+
+std::string Message(host::StopReason reason) {
+  const std::string message = host::Describe(reason);
+  return reason == host::StopReason::HELD_BYTES ? message + " (see --max-held)" : message;
+}
+
+/// Where a body's result goes; null when its edits are shown in its place.
+std::unique_ptr<Output> OpenOutput(const Job &job, bool is_diff) {
+  if (job.output.has_parent_path()) std::filesystem::create_directories(job.output.parent_path());
+  if (job.output.empty() && is_diff) return nullptr;
+  return std::make_unique<Output>(job.output);
+}
+
+}  // namespace
+
+BodyFilter::BodyFilter(const FilterOptions &options)
+    : options_(options),
+      policy_(ReadPolicy(options)),
+      answer_(Answer(policy_, options)),
+      plugin_(options.plugin.value_or(host::PluginBesideProgram()), policy_.ads) {}
+
+FileResult BodyFilter::FilterFile(const Job &job, std::string_view shown_name, Report &report,
+                                  Totals &totals) const {
+  Input input(job.input);
+  std::string piece = input.Read(options_.chunk_size);
+  FileResult result{.type = ContentType(job.input, piece)};
+  ReportSink sink(report, totals, shown_name);
+  host::Transaction transaction({.url = options_.url,
+                                 .content_type = result.type,
+                                 .categories = answer_.categories,
+                                 .settings = answer_.settings,
+                                 .option_block = answer_.option_block},
+                                sink);
+  host::EditList edits;
+  std::string original;
+  host::StreamOptions stream_options = policy_.responses.stream;
+  if (options_.is_diff) stream_options.edits = &edits;
+  host::BodyStream stream(plugin_.CreateProcessor(), transaction, stream_options);
+  if (answer_.is_allowed) stream.PassRest();
+  result.was_filtered = stream.State() == host::StreamState::FILTERING;
+
+  const std::unique_ptr<Output> output = OpenOutput(job, options_.is_diff);
+  const auto write_all = [&](std::string_view out) {
+    for (; !out.empty(); out = stream.Next()) {
+      if (output) output->Write(out);
+      result.bytes_out += out.size();
+    }
+  };
+  for (bool is_last = false; !is_last;) {
+    result.bytes_in += piece.size();
+    if (options_.is_diff) original += piece;
+    std::string next = input.Read(options_.chunk_size);
+    is_last = next.empty();
+    write_all(is_last ? stream.Finish(piece) : stream.Push(piece));
+    if (stream.State() == host::StreamState::FAILED) {
+      throw std::runtime_error(Message(sink.Stopped().value()));
+    }
+    piece = std::move(next);
+  }
+  if (output) output->Finish();
+  if (edits.IsBroken()) throw std::runtime_error("out of memory for its edits");
+  if (options_.is_diff) {
+    Output shown({});
+    shown.Write(DiffText(shown_name, original, edits));
+    shown.Finish();
+  }
+  result.blocked = sink.BlockedItems();
+  result.stopped = sink.Stopped();
+  totals.bytes_in += result.bytes_in;
+  totals.bytes_out += result.bytes_out;
+  return result;
+}
+
+std::string BodyFilter::ContentType(const std::string &name, std::string_view first_bytes) const {
+  std::string type = options_.type.empty() ? BodyType(name, first_bytes) : FullType(options_.type);
+  if (!options_.charset.empty()) type += "; charset=" + options_.charset;
+  return type;
+}
+
+}  // namespace velmora::command

@@ -1,0 +1,77 @@
+#include "command/jobs.h"
+
+#include <algorithm>
+#include <set>
+
+#include "command/commands.h"
+#include "command/files.h"
+
+namespace velmora::command {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A file with its place below an output folder.
+struct Source {
+  std::string name;
+  fs::path place;
+};
+
+bool IsBelow(const fs::path &path, const fs::path &folder) {
+  return std::ranges::mismatch(folder, path).in1 == folder.end();
+}
+
+/// The files of a folder in the order of their names, without results of an earlier time.
+void AddFolder(const std::string &name, const fs::path &output, std::vector<Source> &sources) {
+  const fs::path folder = fs::weakly_canonical(name);
+  const fs::path results = output.empty() ? fs::path() : fs::weakly_canonical(output);
+  const bool has_results = !results.empty() && results != folder && IsBelow(results, folder);
+  const std::size_t begin = sources.size();
+  for (auto entry = fs::recursive_directory_iterator(name); entry != end(entry); ++entry) {
+    if (has_results && fs::weakly_canonical(entry->path()) == results) {
+      entry.disable_recursion_pending();
+    } else if (entry->is_regular_file()) {
+      sources.push_back({entry->path().string(), entry->path().lexically_relative(name)});
+    }
+  }
+  std::sort(sources.begin() + static_cast<std::ptrdiff_t>(begin), sources.end(),
+            [](const Source &a, const Source &b) { return a.place < b.place; });
+}
+
+}  // namespace
+
+std::vector<Job> PlanJobs(const std::vector<std::string> &names, const fs::path &output,
+                          bool is_optional) {
+  std::vector<Source> sources;
+  bool has_folder = false;
+  for (const std::string &name : names) {
+    if (name != STANDARD_INPUT && fs::is_directory(name)) {
+      has_folder = true;
+      AddFolder(name, output, sources);
+    } else {
+      sources.push_back({name, fs::path(name).filename()});
+    }
+  }
+  const bool are_several = has_folder || sources.size() > 1;
+  if (output.empty() && are_several && !is_optional) throw UsageError("several files need -o DIR");
+
+  const bool is_folder = are_several || !output.has_filename() || fs::is_directory(output);
+  std::vector<Job> jobs;
+  std::set<fs::path> taken;
+  for (const Source &source : sources) {
+    if (output.empty() || !is_folder) {
+      jobs.push_back({source.name, output});
+      continue;
+    }
+    if (source.name == STANDARD_INPUT) {
+      throw UsageError("-o: standard input has no name in a folder");
+    }
+    jobs.push_back({source.name, output / source.place});
+    if (!taken.insert(jobs.back().output).second) {
+      throw UsageError("two files would become " + jobs.back().output.string());
+    }
+  }
+  return jobs;
+}
+
+}  // namespace velmora::command

@@ -1,0 +1,24 @@
+// Jobs: which files are filtered, and where the results go.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace velmora::command {
+
+struct Job {
+  /// As the user knows it; `STANDARD_INPUT` is that.
+  std::string input;
+  /// Empty: standard output.
+  std::filesystem::path output;
+};
+
+/// The files named, and all those in the folders named, which keep their places below the output
+/// folder. `output` may be a file for one file, and empty for one whose result goes to standard
+/// output; when `is_optional`, results of several may go nowhere.
+/// Throws `UsageError`, and `std::filesystem::filesystem_error` for folders that cannot be read.
+std::vector<Job> PlanJobs(const std::vector<std::string> &names,
+                          const std::filesystem::path &output, bool is_optional);
+
+}  // namespace velmora::command

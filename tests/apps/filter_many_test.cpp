@@ -1,0 +1,170 @@
+// velmora filter over folders, its reports, edits and policies, with the fake plug-in.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "apps/shell.h"
+
+namespace velmora::command {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+TEST(FilterFolders, KeepsThePlacesOfFilesAndLeavesEarlierResultsAlone) {
+  const Shell shell;
+  shell.Run("mkdir -p site/sub");
+  shell.Write("site/b.html", "b<ad>");
+  shell.Write("site/sub/a.html", "a<ad>");
+  shell.Write("site/note.txt", "n<ad>");
+  shell.Write("c.html", "c<ad>");
+  const struct {
+    std::string arguments;
+    std::string files;
+  } cases[] = {
+      {"site c.html -o out", "out/b.html b\nout/c.html c\nout/note.txt n<ad>\nout/sub/a.html a\n"},
+      {"site -o site/out", "site/out/b.html b\nsite/out/note.txt n<ad>\nsite/out/sub/a.html a\n"},
+      {"./site/ -o site/out",
+       "site/out/b.html b\nsite/out/note.txt n<ad>\nsite/out/sub/a.html a\n"},
+      {"site/sub/ -o site/sub", "site/sub/a.html a\n"},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.arguments);
+    const Result result = shell.Run("$velmora filter --plugin $plugin -q " + c.arguments);
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    const std::string folder = c.files.substr(0, c.files.rfind('/', c.files.find(' ')));
+    EXPECT_EQ(shell
+                  .Run("find " + folder +
+                       " -type f | sort | while read f; do echo \"$f $(cat $f)\"; done")
+                  .output,
+              c.files);
+  }
+  const Result several = shell.Run("$velmora filter --plugin $plugin site");
+  EXPECT_EQ(several.exit_code, 2);
+  EXPECT_EQ(several.errors, "velmora: several files need -o DIR\n");
+}
+
+TEST(FilterFolders, SumsUpAtTheEndAndShowsABarOnATerminalOnly) {
+  const Shell shell;
+  shell.Write("a.html", "a<ad><ad>");
+  shell.Write("b.html", "b");
+  const std::string line = "$velmora filter --plugin $plugin a.html b.html none.html -o out";
+  const std::string totals = "3 files (1 failed), 10 bytes in, 2 out, 0.";
+  const Result plain = shell.Run(line);
+  EXPECT_EQ(plain.exit_code, 1);
+  EXPECT_THAT(plain.errors, AllOf(HasSubstr("  ad-urls                      2\n"),
+                                  HasSubstr(totals), Not(HasSubstr("\r"))));
+  const Result terminal = shell.Run("script -qec \"" + line + "\" /dev/null");
+  EXPECT_THAT(terminal.output,
+              AllOf(HasSubstr("\r\x1B[K[------------------------] 0/3 a.html"),
+                    HasSubstr("\r\x1B[K[########----------------] 1/3 b.html"),
+                    HasSubstr("\r\x1B[Ka.html: ad-urls: <ad>"), HasSubstr(totals)));
+  const Result quiet = shell.Run("script -qec \"" + line + " -q\" /dev/null");
+  EXPECT_EQ(quiet.output, "velmora: none.html: No such file or directory\r\n");
+}
+
+TEST(FilterReports, ComeInJsonAnObjectALine) {
+  const Shell shell;
+  shell.Write("a.html", "a<ad>");
+  const Result result = shell.Run(
+      "$velmora filter --plugin $plugin --report json --url \"$(printf 'http://b\\377\"c\\n/')\" "
+      "a.html none.html -o out");
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.errors,
+            "{\"file\":\"a.html\",\"category\":\"ad-urls\",\"code\":305,\"item\":\"<ad>\","
+            "\"detail\":\"b\uFFFD\\\"c\\n\"}\n"
+            "{\"file\":\"none.html\",\"error\":\"No such file or directory\"}\n");
+  EXPECT_EQ(shell.Run("$velmora filter --report xml a.html").exit_code, 2);
+}
+
+TEST(FilterDiff, ShowsEachEditAndWritesResultsOnlyWhereTold) {
+  const Shell shell;
+  shell.Write("a.html", "a<ad>b\n<ad><ad>c");
+  shell.Write("b.html", "b");
+  const std::string edits =
+      "a.html @1 4 -> 0\n- <ad>\n"
+      "a.html @7 8 -> 0\n- <ad><ad>\n";
+  for (const std::string chunk : {"65536", "1", "3"}) {
+    const Result result = shell.Run(
+        "$velmora filter --plugin $plugin -q --diff a.html b.html "
+        "--chunk-size " +
+        chunk);
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.output, edits) << chunk;
+    EXPECT_EQ(shell.List(), "a.html\nb.html\n");
+  }
+  EXPECT_EQ(shell.Run("$velmora filter --plugin $plugin -q --diff a.html -o out").output, edits);
+  EXPECT_EQ(shell.Read("out"), "ab\nc");
+  EXPECT_EQ(
+      shell.Run("$velmora filter --diff $examples/portal-windows-1252.html >/dev/full").exit_code,
+      1);
+}
+
+TEST(FilterPolicy, DecidesByAddressAndClient) {
+  const Shell shell;
+  shell.Write("page.html", "<ad>");
+  shell.Write("velmora.toml", R"([filter]
+block = "ads"
+[ads]
+enabled = false
+[[rule]]
+clients = "10.1.0.0/16"
+allow = "ads"
+[allow]
+sites = "bank.example"
+)");
+  const struct {
+    std::string options;
+    bool is_blocked;
+  } cases[] = {
+      {"", true},
+      {"--client 10.1.0.1", false},
+      {"--client 10.2.0.1", true},
+      {"--url http://www.bank.example/", false},
+      {"--url http://www.example/", true},
+      {"--allow ad-urls", false},
+  };
+  for (const auto &c : cases) {
+    const Result result =
+        shell.Run("$velmora filter --plugin $plugin --policy velmora.toml page.html " + c.options);
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(result.output, c.is_blocked ? "" : "<ad>") << c.options;
+  }
+  EXPECT_EQ(shell.Run("$velmora filter --policy velmora.toml --block all page.html").exit_code, 2);
+  shell.Write("velmora.toml", "[filter]\nblock = 3");
+  const Result bad = shell.Run("$velmora filter --plugin $plugin --policy velmora.toml page.html");
+  EXPECT_EQ(bad.exit_code, 1);
+  EXPECT_EQ(bad.errors, "velmora: velmora.toml:2:9: unknown category \"3\"\n");
+}
+
+TEST(FilterPolicy, SaysWhatHappensBeyondALimit) {
+  const Shell shell;
+  const std::string page = "<" + std::string(5000, 'a') + "<ad>";
+  shell.Write("page.html", page);
+  const struct {
+    std::string beyond;
+    int exit_code;
+    std::string output;
+    std::string message;
+  } cases[] = {
+      {"pass", 0, page, "page.html: more bytes held back than allowed: the rest is not filtered\n"},
+      {"fail", 1, "", "velmora: page.html: more bytes held back than allowed (see --max-held)\n"},
+  };
+  for (const auto &c : cases) {
+    shell.Write("velmora.toml",
+                "[filter]\nblock = \"all\"\n[limits]\nheld-bytes = \"2K\"\nbeyond = \"" + c.beyond +
+                    "\"\n");
+    const Result result = shell.Run(
+        "FAKE_FAULT=hold-all $velmora filter --plugin $plugin --policy velmora.toml --chunk-size "
+        "100 "
+        "page.html");
+    EXPECT_EQ(result.exit_code, c.exit_code);
+    EXPECT_EQ(result.output, c.output);
+    EXPECT_THAT(result.errors, HasSubstr(c.message));
+  }
+}
+
+}  // namespace
+}  // namespace velmora::command
