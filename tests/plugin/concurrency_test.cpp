@@ -6,6 +6,7 @@
 #include "pipeline/data_processor.h"
 #include "plugin/module.h"
 #include "support/fake_host.h"
+#include "support/log_recorder.h"
 
 namespace velmora {
 namespace {
@@ -13,8 +14,8 @@ namespace {
 using namespace testing;
 
 TEST(Concurrency, TransactionsDoNotMeet) {
-  // A log that is on, so that its lock is taken from everywhere; the directory cannot be written.
   const Module module({}, {});
+  const LogRecorder log;
   const std::string page =
       "<html><meta http-equiv=content-type content='a;charset=utf-8'><body onload='x()'>"
       "<script>document.write('width=468 height=60')</script><applet></applet></b></html>";
@@ -44,6 +45,14 @@ TEST(Concurrency, TransactionsDoNotMeet) {
     });
   }
   for (std::thread &thread : threads) thread.join();
+
+  // No line of the log was lost or mixed with another.
+  const std::string_view line = "CHARSET (from meta) = utf-8\n";
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = LogRecorder::Text().find(line, at)) != std::string::npos; ++at) {
+    ++count;
+  }
+  EXPECT_EQ(count, 201U);
 }
 
 }  // namespace
