@@ -13,7 +13,7 @@ namespace velmora::command {
 namespace {
 
 struct CheckOptions {
-  std::string file;
+  std::string file = DEFAULT_POLICY;
   std::string url;
   std::string client;
   bool is_splice_list = false;
@@ -133,8 +133,9 @@ void AddCheckConfig(CLI::App &application, Action &action) {
   CLI::App &command = *application.add_subcommand(
       "check-config", "Check a policy file, and show what applies to a URL and a client");
   const auto options = std::make_shared<CheckOptions>();
-  command.add_option("FILE", options->file, "The policy file, such as velmora.toml")
-      ->required()
+  command
+      .add_option("FILE", options->file,
+                  fmt::format("The policy file (default: {})", DEFAULT_POLICY))
       ->type_name("");
   command.add_option("--url", options->url, "Show what applies to this address")
       ->type_name("URL")

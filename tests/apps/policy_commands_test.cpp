@@ -87,7 +87,7 @@ TEST(CheckConfig, NamesProblemsWithTheirPlaces) {
   const Result missing = shell.Run("$velmora check-config none.toml");
   EXPECT_EQ(missing.exit_code, 1);
   EXPECT_EQ(missing.errors, "none.toml: cannot be read: No such file or directory\n");
-  for (const std::string arguments : {"", "bad.toml --client host", "bad.toml --url page.html"}) {
+  for (const std::string arguments : {"bad.toml --client host", "bad.toml --url page.html"}) {
     EXPECT_EQ(shell.Run("$velmora check-config " + arguments).exit_code, 2) << arguments;
   }
 }

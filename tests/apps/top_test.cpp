@@ -1,0 +1,99 @@
+// velmora top.
+#include <chrono>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+
+#include <velmora/categories.h>
+
+#include "apps/shell.h"
+#include "host/event.h"
+
+namespace velmora::command {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+/// A blocked item's line, so many seconds after a day's begin.
+std::string Blocked(int seconds, std::int32_t category, const std::string &url,
+                    const std::string &client = "", const std::string &item = "IMG") {
+  const std::chrono::sys_days day(std::chrono::year(2026) / 3 / 1);
+  return host::ToLine({.kind = host::EventKind::BLOCKED,
+                       .time = day + std::chrono::seconds(seconds),
+                       .client = client,
+                       .url = url,
+                       .category = category,
+                       .item = item});
+}
+
+std::string Log() {
+  std::string log;
+  for (int i = 0; i < 3; ++i) {
+    log += Blocked(i, CATEGORY_AD_URLS, "http://A.example:80/" + std::to_string(i), "10.0.0.1");
+  }
+  log += Blocked(60, CATEGORY_FLASH, "http://b.example/", "10.0.0.2");
+  log += Blocked(61, 999, "");
+  log += host::ToLine(
+      {.kind = host::EventKind::STOPPED, .url = "http://c.example/", .reason = "out of memory"});
+  log += host::ToLine({.kind = host::EventKind::ERROR, .reason = "policy: bad"});
+  log += host::ToLine({.kind = host::EventKind::DROPPED, .count = 7});
+  return log + "half a li\n{}\n" + R"({"time":"not complete)";
+}
+
+TEST(Top, SumsALogUp) {
+  const Shell shell;
+  shell.Write("log", Log());
+  const Result result = shell.Run("TZ=UTC $velmora top --summary log");
+  EXPECT_EQ(result.exit_code, 0);
+  const auto row = [](const std::string &name, const std::string &count) {
+    return "  " + name + std::string(58 - name.size() - count.size(), ' ') + count + "\n";
+  };
+  EXPECT_EQ(result.output,
+            "1970-01-01 00:00:00 to 2026-03-01 00:01:01\n"
+            "5 blocked, 1 stopped, 1 errors, 7 missing, 2 lines unreadable\n"
+            "\nby category\n" +
+                row("ad-urls", "3") + row("999", "1") + row("flash", "1") + "\nby site\n" +
+                row("a.example", "3") + row("(unknown)", "1") + row("b.example", "1") +
+                "\nby client\n" + row("10.0.0.1", "3") + row("(unknown)", "1") +
+                row("10.0.0.2", "1"));
+  EXPECT_THAT(shell.Run("$velmora top --summary - </dev/null").errors, HasSubstr("No such file"));
+  const Result none = shell.Run("$velmora top --summary none");
+  EXPECT_EQ(none.exit_code, 1);
+  EXPECT_EQ(none.errors, "velmora: none: No such file or directory\n");
+}
+
+TEST(Top, PrintsTheDisplayOnceWithoutATerminal) {
+  const Shell shell;
+  shell.Write("log",
+              Log() + "\n" + Blocked(70, CATEGORY_POPUPS, "http://d.example/", "", "\x1B[2J"));
+  const Result result = shell.Run("TZ=UTC $velmora top log");
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(
+      result.output,
+      AllOf(HasSubstr("velmora top  log"), HasSubstr("6 blocked, 1 stopped, 1 errors"),
+            HasSubstr("\n00:01:10 popups               d.example  \\x1B[2J"),
+            HasSubstr("\n00:00:00 error                  policy: bad"),
+            HasSubstr("stopped              c.example  out of memory"), Not(HasSubstr("\x1B"))));
+}
+
+TEST(Top, FollowsTheLogInATerminalAndPastItsRotation) {
+  const Shell shell;
+  shell.Write("log", Blocked(0, CATEGORY_FLASH, "http://one.example/"));
+  shell.Write("more", Blocked(1, CATEGORY_FLASH, "http://two.example/"));
+  const std::string wait_for =
+      "seen() { until grep -q \"$1\" screen 2>/dev/null; do sleep 0.05; "
+      "done; }\n";
+  const Result result = shell.Run(
+      wait_for +
+      "{ seen '1 blocked'; cat more >>log; seen '2 blocked'; cat more >>log; mv log log.1\n"
+      "cat more >log; seen '4 blocked'; printf q; } |\n"
+      "TERM=xterm timeout 50 script -qefc \"$velmora top log\" screen >/dev/null");
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(shell.Read("screen"),
+              AllOf(HasSubstr("\x1B[?1049h"), HasSubstr("two.example"), HasSubstr("\x1B[?1049l")));
+}
+
+}  // namespace
+}  // namespace velmora::command
