@@ -125,18 +125,20 @@ std::vector<Key> PageHostKeysOf(const Rule &rule) {
 /// How many rules have a key; keys that share a slot count for each other.
 class KeyCensus {
  public:
-  KeyCensus() : counts_(1U << BITS) {
+  explicit KeyCensus(std::size_t rules)
+      : shift_(64 - std::clamp(static_cast<int>(std::bit_width(rules)) + 3, 8, 20)),
+        counts_(std::size_t{1} << (64 - shift_)) {
     std::uint32_t weight = COMMON_WEIGHT * static_cast<std::uint32_t>(std::size(COMMON_TOKENS));
     for (const std::string_view token : COMMON_TOKENS) {
-      counts_[HashBytes(token) >> (64 - BITS)] = weight;
+      counts_[HashBytes(token) >> shift_] = weight;
       weight -= COMMON_WEIGHT;
     }
   }
-  void Add(const Key &key) { ++counts_[key.hash >> (64 - BITS)]; }
-  std::uint32_t Count(const Key &key) const { return counts_[key.hash >> (64 - BITS)]; }
+  void Add(const Key &key) { ++counts_[key.hash >> shift_]; }
+  std::uint32_t Count(const Key &key) const { return counts_[key.hash >> shift_]; }
 
  private:
-  static constexpr int BITS = 20;
+  int shift_;
   std::vector<std::uint32_t> counts_;
 };
 
@@ -177,7 +179,7 @@ class Compiler {
   }
 
   void ChooseKeys() {
-    KeyCensus census;
+    KeyCensus census(rules_.size());
     for (const Rule &rule : rules_) {
       for (const Key &key : KeysOf(rule)) census.Add(key);
     }

@@ -51,7 +51,9 @@ class Guarded {
     const T *value_;
   };
 
-  Guarded() = default;
+  /// `patience`: how long a replacement waits for readers of the value before.
+  explicit Guarded(std::chrono::milliseconds patience = std::chrono::seconds(2))
+      : patience_(patience) {}
   /// When no reader is left.
   ~Guarded() { delete value_.load(); }
   Guarded(const Guarded &) = delete;
@@ -69,7 +71,7 @@ class Guarded {
  private:
   bool WaitForReaders() noexcept {
     using Clock = std::chrono::steady_clock;
-    const Clock::time_point give_up = Clock::now() + std::chrono::seconds(2);
+    const Clock::time_point give_up = Clock::now() + patience_;
     for (int turn = 0; turn < 2; ++turn) {
       const std::uint32_t set = set_.fetch_add(1) & 1;
       for (const Slot &slot : slots_) {
@@ -90,6 +92,7 @@ class Guarded {
                                     (64 - SLOT_BITS));
   }
 
+  const std::chrono::milliseconds patience_;
   mutable std::array<Slot, std::size_t{1} << SLOT_BITS> slots_;
   std::atomic<const T *> value_ = nullptr;
   std::atomic<std::uint32_t> set_ = 0;

@@ -1,8 +1,8 @@
 // Hashes: of short byte strings, for the index; and of whole files, to tell them apart.
 //
-// Both multiply 64 by 64 bits and fold the two halves of the product. Neither withstands somebody
-// who makes collisions on purpose: what is found by a hash is compared byte for byte, and a file
-// with the right fingerprint is still read with bounds checks.
+// Both multiply and fold the halves of the product. Neither withstands somebody who makes
+// collisions on purpose: what is found by a hash is compared byte for byte, and a file with the
+// right fingerprint is still read with bounds checks.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +23,12 @@ inline std::uint64_t Fold(std::uint64_t a, std::uint64_t b) noexcept {
   return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
+inline std::uint64_t Scatter(std::uint64_t first, std::uint64_t rest) noexcept {
+  std::uint64_t state = (first ^ rest * ODD_B) * ODD_A;
+  state = (state ^ state >> 32) * ODD_B;
+  return state ^ state >> 32;
+}
+
 template <typename Word>
 inline std::uint64_t Load(const char *bytes) noexcept {
   Word word;
@@ -33,16 +39,16 @@ inline std::uint64_t Load(const char *bytes) noexcept {
 }  // namespace hash_detail
 
 /// Of at most 24 of the bytes, the first, middle and last ones: for names and words that are looked
-/// up and compared.
+/// up and compared. Its bits are all as good as each other.
 inline std::uint64_t HashBytes(std::string_view bytes) noexcept {
   using namespace hash_detail;
   const char *at = bytes.data();
   const std::size_t size = bytes.size();
   std::uint64_t first = 0;
-  std::uint64_t rest = ODD_B;
+  std::uint64_t rest = 0;
   if (size >= 8) {
     first = Load<std::uint64_t>(at);
-    rest += Load<std::uint64_t>(at + size - 8);
+    rest = Load<std::uint64_t>(at + size - 8);
     if (size > 16) rest ^= Load<std::uint64_t>(at + size / 2 - 4) * ODD_A;
   } else if (size >= 4) {
     first = Load<std::uint32_t>(at) | Load<std::uint32_t>(at + size - 4) << (8 * size - 32);
@@ -50,15 +56,14 @@ inline std::uint64_t HashBytes(std::string_view bytes) noexcept {
     first = Load<std::uint8_t>(at) | Load<std::uint8_t>(at + size / 2) << (8 * (size / 2)) |
             Load<std::uint8_t>(at + size - 1) << (8 * size - 8);
   }
-  return Fold(first ^ ODD_A, rest ^ size);
+  return Scatter(first, rest + size);
 }
 
 /// The same for bytes behind which 8 more can be read.
 inline std::uint64_t HashPaddedBytes(const char *at, std::size_t size) noexcept {
   using namespace hash_detail;
   if (size >= 8) return HashBytes({at, size});
-  const std::uint64_t first = Load<std::uint64_t>(at) & ((std::uint64_t{1} << (8 * size)) - 1);
-  return Fold(first ^ ODD_A, ODD_B ^ size);
+  return Scatter(Load<std::uint64_t>(at) & ((std::uint64_t{1} << (8 * size)) - 1), size);
 }
 
 /// 128 bits that tell one text from another.

@@ -82,12 +82,12 @@ class Ruleset::Inquiry {
     const std::size_t end = address_.HostEnd();
     for (const HostSuffixes::Suffix &suffix : address_host_) {
       const std::size_t start = address_.HostStart() + suffix.start;
-      if (Collect(suffix.hash ^ KEY_ADDRESS_HOST, start, end)) return true;
+      if (Find(suffix.hash ^ KEY_ADDRESS_HOST, start, end)) return true;
     }
     for (const HostSuffixes::Suffix &suffix : page_host_) {
-      if (Collect(suffix.hash ^ KEY_PAGE_HOST, NO_PLACE, 0)) return true;
+      if (Find(suffix.hash ^ KEY_PAGE_HOST, NO_PLACE, 0)) return true;
       if (image_.Header().has_page_labels &&
-          Collect(HashBytes(page_host_.Label(suffix)) ^ KEY_PAGE_LABEL, NO_PLACE, 0)) {
+          Find(HashBytes(page_host_.Label(suffix)) ^ KEY_PAGE_LABEL, NO_PLACE, 0)) {
         return true;
       }
     }
@@ -98,45 +98,50 @@ class Ruleset::Inquiry {
     const char *text = address_.Lowered().data();
     return address_.AnyToken([&](std::size_t start, std::size_t end) noexcept {
       const std::size_t size = end - start;
-      if (size >= TOKEN_PREFIX &&
-          Collect(HashBytes({text + start, TOKEN_PREFIX}) ^ KEY_TOKEN_PREFIX, start,
-                  start + TOKEN_PREFIX)) {
+      if (size >= TOKEN_PREFIX && Find(HashBytes({text + start, TOKEN_PREFIX}) ^ KEY_TOKEN_PREFIX,
+                                       start, start + TOKEN_PREFIX)) {
         return true;
       }
-      return Collect(HashPaddedBytes(text + start, size) ^ KEY_TOKEN, start, end);
-    }) || FindCollected();
+      return Find(HashPaddedBytes(text + start, size) ^ KEY_TOKEN, start, end);
+    }) || FindNoted();
   }
 
-  /// Keeps a key, found at [place, end) of the address, if the filter knows it. The processor can
-  /// fetch the memory for many keys at once as none of them decides what is done next; so a
-  /// question waits for memory a few times and not for every key.
-  bool Collect(std::uint64_t key, std::size_t place, std::size_t end) noexcept {
-    const std::uint64_t bit = key >> filter_shift_;
-    collected_[collected_count_] = {key, static_cast<std::uint32_t>(place),
-                                    static_cast<std::uint32_t>(end)};
-    collected_count_ += image_.filter[bit / 64] >> (bit % 64) & 1;
-    return collected_count_ == collected_.size() && FindCollected();
+  /// Notes a key, found at [place, end) of the address.
+  bool Find(std::uint64_t key, std::size_t place, std::size_t end) noexcept {
+    noted_[noted_count_++] = {key, static_cast<std::uint32_t>(place),
+                              static_cast<std::uint32_t>(end)};
+    return noted_count_ == noted_.size() && FindNoted();
   }
 
-  bool FindCollected() noexcept {
-    std::array<std::uint32_t, COLLECTED> first;
-    std::array<std::uint32_t, COLLECTED> last;
-    const std::size_t count = std::exchange(collected_count_, 0);
-    for (std::size_t at = 0; at < count; ++at) {
-      const std::uint64_t bucket = collected_[at].key >> bucket_shift_;
+  /// Tries the rules with the keys that were noted. The processor fetches memory for many keys at
+  /// once as none of them decides what is done next, first from the filter, then from the buckets;
+  /// so a question waits for memory a few times and not for every key.
+  bool FindNoted() noexcept {
+    const std::size_t noted_count = std::exchange(noted_count_, 0);
+    std::array<std::uint8_t, NOTED> known;
+    std::size_t known_count = 0;
+    for (std::size_t at = 0; at < noted_count; ++at) {
+      const std::uint64_t bit = noted_[at].key >> filter_shift_;
+      known[known_count] = static_cast<std::uint8_t>(at);
+      known_count += image_.filter[bit / 64] >> (bit % 64) & 1;
+    }
+    std::array<std::uint32_t, NOTED> first;
+    std::array<std::uint32_t, NOTED> last;
+    for (std::size_t at = 0; at < known_count; ++at) {
+      const std::uint64_t bucket = noted_[known[at]].key >> bucket_shift_;
       first[at] = image_.buckets[bucket];
       last[at] = std::min(image_.buckets[bucket + 1], image_.entries.Count());
       image_.entries.Prefetch(first[at]);
     }
-    for (std::size_t at = 0; at < count; ++at) {
-      const Collected &found = collected_[at];
-      const auto key = static_cast<std::uint32_t>(found.key);
+    for (std::size_t at = 0; at < known_count; ++at) {
+      const Noted &note = noted_[known[at]];
       const std::uint32_t surroundings =
-          found.place == NO_PLACE ? 0 : address_.Surroundings(found.place, found.end);
-      for (std::uint32_t entry_at = first[at]; entry_at < last[at]; ++entry_at) {
-        const IndexEntry entry = image_.entries[entry_at];
-        if (entry.key == key && ((entry.surroundings ^ surroundings) & entry.mask) == 0 &&
-            Try(entry.rule, found.place)) {
+          note.place == NO_PLACE ? 0 : address_.Surroundings(note.place, note.end);
+      for (std::uint32_t number = first[at]; number < last[at]; ++number) {
+        const IndexEntry entry = image_.entries[number];
+        if (entry.key == static_cast<std::uint32_t>(note.key) &&
+            ((entry.surroundings ^ surroundings) & entry.mask) == 0 &&
+            Try(entry.rule, note.place)) {
           return true;
         }
       }
@@ -189,9 +194,9 @@ class Ruleset::Inquiry {
     return !rule.address_domains || IsOnList(image_, rule.address_domains, address_host_);
   }
 
-  static constexpr std::size_t COLLECTED = 32;
+  static constexpr std::size_t NOTED = 64;
   static constexpr std::uint32_t NO_PLACE = ~0U;
-  struct Collected {
+  struct Noted {
     std::uint64_t key;
     std::uint32_t place;
     std::uint32_t end;
@@ -208,8 +213,8 @@ class Ruleset::Inquiry {
   std::optional<bool> third_party_;
   unsigned rank_ = 0;
   Verdict verdict_;
-  std::size_t collected_count_ = 0;
-  std::array<Collected, COLLECTED> collected_;
+  std::size_t noted_count_ = 0;
+  std::array<Noted, NOTED> noted_;
 };
 
 Ruleset::Ruleset(Image image)

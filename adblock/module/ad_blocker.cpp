@@ -39,22 +39,10 @@ std::string_view NamedAddress(std::string_view page_host, std::string_view addre
   return behind.substr(static_cast<std::size_t>(inner - behind.begin()) + 1);
 }
 
-/// Can an address begin with these bytes? Turns down nearly all that is asked.
+/// Can an address begin with these bytes? Turns down nearly all that is asked, by the first one.
 constexpr bool StartsAddress(char first, char second) noexcept {
-  switch (first) {
-    case '/':
-      return second == '/';
-    case 'h':
-    case 'H':
-    case 'f':
-    case 'F':
-      return Lower(second) == 't';
-    case 'w':
-    case 'W':
-      return Lower(second) == 's';
-    default:
-      return false;
-  }
+  if (!IsByte(first, BYTE_STARTS_ADDRESS)) return false;
+  return first == '/' ? second == '/' : Lower(second) == 't' || Lower(second) == 's';
 }
 
 void CopyText(std::string_view from, char *text, std::size_t size) noexcept {

@@ -82,7 +82,7 @@ TEST(Guarded, DestroysAValueWhenItsLastReaderIsDone) {
 
 TEST(Guarded, DoesNotWaitForEverForAReaderThatIsGone) {
   std::atomic<int> alive = 0;
-  Guarded<Tracked> guarded;
+  Guarded<Tracked> guarded(std::chrono::milliseconds(20));
   guarded.Replace(std::make_unique<const Tracked>(alive));
   const Guarded<Tracked>::Reading stuck(guarded);
   guarded.Replace(std::make_unique<const Tracked>(alive));
