@@ -152,31 +152,10 @@ class JavaScriptLexer final : public ScriptLexer<JavaScriptLexer, State> {
     PushBack();
     return BETWEEN_TOKENS;
   }
-  State EndText(TokenCode token_class) noexcept {
-    EmitText(token_class, Here());
-    PushBack();
-    return BETWEEN_TOKENS;
-  }
-  State EndNumber() noexcept { return EndText(TOKEN_NUMBER); }
-  State EndString() noexcept { return EndText(TOKEN_STRING); }
+  State EndNumber() noexcept { return EndText(TOKEN_NUMBER, Here()); }
+  State EndString() noexcept { return EndText(TOKEN_STRING, Here()); }
 
   // Operators: what stands in `so_far_` is emitted or goes on.
-  State EmitSingle(char16_t unit) noexcept {
-    EmitOperator(unit);
-    return BETWEEN_TOKENS;
-  }
-  State Begin(char16_t unit) noexcept {
-    so_far_ = unit;
-    return OPERATOR_SEEN;
-  }
-  State Continue(char16_t unit) noexcept {
-    so_far_ = Extend(so_far_, unit);
-    return OPERATOR_SEEN;
-  }
-  State EmitWith(char16_t unit) noexcept {
-    EmitOperator(Extend(so_far_, unit));
-    return BETWEEN_TOKENS;
-  }
   State EmitSoFar() noexcept {
     EmitOperator(so_far_);
     PushBack();
@@ -193,9 +172,6 @@ class JavaScriptLexer final : public ScriptLexer<JavaScriptLexer, State> {
   }
 
   char16_t quote_ = 0;
-  PackedOperator so_far_ = 0;
-  /// "<!--" was seen: from then on "-->" is a comment's end.
-  bool html_comment_ = false;
 };
 
 // clang-format off

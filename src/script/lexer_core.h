@@ -1,7 +1,7 @@
 // ScriptLexer: what the lexers of both languages share.
 //
 // A lexer is a state machine over 16-bit units. A language gives
-//   State          its states; value 0 is the state between tokens
+//   State          its states; value 0 is BETWEEN_TOKENS, and OPERATOR_SEEN is one
 //   CLASSES        the classes of its units
 //   WORDS          its keywords, and LONGEST_WORD, their greatest length
 //   OPERATORS      its operators and punctuation
@@ -210,6 +210,34 @@ class ScriptLexer {
     last_ = code;
   }
   void EmitOperator(PackedOperator packed) noexcept { Emit(Language::OPERATORS.Find(packed)); }
+  /// The text up to `end` is a token; the unit taken last, which is not its own, is taken again.
+  State EndText(TokenCode token_class, std::uint32_t end) noexcept {
+    EmitText(token_class, end);
+    PushBack();
+    return State::BETWEEN_TOKENS;
+  }
+
+  // Operators: what stands in `so_far_` goes on with a unit, or is emitted.
+  State EmitSingle(char16_t unit) noexcept {
+    EmitOperator(unit);
+    return State::BETWEEN_TOKENS;
+  }
+  State Begin(char16_t unit) noexcept {
+    so_far_ = unit;
+    return State::OPERATOR_SEEN;
+  }
+  State Continue(char16_t unit) noexcept {
+    so_far_ = Extend(so_far_, unit);
+    return State::OPERATOR_SEEN;
+  }
+  State EmitWith(char16_t unit) noexcept {
+    EmitOperator(Extend(so_far_, unit));
+    return State::BETWEEN_TOKENS;
+  }
+  PackedOperator so_far_ = 0;
+  /// "<!--" was seen: from then on "-->" is a comment's end.
+  bool html_comment_ = false;
+
   /// The code of the last token, of texts the class alone; 0 before the first.
   TokenCode Last() const noexcept { return last_; }
 

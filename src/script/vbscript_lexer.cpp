@@ -117,40 +117,15 @@ class VBScriptLexer final : public ScriptLexer<VBScriptLexer, State> {
     EmitName();
     return BETWEEN_TOKENS;
   }
-  State EndText(TokenCode token_class, std::uint32_t end) noexcept {
-    EmitText(token_class, end);
-    PushBack();
-    return BETWEEN_TOKENS;
-  }
   State EndNumber() noexcept { return EndText(TOKEN_NUMBER, Here()); }
 
   // Operators: what stands in `so_far_` is emitted or goes on.
-  State EmitSingle(char16_t unit) noexcept {
-    EmitOperator(unit);
-    return BETWEEN_TOKENS;
-  }
-  State Begin(char16_t unit) noexcept {
-    so_far_ = unit;
-    return OPERATOR_SEEN;
-  }
-  State Continue(char16_t unit) noexcept {
-    so_far_ = Extend(so_far_, unit);
-    return OPERATOR_SEEN;
-  }
-  State EmitWith(char16_t unit) noexcept {
-    EmitOperator(Extend(so_far_, unit));
-    return BETWEEN_TOKENS;
-  }
   State EmitAndPushBack(char16_t first, char16_t second = 0) noexcept {
     EmitOperator(first);
     if (second != 0) EmitOperator(second);
     PushBack();
     return BETWEEN_TOKENS;
   }
-
-  PackedOperator so_far_ = 0;
-  /// "<!--" was seen: from then on "-->" is a comment's end.
-  bool html_comment_ = false;
 };
 
 // clang-format off
