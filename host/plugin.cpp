@@ -76,8 +76,11 @@ ProcessorPointer Plugin::CreateProcessor() const noexcept {
   return ProcessorPointer(static_cast<IDataProcessor *>(processor));
 }
 
-std::filesystem::path PluginBesideProgram() {
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "libvelmora.so";
+std::filesystem::path DefaultPlugin() {
+  constexpr char NAME[] = "libvelmora.so";
+  const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+  if (std::filesystem::exists(folder / NAME)) return folder / NAME;
+  return (folder / VELMORA_PLUGIN_FOLDER / NAME).lexically_normal();
 }
 
 }  // namespace velmora::host

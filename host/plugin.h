@@ -43,7 +43,8 @@ class Plugin {
   CountedPtr<IDataProcessorFactory> factory_;
 };
 
-/// The plug-in's file beside the running program.
-std::filesystem::path PluginBesideProgram();
+/// The plug-in's file beside the running program, as it is built; where there is none, its place in
+/// the installation that the program belongs to.
+std::filesystem::path DefaultPlugin();
 
 }  // namespace velmora::host

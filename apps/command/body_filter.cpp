@@ -64,7 +64,7 @@ BodyFilter::BodyFilter(const FilterOptions &options)
     : options_(options),
       policy_(ReadPolicy(options)),
       answer_(Answer(policy_, options)),
-      plugin_(options.plugin.value_or(host::PluginBesideProgram()), policy_.ads) {}
+      plugin_(options.plugin.value_or(host::DefaultPlugin()), policy_.ads) {}
 
 FileResult BodyFilter::FilterFile(const Job &job, std::string_view shown_name, Report &report,
                                   Totals &totals) const {

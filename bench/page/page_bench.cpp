@@ -82,7 +82,7 @@ int main(int count, char **arguments) {
     std::fprintf(stderr, "usage: bench_page FOLDER [options of the benchmark library]\n");
     return 2;
   }
-  const Plugin plugin(PluginBesideProgram());
+  const Plugin plugin(DefaultPlugin());
   const std::vector<std::string> pages = ReadPages(arguments[1]);
   const std::vector<std::string> gifs = {MakeGif()};
   --count;
