@@ -19,7 +19,6 @@ host::Policy ReadPolicy(const FilterOptions &options) {
   if (options.policy.empty()) {
     policy.everywhere.block = options.block;
     policy.responses.stream.limits.beyond = host::BeyondLimit::FAIL;
-    policy.ads.is_used = false;
   } else {
     policy = host::ReadPolicy(options.policy);
   }
@@ -29,6 +28,11 @@ host::Policy ReadPolicy(const FilterOptions &options) {
     stream.limits.held_bytes.most = static_cast<std::uint32_t>(*options.max_held);
   }
   if (options.ad_library) policy.ads = {.library = *options.ad_library, .lists = policy.ads.lists};
+  if (!options.ad_lists.empty()) {
+    policy.ads.is_used = true;
+    policy.ads.lists.assign(options.ad_lists.begin(), options.ad_lists.end());
+  }
+  if (options.has_no_ads) policy.ads.is_used = false;
   return policy;
 }
 

@@ -34,6 +34,8 @@ struct FilterOptions {
   bool is_quiet = false;
   bool is_logging = false;
   std::optional<std::filesystem::path> ad_library{};
+  std::vector<std::string> ad_lists{};
+  bool has_no_ads = false;
   std::optional<std::filesystem::path> plugin{};
 };
 

@@ -27,6 +27,7 @@ class UsageError : public std::runtime_error {
 using Action = std::function<int()>;
 
 /// Adds a sub-command to the application. When it is the one that was asked for, `action` is set.
+void AddAds(CLI::App &application, Action &action);
 void AddCategories(CLI::App &application, Action &action);
 void AddCheckConfig(CLI::App &application, Action &action);
 void AddFilter(CLI::App &application, Action &action);

@@ -44,6 +44,8 @@ std::string_view ShownName(std::string_view name) {
 int FilterFiles(const FilterOptions &options) {
   const std::vector<Job> jobs = PlanJobs(options.files, options.output, options.is_diff);
   if (options.is_logging) TurnLogOn();
+  // The command line stands above the environment.
+  if (!options.ad_lists.empty()) unsetenv("VEXLAR_LISTS");
   const BodyFilter filter(options);
   Progress progress(jobs.size(), !options.is_quiet);
   const auto report = options.report == "json" ? MakeJsonReport(progress)
@@ -151,11 +153,23 @@ void AddFilter(CLI::App &application, Action &action) {
                    "what came; results are written only with -o");
   command.add_flag("-q,--quiet", options->is_quiet, "Do not say what was blocked");
   command.add_flag("--log", options->is_logging, "Write the plug-in's log to standard error");
-  command.add_option("--ad-library", options->ad_library, "Ad-blocking library to load first")
-      ->type_name("FILE");
+  CLI::Option *const ad_library =
+      command
+          .add_option("--ad-library", options->ad_library,
+                      "Ad-blocking library to use (default: libvexlar.so beside the plug-in)")
+          ->type_name("FILE");
+  CLI::Option *const ad_lists =
+      command
+          .add_option("--ad-lists", options->ad_lists,
+                      "Lists for it, files and folders (repeatable; default: those that it finds)")
+          ->type_name("FILE|DIR")
+          ->allow_extra_args(false);
+  command.add_flag("--no-ads", options->has_no_ads, "Use no ad-blocking library")
+      ->excludes(ad_library)
+      ->excludes(ad_lists);
   command
       .add_option("--plugin", options->plugin,
-                  "Plug-in to use (default: libvelmora.so beside this program)")
+                  "Plug-in to use (default: libvelmora.so beside this program, or its installed place)")
       ->type_name("FILE");
   command.footer(CategoryHelp());
   command.callback([options, &action] {

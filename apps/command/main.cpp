@@ -9,7 +9,7 @@ namespace velmora::command {
 namespace {
 
 constexpr void (*COMMANDS[])(CLI::App &application, Action &action) = {
-    AddFilter, AddCategories, AddCheckConfig, AddLex, AddTop,
+    AddFilter, AddAds, AddCategories, AddCheckConfig, AddLex, AddTop,
 };
 
 int Main(int argc, char **argv) {

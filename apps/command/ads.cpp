@@ -1,0 +1,191 @@
+// velmora ads: what the ad-blocking lists say about addresses, and what they hold.
+#include <fmt/format.h>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "command/commands.h"
+#include "command/files.h"
+#include "command/messages.h"
+#include "matcher/address.h"
+#include "matcher/loader.h"
+#include "matcher/sources.h"
+
+namespace velmora::command {
+namespace {
+
+struct AdsOptions {
+  std::vector<std::string> urls{};
+  std::string page{};
+  std::vector<std::string> lists{};
+  std::string checked{};
+  bool is_link = false;
+  bool is_stats = false;
+};
+
+/// The lists that the command line names, else those that the library would take. Says which ones
+/// cannot be read; fails when none is left.
+adblock::Sources ReadLists(const AdsOptions &options) {
+  std::string paths;
+  for (const std::string &list : options.lists) paths += list + ":";
+  adblock::Sources sources = paths.empty() ? adblock::ReadSources({}) : adblock::ReadPaths(paths);
+  for (const std::string &problem : sources.problems) PrintMessage(problem);
+  if (sources.lists.empty()) throw std::runtime_error("there is no list to read");
+  return sources;
+}
+
+std::unique_ptr<adblock::Ruleset> LoadRules(const AdsOptions &options) {
+  return adblock::LoadRules(ReadLists(options).lists, adblock::CacheFolder()).rules;
+}
+
+/// The host of an address; a text that is none is a host itself.
+std::string HostOf(const std::string &page) {
+  const adblock::Address address(page);
+  return address.HasHost() ? std::string(address.Host()) : page;
+}
+
+std::string Judge(const adblock::Ruleset &rules, const AdsOptions &options,
+                  const std::string &url) {
+  if (!adblock::Address(url).HasHost()) {
+    throw UsageError("\"" + Printable(url) + "\" is not an absolute address");
+  }
+  const std::string page_host = HostOf(options.page);
+  const adblock::Verdict verdict = rules.Judge(
+      {page_host, url, options.is_link ? adblock::Asked::kPopup : adblock::Asked::kElement});
+  constexpr const char *NAMES[] = {"no ad", "blocked", "allowed"};
+  std::string text =
+      fmt::format("{:<8} {}\n", NAMES[static_cast<int>(verdict.kind)], Printable(url));
+  if (verdict.kind == adblock::Verdict::Kind::kNone) return text;
+  const adblock::RuleOrigin origin = rules.OriginOf(verdict.rule);
+  return text + fmt::format("         by {}\n         {}:{}\n", Printable(origin.text), origin.list,
+                            origin.line);
+}
+
+/// What a rule does, in words.
+std::string Reading(const adblock::Rule &rule) {
+  using namespace adblock;
+  if (rule.flags & RULE_BAD_FILTER) return "takes a rule out of force";
+  std::string text = rule.flags & RULE_ALLOW ? "allows" : "blocks";
+  if (rule.flags & RULE_IMPORTANT) text += ", above all others,";
+  text += !(rule.flags & RULE_POPUP)     ? " elements"
+          : !(rule.flags & RULE_ELEMENT) ? " links"
+                                         : " elements and links";
+  if (rule.flags & RULE_THIRD_PARTY) text += ", third party";
+  if (rule.flags & RULE_FIRST_PARTY) text += ", first party";
+  const auto add_domains = [&](const std::vector<DomainName> &domains, const char *where) {
+    for (const DomainName &domain : domains) {
+      text += fmt::format(", {}{} {}{}", domain.excluded ? "not " : "", where, domain.name,
+                          domain.any_suffix ? ".*" : "");
+    }
+  };
+  add_domains(rule.page_domains, "on");
+  add_domains(rule.address_domains, "to");
+  text += rule.flags & RULE_EXPRESSION    ? ": expression "
+          : rule.flags & RULE_HOST_ANCHOR ? ": host "
+                                          : ": address ";
+  if (rule.flags & RULE_START_ANCHOR) text += "from its start ";
+  if (rule.flags & RULE_END_ANCHOR) text += "to its end ";
+  return text + std::string(rule.pattern);
+}
+
+std::string Reading(const adblock::ParsedLine &parsed) {
+  using adblock::LineKind;
+  std::string text;
+  switch (parsed.kind) {
+    case LineKind::kBlank:
+    case LineKind::kComment:
+      break;
+    case LineKind::kRules:
+      for (const adblock::Rule &rule : parsed.rules) {
+        text += (text.empty() ? "" : "; ") + Reading(rule);
+      }
+      break;
+    case LineKind::kSize:
+      return fmt::format("size {}x{}", parsed.size.width, parsed.size.height);
+    case LineKind::kNoSizes:
+      return "forgets all sizes before";
+    case LineKind::kSkipped:
+      text = fmt::format("skipped: {}", adblock::SKIP_NAMES[static_cast<std::size_t>(parsed.skip)]);
+      if (!parsed.detail.empty()) text += fmt::format(": {}", parsed.detail);
+      break;
+  }
+  return text;
+}
+
+/// Every line but the empty ones and comments, with what it is read as. Answers whether all lines
+/// could be read.
+bool CheckList(const std::string &file, Output &output) {
+  using adblock::Skip;
+  const adblock::Sources sources = adblock::ReadPaths(file);
+  for (const std::string &problem : sources.problems) PrintMessage(problem);
+  bool is_readable = sources.problems.empty();
+  for (const adblock::ListText &list : sources.lists) {
+    adblock::StringArena arena;
+    adblock::VisitLines(
+        list.text, arena,
+        [&](std::uint32_t number, std::string_view line, const adblock::ParsedLine &parsed) {
+          const std::string reading = Reading(parsed);
+          if (reading.empty()) return;
+          output.Write(fmt::format("{}:{}: {}\n    {}\n", list.name, number, Printable(line),
+                                   Printable(reading)));
+          if (parsed.kind != adblock::LineKind::kSkipped) return;
+          is_readable = is_readable && parsed.skip != Skip::kUnreadable &&
+                        parsed.skip != Skip::kExpression && parsed.skip != Skip::kTooGeneral;
+        });
+  }
+  return is_readable;
+}
+
+int RunAds(const AdsOptions &options) {
+  Output output({});
+  bool is_done = true;
+  if (!options.checked.empty()) {
+    is_done = CheckList(options.checked, output);
+  } else {
+    const auto rules = LoadRules(options);
+    if (options.is_stats) output.Write(adblock::DescribeRules(*rules));
+    for (const std::string &url : options.urls) output.Write(Judge(*rules, options, url));
+  }
+  output.Finish();
+  return is_done ? EXIT_OK : EXIT_FAILED;
+}
+
+}  // namespace
+
+void AddAds(CLI::App &application, Action &action) {
+  CLI::App &command =
+      *application.add_subcommand("ads", "Ask the ad-blocking lists about addresses");
+  const auto options = std::make_shared<AdsOptions>();
+  command.add_option("URL", options->urls, "Addresses to judge")->type_name("");
+  command.add_option("--page", options->page, "Address or host of the page that they are on")
+      ->type_name("URL");
+  command.add_flag("--link", options->is_link, "Judge them as what a link opens");
+  command
+      .add_option("--ad-lists", options->lists,
+                  "Lists to use, files and folders (default: those of VEXLAR_LISTS, else those\n"
+                  "that are installed, else a small built-in one)")
+      ->type_name("FILE|DIR")
+      ->allow_extra_args(false);
+  command.add_flag("--stats", options->is_stats,
+                   "Show the lists, what was read in them, and the sizes");
+  command.add_option("--check", options->checked, "Show what each line of a list would be read as")
+      ->type_name("FILE");
+  command.footer(
+      "Exit code: 0 all done, 1 a list or, with --check, a line cannot be read, 2 wrong usage.");
+  command.callback([options, &action] {
+    if (options->urls.empty() && !options->is_stats && options->checked.empty()) {
+      throw CLI::RequiredError("a URL, --stats or --check");
+    }
+    action = [options] {
+      try {
+        return RunAds(*options);
+      } catch (const UsageError &error) {
+        PrintMessage(error.what());
+        return EXIT_USAGE;
+      }
+    };
+  });
+}
+
+}  // namespace velmora::command

@@ -1,0 +1,110 @@
+// velmora ads, and the ad-blocking lists of velmora filter.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "apps/shell.h"
+
+namespace velmora::command {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr char LIST[] =
+    "[Adblock]\n||ads.example^$third-party\n@@||ads.example/good^\n/pop.$popup\nsize:17x18\n"
+    "/a(?=b)/\n";
+
+TEST(Ads, JudgesAddressesAndNamesTheRule) {
+  const Shell shell;
+  shell.Write("list.txt", LIST);
+  const Result result = shell.Run(
+      "export XDG_CACHE_HOME=$PWD/.cache; $velmora ads --ad-lists list.txt --page "
+      "http://www.site.example/x http://x.ads.example/1 https://ads.example/good "
+      "http://b.example/");
+  EXPECT_EQ(result.output,
+            "blocked  http://x.ads.example/1\n"
+            "         by ||ads.example^$third-party\n         list.txt:2\n"
+            "allowed  https://ads.example/good\n"
+            "         by @@||ads.example/good^\n         list.txt:3\n"
+            "no ad    http://b.example/\n");
+  EXPECT_EQ(result.exit_code, 0);
+  const struct {
+    std::string options;
+    const char *verdict;
+  } cases[] = {
+      {"--page ads.example http://ads.example/", "no ad "},
+      {"--link http://b.example/pop.htm", "blocked "},
+      {"http://b.example/pop.htm", "no ad "},
+  };
+  for (const auto &c : cases) {
+    EXPECT_THAT(shell.Run("$velmora ads --ad-lists list.txt " + c.options).output,
+                HasSubstr(c.verdict))
+        << c.options;
+  }
+}
+
+TEST(Ads, ShowsWhatListsHold) {
+  const Shell shell;
+  shell.Write("list.txt", LIST);
+  const Result stats = shell.Run("$velmora ads --ad-lists list.txt --stats");
+  EXPECT_THAT(stats.output, AllOf(HasSubstr("3  rules in force"), HasSubstr("skipped: expression"),
+                                  HasSubstr(" 17x18")));
+  const Result check = shell.Run("$velmora ads --check list.txt");
+  EXPECT_EQ(check.exit_code, 1);
+  EXPECT_EQ(check.output,
+            "list.txt:2: ||ads.example^$third-party\n"
+            "    blocks elements, third party: host ads.example^\n"
+            "list.txt:3: @@||ads.example/good^\n    allows elements: host ads.example/good^\n"
+            "list.txt:4: /pop.$popup\n    blocks links: address /pop.\n"
+            "list.txt:5: size:17x18\n    size 17x18\n"
+            "list.txt:6: /a(?=b)/\n    skipped: expression: a(?=b)\n");
+}
+
+TEST(Ads, SaysWhatIsWrong) {
+  const Shell shell;
+  shell.Write("list.txt", LIST);
+  const struct {
+    std::string options;
+    int exit_code;
+    const char *message;
+  } cases[] = {
+      {"", 2, "a URL, --stats or --check"},
+      {"--ad-lists list.txt banner.gif", 2, "not an absolute address"},
+      {"--ad-lists none.txt http://a.example/", 1, "none.txt: No such file"},
+      {"--check none.txt", 1, "none.txt: No such file"},
+      {"--ad-lists none.txt --ad-lists list.txt http://a.example/", 0, "none.txt: No such file"},
+  };
+  for (const auto &c : cases) {
+    const Result result = shell.Run("$velmora ads " + c.options);
+    EXPECT_EQ(result.exit_code, c.exit_code) << c.options;
+    EXPECT_THAT(result.errors, HasSubstr(c.message)) << c.options;
+  }
+}
+
+TEST(Ads, AreFilteredByTheListsThatAreNamed) {
+  const Shell shell;
+  shell.Write("list.txt", LIST);
+  shell.Write("page.html",
+              "<img src=http://ads.example/1.gif><img src='https://ads.example/2.gif'>"
+              "<script>document.write('<img src=\"//ads.example/3.gif\">')</script>"
+              "<img src=http://ads.example/good><img width=17 height=18 src=x.gif>");
+  const std::string filter =
+      "export XDG_CACHE_HOME=$PWD/.cache; $velmora filter --url http://www.site.example/dir/x "
+      "--block ads page.html ";
+  const Result blocked = shell.Run(filter + "--ad-lists list.txt");
+  EXPECT_THAT(blocked.output,
+              AllOf(Not(HasSubstr("1.gif")), Not(HasSubstr("2.gif")), Not(HasSubstr("3.gif")),
+                    HasSubstr("good"), Not(HasSubstr("x.gif"))));
+  EXPECT_THAT(blocked.errors, HasSubstr("||ads.example^$third-party"));
+  // The command line stands above the environment.
+  EXPECT_EQ(shell.Run("export VEXLAR_LISTS=none.txt; " + filter + "--ad-lists list.txt").output,
+            blocked.output);
+  EXPECT_EQ(shell.Run(filter + "--no-ads").output, shell.Read("page.html"));
+  EXPECT_EQ(shell.Run(filter + "--ad-lists none.txt").exit_code, 1);
+  EXPECT_EQ(shell.Run(filter + "--no-ads --ad-lists list.txt").exit_code, 2);
+}
+
+}  // namespace
+}  // namespace velmora::command
