@@ -62,12 +62,12 @@ const CallCase CASES[] = {
     // BASE moves the page; a relative one leaves the host.
     {{305},
      "<img src=/a><base href=' http://me@Other.Example:81/sub/x '><img src=/b><img src=c>"
-     "<base target=_top><img src=d><base href=/root/><img src=e><img src=/f>",
+     "<base target=_top><img src=d><base href=/sub/><img src=e><img src=/f>",
      {"CheckUrl www.example.com [http://www.example.com/a]",
       "CheckUrl Other.Example [http://Other.Example/b]",
       "CheckUrl Other.Example [http://me@Other.Example:81/sub/c]",
       "CheckUrl Other.Example [http://me@Other.Example:81/sub/d]",
-      "CheckUrl Other.Example [/root/e]", "CheckUrl Other.Example [http://Other.Example/f]"}},
+      "CheckUrl Other.Example [/sub/e]", "CheckUrl Other.Example [http://Other.Example/f]"}},
     {{}, "<img src=a width=1><form action=b><iframe src=c></iframe></form>", {}},
 };
 
