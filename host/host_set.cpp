@@ -8,14 +8,6 @@
 namespace velmora::host {
 namespace {
 
-/// As names are kept: in lower case, without the root's dot.
-std::string Canonical(std::string_view name) {
-  if (name.ends_with('.')) name.remove_suffix(1);
-  std::string canonical(name);
-  std::ranges::transform(canonical, canonical.begin(), LowerCase);
-  return canonical;
-}
-
 bool IsDigit(char c) noexcept {
   return '0' <= c && c <= '9';
 }
@@ -29,7 +21,7 @@ bool IsNameCharacter(char c) noexcept {
   return IsDigit(c) || ('a' <= c && c <= 'z') || c == '-' || c == '_' || c == '.';
 }
 
-/// What is wrong with a canonical name; null when nothing is.
+/// What is wrong with a name in that form; null when nothing is.
 const char *Fault(std::string_view name) noexcept {
   if (name.empty()) return "is empty";
   if (name.starts_with('[') && name.ends_with(']')) return nullptr;
@@ -49,18 +41,21 @@ const char *Fault(std::string_view name) noexcept {
 
 }  // namespace
 
-void HostSet::Add(std::string_view name) {
-  std::string canonical = Canonical(name);
-  if (const char *const fault = Fault(canonical)) {
-    throw std::invalid_argument("\"" + std::string(name) + "\" " + fault);
-  }
-  names_.insert(std::move(canonical));
+HostName::HostName(std::string_view name)
+    : text_(name.ends_with('.') ? name.substr(0, name.size() - 1) : name) {
+  std::ranges::transform(text_, text_.begin(), LowerCase);
 }
 
-bool HostSet::Contains(std::string_view host) const {
-  if (names_.empty()) return false;
-  const std::string canonical = Canonical(host);
-  std::string_view domain = canonical;
+void HostSet::Add(std::string_view name) {
+  const HostName host(name);
+  if (const char *const fault = Fault(host.Text())) {
+    throw std::invalid_argument("\"" + std::string(name) + "\" " + fault);
+  }
+  names_.emplace(host.Text());
+}
+
+bool HostSet::Contains(const HostName &host) const {
+  std::string_view domain = host.Text();
   if (IsAddress(domain)) return names_.contains(domain);
   for (;;) {
     if (names_.contains(domain)) return true;

@@ -9,6 +9,17 @@
 
 namespace velmora::host {
 
+/// A host's name as sets compare it: in lower case, without a dot at its end.
+class HostName {
+ public:
+  explicit HostName(std::string_view name);
+
+  std::string_view Text() const noexcept { return text_; }
+
+ private:
+  std::string text_;
+};
+
 /// A question costs one look-up for each label of the name asked for, however large the set.
 class HostSet {
  public:
@@ -17,9 +28,8 @@ class HostSet {
   void Add(std::string_view name);
   void Add(const HostSet &others) { names_.insert(others.names_.begin(), others.names_.end()); }
 
-  /// Is the host, or a domain that it lies in, in the set? Letter case and a dot at its end do not
-  /// matter. An address lies in no domain.
-  bool Contains(std::string_view host) const;
+  /// Is the host, or a domain that it lies in, in the set? An address lies in no domain.
+  bool Contains(const HostName &host) const;
 
   bool IsEmpty() const noexcept { return names_.empty(); }
   /// In alphabetical order.

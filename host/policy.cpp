@@ -38,20 +38,19 @@ void Apply(const PolicyChange &change, PolicyAnswer &answer) {
 PolicyError::PolicyError(const std::filesystem::path &file, std::vector<PolicyProblem> problems)
     : runtime_error(Text(file, problems)), problems_(std::move(problems)) {}
 
-bool PolicyRule::AppliesTo(std::string_view site,
-                           const std::optional<ClientAddress> &client) const {
-  return (!sites || sites->Contains(site)) && (!clients || HasClient(*clients, client));
+bool PolicyRule::AppliesTo(const HostName &site, const std::optional<ClientAddress> &client) const {
+  return (!clients || HasClient(*clients, client)) && (!sites || sites->Contains(site));
 }
 
 bool Policy::Allows(std::string_view url, std::string_view client) const {
-  return allowed_sites.Contains(HostOfUrl(url)) ||
+  return allowed_sites.Contains(HostName(HostOfUrl(url))) ||
          HasClient(allowed_clients, ClientAddress::Parse(client));
 }
 
 std::vector<const PolicyRule *> Policy::RulesFor(std::string_view url,
                                                  std::string_view client) const {
   std::vector<const PolicyRule *> applied;
-  const std::string_view site = HostOfUrl(url);
+  const HostName site(HostOfUrl(url));
   const auto address = ClientAddress::Parse(client);
   for (const PolicyRule &rule : rules) {
     if (rule.AppliesTo(site, address)) applied.push_back(&rule);

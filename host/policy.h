@@ -72,7 +72,7 @@ struct PolicyRule {
   std::optional<std::vector<ClientNetwork>> clients{};
   PolicyChange change{};
 
-  bool AppliesTo(std::string_view site, const std::optional<ClientAddress> &client) const;
+  bool AppliesTo(const HostName &site, const std::optional<ClientAddress> &client) const;
 };
 
 /// What applies to one response.

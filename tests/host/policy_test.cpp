@@ -54,7 +54,7 @@ TEST(HostSet, HoldsNamesWithTheirSubDomains) {
       {".", false},
       {"..example.com", true},
   };
-  for (const auto &c : cases) EXPECT_EQ(set.Contains(c.host), c.is_held) << c.host;
+  for (const auto &c : cases) EXPECT_EQ(set.Contains(HostName(c.host)), c.is_held) << c.host;
   EXPECT_THAT(set.Names(),
               ElementsAre("192.0.2.1", "[::1]", "example.com", "localhost", "www.example.org"));
   for (const auto *name : {"", ".", "*.example.com", ".example.com", "http://example.com",
