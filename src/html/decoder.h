@@ -8,7 +8,7 @@ namespace velmora {
 
 /// A converter of libiconv's in memory of our own, so that its state can be copied. In sets with
 /// shift sequences libiconv takes in such a sequence even when the character behind it is not
-/// complete; whoever gives it those bytes again must put the state back first.
+/// complete; for whoever gives it those bytes again that must not count.
 class Decoder {
  public:
   Decoder(const char *to, const char *from) noexcept;
@@ -18,18 +18,19 @@ class Decoder {
 
   bool IsOpen() const noexcept { return is_open_; }
 
-  /// Room for libiconv's `iconv_allocation_t`.
-  struct State {
-    alignas(void *) std::array<std::byte, 232> memory;
-  };
-  State GetState() const noexcept { return state_; }
-  void SetState(const State &state) noexcept { state_ = state; }
-
   /// As `Converter::Convert`.
   std::size_t Convert(const char *&input, std::size_t &input_left, char *&output,
                       std::size_t &room_left) noexcept;
+  /// The same; when the input ends inside a character (EINVAL), the state is as it was before.
+  std::size_t ConvertOrTakeBack(const char *&input, std::size_t &input_left, char *&output,
+                                std::size_t &room_left) noexcept;
 
  private:
+  /// Room for libiconv's `iconv_allocation_t`.
+  struct alignas(64) State {
+    std::array<std::byte, 232> memory;
+  };
+
   State state_{};
   bool is_open_;
 };

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <optional>
 
 #include "core/strings.h"
 #include "core/switches.h"
@@ -61,9 +60,9 @@ DecodedChar CEncoding::DecodeChar(std::span<const std::uint8_t> bytes) noexcept 
   std::size_t input_left = bytes.size();
   char *output = reinterpret_cast<char *>(unit.data());
   std::size_t room_left = unit.size();
-  std::optional<Decoder::State> state;
-  if (has_shift_states_) state = decoder_.GetState();
-  const std::size_t result = decoder_.Convert(input, input_left, output, room_left);
+  const std::size_t result = has_shift_states_
+                                 ? decoder_.ConvertOrTakeBack(input, input_left, output, room_left)
+                                 : decoder_.Convert(input, input_left, output, room_left);
   const int error = result == CONVERSION_FAILED ? errno : 0;
 
   const DecodedChar decoded{static_cast<std::int32_t>(bytes.size() - input_left), room_left == 0,
@@ -83,8 +82,6 @@ DecodedChar CEncoding::DecodeChar(std::span<const std::uint8_t> bytes) noexcept 
       return decoded.has_unit ? decoded : DecodedChar::Invalid();
     case EINVAL:
       if (switches::ENCODING_TRACE) Log("* %s: incomplete input.\n", name_.c_str());
-      // The bytes come again, a shift sequence in them too.
-      if (state) decoder_.SetState(*state);
       return DecodedChar::Incomplete();
     default:
       if (switches::ERRNO_TRACE) Log("*** %s: INVALID ERRNO %d\n", name_.c_str(), error);
