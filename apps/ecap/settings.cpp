@@ -1,6 +1,8 @@
 #include "ecap/settings.h"
 
 #include <charconv>
+#include <chrono>
+#include <cstdint>
 #include <stdexcept>
 
 namespace velmora::ecap {
@@ -53,6 +55,11 @@ constexpr Key KEYS[] = {
     {"max-held",
      [](Settings &s, std::string_view value) {
        s.response.stream.limits.held_bytes.most = ReadNumber<std::uint32_t>(value);
+     }},
+    {"max-time",
+     [](Settings &s, std::string_view value) {
+       s.response.stream.limits.filter_time.most =
+           std::chrono::seconds(ReadNumber<std::uint32_t>(value));
      }},
     {"max-decoded",
      [](Settings &s, std::string_view value) {

@@ -11,7 +11,11 @@ SCRIPT = b"<script>alert(1)</script>"
 TEXT = b"<html><body><p>one</p>%s<p>two</p></body></html>"
 PAGE = TEXT % SCRIPT
 # Nothing that adds to a page, so that the results are plain to see.
-SETTINGS = {"block": "scripts,javascript,vbscript,ad-urls,gif-animation"}
+SETTINGS = {
+    "block": "scripts,javascript,vbscript,ad-urls,gif-animation",
+    # A busy machine is no reason to let the large page pass.
+    "max-time": "50",
+}
 GIF = (ROOT / "examples" / "animation.gif").read_bytes()
 
 
@@ -175,7 +179,7 @@ class Bodies(ProxyCase):
         self.serve("/large", block * count)
         answer = self.fetch("/large")
         self.assertEqual(answer.code, 0)
-        self.assertNotIn(b"alert", answer.body)
+        self.assertEqual(answer.body.count(b"alert"), 0)
         self.assertEqual(answer.body.count(b"text "), 2000 * count)
         categories = [event["category"] for event in self.events_of("/large")]
         self.assertEqual(categories.count("scripts"), count)
