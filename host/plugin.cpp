@@ -33,19 +33,24 @@ std::optional<std::filesystem::path> AdLibraryFile(const std::filesystem::path &
   return beside;
 }
 
-/// Tells the library which lists to use; only one that exports a function for that can be told.
-std::optional<Module> WithLists(std::optional<Module> library,
-                                const std::vector<std::filesystem::path> &lists) {
-  if (!library || lists.empty()) return library;
+/// Tells the library which lists to use; no lists are those that it finds itself.
+void UseLists(const Module &library, const std::vector<std::filesystem::path> &lists) {
   std::string joined;
   for (const auto &list : lists) {
     if (!joined.empty()) joined += ':';
     joined += list.string();
   }
-  const auto use_lists = library->Find<UseListsFunction>(EXPORT_USE_LISTS);
+  const auto use_lists = library.Find<UseListsFunction>(EXPORT_USE_LISTS);
   if (use_lists(joined.c_str()) != RESULT_OK) {
-    throw LoadError(library->File(), "no rule in the lists " + joined);
+    throw LoadError(library.File(), "no rule in the lists " + joined);
   }
+}
+
+/// Before the plug-in binds to it, which would make it load the lists that it finds.
+std::optional<Module> LoadAdLibraryWithLists(const std::filesystem::path &plugin,
+                                             const AdLibraryOptions &ads) {
+  std::optional<Module> library = LoadAdLibrary(AdLibraryFile(plugin, ads));
+  if (library && !ads.lists.empty()) UseLists(*library, ads.lists);
   return library;
 }
 
@@ -60,7 +65,7 @@ Plugin::Plugin(const std::filesystem::path &file,
 }
 
 Plugin::Plugin(const std::filesystem::path &file, const AdLibraryOptions &ads)
-    : ad_library_(WithLists(LoadAdLibrary(AdLibraryFile(file, ads)), ads.lists)),
+    : ad_library_(LoadAdLibraryWithLists(file, ads)),
       module_(file),
       factory_(module_.GetFactory(EXPORT_GET_OBJECT_ID)) {
   CheckProcessors();
@@ -68,6 +73,10 @@ Plugin::Plugin(const std::filesystem::path &file, const AdLibraryOptions &ads)
 
 void Plugin::CheckProcessors() const {
   if (CreateProcessor() == nullptr) throw LoadError(module_.File(), "makes no data processors");
+}
+
+void Plugin::UseAdLists(const std::vector<std::filesystem::path> &lists) const {
+  if (ad_library_) UseLists(*ad_library_, lists);
 }
 
 ProcessorPointer Plugin::CreateProcessor() const noexcept {

@@ -35,6 +35,11 @@ class Plugin {
   /// A processor for one transaction; null when memory cannot be had.
   ProcessorPointer CreateProcessor() const noexcept;
 
+  /// Other lists for the ad-blocking library, or the same again; empty: those that it finds itself.
+  /// They take over as a whole, while processors work. Throws `LoadError` when they hold no rule:
+  /// then those before stay in force.
+  void UseAdLists(const std::vector<std::filesystem::path> &lists) const;
+
  private:
   void CheckProcessors() const;
 

@@ -89,6 +89,19 @@ TEST(Plugin, SaysWhatIsWrongWithAFile) {
   std::filesystem::remove(text);
 }
 
+TEST(Plugin, FindsTheAdLibraryThatTheOptionsMean) {
+  EXPECT_NO_THROW(Plugin(FAKE_PLUGIN, AdLibraryOptions{})) << "none lies beside the plug-in";
+  EXPECT_NO_THROW(Plugin(FAKE_PLUGIN, AdLibraryOptions{.library = FAKE_AD_LIBRARY}));
+  EXPECT_NO_THROW(Plugin(FAKE_PLUGIN, {.is_used = false, .library = "no/such.so"}));
+  EXPECT_THROW(Plugin(FAKE_PLUGIN, AdLibraryOptions{.library = "no/such.so"}), LoadError);
+  try {
+    const Plugin plugin(FAKE_PLUGIN, {.library = FAKE_AD_LIBRARY, .lists = {"list.txt"}});
+    ADD_FAILURE() << "no error";
+  } catch (const LoadError &error) {
+    EXPECT_THAT(error.what(), HasSubstr("does not export VexlarUseLists"));
+  }
+}
+
 TEST(Plugin, AFileIsFoundByItsBareName) {
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(MODULES);
