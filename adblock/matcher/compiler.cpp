@@ -29,8 +29,10 @@ constexpr std::string_view COMMON_TOKENS[] = {
 };
 /// For how many rules one place of these counts.
 constexpr std::uint32_t COMMON_WEIGHT = 40;
-/// Above this many rules with the same key, a rule for a few hosts is better found by those.
-constexpr std::uint32_t CROWDED = 300;
+/// For how many rules with the same key it counts when a rule is tried for all questions about some
+/// hosts, and when that means all hosts under a suffix such as "com".
+constexpr std::uint32_t HOSTS_WEIGHT = 300;
+constexpr std::uint32_t SUFFIX_WEIGHT = 6000;
 
 std::string LowerText(std::string_view text) {
   std::string lower(text);
@@ -99,27 +101,28 @@ std::vector<Key> KeysOf(const Rule &rule) {
   return keys;
 }
 
-// Keys that find a rule only together: all hosts that it is for. None where it is for all but some.
-
-std::vector<Key> AddressHostKeysOf(const Rule &rule) {
+/// Keys that find a rule only together, as each of the hosts that it is for has its own.
+struct HostKeys {
   std::vector<Key> keys;
-  for (const DomainName &domain : rule.address_domains) {
-    if (domain.excluded) continue;
-    if (domain.any_suffix) return {};
-    keys.push_back({HashBytes(domain.name) ^ KEY_ADDRESS_HOST});
-  }
-  return keys;
-}
+  std::uint32_t weight = HOSTS_WEIGHT;
+};
 
-std::vector<Key> PageHostKeysOf(const Rule &rule) {
-  std::vector<Key> keys;
-  for (const DomainName &domain : rule.page_domains) {
+/// None where the rule is for all hosts but some.
+HostKeys HostKeysOf(const std::vector<DomainName> &domains, std::uint64_t kind) {
+  HostKeys hosts;
+  for (const DomainName &domain : domains) {
     if (domain.excluded) continue;
-    const std::string_view last_label = domain.name.substr(domain.name.rfind('.') + 1);
-    keys.push_back({domain.any_suffix ? HashBytes(last_label) ^ KEY_PAGE_LABEL
-                                      : HashBytes(domain.name) ^ KEY_PAGE_HOST});
+    const std::size_t dot = domain.name.rfind('.');
+    if (!domain.any_suffix) {
+      if (dot == std::string_view::npos) hosts.weight = SUFFIX_WEIGHT;
+      hosts.keys.push_back({HashBytes(domain.name) ^ kind});
+    } else if (kind == KEY_PAGE_HOST) {
+      hosts.keys.push_back({HashBytes(domain.name.substr(dot + 1)) ^ KEY_PAGE_LABEL});
+    } else {
+      return {};
+    }
   }
-  return keys;
+  return hosts;
 }
 
 /// How many rules have a key; keys that share a slot count for each other.
@@ -309,22 +312,22 @@ class Compiler {
 
   /// Enters the rule into the index; where the chosen key's token begins in its pattern.
   std::uint32_t AddKeys(const Rule &rule, std::uint32_t number, const KeyCensus &census) {
-    const std::vector<Key> single = KeysOf(rule);
-    const auto best = std::min_element(
-        single.begin(), single.end(),
-        [&](const Key &a, const Key &b) { return census.Count(a) < census.Count(b); });
-    if (best == single.end() || census.Count(*best) > CROWDED) {
-      for (const std::vector<Key> &hosts : {AddressHostKeysOf(rule), PageHostKeysOf(rule)}) {
-        for (const Key &key : hosts) entries_.push_back({key, number});
-        if (!hosts.empty()) return NO_OFFSET;
-      }
+    std::vector<Key> best;
+    std::uint32_t best_weight = ~0U;
+    for (const Key &key : KeysOf(rule)) {
+      if (census.Count(key) >= best_weight) continue;
+      best_weight = census.Count(key);
+      best = {key};
     }
-    if (best == single.end()) {
-      unkeyed_.push_back(number);
-      return NO_OFFSET;
+    for (HostKeys hosts : {HostKeysOf(rule.page_domains, KEY_PAGE_HOST),
+                           HostKeysOf(rule.address_domains, KEY_ADDRESS_HOST)}) {
+      if (hosts.keys.empty() || hosts.weight >= best_weight) continue;
+      best_weight = hosts.weight;
+      best = std::move(hosts.keys);
     }
-    entries_.push_back({*best, number});
-    return best->offset;
+    if (best.empty()) unkeyed_.push_back(number);
+    for (const Key &key : best) entries_.push_back({key, number});
+    return best.empty() ? NO_OFFSET : best.front().offset;
   }
 
   std::uint32_t AddDomains(const std::vector<DomainName> &domains) {

@@ -1,12 +1,10 @@
 #include "expression.h"
 
-#include <re2/re2.h>
-
 namespace velmora::adblock {
 namespace {
 
 re2::RE2::Options OptionsFor(bool match_case) {
-  // Addresses are bytes; a byte order or a broken UTF-8 sequence must not end a match.
+  // Addresses are bytes; a broken UTF-8 sequence must not end a match.
   re2::RE2::Options options(re2::RE2::Latin1);
   options.set_case_sensitive(match_case);
   options.set_log_errors(false);
@@ -22,30 +20,45 @@ re2::StringPiece Piece(std::string_view text) {
 
 }  // namespace
 
-bool IsExpression(std::string_view pattern, bool match_case) {
-  return re2::RE2(Piece(pattern), OptionsFor(match_case)).ok();
+Expression::Expression(std::string_view pattern, bool match_case)
+    : expression_(Piece(pattern), OptionsFor(match_case)), runs_(LiteralRunsOf(pattern)) {
+  std::erase_if(runs_, [](const LiteralRun &run) { return run.text.size() < 2; });
+}
+
+bool Expression::MayMatch(const Address &address) const noexcept {
+  std::string_view rest = address.Lowered();
+  for (const LiteralRun &run : runs_) {
+    if (run.at_start && !rest.starts_with(run.text)) return false;
+    if (run.at_end) return rest.ends_with(run.text);
+    const std::size_t at = rest.find(run.text);
+    if (at == std::string_view::npos) return false;
+    rest.remove_prefix(at + run.text.size());
+  }
+  return true;
+}
+
+bool Expression::Matches(const Address &address) const noexcept {
+  return IsValid() && re2::RE2::PartialMatch(Piece(address.Original()), expression_);
 }
 
 ExpressionCache::ExpressionCache(std::size_t slots)
-    : slots_(slots), compiled_(new std::atomic<const re2::RE2 *>[slots]()) {}
+    : slots_(slots), expressions_(new std::atomic<const Expression *>[slots]()) {}
 
 ExpressionCache::~ExpressionCache() {
-  for (std::size_t slot = 0; slot < slots_; ++slot) delete compiled_[slot].load();
+  for (std::size_t slot = 0; slot < slots_; ++slot) delete expressions_[slot].load();
 }
 
-bool ExpressionCache::Matches(std::size_t slot, std::string_view pattern, bool match_case,
-                              std::string_view text) noexcept {
-  if (slot >= slots_) return false;
-  const re2::RE2 *expression = compiled_[slot].load(std::memory_order_acquire);
-  if (!expression) {
-    const auto *made = new re2::RE2(Piece(pattern), OptionsFor(match_case));
-    if (compiled_[slot].compare_exchange_strong(expression, made, std::memory_order_acq_rel)) {
-      expression = made;
-    } else {
-      delete made;
-    }
+const Expression *ExpressionCache::Get(std::size_t slot, std::string_view pattern,
+                                       bool match_case) noexcept {
+  if (slot >= slots_) return nullptr;
+  const Expression *expression = expressions_[slot].load(std::memory_order_acquire);
+  if (expression) return expression;
+  const auto *made = new Expression(pattern, match_case);
+  if (expressions_[slot].compare_exchange_strong(expression, made, std::memory_order_acq_rel)) {
+    return made;
   }
-  return expression->ok() && re2::RE2::PartialMatch(Piece(text), *expression);
+  delete made;
+  return expression;
 }
 
 }  // namespace velmora::adblock

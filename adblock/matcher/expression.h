@@ -4,16 +4,30 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <re2/re2.h>
 #include <string_view>
+#include <vector>
 
-namespace re2 {
-class RE2;
-}
+#include "address.h"
+#include "expression_literals.h"
 
 namespace velmora::adblock {
 
-/// Can the expression be compiled? Those that look ahead or refer back cannot.
-bool IsExpression(std::string_view pattern, bool match_case);
+class Expression {
+ public:
+  Expression(std::string_view pattern, bool match_case);
+
+  /// Can it be compiled? Those that look ahead or refer back cannot, and match nothing.
+  bool IsValid() const { return expression_.ok(); }
+  /// Has the address the literal bytes that every match has? Most lack some, which is seen faster
+  /// than that they do not match.
+  bool MayMatch(const Address &address) const noexcept;
+  bool Matches(const Address &address) const noexcept;
+
+ private:
+  const re2::RE2 expression_;
+  std::vector<LiteralRun> runs_;
+};
 
 /// One slot an expression. Any number of threads ask at once; two that come first at the same
 /// time both compile it, and one of the copies stays.
@@ -24,13 +38,12 @@ class ExpressionCache {
   ExpressionCache(const ExpressionCache &) = delete;
   ExpressionCache &operator=(const ExpressionCache &) = delete;
 
-  /// Does the expression occur in `text`? False for one that cannot be compiled.
-  bool Matches(std::size_t slot, std::string_view pattern, bool match_case,
-               std::string_view text) noexcept;
+  /// Null for a slot that is not there.
+  const Expression *Get(std::size_t slot, std::string_view pattern, bool match_case) noexcept;
 
  private:
   std::size_t slots_;
-  std::unique_ptr<std::atomic<const re2::RE2 *>[]> compiled_;
+  std::unique_ptr<std::atomic<const Expression *>[]> expressions_;
 };
 
 }  // namespace velmora::adblock

@@ -211,7 +211,7 @@ ParsedLine LineParser::ParseRule(std::string_view line) {
   if (pattern.size() > 2 && pattern.front() == '/' && pattern.back() == '/') {
     pattern = pattern.substr(1, pattern.size() - 2);
     rule.flags |= RULE_EXPRESSION;
-    if (!IsExpression(pattern, rule.flags & RULE_MATCH_CASE)) {
+    if (!Expression(pattern, rule.flags & RULE_MATCH_CASE).IsValid()) {
       return Skipped(Skip::kExpression, pattern);
     }
     rule.pattern = pattern;

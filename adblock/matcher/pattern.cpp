@@ -6,8 +6,8 @@
 #include "pattern.h"
 
 #include <algorithm>
-#include <cstring>
 
+#include "expression_literals.h"
 #include "rule.h"
 #include "text.h"
 
@@ -81,36 +81,18 @@ bool IsHostStart(const Address &address, std::string_view text, std::size_t at) 
          (at > address.HostStart() && at < address.HostEnd() && text[at - 1] == '.');
 }
 
-/// Reads an escaped byte or a plain one that stands for itself at `at`; 0 when there is none.
-std::size_t LiteralAt(std::string_view expression, std::size_t at, char *literal) noexcept {
-  constexpr std::string_view SPECIAL = ".[]()*+?{}|^$";
-  if (at >= expression.size()) return 0;
-  if (expression[at] == '\\') {
-    if (at + 1 >= expression.size() || IsByte(expression[at + 1], BYTE_TOKEN)) return 0;
-    *literal = expression[at + 1];
-    return 2;
-  }
-  if (SPECIAL.find(expression[at]) != std::string_view::npos) return 0;
-  *literal = expression[at];
-  return 1;
+std::size_t EndOfToken(std::string_view text, std::size_t at) noexcept {
+  while (at < text.size() && IsByte(text[at], BYTE_TOKEN)) ++at;
+  return at;
 }
 
-/// The place behind the class "[...]" that begins at `at`, or npos when it does not end.
-std::size_t EndOfClass(std::string_view expression, std::size_t at) noexcept {
-  ++at;
-  if (expression.substr(at, 1) == "^") ++at;
-  // A bracket that comes first is a member.
-  if (expression.substr(at, 1) == "]") ++at;
-  while (at < expression.size() && expression[at] != ']') {
-    if (expression.substr(at, 2) == "[:") {
-      at = expression.find(":]", at);
-      if (at == std::string_view::npos) return at;
-      at += 2;
-    } else {
-      at += expression[at] == '\\' ? 2 : 1;
-    }
+void AddToken(std::string_view text, bool bound_before, bool bound_behind, std::size_t offset,
+              std::vector<PatternToken> *tokens) {
+  if (bound_before && bound_behind) {
+    tokens->push_back({std::string(text), false, offset});
+  } else if (bound_before && text.size() >= TOKEN_PREFIX) {
+    tokens->push_back({std::string(text.substr(0, TOKEN_PREFIX)), true, offset});
   }
-  return at < expression.size() ? at + 1 : std::string_view::npos;
 }
 
 }  // namespace
@@ -153,18 +135,13 @@ std::vector<PatternToken> TokensOfPattern(std::string_view pattern, std::uint16_
       ++at;
       continue;
     }
-    std::size_t end = at;
-    while (end < pattern.size() && IsByte(pattern[end], BYTE_TOKEN)) ++end;
+    const std::size_t end = EndOfToken(pattern, at);
     const bool bound_before =
         at == 0 ? (flags & (RULE_HOST_ANCHOR | RULE_START_ANCHOR)) != 0 : pattern[at - 1] != '*';
     const bool bound_behind =
         end == pattern.size() ? (flags & RULE_END_ANCHOR) != 0 : pattern[end] != '*';
-    const std::size_t offset = after_star ? ANYWHERE : at;
-    if (bound_before && bound_behind) {
-      tokens.push_back({pattern.substr(at, end - at), false, offset});
-    } else if (bound_before && end - at >= TOKEN_PREFIX) {
-      tokens.push_back({pattern.substr(at, TOKEN_PREFIX), true, offset});
-    }
+    AddToken(pattern.substr(at, end - at), bound_before, bound_behind, after_star ? ANYWHERE : at,
+             &tokens);
     at = end;
   }
   return tokens;
@@ -172,49 +149,18 @@ std::vector<PatternToken> TokensOfPattern(std::string_view pattern, std::uint16_
 
 std::vector<PatternToken> TokensOfExpression(std::string_view expression) {
   std::vector<PatternToken> tokens;
-  // Within parentheses and classes nothing is certain; a class also ends what is.
-  int depth = 0;
-  bool bound_before = false;
-  for (std::size_t at = 0; at < expression.size();) {
-    char literal = 0;
-    if (expression[at] == '[') {
-      at = EndOfClass(expression, at);
-      if (at == std::string_view::npos) return {};
-      bound_before = false;
-      continue;
+  for (const LiteralRun &run : LiteralRunsOf(expression)) {
+    const std::string_view text = run.text;
+    for (std::size_t at = 0; at < text.size();) {
+      const std::size_t end = EndOfToken(text, at);
+      if (end == at) {
+        ++at;
+        continue;
+      }
+      AddToken(text.substr(at, end - at), at > 0 || run.at_start, end < text.size() || run.at_end,
+               ANYWHERE, &tokens);
+      at = end;
     }
-    // With an alternative, any piece may be the one that is not there.
-    if (expression[at] == '|' && depth == 0) return {};
-    const std::size_t length = LiteralAt(expression, at, &literal);
-    if (length == 0 || depth > 0) {
-      const std::size_t skipped = expression[at] == '\\' ? 2 : 1;
-      depth += (length == 0 && expression[at] == '(') - (length == 0 && expression[at] == ')');
-      bound_before = expression[at] == '^' && at == 0;
-      at += length ? length : skipped;
-      continue;
-    }
-    if (!IsByte(literal, BYTE_TOKEN)) {
-      bound_before = true;
-      at += length;
-      // A repetition may make the byte disappear.
-      if (at < expression.size() && std::strchr("*?{", expression[at])) bound_before = false;
-      continue;
-    }
-    std::size_t end = at;
-    while (end < expression.size() && LiteralAt(expression, end, &literal) == 1 &&
-           IsByte(literal, BYTE_TOKEN)) {
-      ++end;
-    }
-    // What bounds the token behind has to be there: a literal that no repetition removes.
-    const std::size_t bound = LiteralAt(expression, end, &literal);
-    const bool at_end = end + 1 == expression.size() && expression[end] == '$';
-    const bool repeated =
-        end + bound < expression.size() && std::strchr("*?{", expression[end + bound]) != nullptr;
-    if (bound_before && end > at && (at_end || (bound > 0 && !repeated))) {
-      tokens.push_back({expression.substr(at, end - at), false, ANYWHERE});
-    }
-    bound_before = false;
-    at = end;
   }
   return tokens;
 }

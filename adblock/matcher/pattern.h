@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -23,13 +24,13 @@ bool MatchPattern(const Address &address, std::string_view pattern, std::uint16_
 /// with `is_prefix`, the first `TOKEN_PREFIX` bytes of such a token, of which only the start is
 /// bound.
 struct PatternToken {
-  std::string_view text;
+  std::string text;
   bool is_prefix;
   /// Where the token begins in the pattern when every match has it there, else `ANYWHERE`.
   std::size_t offset;
 };
 
-inline constexpr std::size_t TOKEN_PREFIX = 8;
+inline constexpr std::size_t TOKEN_PREFIX = 6;
 
 std::vector<PatternToken> TokensOfPattern(std::string_view pattern, std::uint16_t flags);
 /// The same for a regular expression; few, because little of it is certain to be literal.

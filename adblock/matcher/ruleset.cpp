@@ -98,8 +98,9 @@ class Ruleset::Inquiry {
     const char *text = address_.Lowered().data();
     return address_.AnyToken([&](std::size_t start, std::size_t end) noexcept {
       const std::size_t size = end - start;
-      if (size >= TOKEN_PREFIX && Find(HashBytes({text + start, TOKEN_PREFIX}) ^ KEY_TOKEN_PREFIX,
-                                       start, start + TOKEN_PREFIX)) {
+      if (size >= TOKEN_PREFIX &&
+          Find(HashPaddedBytes(text + start, TOKEN_PREFIX) ^ KEY_TOKEN_PREFIX, start,
+               start + TOKEN_PREFIX)) {
         return true;
       }
       return Find(HashPaddedBytes(text + start, size) ^ KEY_TOKEN, start, end);
@@ -160,28 +161,28 @@ class Ruleset::Inquiry {
     if (!(rule.flags & asked_)) return false;
     const unsigned rank = RankOf(rule.flags);
     if (rank <= rank_) return false;
-    // The cheaper test comes first.
-    if (rule.flags & RULE_EXPRESSION) {
-      if (!Applies(rule) || !Matches(rule, place)) return false;
-    } else {
-      if (!Matches(rule, place) || !Applies(rule)) return false;
-    }
+    if (!Matches(rule, place)) return false;
     rank_ = rank;
     verdict_ = {(rule.flags & RULE_ALLOW) ? Verdict::Kind::kAllowed : Verdict::Kind::kBlocked,
                 number};
     return rank_ >= image_.Header().highest_rank;
   }
 
+  /// Pattern and conditions, what costs least first.
   bool Matches(const RuleRecord &rule, std::uint32_t place) noexcept {
     const std::string_view pattern = image_.Text(rule.pattern);
     if (rule.flags & RULE_EXPRESSION) {
-      return expressions_.Matches(rule.offset, pattern, rule.flags & RULE_MATCH_CASE,
-                                  address_.Original());
+      const Expression *expression =
+          expressions_.Get(rule.offset, pattern, rule.flags & RULE_MATCH_CASE);
+      return expression && expression->MayMatch(address_) && Applies(rule) &&
+             expression->Matches(address_);
     }
-    if (place == NO_PLACE || rule.offset == NO_OFFSET) {
-      return MatchPattern(address_, pattern, rule.flags, ANYWHERE);
+    std::size_t start = ANYWHERE;
+    if (place != NO_PLACE && rule.offset != NO_OFFSET) {
+      if (rule.offset > place) return false;
+      start = place - rule.offset;
     }
-    return rule.offset <= place && MatchPattern(address_, pattern, rule.flags, place - rule.offset);
+    return MatchPattern(address_, pattern, rule.flags, start) && Applies(rule);
   }
 
   bool Applies(const RuleRecord &rule) noexcept {
