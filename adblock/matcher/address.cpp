@@ -103,6 +103,7 @@ Address::Address(std::string_view text) noexcept : original_(text.substr(0, MAX_
   const std::size_t size = original_.size();
   std::memcpy(lowered_.data(), original_.data(), size);
   std::memset(lowered_.data() + size, 0, ADDRESS_PADDING);
+  token_bytes_[(size + 63) / 64] = 0;
   for (std::size_t at = 0; at < size; at += 64) {
     std::uint64_t bits = 0;
     for (std::size_t part = 0; part < 64; part += BLOCK) {

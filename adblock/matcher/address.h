@@ -40,24 +40,21 @@ class Address {
   /// Calls `visit` with the start and end of each token. It answers whether to stop.
   template <typename Visit>
   bool AnyToken(Visit visit) const noexcept {
-    const std::size_t size = original_.size();
-    std::size_t start = 0;
     std::uint64_t before = 0;
-    for (std::size_t base = 0; base < size; base += 64) {
-      const std::uint64_t bits = token_bytes_[base / 64];
-      // Where a token begins and where one is over: the bytes that differ from the one before.
-      for (std::uint64_t changes = bits ^ (bits << 1 | before); changes != 0;
-           changes &= changes - 1) {
-        const auto at = static_cast<unsigned>(std::countr_zero(changes));
-        if (bits >> at & 1) {
-          start = base + at;
-        } else if (visit(start, base + at)) {
-          return true;
+    for (std::size_t word = 0; word * 64 < original_.size(); ++word) {
+      const std::uint64_t bits = token_bytes_[word];
+      for (std::uint64_t starts = bits & ~(bits << 1 | before); starts != 0; starts &= starts - 1) {
+        const auto start = static_cast<std::size_t>(std::countr_zero(starts));
+        std::size_t end = start + static_cast<std::size_t>(std::countr_one(bits >> start));
+        for (std::size_t next = word + 1; end == 64 * (next - word) && next < token_bytes_.size();
+             ++next) {
+          end += static_cast<std::size_t>(std::countr_one(token_bytes_[next]));
         }
+        if (visit(word * 64 + start, word * 64 + end)) return true;
       }
       before = bits >> 63;
     }
-    return before != 0 && visit(start, size);
+    return false;
   }
 
   /// The byte before `start` and the three behind `end`, zeros beyond the address.
@@ -72,8 +69,8 @@ class Address {
   std::string_view original_;
   std::size_t host_ = 0;
   std::size_t host_size_ = 0;
-  /// One bit for each byte.
-  std::array<std::uint64_t, MAX_ADDRESS / 64> token_bytes_;
+  /// One bit for each byte, and a word without any behind them.
+  std::array<std::uint64_t, MAX_ADDRESS / 64 + 1> token_bytes_;
   std::array<char, MAX_ADDRESS + ADDRESS_PADDING> lowered_;
 };
 

@@ -245,7 +245,6 @@ class Compiler {
     header.domains = section(domains_);
     header.sizes = section(sizes);
     header.text = section(text_);
-    header.size = image.size();
     std::memcpy(image.data(), &header, sizeof header);
     header.content = FingerprintOf(std::string_view(image).substr(IMAGE_UNFINGERPRINTED));
     std::memcpy(image.data(), &header, sizeof header);

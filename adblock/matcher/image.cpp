@@ -24,7 +24,6 @@ std::optional<Image> Image::Open(SharedBytes bytes) {
   std::memcpy(&header, view.data(), sizeof header);
   if (std::memcmp(header.magic, IMAGE_MAGIC, sizeof IMAGE_MAGIC) != 0 ||
       header.version != IMAGE_VERSION || header.byte_order != IMAGE_BYTE_ORDER ||
-      header.size != view.size() ||
       header.content != FingerprintOf(view.substr(IMAGE_UNFINGERPRINTED))) {
     return std::nullopt;
   }

@@ -105,7 +105,6 @@ struct ImageHeader {
   char magic[8];
   std::uint32_t version;
   std::uint32_t byte_order;
-  std::uint64_t size;
   /// Of all bytes behind this field.
   Fingerprint content;
   /// Of the lists that went in.
@@ -122,7 +121,7 @@ struct ImageHeader {
 
 inline constexpr char IMAGE_MAGIC[8] = {'v', 'x', 'r', 'u', 'l', 'e', 's', '\n'};
 /// To be raised with every change of the format or of what lists are read as.
-inline constexpr std::uint32_t IMAGE_VERSION = 2;
+inline constexpr std::uint32_t IMAGE_VERSION = 3;
 inline constexpr std::uint32_t IMAGE_BYTE_ORDER = 0x01020304;
 inline constexpr std::size_t IMAGE_UNFINGERPRINTED =
     offsetof(ImageHeader, content) + sizeof(Fingerprint);

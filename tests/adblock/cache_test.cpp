@@ -115,6 +115,11 @@ TEST(Cache, ThatIsDamagedOrForeignIsMadeAnew) {
   std::filesystem::permissions(file, std::filesystem::perms::others_write,
                                std::filesystem::perm_options::add);
   EXPECT_FALSE(LoadRules(lists, folder.Path()).from_cache);
+  if (geteuid() == 0) {
+    EXPECT_TRUE(LoadRules(lists, folder.Path()).from_cache);
+    ASSERT_EQ(chown(file.c_str(), 12345, getegid()), 0);
+    EXPECT_FALSE(LoadRules(lists, folder.Path()).from_cache);
+  }
   std::filesystem::rename(file, folder.Path("elsewhere"));
   std::filesystem::create_symlink(folder.Path("elsewhere"), file);
   EXPECT_FALSE(LoadRules(lists, folder.Path()).from_cache);

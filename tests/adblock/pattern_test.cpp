@@ -86,33 +86,11 @@ TEST(Patterns, MatchAsTheirExpressionsDo) {
 
 TEST(Expressions, AreFoundByTokensThatTheyNeed) {
   Dice dice;
-  constexpr const char *PIECES[] = {"a",
-                                    "b",
-                                    "ad",
-                                    "longertoken",
-                                    "\\/",
-                                    "\\.",
-                                    "\\-",
-                                    "[ab]",
-                                    "[^\\]/]",
-                                    "[^]/]",
-                                    "(ad|b)",
-                                    "(?:\\/a\\/)?",
-                                    "?",
-                                    "*",
-                                    "+",
-                                    "{2}",
-                                    "|",
-                                    "\\d",
-                                    "\\w",
-                                    ".",
-                                    "^",
-                                    "$",
-                                    "[[:alpha:]/]",
-                                    "\\x2F",
-                                    "\\Qa/\\E",
-                                    "\\b",
-                                    "="};
+  constexpr const char *PIECES[] = {
+      "a",    "b",       "ad",           "longertoken", "\\/",          "\\.", "\\-",
+      "[ab]", "[^\\]/]", "[^]/]",        "(ad|b)",      "(?:\\/a\\/)?", "?",   "*",
+      "+",    "{2}",     "{0,2}",        "|",           "\\d",          "\\w", ".",
+      "^",    "$",       "[[:alpha:]/]", "\\x2F",       "\\Qa/\\E",     "\\b", "="};
   int compared = 0;
   for (int count = 0; count < 6000; ++count) {
     const std::string expression = dice.Pick(PIECES, 7);
