@@ -2,7 +2,7 @@
 //
 //   literal, \literal     belongs to the run, unless "*", "?" or "{" follows: then it may be absent
 //   literal+              belongs to the run and ends it
-//   (...) [...] . \d $    end the run: what they match is not known
+//   (...) [...] . \d $    end the run: what they match is not known; so does {...}
 //   ^ first, $ last       the run beside them is at the start or the end
 //   |, \Q, \x, \p ...     no run is certain
 //
@@ -97,6 +97,9 @@ std::vector<LiteralRun> LiteralRunsOf(std::string_view expression) {
       at = EndOfClass(expression, at);
     } else if (byte == '(') {
       at = EndOfGroup(expression, at);
+    } else if (byte == '{') {
+      const std::size_t end = expression.find('}', at);
+      at = end == NO_END ? NO_END : end + 1;
     } else {
       at += byte == '\\' ? 2 : 1;
     }

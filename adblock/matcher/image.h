@@ -121,7 +121,7 @@ struct ImageHeader {
 
 inline constexpr char IMAGE_MAGIC[8] = {'v', 'x', 'r', 'u', 'l', 'e', 's', '\n'};
 /// To be raised with every change of the format or of what lists are read as.
-inline constexpr std::uint32_t IMAGE_VERSION = 3;
+inline constexpr std::uint32_t IMAGE_VERSION = 4;
 inline constexpr std::uint32_t IMAGE_BYTE_ORDER = 0x01020304;
 inline constexpr std::size_t IMAGE_UNFINGERPRINTED =
     offsetof(ImageHeader, content) + sizeof(Fingerprint);
