@@ -16,9 +16,29 @@ inline constexpr std::size_t MAX_ADDRESS = 4096;
 /// Zeros behind an address in lower case.
 inline constexpr std::size_t ADDRESS_PADDING = 64;
 
+/// By byte: which of the beginnings "//", "ht", "ft" and "ws" have it first (bits 0 to 2), and
+/// which have it second (bits 4 to 6).
+inline constexpr std::array<std::uint8_t, 256> ADDRESS_BEGINNINGS = [] {
+  std::array<std::uint8_t, 256> beginnings{};
+  beginnings['/'] = 0x11;
+  beginnings['h'] = beginnings['H'] = beginnings['f'] = beginnings['F'] = 0x02;
+  beginnings['t'] = beginnings['T'] = 0x20;
+  beginnings['w'] = beginnings['W'] = 0x04;
+  beginnings['s'] = beginnings['S'] = 0x40;
+  return beginnings;
+}();
+
+/// Can an address begin with these two bytes? Turns nearly every place of a text down.
+inline bool MayBeginAddress(const char *text) noexcept {
+  const auto beginnings = [](char byte) noexcept {
+    return ADDRESS_BEGINNINGS[static_cast<std::uint8_t>(byte)];
+  };
+  return (beginnings(text[0]) & beginnings(text[1]) >> 4) != 0;
+}
+
 /// Number of leading bytes of `text` that make an address which begins exactly there: "//" or a
 /// scheme that pages load from with "://", then a host, up to the first byte that cannot stand in
-/// an address. 0 when none begins there; almost always told by the first byte.
+/// an address. 0 when none begins there.
 std::size_t AddressLength(std::string_view text) noexcept;
 
 /// An absolute address. Keeps a view of the text that it was made from.

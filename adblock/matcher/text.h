@@ -15,8 +15,6 @@ inline constexpr std::uint8_t BYTE_SEPARATOR = 2;
 inline constexpr std::uint8_t BYTE_ENDS_ADDRESS = 4;
 /// Bytes of a host name.
 inline constexpr std::uint8_t BYTE_HOST = 8;
-/// First bytes of "//", "http:", "ftp:", "ws:" and their like.
-inline constexpr std::uint8_t BYTE_STARTS_ADDRESS = 16;
 
 inline constexpr std::array<std::uint8_t, 256> BYTE_CLASSES = [] {
   std::array<std::uint8_t, 256> classes{};
@@ -27,8 +25,6 @@ inline constexpr std::array<std::uint8_t, 256> BYTE_CLASSES = [] {
     if (alphanumeric) entry |= BYTE_TOKEN;
     if (alphanumeric || byte == '-' || byte == '.' || byte == '_') entry |= BYTE_HOST;
     if (byte < 0x80 && byte != '%' && !(entry & BYTE_HOST)) entry |= BYTE_SEPARATOR;
-    const unsigned lower = byte | 0x20U;
-    if (byte == '/' || lower == 'h' || lower == 'f' || lower == 'w') entry |= BYTE_STARTS_ADDRESS;
     if (byte <= ' ' || byte == 0x7F || byte == '"' || byte == '\'' || byte == '`' || byte == '<' ||
         byte == '>' || byte == '\\') {
       entry |= BYTE_ENDS_ADDRESS;

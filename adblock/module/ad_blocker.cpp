@@ -39,12 +39,6 @@ std::string_view NamedAddress(std::string_view page_host, std::string_view addre
   return behind.substr(static_cast<std::size_t>(inner - behind.begin()) + 1);
 }
 
-/// Can an address begin with these bytes? Turns down nearly all that is asked, by the first one.
-constexpr bool StartsAddress(char first, char second) noexcept {
-  if (!IsByte(first, BYTE_STARTS_ADDRESS)) return false;
-  return first == '/' ? second == '/' : Lower(second) == 't' || Lower(second) == 's';
-}
-
 void CopyText(std::string_view from, char *text, std::size_t size) noexcept {
   if (!text || size == 0) return;
   const std::size_t length = std::min(from.size(), size - 1);
@@ -67,7 +61,7 @@ std::uint8_t AdBlocker::CheckUrl(const char *host, const char *url, char *text, 
 
 std::uint8_t AdBlocker::CheckUrlText(const char *host, const char *piece, std::uint32_t length,
                                      char *text, std::size_t size, bool *exempt) noexcept {
-  if (length < 2 || !StartsAddress(piece[0], piece[1])) return 0;
+  if (length < 2 || !MayBeginAddress(piece)) return 0;
   return CheckAddressInText(host, {piece, length}, text, size, exempt);
 }
 

@@ -147,16 +147,25 @@ void Measure(const std::vector<PageAddress> &addresses, const std::string &paths
   while (script.size() < 1 << 20) {
     script += "function f(where, what) { return where.width + what.height / 2; } /* no address */ ";
   }
-  const double start = ProcessorTime();
-  for (std::size_t at = 0; at < script.size(); ++at) {
-    char text[AD_TEXT_SIZE];
-    bool exempt = false;
-    ads += blocker->CheckUrlText("page.example", script.data() + at,
-                                 static_cast<std::uint32_t>(script.size() - at), text, sizeof text,
-                                 &exempt);
+  const auto ask_everywhere = [&](std::size_t most) {
+    const double start = ProcessorTime();
+    for (std::size_t at = 0; at < script.size(); ++at) {
+      char text[AD_TEXT_SIZE];
+      bool exempt = false;
+      const std::size_t length = std::min(most, script.size() - at);
+      ads += blocker->CheckUrlText("page.example", script.data() + at,
+                                   static_cast<std::uint32_t>(length), text, sizeof text, &exempt);
+    }
+    return (ProcessorTime() - start) * 1e9 / static_cast<double>(script.size());
+  };
+  double call = 1e9;
+  double other = 1e9;
+  for (int round = 0; round < 10; ++round) {
+    call = std::min(call, ask_everywhere(0));
+    other = std::min(other, ask_everywhere(script.size()));
   }
-  std::printf("CheckUrlText at other bytes: %.2f ns a byte\n",
-              (ProcessorTime() - start) * 1e9 / static_cast<double>(script.size()));
+  std::printf("CheckUrlText at other bytes: %.2f ns a byte, with nothing to look at %.2f ns\n",
+              other, call);
 
   const double sizes = ProcessorTime();
   for (int at = 0; at < 1000000; ++at) ads += blocker->CheckSize("page.example", at & 1023, 60);
