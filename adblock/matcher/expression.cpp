@@ -1,5 +1,7 @@
 #include "expression.h"
 
+#include <new>
+
 namespace velmora::adblock {
 namespace {
 
@@ -53,12 +55,16 @@ const Expression *ExpressionCache::Get(std::size_t slot, std::string_view patter
   if (slot >= slots_) return nullptr;
   const Expression *expression = expressions_[slot].load(std::memory_order_acquire);
   if (expression) return expression;
-  const auto *made = new Expression(pattern, match_case);
-  if (expressions_[slot].compare_exchange_strong(expression, made, std::memory_order_acq_rel)) {
-    return made;
+  try {
+    auto made = std::make_unique<const Expression>(pattern, match_case);
+    if (expressions_[slot].compare_exchange_strong(expression, made.get(),
+                                                   std::memory_order_acq_rel)) {
+      expression = made.release();
+    }
+    return expression;
+  } catch (const std::bad_alloc &) {
+    return nullptr;
   }
-  delete made;
-  return expression;
 }
 
 }  // namespace velmora::adblock

@@ -38,7 +38,7 @@ class ExpressionCache {
   ExpressionCache(const ExpressionCache &) = delete;
   ExpressionCache &operator=(const ExpressionCache &) = delete;
 
-  /// Null for a slot that is not there.
+  /// Null for a slot that is not there, and when memory cannot be had.
   const Expression *Get(std::size_t slot, std::string_view pattern, bool match_case) noexcept;
 
  private:

@@ -92,12 +92,12 @@ class Guarded {
                                     (64 - SLOT_BITS));
   }
 
-  const std::chrono::milliseconds patience_;
   mutable std::array<Slot, std::size_t{1} << SLOT_BITS> slots_;
-  std::atomic<const T *> value_ = nullptr;
-  std::atomic<std::uint32_t> set_ = 0;
   std::mutex replacing_;
   std::vector<std::unique_ptr<const T>> kept_;
+  const std::chrono::milliseconds patience_;
+  std::atomic<const T *> value_ = nullptr;
+  std::atomic<std::uint32_t> set_ = 0;
 };
 
 }  // namespace velmora::adblock

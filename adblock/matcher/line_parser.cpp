@@ -28,7 +28,7 @@ namespace velmora::adblock {
 namespace {
 
 /// Longer lines are no rules; the few that real lists have are for single web applications.
-constexpr std::size_t MAX_LINE = 32 * 1024;
+constexpr std::size_t MAX_LINE = std::size_t{32} << 10;
 
 ParsedLine Skipped(Skip skip, std::string_view detail = {}) {
   ParsedLine parsed;

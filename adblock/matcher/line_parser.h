@@ -36,7 +36,9 @@ struct Size {
   std::uint16_t width;
   std::uint16_t height;
 
-  friend auto operator<=>(const Size &, const Size &) = default;
+  friend constexpr bool operator<(const Size &a, const Size &b) noexcept {
+    return a.width != b.width ? a.width < b.width : a.height < b.height;
+  }
 };
 
 struct ParsedLine {
