@@ -84,7 +84,9 @@ std::shared_ptr<Filtering> Service::Configured(const libecap::Options &options) 
   settings.plugin = PluginBesideAdapter();
   SettingsReader reader(settings);
   options.visitEachOption(reader);
-  if (!settings.events.empty()) filtering->events = EventLog(settings.events);
+  if (!settings.events.empty()) {
+    filtering->events.emplace(host::EventLogOptions{.file = settings.events});
+  }
   // The plug-in stays loaded: another one takes a new process.
   filtering->plugin = filtering_ != nullptr ? filtering_->plugin
                                             : std::make_shared<const host::Plugin>(

@@ -4,9 +4,10 @@
 
 #include <libecap/adapter/service.h>
 #include <memory>
+#include <optional>
 
-#include "ecap/event_log.h"
 #include "ecap/settings.h"
+#include "host/event_log.h"
 #include "host/plugin.h"
 
 namespace velmora::ecap {
@@ -16,7 +17,8 @@ namespace velmora::ecap {
 struct Filtering {
   Settings settings;
   std::shared_ptr<const host::Plugin> plugin;
-  EventLog events;
+  /// None: nobody asked for one.
+  std::optional<host::EventLog> events;
 };
 
 class Service final : public libecap::adapter::Service {

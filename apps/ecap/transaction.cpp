@@ -15,6 +15,14 @@
 namespace velmora::ecap {
 namespace {
 
+/// Where the events of transactions go when nobody asked for them.
+class Unheard final : public host::TransactionSink {
+ public:
+  void OnBlocked(const host::BlockedItem &) noexcept override {}
+  void OnStopped(host::StopReason) noexcept override {}
+};
+Unheard unheard;
+
 const libecap::Name CONTENT_TYPE("Content-Type");
 const libecap::Name CONTENT_ENCODING("Content-Encoding");
 const libecap::Name ACCEPT_ENCODING("Accept-Encoding");
@@ -93,7 +101,9 @@ void Transaction::Begin() {
   const Settings &settings = filtering_->settings;
   const libecap::Message &request = host_->cause();
   std::string url = Url(request);
-  events_.emplace(filtering_->events, url, host_->option(libecap::metaClientIp).toString());
+  if (filtering_->events) {
+    events_.emplace(*filtering_->events, host_->option(libecap::metaClientIp).toString(), url);
+  }
   filter_.emplace(
       filtering_->plugin->CreateProcessor(),
       host::TransactionInfo{.url = std::move(url),
@@ -102,7 +112,7 @@ void Transaction::Begin() {
       host::ResponseHeaders{
           .content_encoding = HeaderValue(response.header(), CONTENT_ENCODING).value_or(""),
           .accept_encoding = HeaderValue(request.header(), ACCEPT_ENCODING).value_or("")},
-      *events_, settings.response);
+      events_ ? static_cast<host::TransactionSink &>(*events_) : unheard, settings.response);
   if (filter_->State() == host::StreamState::FAILED) {
     return LastCall(&libecap::host::Xaction::blockVirgin);
   }

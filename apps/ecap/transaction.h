@@ -13,7 +13,7 @@
 #include <optional>
 #include <string_view>
 
-#include "ecap/event_log.h"
+#include "host/event_log.h"
 #include "host/response_filter.h"
 
 namespace velmora::ecap {
@@ -62,7 +62,7 @@ class Transaction final : public libecap::adapter::Xaction {
 
   std::shared_ptr<Filtering> filtering_;
   libecap::host::Xaction *host_;
-  std::optional<TransactionEvents> events_;
+  std::optional<host::EventLogSink> events_;
   std::optional<host::ResponseFilter> filter_;
   Side receiving_ = Side::NOT_BEGUN;
   Side sending_ = Side::NOT_BEGUN;

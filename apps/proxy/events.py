@@ -6,9 +6,13 @@ from collections import Counter
 
 
 def read(path):
-    if not path.exists():
-        return []
-    return [json.loads(line) for line in path.read_text().splitlines()]
+    """All events, once the log's writer has come to rest."""
+    size, before = -1, None
+    while size != before:
+        before = size
+        wait()
+        size = path.stat().st_size if path.exists() else 0
+    return [json.loads(line) for line in path.read_text().splitlines()] if size else []
 
 
 def follow(path):
@@ -36,8 +40,8 @@ def shortened(text, most=60):
 
 def line(event):
     clock = event["time"][11:19]
-    if "stopped" in event:
-        return f"{clock}  ! {event['stopped']}  {printable(event['url'])}"
+    if event["event"] != "blocked":
+        return f"{clock}  ! {event.get('reason', event['event'])}  {printable(event.get('url', ''))}"
     what = shortened(printable(event["item"] + "  " + event["detail"]).strip())
     return f"{clock}  {event['category']:<20} {what:<60} {printable(event['url'])}"
 

@@ -69,7 +69,7 @@ class ProxyCase(unittest.TestCase):
 
     def events_of(self, path):
         url = self.origin.url(path)
-        return [event for event in events.read(self.squid.events) if event["url"] == url]
+        return [event for event in events.read(self.squid.events) if event.get("url") == url]
 
     def worker_memory(self):
         """Resident bytes."""

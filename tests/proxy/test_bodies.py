@@ -5,7 +5,7 @@ import subprocess
 import unittest
 import zlib
 
-from proxy_case import ROOT, ProxyCase
+from proxy_case import MODULES, ROOT, ProxyCase
 
 SCRIPT = b"<script>alert(1)</script>"
 TEXT = b"<html><body><p>one</p>%s<p>two</p></body></html>"
@@ -56,6 +56,11 @@ class Bodies(ProxyCase):
         self.assert_filtered(self.fetch("/chunked", "--http1.0"))
         blocked = {(e["category"], e["client"]) for e in self.events_of("/plain")}
         self.assertIn(("scripts", "127.0.0.1"), blocked)
+        summary = subprocess.run(
+            [MODULES / "velmora", "top", "--summary", self.squid.events], capture_output=True, text=True
+        )
+        self.assertRegex(summary.stdout, r"(?m)^[1-9]\d* blocked, 0 stopped, 0 errors$")
+        self.assertNotIn("unreadable", summary.stdout)
 
     def test_empty_and_tiny(self):
         for name, body in {"empty": b"", "one": b"x", "two": b"<p"}.items():

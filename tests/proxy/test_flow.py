@@ -136,7 +136,7 @@ class Trouble(ProxyCase):
         self.assertEqual(answer.code != 0, self.breaks_off)
         if not self.breaks_off:
             self.assertEqual(answer.body, body)
-        self.assertEqual([event.get("stopped") for event in self.events_of(path)], [reason])
+        self.assertEqual([event.get("reason") for event in self.events_of(path)], [reason])
 
     def test_corrupt_and_truncated(self):
         page = b"<p>page</p>" * 1000
@@ -152,7 +152,7 @@ class Trouble(ProxyCase):
             self.serve(f"/bomb{piece}", bomb, Content_Encoding="gzip")
             answer = self.fetch(f"/bomb{piece}")
             self.assertLess(len(answer.body), 5 * MIB)
-            stopped = [event["stopped"] for event in self.events_of(f"/bomb{piece}")]
+            stopped = [event["reason"] for event in self.events_of(f"/bomb{piece}")]
             self.assertEqual(stopped, ["more decoded bytes than allowed"])
 
     def test_an_unknown_coding(self):
