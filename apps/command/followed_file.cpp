@@ -33,7 +33,8 @@ FollowedFile::~FollowedFile() {
 
 std::vector<std::string> FollowedFile::NextLines() {
   std::vector<std::string> lines;
-  if (!ReadMore() && !(GoToNewFile() && ReadMore())) return lines;
+  // A file that gave way to another may have got its last lines in between.
+  if (!ReadMore() && !(HasNewFile() && (ReadMore() || (GoToNewFile() && ReadMore())))) return lines;
   std::size_t begin = 0;
   for (std::size_t end; (end = rest_.find('\n', begin)) != rest_.npos; begin = end + 1) {
     lines.push_back(rest_.substr(begin, end - begin));
@@ -62,11 +63,14 @@ bool FollowedFile::ReadMore() {
   return length != 0;
 }
 
-bool FollowedFile::GoToNewFile() {
+bool FollowedFile::HasNewFile() const noexcept {
   struct stat ours;
   struct stat named;
   if (fstat(descriptor_, &ours) != 0 || stat(path_.c_str(), &named) != 0) return false;
-  if (ours.st_ino == named.st_ino && ours.st_dev == named.st_dev) return false;
+  return ours.st_ino != named.st_ino || ours.st_dev != named.st_dev;
+}
+
+bool FollowedFile::GoToNewFile() {
   const int descriptor = Open(path_);
   if (descriptor < 0) return false;
   close(std::exchange(descriptor_, descriptor));

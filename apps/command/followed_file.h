@@ -26,6 +26,8 @@ class FollowedFile {
  private:
   /// Answers whether there is more to read.
   bool ReadMore();
+  /// Another file has the name now.
+  bool HasNewFile() const noexcept;
   bool GoToNewFile();
 
   const std::filesystem::path path_;

@@ -45,6 +45,7 @@ class Shell {
     text << std::ifstream(folder_ / name, std::ios::binary).rdbuf();
     return text.str();
   }
+  const std::filesystem::path &Folder() const { return folder_; }
   /// The names in the folder that do not begin with a dot, with blanks between.
   std::string List() const { return Run("ls").output; }
 

@@ -1,11 +1,14 @@
 // velmora top.
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 
 #include <velmora/categories.h>
 
+#include "apps/pseudo_terminal.h"
 #include "apps/shell.h"
 #include "host/event.h"
 
@@ -80,18 +83,21 @@ TEST(Top, PrintsTheDisplayOnceWithoutATerminal) {
 
 TEST(Top, FollowsTheLogInATerminalAndPastItsRotation) {
   const Shell shell;
-  shell.Write("log", Blocked(0, CATEGORY_FLASH, "http://one.example/"));
-  shell.Write("more", Blocked(1, CATEGORY_FLASH, "http://two.example/"));
-  const std::string wait_for =
-      "seen() { until grep -q \"$1\" screen 2>/dev/null; do sleep 0.05; "
-      "done; }\n";
-  const Result result = shell.Run(
-      wait_for +
-      "{ seen '1 blocked'; cat more >>log; seen '2 blocked'; cat more >>log; mv log log.1\n"
-      "cat more >log; seen '4 blocked'; printf q; } |\n"
-      "TERM=xterm timeout 50 script -qefc \"$velmora top log\" screen >/dev/null");
-  EXPECT_EQ(result.exit_code, 0);
-  EXPECT_THAT(shell.Read("screen"),
+  const auto append = [&](const std::string &line) {
+    std::ofstream(shell.Folder() / "log", std::ios::app) << line;
+  };
+  append(Blocked(0, CATEGORY_FLASH, "http://one.example/"));
+  PseudoTerminal terminal({COMMAND_PATH, "top", shell.Folder() / "log"});
+  EXPECT_TRUE(terminal.Shows("1 blocked"));
+  append(Blocked(1, CATEGORY_FLASH, "http://two.example/"));
+  EXPECT_TRUE(terminal.Shows("2 blocked"));
+  append(Blocked(2, CATEGORY_FLASH, "http://two.example/"));
+  std::filesystem::rename(shell.Folder() / "log", shell.Folder() / "log.1");
+  append(Blocked(3, CATEGORY_FLASH, "http://two.example/"));
+  EXPECT_TRUE(terminal.Shows("4 blocked"));
+  EXPECT_TRUE(terminal.Type("q"));
+  EXPECT_EQ(terminal.ExitCode(), 0);
+  EXPECT_THAT(terminal.Shown(),
               AllOf(HasSubstr("\x1B[?1049h"), HasSubstr("two.example"), HasSubstr("\x1B[?1049l")));
 }
 
