@@ -22,6 +22,8 @@ struct EventLogOptions {
   std::filesystem::path file{};
   /// Memory that events may take until they are written. Those beyond are dropped.
   std::size_t queue_bytes = 4U << 20;
+
+  bool operator==(const EventLogOptions &) const = default;
 };
 
 /// Any thread adds events and never waits for the file: a thread of the log's own writes them. That

@@ -67,4 +67,8 @@ PolicyAnswer Policy::For(std::string_view url, std::string_view client) const {
   return answer;
 }
 
+std::filesystem::path DefaultPolicy() {
+  return VELMORA_POLICY;
+}
+
 }  // namespace velmora::host

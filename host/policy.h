@@ -3,8 +3,9 @@
 //   [filter]                  applies everywhere
 //   block = ["ads", "popups"]
 //
-//   [[rule]]                  applies to some sites, or some clients, or some sites for some
-//   clients clients = ["10.1.0.0/16"] block = "all" allow = "scripts"
+//   [[rule]]                  applies to some sites, some clients, or both together
+//   clients = ["10.1.0.0/16"]
+//   block = "all"
 //
 // Rules are applied in the order of the file, each on top of what those before it said. What the
 // file can say is described in docs/policy.md.
@@ -83,8 +84,11 @@ struct PolicyAnswer {
   PluginSettings settings{};
   std::vector<std::uint8_t> option_block{};
 
-  /// When false, the response goes by untouched.
-  bool IsFiltered() const noexcept { return !is_allowed && !categories.IsEmpty(); }
+  /// When false, the response goes by untouched. Where nothing is to be blocked, a setting may
+  /// still ask for the plug-in: for a record of what passes.
+  bool IsFiltered() const noexcept {
+    return !is_allowed && !(categories.IsEmpty() && settings.empty());
+  }
 };
 
 /// One state of the file, never changed once it is read: any number of threads ask at once.
@@ -111,5 +115,8 @@ struct Policy {
 
 /// Reads a policy file. Paths in it are relative to its folder. Throws `PolicyError`.
 Policy ReadPolicy(const std::filesystem::path &file);
+
+/// The policy of the system's proxy, where the installation lays it down.
+std::filesystem::path DefaultPolicy();
 
 }  // namespace velmora::host

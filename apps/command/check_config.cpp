@@ -13,7 +13,7 @@ namespace velmora::command {
 namespace {
 
 struct CheckOptions {
-  std::string file = DEFAULT_POLICY;
+  std::string file = host::DefaultPolicy();
   std::string url;
   std::string client;
   bool is_splice_list = false;
@@ -135,7 +135,7 @@ void AddCheckConfig(CLI::App &application, Action &action) {
   const auto options = std::make_shared<CheckOptions>();
   command
       .add_option("FILE", options->file,
-                  fmt::format("The policy file (default: {})", DEFAULT_POLICY))
+                  fmt::format("The policy file (default: {})", options->file))
       ->type_name("");
   command.add_option("--url", options->url, "Show what applies to this address")
       ->type_name("URL")

@@ -15,9 +15,6 @@ inline constexpr int EXIT_FAILED = 1;
 /// The command line cannot be understood.
 inline constexpr int EXIT_USAGE = 2;
 
-/// The policy of the system's proxy.
-inline constexpr char DEFAULT_POLICY[] = VELMORA_SYSCONFDIR "/velmora/velmora.toml";
-
 /// A command line that can be read but makes no sense.
 class UsageError : public std::runtime_error {
   using runtime_error::runtime_error;

@@ -168,8 +168,9 @@ void AddFilter(CLI::App &application, Action &action) {
       ->excludes(ad_library)
       ->excludes(ad_lists);
   command
-      .add_option("--plugin", options->plugin,
-                  "Plug-in to use (default: libvelmora.so beside this program, or its installed place)")
+      .add_option(
+          "--plugin", options->plugin,
+          "Plug-in to use (default: libvelmora.so beside this program, or its installed place)")
       ->type_name("FILE");
   command.footer(CategoryHelp());
   command.callback([options, &action] {

@@ -34,9 +34,10 @@ struct TopOptions {
 /// The log's file as given, else as the installed policy names it.
 std::filesystem::path LogFile(const TopOptions &options) {
   if (!options.file.empty()) return options.file;
-  const host::Policy policy = host::ReadPolicy(DEFAULT_POLICY);
+  const std::filesystem::path file = host::DefaultPolicy();
+  const host::Policy policy = host::ReadPolicy(file);
   if (!policy.event_log || policy.event_log->file.empty()) {
-    throw std::runtime_error(std::string(DEFAULT_POLICY) + " names no file for the event log");
+    throw std::runtime_error(file.string() + " names no file for the event log");
   }
   return policy.event_log->file;
 }
@@ -179,7 +180,8 @@ void AddTop(CLI::App &application, Action &action) {
   const auto options = std::make_shared<TopOptions>();
   command
       .add_option("FILE", options->file,
-                  fmt::format("The event log (default: the one that {} names)", DEFAULT_POLICY))
+                  fmt::format("The event log (default: the one that {} names)",
+                              host::DefaultPolicy().string()))
       ->type_name("");
   command.add_flag("--summary", options->is_summary, "Sum the log up and end");
   command.footer(

@@ -9,6 +9,7 @@
 #include <libecap/common/options.h>
 #include <libecap/common/registry.h>
 #include <libecap/host/host.h>
+#include <stdexcept>
 #include <string>
 
 #include "ecap/transaction.h"
@@ -23,23 +24,26 @@ std::filesystem::path PluginBesideAdapter() {
   return std::filesystem::path(adapter.dli_fname).parent_path() / "libvelmora.so";
 }
 
-class SettingsReader final : public libecap::NamedValueVisitor {
+/// The "key=value" pairs of the service's line.
+class FilesReader final : public libecap::NamedValueVisitor {
  public:
-  explicit SettingsReader(Settings &settings) : settings_(settings) {}
-
   void visit(const libecap::Name &name, const libecap::Area &value) override {
+    const std::string key = name.image();
     // The proxy's own, told to every service.
-    if (name == "bypassable") return;
-    const std::string text = value.toString();
-    try {
-      settings_.Set(name.image(), text);
-    } catch (const std::exception &error) {
-      throw libecap::TextException("velmora: " + name.image() + "=" + text + ": " + error.what());
+    if (key == "bypassable") return;
+    if (key == "policy") {
+      files.policy = value.toString();
+    } else if (key == "plugin") {
+      files.plugin = value.toString();
+    } else if (key == "event-log") {
+      files.event_log = value.toString();
+    } else {
+      throw std::invalid_argument("unknown key \"" + key +
+                                  "\"; what can stand here: policy, plugin, event-log");
     }
   }
 
- private:
-  Settings &settings_;
+  host::FilterFiles files{.plugin = PluginBesideAdapter(), .policy = host::DefaultPolicy()};
 };
 
 /// A line in the proxy's own log.
@@ -71,27 +75,25 @@ void Service::configure(const libecap::Options &options) {
   try {
     filtering_ = Configured(options);
   } catch (const std::exception &error) {
-    if (filtering_ == nullptr) throw libecap::TextException(error.what());
-    LogToProxy(std::string(error.what()) + "; the old settings hold on");
+    if (filtering_ == nullptr)
+      throw libecap::TextException(std::string("velmora: ") + error.what());
+    Complain(error.what());
   } catch (...) {
     if (filtering_ == nullptr) throw libecap::TextException("velmora: cannot be configured");
+    Complain("cannot be configured");
   }
 }
 
-std::shared_ptr<Filtering> Service::Configured(const libecap::Options &options) const {
-  auto filtering = std::make_shared<Filtering>();
-  Settings &settings = filtering->settings;
-  settings.plugin = PluginBesideAdapter();
-  SettingsReader reader(settings);
+std::shared_ptr<const host::Filtering> Service::Configured(const libecap::Options &options) const {
+  FilesReader reader;
   options.visitEachOption(reader);
-  if (!settings.events.empty()) {
-    filtering->events.emplace(host::EventLogOptions{.file = settings.events});
-  }
-  // The plug-in stays loaded: another one takes a new process.
-  filtering->plugin = filtering_ != nullptr ? filtering_->plugin
-                                            : std::make_shared<const host::Plugin>(
-                                                  settings.plugin, settings.ad_library);
-  return filtering;
+  return filtering_ == nullptr ? host::StartFiltering(reader.files)
+                               : host::RenewFiltering(*filtering_, reader.files);
+}
+
+void Service::Complain(const char *reason) const {
+  LogToProxy(std::string("velmora: ") + reason + "; the old settings hold on");
+  if (filtering_->events != nullptr) filtering_->events->AddError(reason);
 }
 
 bool Service::wantsUrl(const char *) const {

@@ -1,25 +1,14 @@
 // Service: what the proxy finds in this library: one object a process, with the plug-in loaded into
-// it, that makes a transaction for each response.
+// it, that makes a transaction for each response. The proxy's configuration names the policy file
+// and nothing else that is decided about filtering.
 #pragma once
 
 #include <libecap/adapter/service.h>
 #include <memory>
-#include <optional>
 
-#include "ecap/settings.h"
-#include "host/event_log.h"
-#include "host/plugin.h"
+#include "host/filtering.h"
 
 namespace velmora::ecap {
-
-/// What transactions share. Each keeps the one that it began with, so that a new configuration
-/// holds for new transactions alone.
-struct Filtering {
-  Settings settings;
-  std::shared_ptr<const host::Plugin> plugin;
-  /// None: nobody asked for one.
-  std::optional<host::EventLog> events;
-};
 
 class Service final : public libecap::adapter::Service {
  public:
@@ -35,9 +24,12 @@ class Service final : public libecap::adapter::Service {
   MadeXactionPointer makeXaction(libecap::host::Xaction *host) override;
 
  private:
-  std::shared_ptr<Filtering> Configured(const libecap::Options &options) const;
+  std::shared_ptr<const host::Filtering> Configured(const libecap::Options &options) const;
+  /// Says in both logs why the proxy goes on as before.
+  void Complain(const char *reason) const;
 
-  std::shared_ptr<Filtering> filtering_;
+  /// Null until the first `configure`.
+  std::shared_ptr<const host::Filtering> filtering_;
 };
 
 }  // namespace velmora::ecap

@@ -10,8 +10,6 @@
 #include <string>
 #include <utility>
 
-#include "ecap/service.h"
-
 namespace velmora::ecap {
 namespace {
 
@@ -84,7 +82,7 @@ void Transaction::start() {
     } catch (...) {
       if (sending_ != Side::NOT_BEGUN || host_ == nullptr) throw;
       const bool may_pass =
-          filtering_->settings.response.stream.limits.beyond == host::BeyondLimit::PASS_UNFILTERED;
+          filtering_->policy.responses.stream.limits.beyond == host::BeyondLimit::PASS_UNFILTERED;
       LastCall(may_pass ? &libecap::host::Xaction::useVirgin
                         : &libecap::host::Xaction::blockVirgin);
     }
@@ -98,21 +96,24 @@ void Transaction::Begin() {
   if (response.body() == nullptr || IsPartial(response)) {
     return LastCall(&libecap::host::Xaction::useVirgin);
   }
-  const Settings &settings = filtering_->settings;
   const libecap::Message &request = host_->cause();
   std::string url = Url(request);
-  if (filtering_->events) {
-    events_.emplace(*filtering_->events, host_->option(libecap::metaClientIp).toString(), url);
-  }
+  std::string client = host_->option(libecap::metaClientIp).toString();
+  host::PolicyAnswer answer = filtering_->policy.For(url, client);
+  if (!answer.IsFiltered()) return LastCall(&libecap::host::Xaction::useVirgin);
+  if (filtering_->events) events_.emplace(*filtering_->events, std::move(client), url);
   filter_.emplace(
       filtering_->plugin->CreateProcessor(),
       host::TransactionInfo{.url = std::move(url),
                             .content_type = HeaderValue(response.header(), CONTENT_TYPE),
-                            .categories = settings.categories},
+                            .categories = answer.categories,
+                            .settings = std::move(answer.settings),
+                            .option_block = std::move(answer.option_block)},
       host::ResponseHeaders{
           .content_encoding = HeaderValue(response.header(), CONTENT_ENCODING).value_or(""),
           .accept_encoding = HeaderValue(request.header(), ACCEPT_ENCODING).value_or("")},
-      events_ ? static_cast<host::TransactionSink &>(*events_) : unheard, settings.response);
+      events_ ? static_cast<host::TransactionSink &>(*events_) : unheard,
+      filtering_->policy.responses);
   if (filter_->State() == host::StreamState::FAILED) {
     return LastCall(&libecap::host::Xaction::blockVirgin);
   }

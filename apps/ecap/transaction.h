@@ -13,18 +13,16 @@
 #include <optional>
 #include <string_view>
 
-#include "host/event_log.h"
+#include "host/filtering.h"
 #include "host/response_filter.h"
 
 namespace velmora::ecap {
-
-struct Filtering;
 
 /// The proxy's calls may throw, and an exception that leaves this class costs the answer or the
 /// process: every function that it calls catches all.
 class Transaction final : public libecap::adapter::Xaction {
  public:
-  Transaction(std::shared_ptr<Filtering> filtering, libecap::host::Xaction *host)
+  Transaction(std::shared_ptr<const host::Filtering> filtering, libecap::host::Xaction *host)
       : filtering_(std::move(filtering)), host_(host) {}
 
   const libecap::Area option(const libecap::Name &) const override { return {}; }
@@ -60,7 +58,7 @@ class Transaction final : public libecap::adapter::Xaction {
   template <class Function>
   void LastCall(Function function);
 
-  std::shared_ptr<Filtering> filtering_;
+  std::shared_ptr<const host::Filtering> filtering_;
   libecap::host::Xaction *host_;
   std::optional<host::EventLogSink> events_;
   std::optional<host::ResponseFilter> filter_;

@@ -73,7 +73,7 @@ def show_blocked(blocked):
 def main():
     try:
         with ExampleServer() as origin, Squid(
-            ROOT / "build" / "proxy", MODULES, {"block": "all"}
+            ROOT / "build" / "proxy", MODULES, '[filter]\nblock = "all"\n'
         ) as squid:
             fetch_all(origin, squid)
         show_blocked(events.read(squid.events))

@@ -1,6 +1,7 @@
 """`./run proxy`: the filtering proxy in the foreground, until Ctrl-C."""
 
 import argparse
+import json
 import pathlib
 import signal
 import sys
@@ -23,11 +24,18 @@ def stop(*_):
 def main():
     parser = argparse.ArgumentParser(prog="./run proxy", description=__doc__)
     parser.add_argument("--port", type=int, default=3128, help="port on 127.0.0.1 (default: 3128)")
-    parser.add_argument(
+    what = parser.add_mutually_exclusive_group()
+    what.add_argument(
         "--block",
         default=CATEGORIES,
         metavar="LIST",
         help="categories to block (default: %(default)s; all names: ./run filter --help)",
+    )
+    what.add_argument(
+        "--policy",
+        type=pathlib.Path,
+        metavar="FILE",
+        help="a policy file instead; its event log stays unused (examples: docs/policy.md)",
     )
     parser.add_argument(
         "--modules",
@@ -42,12 +50,12 @@ def main():
         squid = Squid(
             ROOT / "build" / "proxy",
             options.modules,
-            {"block": options.block},
+            options.policy or f"[filter]\nblock = {json.dumps(options.block)}\n",
             port=options.port,
         )
         with squid:
             print(f"Proxy for HTTP on 127.0.0.1:{squid.port}; encrypted traffic passes as it is.")
-            print(f"Blocking {options.block}")
+            print(f"Blocking {options.policy or options.block}")
             print(f"Its files: {squid.folder}   Ctrl-C stops it.", flush=True)
             for event in events.follow(squid.events):
                 if event is not None:

@@ -85,11 +85,11 @@ def is_listening(port):
 class Squid:
     """A running proxy; a context that stops it.
 
-    `modules` is the folder with the built libraries (None: no adapter); `settings` are the adapter's,
-    and `adapter` stands for another library and its service's address.
+    `modules` is the folder with the built libraries (None: no adapter); `policy` is the policy's text,
+    or the file that it stands in; `adapter` stands for another library and its service's address.
     """
 
-    def __init__(self, folder, modules, settings=None, port=None, extra="", adapter=None):
+    def __init__(self, folder, modules, policy="", port=None, extra="", adapter=None):
         self.user = User()
         self.port = port or free_port()
         self.kept_folder = pathlib.Path(folder).absolute()
@@ -100,7 +100,7 @@ class Squid:
         if adapter:
             text += ADAPTER.format(library=adapter[0], uri=adapter[1], settings="")
         elif modules:
-            text += self._adapter(pathlib.Path(modules).absolute(), settings or {})
+            text += self._adapter(pathlib.Path(modules).absolute(), self._policy_file(policy))
         (self.folder / "squid.conf").write_text(text)
         # Shared memory is named after the service.
         self.name = f"velmora{os.getpid()}p{self.port}"
@@ -137,7 +137,16 @@ class Squid:
             self.user.make_folder(self.folder / name)
         (self.folder / "squid.pid").unlink(missing_ok=True)
 
-    def _adapter(self, modules, settings):
+    def _policy_file(self, policy):
+        if isinstance(policy, pathlib.Path):
+            if not self.user.can_read(policy.absolute()):
+                raise ProxyError(f"{policy} cannot be read by the proxy's user")
+            return policy.absolute()
+        file = self.folder / "velmora.toml"
+        file.write_text(policy)
+        return file
+
+    def _adapter(self, modules, policy):
         missing = [str(modules / name) for name in MODULES if not (modules / name).exists()]
         if missing:
             raise ProxyError("not built: " + ", ".join(missing))
@@ -145,11 +154,8 @@ class Squid:
             for name in MODULES:
                 shutil.copy(modules / name, self.folder)
             modules = self.folder
-        settings = {
-            "ad-library": modules / "libvexlar.so",
-            "events": self.events,
-            **settings,
-        }
+        self.policy = policy
+        settings = {"policy": policy, "event-log": self.events}
         return ADAPTER.format(
             library=modules / MODULES[0],
             uri="ecap://velmora/respmod",

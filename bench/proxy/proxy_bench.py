@@ -177,7 +177,7 @@ def main():
                 "do-nothing adapter": Squid(
                     folder / "idle", None, adapter=(idle, "ecap://velmora.bench/idle")
                 ),
-                "Velmora": Squid(folder / "velmora", options.modules, {"block": CATEGORIES}),
+                "Velmora": Squid(folder / "velmora", options.modules, f'[filter]\nblock = "{CATEGORIES}"\n'),
             }
             for squid in squids.values():
                 started.append(squid)

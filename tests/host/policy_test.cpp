@@ -6,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "host/policy_file.h"
 #include "support/temporary_directory.h"
 
 namespace velmora::host {
@@ -284,28 +283,6 @@ TEST(Policy, SaysWhyAFileCannotBeRead) {
       EXPECT_EQ(error.what(), folder.path() + c.file + ": cannot be read: " + c.problem);
     }
   }
-}
-
-TEST(PolicyFile, KeepsTheOldPolicyWhenTheNewOneIsBad) {
-  const PolicyText text("[filter]\nblock = \"flash\"");
-  PolicyFile file(text.File());
-  const auto first = file.Current();
-
-  text.Write("[filter]\nblock = \"flsh\"");
-  const auto problem = file.Reload();
-  ASSERT_TRUE(problem);
-  EXPECT_THAT(*problem, HasSubstr(":2:9: unknown category \"flsh\""));
-  EXPECT_EQ(file.Current(), first);
-
-  text.Write("[filter]\nblock = \"applets\"");
-  EXPECT_EQ(file.Reload(), std::nullopt);
-  EXPECT_EQ(file.Current()->For("", "").categories.Text(), "applets");
-  EXPECT_EQ(first->For("", "").categories.Text(), "flash") << "who holds the old one keeps it";
-
-  std::filesystem::remove(text.File());
-  EXPECT_TRUE(file.Reload());
-  EXPECT_EQ(file.Current()->For("", "").categories.Text(), "applets");
-  EXPECT_THROW(PolicyFile(text.File()), PolicyError);
 }
 
 }  // namespace

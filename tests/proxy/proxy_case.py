@@ -16,7 +16,8 @@ from origin import Origin, Page  # noqa: E402, F401
 from squid import Squid  # noqa: E402
 
 MODULES = pathlib.Path(os.environ.get("VELMORA_MODULES", ROOT / "build" / "release"))
-AD_LIST = "||ads.example^\n"
+# The lists of a policy.
+ADS = '\n[ads]\nlists = "ads.txt"\n'
 
 
 class Answer:
@@ -33,7 +34,7 @@ class Answer:
 class ProxyCase(unittest.TestCase):
     """One proxy serves all tests of a class, and has to be the same process at its end."""
 
-    settings = {}
+    policy = ADS
     modules = MODULES
 
     @classmethod
@@ -41,12 +42,10 @@ class ProxyCase(unittest.TestCase):
         cls.folder = tempfile.TemporaryDirectory(prefix="velmora-test-")
         cls.addClassCleanup(cls.folder.cleanup)
         os.chmod(cls.folder.name, 0o755)
-        ad_list = pathlib.Path(cls.folder.name, "ads.txt")
-        ad_list.write_text(AD_LIST)
-        os.environ["VEXLAR_LISTS"] = str(ad_list)
         cls.origin = Origin()
         cls.addClassCleanup(cls.origin.stop)
-        cls.squid = Squid(pathlib.Path(cls.folder.name, "squid"), cls.modules, cls.settings)
+        cls.squid = Squid(pathlib.Path(cls.folder.name, "squid"), cls.modules, cls.policy)
+        (cls.squid.folder / "ads.txt").write_text("||ads.example^\n")
         cls.addClassCleanup(cls.squid.stop)
         cls.squid.start()
         cls.worker = cls.squid.worker()

@@ -5,17 +5,18 @@ import subprocess
 import unittest
 import zlib
 
-from proxy_case import MODULES, ROOT, ProxyCase
+from proxy_case import ADS, MODULES, ROOT, ProxyCase
 
 SCRIPT = b"<script>alert(1)</script>"
 TEXT = b"<html><body><p>one</p>%s<p>two</p></body></html>"
 PAGE = TEXT % SCRIPT
 # Nothing that adds to a page, so that the results are plain to see.
-SETTINGS = {
-    "block": "scripts,javascript,vbscript,ad-urls,gif-animation",
-    # A busy machine is no reason to let the large page pass.
-    "max-time": "50",
-}
+POLICY = """
+[filter]
+block = ["scripts", "javascript", "vbscript", "ad-urls", "gif-animation"]
+[limits]
+filter-time = "50s"  # A busy machine is no reason to let the large page pass.
+""" + ADS
 GIF = (ROOT / "examples" / "animation.gif").read_bytes()
 
 
@@ -37,7 +38,7 @@ CODINGS = {
 
 
 class Bodies(ProxyCase):
-    settings = SETTINGS
+    policy = POLICY
 
     def assert_filtered(self, answer):
         self.assertEqual(answer.code, 0)
@@ -191,7 +192,7 @@ class Bodies(ProxyCase):
 
 
 class GzipAgain(ProxyCase):
-    settings = {**SETTINGS, "gzip": "on"}
+    policy = POLICY + "[responses]\ngzip-again = true\n"
 
     def test_is_sent_to_those_who_take_it(self):
         self.serve("/gzip", gzip.compress(PAGE), Content_Encoding="gzip")

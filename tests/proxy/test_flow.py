@@ -9,14 +9,15 @@ import time
 import unittest
 import zlib
 
-from proxy_case import ProxyCase
+from proxy_case import ADS, ProxyCase
 
 SCRIPT = b"<script>alert(1)</script>"
 MIB = 1 << 20
+BLOCK_SCRIPTS = ADS + '[filter]\nblock = "scripts"\n'
 
 
 class Flow(ProxyCase):
-    settings = {"block": "scripts"}
+    policy = BLOCK_SCRIPTS
 
     def first_bytes(self, path, count):
         """Starts to read an answer's body; the process goes on."""
@@ -128,7 +129,7 @@ class Flow(ProxyCase):
 class Trouble(ProxyCase):
     """Codings that go wrong, where the answer is to be passed on as far as it goes."""
 
-    settings = {"block": "scripts", "max-decoded": str(4 * MIB)}
+    policy = BLOCK_SCRIPTS + '[limits]\ndecoded-bytes = "4M"\n'
     breaks_off = False
 
     def assert_ends(self, path, reason, body):
@@ -167,32 +168,12 @@ class Trouble(ProxyCase):
 
 
 class TroubleThatBreaksOff(Trouble):
-    settings = {**Trouble.settings, "beyond-limits": "fail"}
+    policy = Trouble.policy + 'beyond = "fail"\n'
     breaks_off = True
 
 
-class Reconfiguration(ProxyCase):
-    settings = {"block": "scripts"}
-
-    def reconfigure(self, old, new):
-        file = self.squid.folder / "squid.conf"
-        file.write_text(file.read_text().replace(old, new))
-        self.squid.process.send_signal(1)
-
-    def test_holds_for_new_answers_and_a_bad_one_changes_nothing(self):
-        self.serve("/page", b"<p>page</p>" + SCRIPT)
-        filtered, unfiltered = b"<p>page</p>", b"<p>page</p>" + SCRIPT
-        self.assertEqual(self.fetch("/page").body, filtered)
-        log = self.squid.folder / "log" / "cache.log"
-        self.reconfigure("block=scripts", "block=nonsense")
-        self.wait_until(lambda: "the old settings hold on" in log.read_text())
-        self.wait_until(lambda: self.fetch("/page").body == filtered)
-        self.reconfigure("block=nonsense", "block=flash")
-        self.wait_until(lambda: self.fetch("/page").body == unfiltered)
-
-
 class Memory(ProxyCase):
-    settings = {"block": "scripts"}
+    policy = BLOCK_SCRIPTS
 
     def fetch_pages(self, first, last):
         many = ["-Z", "--parallel-max", "16", "--fail", "-o", "/dev/null"]

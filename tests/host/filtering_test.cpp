@@ -1,0 +1,80 @@
+#include "host/filtering.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+
+#include "support/temporary_directory.h"
+
+namespace velmora::host {
+namespace {
+
+using ::testing::HasSubstr;
+
+class Renewal : public ::testing::Test {
+ protected:
+  void Write(const std::string &policy) const { folder.Write("velmora.toml", policy); }
+  std::string Path(const std::string &name) const { return folder.path() + "/" + name; }
+  std::string ReasonAgainst(const Filtering &before) const {
+    try {
+      RenewFiltering(before, files);
+    } catch (const std::exception &error) {
+      return error.what();
+    }
+    return "";
+  }
+
+  testing::TemporaryDirectory folder;
+  FilterFiles files{.plugin = FAKE_MODULES "/fake_plugin.so", .policy = Path("velmora.toml")};
+};
+
+TEST_F(Renewal, BringsWhatIsNewAndLeavesTheOldToWhoHoldsIt) {
+  Write("[filter]\nblock = \"flash\"\n[event-log]\nfile = \"log\"");
+  const auto first = StartFiltering(files);
+  first->events->AddError("first");
+  first->events->Flush();
+  std::filesystem::rename(Path("log"), Path("log.1"));
+
+  Write("[filter]\nblock = \"applets\"\n[event-log]\nfile = \"log\"");
+  const auto second = RenewFiltering(*first, files);
+  EXPECT_EQ(first->policy.For("", "").categories.Text(), "flash");
+  EXPECT_EQ(second->policy.For("", "").categories.Text(), "applets");
+  EXPECT_EQ(second->plugin, first->plugin);
+  first->events->AddError("second");
+  first->events->Flush();
+  EXPECT_THAT(folder.Files().at("log.1"), HasSubstr("first"));
+  EXPECT_THAT(folder.Files().at("log"), HasSubstr("second"));
+
+  Write("");
+  files.event_log = Path("stand-in");
+  const auto third = RenewFiltering(*second, files);
+  EXPECT_TRUE(std::filesystem::exists(Path("stand-in")));
+  files.event_log.reset();
+  EXPECT_EQ(RenewFiltering(*third, files)->events, nullptr);
+}
+
+TEST_F(Renewal, FailsAsAWhole) {
+  EXPECT_THROW(StartFiltering(files), PolicyError);
+  Write("[event-log]\nfile = \"log\"");
+  const auto before = StartFiltering(files);
+  struct {
+    std::string policy;
+    std::string reason;
+  } const cases[] = {
+      {"[filter]\nblock = \"flsh\"", ":2:9: unknown category \"flsh\""},
+      {"[event-log]\nfile = \"no/such/log\"", "no/such/log"},
+      {"[ads]\nenabled = false", "takes a new start"},
+      {"[ads]\nlibrary = \"other.so\"", "takes a new start"},
+  };
+  for (const auto &c : cases) {
+    Write(c.policy);
+    EXPECT_THAT(ReasonAgainst(*before), HasSubstr(c.reason));
+  }
+  std::filesystem::remove(files.policy);
+  EXPECT_THAT(ReasonAgainst(*before), HasSubstr("cannot be read"));
+}
+
+}  // namespace
+}  // namespace velmora::host

@@ -1,0 +1,111 @@
+"""The policy in the proxy: what applies to whom, and a new one while the proxy runs."""
+
+import unittest
+
+from proxy_case import ADS, ProxyCase, events
+
+SCRIPT = b"<script>alert(1)</script>"
+AD = b'<img src="http://ads.example/a.gif">'
+PAGE = b"<p>page</p>" + SCRIPT + AD
+NO_SCRIPT = b"<p>page</p>" + AD
+NO_AD = b"<p>page</p>" + SCRIPT
+
+
+class Rules(ProxyCase):
+    policy = """
+[filter]
+block = "scripts"
+
+[[rule]]
+name = "pupils"
+clients = ["127.0.0.2"]
+block = "ads"
+
+[[rule]]
+name = "course"
+sites = ["127.0.0.1"]
+clients = ["127.0.0.3"]
+allow = "all"
+
+[allow]
+clients = ["127.0.0.4"]
+""" + ADS
+
+    def test_apply_to_clients_and_sites(self):
+        self.serve("/page", PAGE)
+        for client, body in (
+            ("127.0.0.1", NO_SCRIPT),
+            ("127.0.0.2", b"<p>page</p>"),
+            ("127.0.0.3", PAGE),
+            ("127.0.0.4", PAGE),
+        ):
+            with self.subTest(client):
+                answer = self.fetch("/page", "--interface", client)
+                self.assertEqual(answer.body, body)
+                self.assertEqual("content-length" in answer.headers, body == PAGE)
+        blocked = [(event["client"], event["category"]) for event in self.events_of("/page")]
+        self.assertEqual(
+            blocked,
+            [("127.0.0.1", "scripts"), ("127.0.0.2", "scripts"), ("127.0.0.2", "ad-urls")],
+        )
+
+
+class Reconfiguration(ProxyCase):
+    policy = ADS + '[filter]\nblock = "scripts"\n'
+
+    def reconfigure(self, policy=None):
+        if policy is not None:
+            self.squid.policy.write_text(policy)
+        self.squid.process.send_signal(1)
+
+    def wait_for(self, body):
+        self.wait_until(lambda: self.fetch("/page").body == body)
+
+    def errors(self):
+        return [e["reason"] for e in events.read(self.squid.events) if e["event"] == "error"]
+
+    def setUp(self):
+        self.serve("/page", PAGE)
+        self.reconfigure(self.policy)
+        self.wait_for(NO_SCRIPT)
+
+    def test_a_bad_policy_changes_nothing(self):
+        log = self.squid.folder / "log" / "cache.log"
+        before = len(self.errors())
+        self.reconfigure(self.policy.replace("scripts", "nonsense"))
+        self.wait_until(lambda: len(self.errors()) > before)
+        reason = f'{self.squid.policy}:5:9: unknown category "nonsense"'
+        self.assertIn(reason, self.errors()[-1])
+        self.assertIn(reason, log.read_text())
+        self.wait_for(NO_SCRIPT)
+        self.reconfigure(self.policy.replace("scripts", "ads"))
+        self.wait_for(NO_AD)
+
+    def test_lists_and_policy_change_together_or_not_at_all(self):
+        own = self.squid.folder / "own.txt"
+        own.write_text("||other.example^\n")
+        blocks_ads = ADS.replace("ads.txt", "own.txt") + '[filter]\nblock = "ads"\n'
+        self.reconfigure(blocks_ads)
+        self.wait_for(PAGE)
+        own.write_text("||ads.example^\n")
+        self.reconfigure()
+        self.wait_for(NO_AD)
+        own.write_text("! no rule\n")
+        before = len(self.errors())
+        self.reconfigure(blocks_ads.replace('block = "ads"', 'block = "scripts"'))
+        self.wait_until(lambda: len(self.errors()) > before)
+        self.wait_for(NO_AD)
+
+    def test_the_log_is_opened_again(self):
+        old = self.squid.events.with_name("events.1")
+        self.squid.events.rename(old)
+        self.reconfigure()
+        self.wait_until(self.squid.events.exists)
+        size = old.stat().st_size
+        self.fetch("/page")
+        self.assertEqual([e["category"] for e in self.events_of("/page")][-1:], ["scripts"])
+        self.assertEqual(old.stat().st_size, size)
+
+
+if __name__ == "__main__":
+    unittest.main()
