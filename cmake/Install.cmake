@@ -47,16 +47,35 @@ endforeach()
 install(FILES ${CMAKE_BINARY_DIR}/packaging/velmora.toml ${CMAKE_BINARY_DIR}/packaging/squid.conf
   DESTINATION ${CMAKE_INSTALL_DATADIR}/velmora)
 
-# velmora_install_once(file destination name)
-function(velmora_install_once file destination name)
+# velmora_install_code(destination code): runs code at installation, with the destination as
+# ${folder}; a relative one lies below the prefix that the installation goes to.
+function(velmora_install_code destination code)
   install(CODE "
     set(folder \"${destination}\")
     if(NOT IS_ABSOLUTE \"\${folder}\")
       set(folder \"\${CMAKE_INSTALL_PREFIX}/\${folder}\")
     endif()
+    ${code}")
+endfunction()
+
+function(velmora_install_once file destination name)
+  velmora_install_code(${destination} "
     if(NOT EXISTS \"\$ENV{DESTDIR}\${folder}/${name}\")
       file(INSTALL \"${CMAKE_BINARY_DIR}/packaging/${file}\" DESTINATION \"\${folder}\" RENAME \"${name}\")
     endif()")
 endfunction()
 velmora_install_once(velmora.toml ${CMAKE_INSTALL_SYSCONFDIR}/velmora velmora.toml)
 velmora_install_once(logrotate ${CMAKE_INSTALL_SYSCONFDIR}/logrotate.d velmora)
+
+# The log tells what people visit: it is the proxy's user's, and read by its group alone.
+velmora_install_code(${CMAKE_INSTALL_LOCALSTATEDIR}/log/velmora "
+    set(folder \"\$ENV{DESTDIR}\${folder}\")
+    if(NOT EXISTS \"\${folder}\")
+      file(MAKE_DIRECTORY \"\${folder}\")
+      file(CHMOD \"\${folder}\" DIRECTORY_PERMISSIONS
+        OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE)
+      execute_process(COMMAND chown proxy:proxy \"\${folder}\" RESULT_VARIABLE failure ERROR_QUIET)
+      if(failure)
+        message(STATUS \"To be given to the user that the proxy works as: \${folder}\")
+      endif()
+    endif()")

@@ -27,6 +27,8 @@ for file in bin/velmora "$libdir/velmora/libvelmora.so" "$libdir/velmora/libvexl
   [ -f "$prefix/$file" ] || fail "$file is not installed"
 done
 
+[ "$(stat -c %a "$prefix/var/log/velmora")" = 750 ] || fail "the log's folder is not for the proxy alone"
+
 # The command finds the plug-in and, by the sample policy, the ad-blocking library.
 "$velmora" check-config "$policy" >/dev/null
 page='<html><body onload="x()">a<script>b()</script>c</body></html>'
