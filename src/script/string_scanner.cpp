@@ -89,26 +89,33 @@ bool ParseValue(std::string_view text, std::int32_t &value) noexcept {
 
 }  // namespace
 
+EnabledCategories::EnabledCategories(IDataContext &context,
+                                     const ScriptCategories &categories) noexcept
+    : block_all(IsFeatureEnabled(context, categories.block_all)),
+      flash(IsFeatureEnabled(context, categories.flash)),
+      ad_sizes(IsFeatureEnabled(context, categories.ad_sizes)),
+      ad_urls(IsFeatureEnabled(context, categories.ad_urls)) {}
+
 CScriptStringScanner::CScriptStringScanner(IDataContext &context, const AdBlocking &ads,
                                            const ScriptCategories &categories)
     : context_(&context),
       ads_(ads),
       categories_(categories),
-      flash_enabled_(IsFeatureEnabled(context, categories.flash)),
-      ad_sizes_enabled_(IsFeatureEnabled(context, categories.ad_sizes)),
-      asks_urls_(IsFeatureEnabled(context, categories.ad_urls) && ads.IsBound()),
+      enabled_(context, categories),
       dump_strings_(IsSettingTrue(context, SETTING_DUMP_SCRIPT_STRINGS)) {
+  if (!ads.IsBound()) return;
   const char *host = context.GetProperty(PROPERTY_HOST);
   if (host != nullptr) host_ = host;
 }
 
 bool CScriptStringScanner::Check(std::string_view text) {
   if (dump_strings_) Dump(text);
+  const bool asks_urls = enabled_.ad_urls && ads_.IsBound();
   for (std::string_view rest = text; !rest.empty(); rest.remove_prefix(1)) {
     const bool can_begin = FIRST_BYTES.Contains(rest.front());
-    if (can_begin && flash_enabled_ && CheckFlash(rest)) return true;
-    if (asks_urls_ && !suppress_ads_) CheckUrl(rest);
-    if (can_begin && ad_sizes_enabled_ && !suppress_ads_ && !ad_found_) CheckSizes(rest);
+    if (can_begin && enabled_.flash && CheckFlash(rest)) return true;
+    if (asks_urls && !suppress_ads_) CheckUrl(rest);
+    if (can_begin && enabled_.ad_sizes && !suppress_ads_ && !ad_found_) CheckSizes(rest);
   }
   return false;
 }

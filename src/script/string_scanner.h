@@ -29,6 +29,17 @@ inline constexpr ScriptCategories VBSCRIPT_CATEGORIES{CATEGORY_VBSCRIPT, CATEGOR
                                                       CATEGORY_VBSCRIPT_AD_SIZES,
                                                       CATEGORY_VBSCRIPT_AD_URLS};
 
+/// What the host says of them when a script is complete.
+struct EnabledCategories {
+  /// Asks for all four, in this order.
+  EnabledCategories(IDataContext &context, const ScriptCategories &categories) noexcept;
+
+  bool block_all;
+  bool flash;
+  bool ad_sizes;
+  bool ad_urls;
+};
+
 /// Examines the strings of one script, in order, and keeps what it found: Flash ends the search; of
 /// the advertisements the first one counts, and only if the ad-blocking library asks nowhere in the
 /// script that they be let through.
@@ -52,11 +63,8 @@ class CScriptStringScanner {
   const ScriptCategories categories_;
   /// The host of every check: the transaction's.
   const char *host_ = "";
-  bool flash_enabled_;
-  bool ad_sizes_enabled_;
-  /// The addresses' category is on and there is a library to ask.
-  bool asks_urls_;
-  bool dump_strings_;
+  const EnabledCategories enabled_;
+  const bool dump_strings_;
 
   bool suppress_ads_ = false;
   bool ad_found_ = false;

@@ -92,6 +92,16 @@ TEST_F(DataScriptTest, HoldsAScriptUntilItIsComplete) {
   EXPECT_EQ(buffer.committed, 4 + Blank(38).size());
 }
 
+TEST_F(DataScriptTest, AsksTheHostAtEveryCallAndForAllOfACompleteScript) {
+  Run<CDataJS>({"a", "b"});
+  EXPECT_EQ(context_.asked,
+            (std::vector<std::int32_t>{100, 100, 100, 101, 102, 103, PROPERTY_HOST}));
+  context_.asked.clear();
+  bound_ = false;
+  Run<CDataVBS>({"a"});
+  EXPECT_EQ(context_.asked, (std::vector<std::int32_t>{200, 200, 201, 202, 203}));
+}
+
 TEST_F(DataScriptTest, PassesWithoutContext) {
   const AdBlocking ads;
   const CountedPointer<CDataJS> handler(new CDataJS(ads));
