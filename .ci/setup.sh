@@ -22,14 +22,17 @@ missing_packages() {
   done
 }
 
+as_root() {
+  if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
+}
+
 install_missing() {
-  local missing=() as_root=()
+  local missing=()
   mapfile -t missing < <(missing_packages)
   [ ${#missing[@]} -gt 0 ] || return 0
-  if [ "$(id -u)" != 0 ]; then as_root=(sudo); fi
   echo "Installing ${missing[*]}" >&2
-  "${as_root[@]}" apt-get -qq update >&2 || true
-  if ! "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+  as_root apt-get -qq update >&2 || true
+  if ! as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get -qq install -y --no-install-recommends "${missing[@]}" >&2; then
     echo "This could not be done, and is needed: apt-get install ${missing[*]}" >&2
     return 1
