@@ -38,6 +38,18 @@ def main():
         help="a policy file instead; its event log stays unused (examples: docs/policy.md)",
     )
     parser.add_argument(
+        "--https",
+        action="store_true",
+        help="look into encrypted traffic, for clients that trust the proxy's own certificate",
+    )
+    parser.add_argument(
+        "--workers",
+        type=int,
+        default=1,
+        metavar="N",
+        help="processes that share the work (default: %(default)s)",
+    )
+    parser.add_argument(
         "--modules",
         default=ROOT / "build" / "release",
         metavar="DIR",
@@ -52,9 +64,15 @@ def main():
             options.modules,
             options.policy or f"[filter]\nblock = {json.dumps(options.block)}\n",
             port=options.port,
+            https=options.https,
+            workers=options.workers,
         )
         with squid:
-            print(f"Proxy for HTTP on 127.0.0.1:{squid.port}; encrypted traffic passes as it is.")
+            if options.https:
+                print(f"Proxy for HTTP and HTTPS on 127.0.0.1:{squid.port}.")
+                print(squid.interception.authority.how_to_trust())
+            else:
+                print(f"Proxy for HTTP on 127.0.0.1:{squid.port}; encrypted traffic passes as it is.")
             print(f"Blocking {options.policy or options.block}")
             print(f"Its files: {squid.folder}   Ctrl-C stops it.", flush=True)
             for event in events.follow(squid.events):

@@ -13,11 +13,14 @@ import subprocess
 import tempfile
 import time
 
+from authority import AuthorityError
+from interception import Interception
+
 SQUID = "/usr/sbin/squid"
 MODULES = ("ecap_velmora.so", "libvelmora.so", "libvexlar.so")
 
 CONFIGURATION = """\
-http_port 127.0.0.1:{port}
+http_port 127.0.0.1:{port}{port_options}
 visible_hostname velmora
 acl loopback src 127.0.0.0/8
 http_access allow loopback
@@ -34,6 +37,14 @@ pinger_enable off
 shutdown_lifetime 1 second
 """
 
+# Where the processes of a Squid with several workers meet, compiled into it.
+SOCKETS = pathlib.Path("/run/squid")
+
+WORKERS = """\
+workers {workers}
+memory_cache_shared off
+"""
+
 ADAPTER = """\
 loadable_modules {library}
 ecap_enable on
@@ -45,6 +56,10 @@ adaptation_access filter allow all
 
 class ProxyError(Exception):
     """The proxy cannot be started; the text says why, for a person."""
+
+
+class NoSockets(ProxyError):
+    """The processes of a Squid with several workers could not meet."""
 
 
 class User:
@@ -61,8 +76,21 @@ class User:
             prefix += ["--clear-groups"]
         return [*prefix, *map(str, arguments)]
 
+    def command_with_sockets(self, folder, *arguments):
+        """The same; the command alone sees `folder` in the place of SOCKETS."""
+        mount = ["sh", "-c", f'mount --bind "$0" {SOCKETS} && exec "$@"', str(folder)]
+        if self.account:
+            return ["unshare", "--mount", *mount, *self.command(*arguments)]
+        same = [f"--map-user={os.getuid()}", f"--map-group={os.getgid()}"]
+        no_more = ["--ambient-caps=-all", "--inh-caps=-all", "--bounding-set=-all"]
+        mount += ["setpriv", *no_more, *self.command(*arguments)]
+        return ["unshare", "--user", *same, "--keep-caps", "--mount", *mount]
+
+    def succeeds(self, command):
+        return subprocess.run(command, stderr=subprocess.DEVNULL).returncode == 0
+
     def can_read(self, path):
-        return subprocess.run(self.command("test", "-r", path)).returncode == 0
+        return self.succeeds(self.command("test", "-r", path))
 
     def make_folder(self, path):
         path.mkdir(mode=0o755, parents=True, exist_ok=True)
@@ -87,23 +115,37 @@ class Squid:
 
     `modules` is the folder with the built libraries (None: no adapter); `policy` is the policy's text,
     or the file that it stands in; `adapter` stands for another library and its service's address.
+    With `https` it looks into encrypted traffic, by the authority that it keeps in `folder`/ca. Lines of
+    configuration in `extra` come before all others.
     """
 
-    def __init__(self, folder, modules, policy="", port=None, extra="", adapter=None):
+    def __init__(
+        self, folder, modules, policy="", port=None, extra="", adapter=None, https=False, workers=1
+    ):
         self.user = User()
         self.port = port or free_port()
         self.kept_folder = pathlib.Path(folder).absolute()
         self.folder = self._reachable(self.kept_folder)
         self._refuse_second()
         self._make_folders()
-        text = CONFIGURATION.format(port=self.port, folder=self.folder) + extra
+        adaptation = ""
         if adapter:
-            text += ADAPTER.format(library=adapter[0], uri=adapter[1], settings="")
+            adaptation = ADAPTER.format(library=adapter[0], uri=adapter[1], settings="")
         elif modules:
-            text += self._adapter(pathlib.Path(modules).absolute(), self._policy_file(policy))
-        (self.folder / "squid.conf").write_text(text)
+            modules = pathlib.Path(modules).absolute()
+            adaptation = self._adapter(modules, self._policy_file(policy))
+        self.interception = self._interception(modules) if https else None
+        options = ""
+        if https:
+            extra += self.interception.configuration
+            options = self.interception.port_options
+        if workers > 1:
+            extra += WORKERS.format(workers=workers)
+        text = CONFIGURATION.format(port=self.port, folder=self.folder, port_options=options)
+        (self.folder / "squid.conf").write_text(extra + text + adaptation)
         # Shared memory is named after the service.
         self.name = f"velmora{os.getpid()}p{self.port}"
+        self.command = self._command(workers)
         self.process = None
 
     def _reachable(self, folder):
@@ -132,7 +174,7 @@ class Squid:
             raise ProxyError(f"another proxy runs in {self.folder}")
 
     def _make_folders(self):
-        for name in ("log", "home"):
+        for name in ("log", "home", "run"):
             shutil.rmtree(self.folder / name, ignore_errors=True)
             self.user.make_folder(self.folder / name)
         (self.folder / "squid.pid").unlink(missing_ok=True)
@@ -162,13 +204,40 @@ class Squid:
             settings=" ".join(f"{key}={value}" for key, value in settings.items()),
         )
 
+    def _interception(self, modules):
+        spliced = ""
+        if modules:
+            command = [modules / "velmora", "check-config", "--splice-list", self.policy]
+            run = subprocess.run(command, capture_output=True, text=True)
+            if run.returncode != 0:
+                raise ProxyError(run.stderr.strip())
+            spliced = run.stdout
+        try:
+            return Interception(self.folder, self.kept_folder, self.user, spliced)
+        except AuthorityError as error:
+            raise ProxyError(str(error)) from None
+
+    def _command(self, workers):
+        squid = [SQUID, "-n", self.name, "-f", self.folder / "squid.conf", "--foreground", "-YC"]
+        if workers <= 1:
+            return self.user.command(*squid)
+        if self.user.account and not SOCKETS.exists():
+            self.user.make_folder(SOCKETS)  # as the system does at its start
+        folder = self.folder / "run"
+        if self.user.succeeds(self.user.command_with_sockets(folder, "true")):
+            return self.user.command_with_sockets(folder, *squid)
+        if self.user.succeeds(self.user.command("test", "-w", SOCKETS)):
+            return self.user.command(*squid)
+        raise NoSockets(
+            f"several workers need a folder {SOCKETS} that belongs to the proxy's user, "
+            "or the right to mount another one in its place"
+        )
+
     def start(self):
         if is_listening(self.port):
             raise ProxyError(f"port {self.port} is in use already")
         self.process = subprocess.Popen(
-            self.user.command(
-                SQUID, "-n", self.name, "-f", self.folder / "squid.conf", "--foreground", "-YC"
-            ),
+            self.command,
             stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL,
@@ -205,10 +274,15 @@ class Squid:
         self.process = None
         self._bring_home()
 
-    def worker(self):
-        """The id of the process that serves: the master's child."""
+    def children(self):
+        """The ids of the master's children: those that serve and, if they are several, what coordinates
+        them."""
         children = pathlib.Path(f"/proc/{self.process.pid}/task/{self.process.pid}/children")
-        return int(children.read_text().split()[0])
+        return [int(child) for child in children.read_text().split()]
+
+    def worker(self):
+        """The id of the process that serves."""
+        return self.children()[0]
 
     def __enter__(self):
         return self.start()

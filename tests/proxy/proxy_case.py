@@ -42,13 +42,21 @@ class ProxyCase(unittest.TestCase):
         cls.folder = tempfile.TemporaryDirectory(prefix="velmora-test-")
         cls.addClassCleanup(cls.folder.cleanup)
         os.chmod(cls.folder.name, 0o755)
-        cls.origin = Origin()
+        cls.origin = cls.make_origin()
         cls.addClassCleanup(cls.origin.stop)
-        cls.squid = Squid(pathlib.Path(cls.folder.name, "squid"), cls.modules, cls.policy)
+        cls.squid = cls.make_squid()
         (cls.squid.folder / "ads.txt").write_text("||ads.example^\n")
         cls.addClassCleanup(cls.squid.stop)
         cls.squid.start()
         cls.worker = cls.squid.worker()
+
+    @classmethod
+    def make_origin(cls):
+        return Origin()
+
+    @classmethod
+    def make_squid(cls, **options):
+        return Squid(pathlib.Path(cls.folder.name, "squid"), cls.modules, cls.policy, **options)
 
     @classmethod
     def tearDownClass(cls):
