@@ -24,7 +24,7 @@ set(libiconv_sha512
 if(NOT EXISTS ${libiconv_archive})
   file(MAKE_DIRECTORY ${VELMORA_DEPS_DIR})
   execute_process(
-    COMMAND npm pack --silent iconv@3.0.1
+    COMMAND npm pack --loglevel=error iconv@3.0.1
     WORKING_DIRECTORY ${VELMORA_DEPS_DIR}
     OUTPUT_QUIET
     COMMAND_ERROR_IS_FATAL ANY)
