@@ -6,10 +6,12 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # Commands that the build and the tests call, each with the Debian package that brings it (other
 # installations of the command will do), then packages of headers, libraries and filter lists.
 needed_commands="cmake:cmake ninja:ninja-build g++:g++ node:nodejs npm:npm pkg-config:pkg-config
-  python3:python3 curl:curl brotli:brotli zstd:zstd squid:squid-openssl"
+  python3:python3 curl:curl brotli:brotli zstd:zstd squid:squid-openssl
+  openssl:openssl chromium:chromium chromedriver:chromium-driver"
 needed_packages="libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libfmt-dev libre2-dev
   libpsl-dev zlib1g-dev libbrotli-dev libzstd-dev nlohmann-json3-dev
-  libtomlplusplus-dev libecap3-dev webext-ublock-origin-firefox"
+  libtomlplusplus-dev libecap3-dev ca-certificates python3-selenium libnss3-tools
+  webext-ublock-origin-firefox"
 
 missing_packages() {
   # Where the proxy lies; not every user has it in the path.

@@ -1,10 +1,11 @@
 """How the proxy looks into encrypted traffic: it answers in the site's name, with a certificate of its
 own authority, and talks to the site itself, whose certificate it checks against the system's list."""
 
+import pathlib
 import shutil
 import subprocess
 
-from authority import Authority
+from authority import Authority, AuthorityError
 
 CERTIFICATE_HELPER = "/usr/lib/squid/security_file_certgen"
 
@@ -40,6 +41,8 @@ class Interception:
     """
 
     def __init__(self, folder, kept_folder, user, spliced_sites):
+        if not pathlib.Path(CERTIFICATE_HELPER).exists():
+            raise AuthorityError("HTTPS needs Squid with OpenSSL: apt-get install squid-openssl")
         self.authority = Authority(kept_folder / "ca", user.account)
         used = self.authority
         if folder != kept_folder:
