@@ -16,6 +16,7 @@ from tls_origin import TlsOrigin, hosts_line
 SCRIPT = b"<script>alert(1)</script>"
 FILTERED = b"<p>page</p>"
 PAGE = FILTERED + SCRIPT
+SPLICED = ("spliced.example", "a.spliced.example", "www.spliced.example")
 UNTRUSTED = 60  # curl's exit code
 
 
@@ -24,7 +25,7 @@ class HttpsCase(ProxyCase):
 [filter]
 block = "scripts"
 [https]
-splice = ["spliced.example"]
+splice = ["a.spliced.example", "spliced.example"]
 """
 
     @classmethod
@@ -38,7 +39,7 @@ splice = ["spliced.example"]
         where = f"authorityInfoAccess = caIssuers;URI:{cls.plain_origin.url('/middle')}"
         good = {
             name: Certificate(folder, name, cls.root)
-            for name in ("site.example", "spliced.example", "www.spliced.example")
+            for name in ("site.example", *SPLICED)
         }
         cls.bad = {
             "self-signed.example": Certificate(folder, "self-signed.example"),
@@ -101,7 +102,7 @@ class Intercepted(HttpsCase):
             self.assertEqual(self.get(trust=trust).code, UNTRUSTED)
 
     def test_spliced_sites_are_untouched(self):
-        for name in ("spliced.example", "www.spliced.example"):
+        for name in SPLICED:
             self.assert_untouched(name)
 
     def test_a_bad_certificate_of_the_origin_is_an_error(self):
@@ -118,6 +119,17 @@ class Intercepted(HttpsCase):
         answer = self.get(name="incomplete.example", trust=self.trust)
         self.assertEqual((answer.code, answer.body), (0, FILTERED))
         self.assertIn("/middle", self.plain_origin.requests)
+
+    def test_how_to_trust_the_proxy_is_told(self):
+        authority = self.squid.interception.authority
+        show = ["openssl", "x509", "-in", authority.certificate, "-noout", "-fingerprint", "-sha256"]
+        run = subprocess.run([*show, "-text"], capture_output=True, text=True, check=True)
+        fingerprint = run.stdout.splitlines()[0].rpartition("=")[2]
+        for text in (fingerprint, str(authority.certificate), "certutil", "update-ca-certificates"):
+            self.assertIn(text, authority.how_to_trust())
+        self.assertRegex(run.stdout, "Subject:.*Velmora proxy on [^ ]")
+        self.assertRegex(run.stdout, r"Basic Constraints: critical\s+CA:TRUE, pathlen:0")
+        self.assertRegex(run.stdout, r"Key Usage: critical\s+Certificate Sign, CRL Sign\n")
 
     def test_only_the_proxy_can_read_the_key(self):
         authority = self.squid.interception.authority
