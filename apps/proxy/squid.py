@@ -272,6 +272,8 @@ class Squid:
             os.killpg(self.process.pid, 9)
             self.process.wait()
         self.process = None
+        for left in SOCKETS.glob(f"{self.name}-*.ipc"):
+            left.unlink()
         self._bring_home()
 
     def children(self):

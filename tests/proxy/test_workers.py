@@ -57,6 +57,14 @@ class Workers(ProxyCase):
         print("pages by worker:", *by_worker.values())
         self.assertEqual(by_worker.keys(), self.worker_ids())
 
+    def test_a_new_policy_reaches_all(self):
+        script = b"<script>alert(1)</script>"
+        self.serve("/new", FILTERED + script)
+        for policy, body in (('block = "flash"', FILTERED + script), ('block = "scripts"', FILTERED)):
+            self.squid.policy.write_text(f"[filter]\n{policy}\n")
+            self.squid.process.send_signal(signal.SIGHUP)
+            self.wait_until(lambda body=body: {self.fetch("/new").body for _ in range(20)} == {body})
+
     def test_when_one_crashes_the_others_go_on(self):
         self.serve("/page", FILTERED)
         before = self.worker_ids()
