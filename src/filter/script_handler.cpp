@@ -1,5 +1,7 @@
 #include "filter/script_handler.h"
 
+#include <new>
+
 #include "core/counted_pointer.h"
 #include "core/switches.h"
 #include "diag/log.h"
@@ -22,6 +24,15 @@ struct Declaration {
 void Trace(const Declaration &declared, ScriptLanguage found) {
   Log("Found SCRIPT, type='%s', language='%s' (bJavascript = \"%s\")\n", declared.type.c_str(),
       declared.language.c_str(), found == ScriptLanguage::JAVASCRIPT ? "true" : "false");
+}
+
+/// None when it cannot be made: the page goes on without it.
+CountedPointer<IDataProcessor> MakeContentHandler(const ScriptHandlerMaker &make) {
+  try {
+    return CountedPointer<IDataProcessor>(make ? make() : nullptr);
+  } catch (const std::bad_alloc &) {
+    return {};
+  }
 }
 
 /// The outermost of the element and those around it that is to be removed; the element itself when
@@ -81,7 +92,7 @@ std::int32_t CScriptHandler::FilterText(CHTMLElement &script, ScriptLanguage lan
   const ScriptHandlerMakers &makers = filter().script_handler_makers();
   const ScriptHandlerMaker &make =
       language == ScriptLanguage::JAVASCRIPT ? makers.javascript : makers.vbscript;
-  const CountedPointer<IDataProcessor> handler(make ? make() : nullptr);
+  const CountedPointer<IDataProcessor> handler = MakeContentHandler(make);
   if (!handler) return 0;
   handler->SetContext(&context());
   return script.FilterContent(handler.get());

@@ -7,8 +7,8 @@
 
 namespace velmora {
 
-/// Makes a new content handler without references; null when it cannot be made. An empty function
-/// makes none.
+/// Makes a new content handler without references; null or `std::bad_alloc` when it cannot be made.
+/// An empty function makes none.
 using ScriptHandlerMaker = std::function<IDataProcessor *()>;
 
 /// One for each language. The scripts' own code stands beside the filters, not below them.

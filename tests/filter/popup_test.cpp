@@ -1,6 +1,8 @@
 // What is put into pages against pop-up windows and script errors, compared whole; and what becomes
 // of the text of inline scripts.
 
+#include <new>
+
 #include "core/content_handler.h"
 #include "filter/filter_page.h"
 #include "html/page_chunk.h"
@@ -231,9 +233,10 @@ TEST(InlineScripts, GoThroughTheHandlerOfTheirLanguage) {
 }
 
 TEST(InlineScripts, PassWhenTheirHandlerCannotBeMade) {
-  FilterRun run({});
+  FilterRun run({301});
   run.makers.javascript = [] { return nullptr; };
-  EXPECT_EQ(run.Page({"<script>a</script><script type=text/vbscript>b</script>"}),
+  run.makers.vbscript = []() -> IDataProcessor * { throw std::bad_alloc(); };
+  EXPECT_EQ(run.Page({"<script>a</script><script type=text/vbscript>b</script><applet></applet>"}),
             "<script>a</script><script type=text/vbscript>b</script>");
 }
 
