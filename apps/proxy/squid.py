@@ -208,6 +208,8 @@ class Squid:
         spliced = ""
         if modules:
             command = [modules / "velmora", "check-config", "--splice-list", self.policy]
+            if not command[0].exists():
+                raise ProxyError(f"not built: {command[0]}")
             run = subprocess.run(command, capture_output=True, text=True)
             if run.returncode != 0:
                 raise ProxyError(run.stderr.strip())

@@ -23,8 +23,8 @@ ARGUMENTS = (
 
 
 def start_browser(home, squid):
-    """A WebDriver; `home` is made for it. If the proxy looks into encrypted traffic, the browser is told to trust it, as a
-    person would tell it."""
+    """A WebDriver; `home` is made for it. If the proxy looks into encrypted traffic, the browser is
+    told to trust it, as a person would tell it."""
     home.mkdir()
     if squid.interception:
         trust(home, squid.interception.authority.certificate)

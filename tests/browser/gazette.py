@@ -1,7 +1,7 @@
 """The site that the browser visits: an old-fashioned front page with all that the filter is for.
 
-`gazette_pages/` holds its files. The same pages stand under several names, so that one policy can treat them
-in several ways; advertisements come from a host of their own.
+`gazette_pages/` holds its files. The same pages stand under several names, so that one policy can
+treat them in several ways; advertisements come from a host of their own.
 """
 
 import pathlib
@@ -64,10 +64,13 @@ class Gazette:
         pages = self.origin.pages
         for file in FILES.iterdir():
             text = file.read_text().replace("{port}", str(self.origin.server_port))
-            name, kind = (file.name, "image/svg+xml") if file.suffix == ".svg" else (file.stem, "text/html")
-            pages[f"/{name}"] = Page(text.encode(), kind)
+            if file.suffix == ".svg":
+                pages[f"/{file.name}"] = Page(text.encode(), "image/svg+xml")
+            else:
+                pages[f"/{file.stem}"] = Page(text.encode())
         pages["/"] = pages["/index"]
-        pages["/animation.gif"] = Page((ROOT / "examples" / "animation.gif").read_bytes(), "image/gif")
+        animation = (ROOT / "examples" / "animation.gif").read_bytes()
+        pages["/animation.gif"] = Page(animation, "image/gif")
         pages["/favicon.ico"] = Page(b"", "image/x-icon")
 
     def url(self, name="gazette.example"):

@@ -60,13 +60,15 @@ class BrowserCase(unittest.TestCase):
         return bool(self.browser.find_elements(By.ID, name))
 
     def is_shown(self, image):
-        return self.browser.execute_script("return arguments[0].naturalWidth", self.element(image)) > 0
+        width = "return arguments[0].naturalWidth"
+        return self.browser.execute_script(width, self.element(image)) > 0
 
     def window_open(self):
         return self.browser.execute_script("return window.open.toString()")
 
     def errors(self):
-        return [entry["message"] for entry in self.browser.get_log("browser") if entry["level"] == "SEVERE"]
+        entries = self.browser.get_log("browser")
+        return [entry["message"] for entry in entries if entry["level"] == "SEVERE"]
 
     def looks(self, image, seconds):
         """How many different pictures are seen within the time, or two as soon as there are two."""
