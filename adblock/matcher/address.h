@@ -1,7 +1,6 @@
 // An address taken apart for questions: in lower case, with its host's place.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -9,37 +8,62 @@
 #include <cstring>
 #include <string_view>
 
+#include "block.h"
+#include "hash.h"
+
 namespace velmora::adblock {
 
 /// What of an address is looked at; rules speak of beginnings.
 inline constexpr std::size_t MAX_ADDRESS = 4096;
-/// Zeros behind an address in lower case.
-inline constexpr std::size_t ADDRESS_PADDING = 64;
-
-/// By byte: which of the beginnings "//", "ht", "ft" and "ws" have it first (bits 0 to 2), and
-/// which have it second (bits 4 to 6).
-inline constexpr std::array<std::uint8_t, 256> ADDRESS_BEGINNINGS = [] {
-  std::array<std::uint8_t, 256> beginnings{};
-  beginnings['/'] = 0x11;
-  beginnings['h'] = beginnings['H'] = beginnings['f'] = beginnings['F'] = 0x02;
-  beginnings['t'] = beginnings['T'] = 0x20;
-  beginnings['w'] = beginnings['W'] = 0x04;
-  beginnings['s'] = beginnings['S'] = 0x40;
-  return beginnings;
-}();
+/// Of an address's token, a word of letters and digits, this many first bytes are looked at.
+inline constexpr std::size_t TOKEN_SIZE = 6;
 
 /// Can an address begin with these two bytes? Turns nearly every place of a text down.
 inline bool MayBeginAddress(const char *text) noexcept {
-  const auto beginnings = [](char byte) noexcept {
-    return ADDRESS_BEGINNINGS[static_cast<std::uint8_t>(byte)];
-  };
-  return (beginnings(text[0]) & beginnings(text[1]) >> 4) != 0;
+  constexpr auto pair = [](char first, char second) { return first | second << 8; };
+  std::uint16_t bytes;
+  std::memcpy(&bytes, text, sizeof bytes);
+  // In lower case; nothing but "/" becomes one that is not a control character.
+  switch (bytes | pair(0x20, 0x20)) {
+    case pair('/', '/'):
+    case pair('h', 't'):
+    case pair('f', 't'):
+    case pair('w', 's'):
+      return true;
+    default:
+      return false;
+  }
 }
 
 /// Number of leading bytes of `text` that make an address which begins exactly there: "//" or a
 /// scheme that pages load from with "://", then a host, up to the first byte that cannot stand in
 /// an address. 0 when none begins there.
 std::size_t AddressLength(std::string_view text) noexcept;
+
+/// Bytes of a host or an address in lower case, between zeros: a word can be read at each of them
+/// and before and behind each.
+template <std::size_t ROOM>
+class PaddedText {
+ public:
+  /// `bytes`: at most `ROOM`. They are still to be brought into lower case.
+  void Assign(std::string_view bytes) noexcept {
+    size_ = bytes.size();
+    std::memset(bytes_, 0, BEFORE);
+    std::memcpy(bytes_ + BEFORE, bytes.data(), size_);
+    std::memset(bytes_ + BEFORE + size_, 0, BEHIND);
+  }
+  char *Data() noexcept { return bytes_ + BEFORE; }
+  const char *Data() const noexcept { return bytes_ + BEFORE; }
+  std::size_t Size() const noexcept { return size_; }
+  std::string_view View() const noexcept { return {Data(), size_}; }
+
+ private:
+  static constexpr std::size_t BEFORE = 8;
+  static constexpr std::size_t BEHIND = 32;
+
+  std::size_t size_ = 0;
+  char bytes_[BEFORE + ROOM + BEHIND];
+};
 
 /// An absolute address. Keeps a view of the text that it was made from.
 class Address {
@@ -51,86 +75,78 @@ class Address {
   /// False for what is no `scheme://host...`: nothing else is returned then.
   bool HasHost() const noexcept { return host_size_ != 0; }
   std::string_view Original() const noexcept { return original_; }
-  std::string_view Lowered() const noexcept { return {lowered_.data(), original_.size()}; }
+  std::string_view Lowered() const noexcept { return lowered_.View(); }
   /// The host without user, port and final dot.
   std::string_view Host() const noexcept { return Lowered().substr(host_, host_size_); }
   std::size_t HostStart() const noexcept { return host_; }
   std::size_t HostEnd() const noexcept { return host_ + host_size_; }
 
-  /// Calls `visit` with the start and end of each token. It answers whether to stop.
+  /// Calls `visit` for each token with its start, its size and its bytes in a word, no more than
+  /// `TOKEN_SIZE`.
   template <typename Visit>
-  bool AnyToken(Visit visit) const noexcept {
+  void ForEachToken(Visit visit) const noexcept {
+    constexpr std::uint64_t END = std::uint64_t{1} << TOKEN_SIZE;
+    const std::size_t words = (original_.size() + 63) / 64;
     std::uint64_t before = 0;
-    for (std::size_t word = 0; word * 64 < original_.size(); ++word) {
-      const std::uint64_t bits = token_bytes_[word];
+    for (std::size_t word = 0; word < words; ++word) {
+      const std::uint64_t bits = token_bits_[word];
+      const std::uint64_t next = token_bits_[word + 1];
       for (std::uint64_t starts = bits & ~(bits << 1 | before); starts != 0; starts &= starts - 1) {
-        const auto start = static_cast<std::size_t>(std::countr_zero(starts));
-        std::size_t end = start + static_cast<std::size_t>(std::countr_one(bits >> start));
-        for (std::size_t next = word + 1; end == 64 * (next - word) && next < token_bytes_.size();
-             ++next) {
-          end += static_cast<std::size_t>(std::countr_one(token_bytes_[next]));
-        }
-        if (visit(word * 64 + start, word * 64 + end)) return true;
+        const auto bit = static_cast<unsigned>(std::countr_zero(starts));
+        const std::uint64_t token = bits >> bit | next << 1 << (63 - bit);
+        const auto size = static_cast<std::size_t>(std::countr_zero(~token | END));
+        const std::size_t start = word * 64 + bit;
+        visit(start, size, LoadWord(lowered_.Data() + start) & FIRST_BYTES[size]);
       }
       before = bits >> 63;
     }
-    return false;
   }
 
-  /// The byte before `start` and the three behind `end`, zeros beyond the address.
-  std::uint32_t Surroundings(std::size_t start, std::size_t end) const noexcept {
-    std::uint32_t behind;
-    std::memcpy(&behind, lowered_.data() + end, sizeof behind);
-    const std::uint8_t before = start == 0 ? 0 : static_cast<std::uint8_t>(lowered_[start - 1]);
-    return behind << 8 | before;
+  /// Zero beyond the address.
+  std::uint8_t ByteBefore(std::size_t at) const noexcept {
+    return static_cast<std::uint8_t>(lowered_.Data()[static_cast<std::ptrdiff_t>(at) - 1]);
   }
+  /// The 8 bytes at `at`, zeros beyond the address.
+  std::uint64_t WordAt(std::size_t at) const noexcept { return LoadWord(lowered_.Data() + at); }
 
  private:
+  void MarkTokens() noexcept;
+  std::size_t NextBound(std::size_t at) const noexcept;
+
   std::string_view original_;
   std::size_t host_ = 0;
   std::size_t host_size_ = 0;
   /// One bit for each byte, and a word without any behind them.
-  std::array<std::uint64_t, MAX_ADDRESS / 64 + 1> token_bytes_;
-  std::array<char, MAX_ADDRESS + ADDRESS_PADDING> lowered_;
-};
-
-/// A host's suffixes that begin with a label, the longest first, with their hashes.
-class HostSuffixes {
- public:
-  struct Suffix {
-    std::uint64_t hash;
-    std::uint32_t start;
-    /// Of the label that it begins with.
-    std::uint32_t label_size;
-  };
-
-  explicit HostSuffixes(std::string_view host) noexcept;
-
-  std::string_view Host() const noexcept { return host_; }
-  std::string_view Name(const Suffix &suffix) const noexcept { return host_.substr(suffix.start); }
-  std::string_view Label(const Suffix &suffix) const noexcept {
-    return host_.substr(suffix.start, suffix.label_size);
-  }
-  const Suffix *begin() const noexcept { return suffixes_.data(); }
-  const Suffix *end() const noexcept { return suffixes_.data() + count_; }
-
- private:
-  std::string_view host_;
-  std::size_t count_ = 0;
-  /// Hosts have fewer labels; what lies beyond in one that has not is not looked at.
-  std::array<Suffix, 128> suffixes_;
+  std::array<std::uint64_t, MAX_ADDRESS / 64 + 1> token_bits_;
+  PaddedText<MAX_ADDRESS> lowered_;
 };
 
 /// The host as a page's: in lower case, without port and final dot.
 class PageHost {
  public:
   explicit PageHost(std::string_view host) noexcept;
-  std::string_view Get() const noexcept { return {text_.data(), size_}; }
+  std::string_view Get() const noexcept { return text_.View(); }
 
  private:
   static constexpr std::size_t MAX_HOST = 256;
-  std::array<char, MAX_HOST> text_;
-  std::size_t size_;
+  PaddedText<MAX_HOST> text_;
 };
+
+/// Calls `visit` for each suffix of `host` that begins with a label, the longest first, with the
+/// place and the size of that label, until it answers true; says whether it did. `host` lies within
+/// an `Address` or a `PageHost`.
+template <typename Visit>
+inline bool AnyHostSuffix(std::string_view host, Visit visit) noexcept {
+  std::size_t start = 0;
+  for (std::size_t block = 0; block < host.size(); block += BLOCK) {
+    for (std::uint64_t dots = FindInBlock(host.data() + block, '.'); dots != 0; dots &= dots - 1) {
+      const std::size_t dot = block + static_cast<std::size_t>(std::countr_zero(dots));
+      if (dot >= host.size()) break;
+      if (visit(start, dot - start)) return true;
+      start = dot + 1;
+    }
+  }
+  return start < host.size() && visit(start, host.size() - start);
+}
 
 }  // namespace velmora::adblock

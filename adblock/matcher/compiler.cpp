@@ -58,46 +58,40 @@ std::uint64_t IdentityOf(const Rule &rule) {
 }
 
 struct Key {
+  explicit Key(std::uint64_t of) : hash(of) {}
+  /// The key of a piece of a pattern.
+  Key(const PatternPiece &piece, std::uint64_t kind)
+      : hash(HashBytes(LowerText(piece.text)) ^ kind),
+        before(static_cast<std::uint8_t>(Lower(piece.before))),
+        span(static_cast<std::uint8_t>(piece.behind.size())) {
+    if (piece.offset != ANYWHERE) offset = static_cast<std::uint32_t>(piece.offset);
+    const std::string lower = LowerText(piece.behind);
+    std::memcpy(&behind, lower.data(), lower.size());
+  }
+
+  std::uint64_t Lookup() const {
+    return LookupKey(hash, behind, std::min<std::size_t>(span, LOOKUP_BYTES));
+  }
+
   std::uint64_t hash;
   std::uint32_t offset = NO_OFFSET;
   /// See `IndexEntry`.
-  std::uint32_t surroundings = 0;
-  std::uint32_t mask = 0;
+  std::uint64_t behind = 0;
+  std::uint8_t before = 0;
+  std::uint8_t span = 0;
 };
-
-/// The key of the piece [start, end) of a pattern, which every match has at the same distance from
-/// its start.
-Key PlacedKey(std::string_view pattern, std::size_t start, std::size_t end, std::uint64_t kind) {
-  Key key{HashBytes(LowerText(pattern.substr(start, end - start))) ^ kind,
-          static_cast<std::uint32_t>(start)};
-  const auto expect = [&](std::size_t at, unsigned shift) {
-    key.surroundings |= std::uint32_t{static_cast<std::uint8_t>(Lower(pattern[at]))} << shift;
-    key.mask |= std::uint32_t{0xFF} << shift;
-  };
-  if (start > 0 && pattern[start - 1] != '^') expect(start - 1, 0);
-  for (std::size_t at = end; at < end + 3 && at < pattern.size(); ++at) {
-    if (pattern[at] == '*') break;
-    // A separator may also be the end, behind which no other byte of the pattern is.
-    if (pattern[at] != '^') expect(at, static_cast<unsigned>(8 * (at - end + 1)));
-  }
-  return key;
-}
 
 /// The keys of a rule, each of which finds it alone.
 std::vector<Key> KeysOf(const Rule &rule) {
   std::vector<Key> keys;
-  const bool expression = rule.flags & RULE_EXPRESSION;
-  for (const PatternToken &token :
-       expression ? TokensOfExpression(rule.pattern) : TokensOfPattern(rule.pattern, rule.flags)) {
-    const std::uint64_t kind = token.is_prefix ? KEY_TOKEN_PREFIX : KEY_TOKEN;
-    if (token.offset == ANYWHERE) {
-      keys.push_back({HashBytes(LowerText(token.text)) ^ kind});
-    } else {
-      keys.push_back(PlacedKey(rule.pattern, token.offset, token.offset + token.text.size(), kind));
-    }
+  for (const PatternPiece &token : (rule.flags & RULE_EXPRESSION)
+                                       ? TokensOfExpression(rule.pattern)
+                                       : TokensOfPattern(rule.pattern, rule.flags)) {
+    keys.emplace_back(token, KEY_TOKEN);
   }
-  const std::size_t host = HostOfPattern(rule.pattern, rule.flags).size();
-  if (host > 0) keys.push_back(PlacedKey(rule.pattern, 0, host, KEY_ADDRESS_HOST));
+  if (const auto host = HostOfPattern(rule.pattern, rule.flags)) {
+    keys.emplace_back(*host, KEY_ADDRESS_HOST);
+  }
   return keys;
 }
 
@@ -115,9 +109,9 @@ HostKeys HostKeysOf(const std::vector<DomainName> &domains, std::uint64_t kind) 
     const std::size_t dot = domain.name.rfind('.');
     if (!domain.any_suffix) {
       if (dot == std::string_view::npos) hosts.weight = SUFFIX_WEIGHT;
-      hosts.keys.push_back({HashBytes(domain.name) ^ kind});
+      hosts.keys.emplace_back(HashBytes(domain.name) ^ kind);
     } else if (kind == KEY_PAGE_HOST) {
-      hosts.keys.push_back({HashBytes(domain.name.substr(dot + 1)) ^ KEY_PAGE_LABEL});
+      hosts.keys.emplace_back(HashBytes(domain.name.substr(dot + 1)) ^ KEY_PAGE_LABEL);
     } else {
       return {};
     }
@@ -133,7 +127,8 @@ class KeyCensus {
         counts_(std::size_t{1} << (64 - shift_)) {
     std::uint32_t weight = COMMON_WEIGHT * static_cast<std::uint32_t>(std::size(COMMON_TOKENS));
     for (const std::string_view token : COMMON_TOKENS) {
-      counts_[HashBytes(token) >> shift_] = weight;
+      std::uint32_t &count = counts_[HashBytes(token.substr(0, TOKEN_SIZE)) >> shift_];
+      count = std::max(count, weight);
       weight -= COMMON_WEIGHT;
     }
   }
@@ -204,24 +199,26 @@ class Compiler {
     header.bucket_bits = std::max(2U, static_cast<unsigned>(std::bit_width(entries_.size()))) - 1;
     header.filter_bits = std::max(6U, header.bucket_bits + 4);
     header.expressions = expressions_;
-    header.highest_rank = highest_rank_;
     header.has_page_labels = has_page_labels_;
 
     const unsigned bucket_shift = 64 - header.bucket_bits;
     std::stable_sort(entries_.begin(), entries_.end(), [&](const KeyedRule &a, const KeyedRule &b) {
-      return a.key.hash >> bucket_shift < b.key.hash >> bucket_shift;
+      return a.lookup >> bucket_shift < b.lookup >> bucket_shift;
     });
     std::vector<IndexEntry> entries;
     entries.reserve(entries_.size());
     std::vector<std::uint32_t> buckets((std::size_t{1} << header.bucket_bits) + 1);
     std::vector<std::uint64_t> filter(std::size_t{1} << (header.filter_bits - 6));
-    for (const KeyedRule &entry : entries_) {
-      const Key &key = entry.key;
-      entries.push_back(
-          {static_cast<std::uint32_t>(key.hash), entry.rule, key.surroundings, key.mask});
-      ++buckets[(key.hash >> bucket_shift) + 1];
-      const std::uint64_t bit = key.hash >> (64 - header.filter_bits);
-      filter[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    std::vector<std::uint64_t> filter_2(filter.size());
+    const auto mark = [&](std::uint64_t key, std::vector<std::uint64_t> &in) {
+      const std::uint64_t bit = key >> (64 - header.filter_bits);
+      in[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    };
+    for (const auto &[key, rule, lookup] : entries_) {
+      entries.push_back({key.behind, rule, ComparedBits(lookup), key.before, key.span});
+      ++buckets[(lookup >> bucket_shift) + 1];
+      mark(key.hash, filter);
+      mark(lookup, filter_2);
     }
     for (std::size_t at = 1; at < buckets.size(); ++at) buckets[at] += buckets[at - 1];
     std::vector<std::uint32_t> sizes;
@@ -241,6 +238,7 @@ class Compiler {
     header.entries = section(entries);
     header.buckets = section(buckets);
     header.filter = section(filter);
+    header.filter_2 = section(filter_2);
     header.unkeyed = section(unkeyed_);
     header.domains = section(domains_);
     header.sizes = section(sizes);
@@ -255,6 +253,7 @@ class Compiler {
   struct KeyedRule {
     Key key;
     std::uint32_t rule;
+    std::uint64_t lookup;
   };
 
   void ReadList(std::string_view text, ListCounts *counts) {
@@ -306,7 +305,6 @@ class Compiler {
     record.offset = AddKeys(rule, number, census);
     if (rule.flags & RULE_EXPRESSION) record.offset = expressions_++;
     records_.push_back(record);
-    highest_rank_ = std::max(highest_rank_, RankOf(rule.flags));
   }
 
   /// Enters the rule into the index; where the chosen key's token begins in its pattern.
@@ -325,7 +323,7 @@ class Compiler {
       best = std::move(hosts.keys);
     }
     if (best.empty()) unkeyed_.push_back(number);
-    for (const Key &key : best) entries_.push_back({key, number});
+    for (const Key &key : best) entries_.push_back({key, number, key.Lookup()});
     return best.empty() ? NO_OFFSET : best.front().offset;
   }
 
@@ -340,7 +338,7 @@ class Compiler {
     for (const DomainName &domain : domains) {
       DomainRecord name{};
       const TextPlace place = PlaceOf(domain.name);
-      name.hash = static_cast<std::uint32_t>(HashBytes(domain.name));
+      name.hash = static_cast<std::uint32_t>(HashBytes(domain.name) >> 32);
       name.offset = place.offset;
       name.size = static_cast<std::uint16_t>(place.size);
       if (domain.excluded) name.flags |= DOMAIN_EXCLUDED;
@@ -388,7 +386,6 @@ class Compiler {
   std::string_view last_text_;
   TextPlace last_place_{};
   std::uint32_t expressions_ = 0;
-  unsigned highest_rank_ = 0;
   bool has_page_labels_ = false;
 };
 

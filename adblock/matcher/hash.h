@@ -5,11 +5,17 @@
 // right fingerprint is still read with bounds checks.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
 
 namespace velmora::adblock {
+
+static_assert(std::endian::native == std::endian::little, "first bytes are low bits here");
 
 namespace hash_detail {
 
@@ -23,14 +29,12 @@ inline std::uint64_t Fold(std::uint64_t a, std::uint64_t b) noexcept {
   return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
-inline std::uint64_t Scatter(std::uint64_t first, std::uint64_t rest) noexcept {
-  std::uint64_t state = (first ^ rest * ODD_B) * ODD_A;
-  state = (state ^ state >> 32) * ODD_B;
-  return state ^ state >> 32;
+inline std::uint64_t Mix(std::uint64_t first, std::uint64_t rest) noexcept {
+  return (first ^ rest * ODD_B) * ODD_A;
 }
 
 template <typename Word>
-inline std::uint64_t Load(const char *bytes) noexcept {
+inline Word Load(const char *bytes) noexcept {
   Word word;
   std::memcpy(&word, bytes, sizeof word);
   return word;
@@ -38,32 +42,41 @@ inline std::uint64_t Load(const char *bytes) noexcept {
 
 }  // namespace hash_detail
 
-/// Of at most 24 of the bytes, the first, middle and last ones: for names and words that are looked
-/// up and compared. Its bits are all as good as each other.
-inline std::uint64_t HashBytes(std::string_view bytes) noexcept {
-  using namespace hash_detail;
-  const char *at = bytes.data();
-  const std::size_t size = bytes.size();
-  std::uint64_t first = 0;
-  std::uint64_t rest = 0;
-  if (size >= 8) {
-    first = Load<std::uint64_t>(at);
-    rest = Load<std::uint64_t>(at + size - 8);
-    if (size > 16) rest ^= Load<std::uint64_t>(at + size / 2 - 4) * ODD_A;
-  } else if (size >= 4) {
-    first = Load<std::uint32_t>(at) | Load<std::uint32_t>(at + size - 4) << (8 * size - 32);
-  } else if (size > 0) {
-    first = Load<std::uint8_t>(at) | Load<std::uint8_t>(at + size / 2) << (8 * (size / 2)) |
-            Load<std::uint8_t>(at + size - 1) << (8 * size - 8);
+/// By count: the word with that many first bytes set.
+inline constexpr std::array<std::uint64_t, 16> FIRST_BYTES = [] {
+  std::array<std::uint64_t, 16> masks{};
+  for (unsigned count = 0; count < masks.size(); ++count) {
+    masks[count] = count < 8 ? (std::uint64_t{1} << (8 * count)) - 1 : ~std::uint64_t{0};
   }
-  return Scatter(first, rest + size);
+  return masks;
+}();
+
+inline std::uint64_t LoadWord(const char *bytes) noexcept {
+  return hash_detail::Load<std::uint64_t>(bytes);
 }
 
-/// The same for bytes behind which 8 more can be read.
+/// Of fewer than 8 bytes in a word, zeros behind them.
+inline std::uint64_t HashWord(std::uint64_t word) noexcept {
+  return hash_detail::Mix(word, 0);
+}
+
+/// Of the first and last 8 bytes and the size: for names and words that are looked up and compared.
+/// The higher its bits the better.
+inline std::uint64_t HashBytes(std::string_view bytes) noexcept {
+  const std::size_t size = bytes.size();
+  if (size >= 8) {
+    return hash_detail::Mix(LoadWord(bytes.data()), LoadWord(bytes.data() + size - 8) + size);
+  }
+  std::uint64_t word = 0;
+  if (size > 0) std::memcpy(&word, bytes.data(), size);
+  return HashWord(word);
+}
+
+/// The same without a branch, for bytes before and behind which 8 more can be read.
 inline std::uint64_t HashPaddedBytes(const char *at, std::size_t size) noexcept {
-  using namespace hash_detail;
-  if (size >= 8) return HashBytes({at, size});
-  return Scatter(Load<std::uint64_t>(at) & ((std::uint64_t{1} << (8 * size)) - 1), size);
+  const std::uint64_t last = size < 8 ? 0 : ~std::uint64_t{0};
+  return hash_detail::Mix(LoadWord(at) & FIRST_BYTES[std::min<std::size_t>(size, 8)],
+                          (LoadWord(at + size - 8) + size) & last);
 }
 
 /// 128 bits that tell one text from another.

@@ -7,15 +7,19 @@
 //     entries    the index: which rules a key finds, in the order of the keys' buckets
 //     buckets    where each bucket begins in `entries`, and one more
 //     filter     one bit for each value that a key's first bits can have: is there such a key?
+//     filter_2   the same for lookup keys
 //     unkeyed    rules that no key finds and that are tried at every question
 //     domains    lists of domain names: a head, then its names in the order of their hashes
 //     sizes      sizes of advertisements: width << 16 | height, ascending
 //     text       the bytes of all strings
 //
-// Keys are 64-bit hashes of tokens and their beginnings, of the address's host, of the page's host
-// (and of both hosts' parents) and of the page host's labels, each kind varied so that they do not
-// meet. A key's first bits choose its bit of the filter and its bucket; its last 32 bits are
-// compared.
+// Keys are 64-bit hashes of tokens, of the address's host, of the page's host (and of both hosts'
+// parents) and of the page host's labels, each kind varied so that they do not meet. Many rules
+// share a key, and many addresses have it; so an entry is found by a lookup key, which is the key
+// with up to two bytes that the pattern has behind it. A question looks its keys up in the filter,
+// those that are there, with no, one and two bytes of the address, in the second filter, and what
+// is there in the buckets. The first bits choose the bit of a filter and the bucket; those behind
+// are compared.
 //
 // Everything in an image may be wrong: it can come from a file. `Image::Open` checks the header
 // and that the sections lie within the bytes; after that an index or a string's place is held
@@ -75,13 +79,30 @@ struct RuleRecord {
 inline constexpr std::uint32_t NO_OFFSET = ~0U;
 
 /// Found by a token or a host at some place of the address, an entry is passed over when the bytes
-/// around that place are not those that the pattern has there: `surroundings`, where `mask` is set.
+/// around that place are not those that the pattern has there.
 struct IndexEntry {
-  std::uint32_t key;
+  /// The first `span` bytes of this word are looked for behind the place.
+  std::uint64_t behind;
   std::uint32_t rule;
-  std::uint32_t surroundings;
-  std::uint32_t mask;
+  /// `ComparedBits` of the lookup key.
+  std::uint16_t key;
+  /// Zero: any.
+  std::uint8_t before;
+  std::uint8_t span;
 };
+
+/// How many bytes behind a key may belong to a lookup key.
+inline constexpr std::size_t LOOKUP_BYTES = 2;
+
+/// `key` with the first `count` bytes of `behind`.
+inline std::uint64_t LookupKey(std::uint64_t key, std::uint64_t behind,
+                               std::size_t count) noexcept {
+  return hash_detail::Mix(key, (behind & FIRST_BYTES[count]) << 2 | (count + 1));
+}
+
+constexpr std::uint16_t ComparedBits(std::uint64_t lookup_key) noexcept {
+  return static_cast<std::uint16_t>(lookup_key >> 24);
+}
 
 struct DomainRecord {
   std::uint32_t hash;
@@ -110,25 +131,23 @@ struct ImageHeader {
   /// Of the lists that went in.
   Fingerprint source;
   std::uint32_t bucket_bits;
+  /// Of both filters.
   std::uint32_t filter_bits;
   std::uint32_t expressions;
-  std::uint32_t highest_rank;
   /// Are there keys of the kind `KEY_PAGE_LABEL`?
   std::uint32_t has_page_labels;
-  std::uint32_t reserved;
-  Section lists, rules, entries, buckets, filter, unkeyed, domains, sizes, text;
+  Section lists, rules, entries, buckets, filter, filter_2, unkeyed, domains, sizes, text;
 };
 
 inline constexpr char IMAGE_MAGIC[8] = {'v', 'x', 'r', 'u', 'l', 'e', 's', '\n'};
 /// To be raised with every change of the format or of what lists are read as.
-inline constexpr std::uint32_t IMAGE_VERSION = 4;
+inline constexpr std::uint32_t IMAGE_VERSION = 5;
 inline constexpr std::uint32_t IMAGE_BYTE_ORDER = 0x01020304;
 inline constexpr std::size_t IMAGE_UNFINGERPRINTED =
     offsetof(ImageHeader, content) + sizeof(Fingerprint);
 
 // The kinds of keys.
 inline constexpr std::uint64_t KEY_TOKEN = 0;
-inline constexpr std::uint64_t KEY_TOKEN_PREFIX = 0xE7037ED1A0B428DBU;
 inline constexpr std::uint64_t KEY_ADDRESS_HOST = 0xA24BAED4963EE407U;
 inline constexpr std::uint64_t KEY_PAGE_HOST = 0x9FB21C651E98DF25U;
 inline constexpr std::uint64_t KEY_PAGE_LABEL = 0xC3A5C85C97CB3127U;
@@ -162,6 +181,24 @@ class Table {
   std::uint32_t count_ = 0;
 };
 
+/// One bit for each value of a key's first bits, shared by all keys that begin with them.
+class KeyFilter {
+ public:
+  KeyFilter() = default;
+  /// `words` has all the bits: no key leads outside.
+  KeyFilter(const char *words, std::uint32_t bits) noexcept : words_(words), shift_(64 - bits) {}
+
+  /// 1 for every key that is there and for few others, else 0.
+  std::size_t Has(std::uint64_t key) const noexcept {
+    const std::uint64_t bit = key >> shift_;
+    return LoadWord(words_ + bit / 64 * sizeof bit) >> (bit % 64) & 1;
+  }
+
+ private:
+  const char *words_ = nullptr;
+  unsigned shift_ = 63;
+};
+
 class Image {
  public:
   /// Nothing when the bytes are no image of this version and machine, or damaged.
@@ -180,7 +217,8 @@ class Image {
   Table<RuleRecord> rules;
   Table<IndexEntry> entries;
   Table<std::uint32_t> buckets;
-  Table<std::uint64_t> filter;
+  KeyFilter filter;
+  KeyFilter filter_2;
   Table<std::uint32_t> unkeyed;
   Table<DomainRecord> domains;
   Table<std::uint32_t> sizes;

@@ -86,13 +86,22 @@ std::size_t EndOfToken(std::string_view text, std::size_t at) noexcept {
   return at;
 }
 
-void AddToken(std::string_view text, bool bound_before, bool bound_behind, std::size_t offset,
-              std::vector<PatternToken> *tokens) {
-  if (bound_before && bound_behind) {
-    tokens->push_back({std::string(text), false, offset});
-  } else if (bound_before && text.size() >= TOKEN_PREFIX) {
-    tokens->push_back({std::string(text.substr(0, TOKEN_PREFIX)), true, offset});
-  }
+/// The piece [start, end) of `text`, which is a pattern or the literal bytes of an expression.
+PatternPiece PieceOf(std::string_view text, std::size_t start, std::size_t end,
+                     std::size_t offset) {
+  constexpr std::string_view WILD = "*^";
+  const std::string_view behind = text.substr(end, 8);
+  const char before = start > 0 ? text[start - 1] : '^';
+  return {std::string(text.substr(start, end - start)), offset,
+          WILD.find(before) == std::string_view::npos ? before : '\0',
+          std::string(behind.substr(0, behind.find_first_of(WILD)))};
+}
+
+/// Adds the token [start, end) of `text`, as far as its sides are bound.
+void AddToken(std::string_view text, std::size_t start, std::size_t end, bool bound_before,
+              bool bound_behind, std::size_t offset, std::vector<PatternPiece> *tokens) {
+  if (!bound_before || (!bound_behind && end - start < TOKEN_SIZE)) return;
+  tokens->push_back(PieceOf(text, start, std::min(end, start + TOKEN_SIZE), offset));
 }
 
 }  // namespace
@@ -126,8 +135,8 @@ bool MatchPattern(const Address &address, std::string_view pattern, std::uint16_
   return MatchRest(text, 0, pattern, to_end);
 }
 
-std::vector<PatternToken> TokensOfPattern(std::string_view pattern, std::uint16_t flags) {
-  std::vector<PatternToken> tokens;
+std::vector<PatternPiece> TokensOfPattern(std::string_view pattern, std::uint16_t flags) {
+  std::vector<PatternPiece> tokens;
   bool after_star = false;
   for (std::size_t at = 0; at < pattern.size();) {
     if (!IsByte(pattern[at], BYTE_TOKEN)) {
@@ -140,15 +149,14 @@ std::vector<PatternToken> TokensOfPattern(std::string_view pattern, std::uint16_
         at == 0 ? (flags & (RULE_HOST_ANCHOR | RULE_START_ANCHOR)) != 0 : pattern[at - 1] != '*';
     const bool bound_behind =
         end == pattern.size() ? (flags & RULE_END_ANCHOR) != 0 : pattern[end] != '*';
-    AddToken(pattern.substr(at, end - at), bound_before, bound_behind, after_star ? ANYWHERE : at,
-             &tokens);
+    AddToken(pattern, at, end, bound_before, bound_behind, after_star ? ANYWHERE : at, &tokens);
     at = end;
   }
   return tokens;
 }
 
-std::vector<PatternToken> TokensOfExpression(std::string_view expression) {
-  std::vector<PatternToken> tokens;
+std::vector<PatternPiece> TokensOfExpression(std::string_view expression) {
+  std::vector<PatternPiece> tokens;
   for (const LiteralRun &run : LiteralRunsOf(expression)) {
     const std::string_view text = run.text;
     for (std::size_t at = 0; at < text.size();) {
@@ -157,22 +165,27 @@ std::vector<PatternToken> TokensOfExpression(std::string_view expression) {
         ++at;
         continue;
       }
-      AddToken(text.substr(at, end - at), at > 0 || run.at_start, end < text.size() || run.at_end,
-               ANYWHERE, &tokens);
+      AddToken(text, at, end, at > 0 || run.at_start, end < text.size() || run.at_end, ANYWHERE,
+               &tokens);
       at = end;
     }
   }
   return tokens;
 }
 
-std::string_view HostOfPattern(std::string_view pattern, std::uint16_t flags) noexcept {
-  if (!(flags & RULE_HOST_ANCHOR)) return {};
+std::optional<PatternPiece> HostOfPattern(std::string_view pattern, std::uint16_t flags) {
+  if (!(flags & RULE_HOST_ANCHOR)) return std::nullopt;
   std::size_t end = 0;
-  if (pattern.starts_with('[')) end = std::min(pattern.find(']'), pattern.size() - 1) + 1;
-  while (end < pattern.size() && IsByte(pattern[end], BYTE_HOST)) ++end;
+  if (pattern.starts_with('[')) {
+    end = std::min(pattern.find(']'), pattern.size() - 1) + 1;
+  } else {
+    while (end < pattern.size() && IsByte(pattern[end], BYTE_HOST)) ++end;
+  }
   const bool whole = end < pattern.size() ? pattern[end] == '^' || pattern[end] == '/'
                                           : (flags & RULE_END_ANCHOR) != 0;
-  return whole ? pattern.substr(0, end) : std::string_view();
+  // An address's host has no final dot.
+  if (!whole || end == 0 || pattern[end - 1] == '.') return std::nullopt;
+  return PieceOf(pattern, 0, end, 0);
 }
 
 }  // namespace velmora::adblock

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,23 +20,24 @@ inline constexpr std::size_t ANYWHERE = static_cast<std::size_t>(-1);
 bool MatchPattern(const Address &address, std::string_view pattern, std::uint16_t flags,
                   std::size_t start) noexcept;
 
-/// A piece of a pattern that stands as a whole token in every address that the pattern matches:
-/// bytes on both of its sides bound it. Addresses are taken apart into tokens in the same way. Or,
-/// with `is_prefix`, the first `TOKEN_PREFIX` bytes of such a token, of which only the start is
-/// bound.
-struct PatternToken {
+/// A piece of a pattern that every address that the pattern matches has, with the bytes that stand
+/// beside it there.
+struct PatternPiece {
   std::string text;
-  bool is_prefix;
-  /// Where the token begins in the pattern when every match has it there, else `ANYWHERE`.
+  /// Where it begins in the pattern when every match has it there, else `ANYWHERE`.
   std::size_t offset;
+  /// Zero where any byte can stand.
+  char before;
+  /// As many as are certain, at most 8.
+  std::string behind;
 };
 
-inline constexpr std::size_t TOKEN_PREFIX = 6;
-
-std::vector<PatternToken> TokensOfPattern(std::string_view pattern, std::uint16_t flags);
+/// Pieces that are whole tokens in every match, bytes on both of their sides bounding them, or the
+/// first `TOKEN_SIZE` bytes of a token. Addresses are taken apart in the same way.
+std::vector<PatternPiece> TokensOfPattern(std::string_view pattern, std::uint16_t flags);
 /// The same for a regular expression; few, because little of it is certain to be literal.
-std::vector<PatternToken> TokensOfExpression(std::string_view expression);
+std::vector<PatternPiece> TokensOfExpression(std::string_view expression);
 /// The host with which a pattern that is anchored there begins, if it is there as a whole.
-std::string_view HostOfPattern(std::string_view pattern, std::uint16_t flags) noexcept;
+std::optional<PatternPiece> HostOfPattern(std::string_view pattern, std::uint16_t flags);
 
 }  // namespace velmora::adblock

@@ -15,10 +15,11 @@ namespace {
 
 /// Is `host` on the list of names with its head at `head`? The longest name that fits decides;
 /// where none does, a list that only excludes says yes.
-bool IsOnList(const Image &image, std::uint32_t head, const HostSuffixes &host) noexcept {
+bool IsOnList(const Image &image, std::uint32_t head, std::string_view host) noexcept {
   const DomainRecord list = image.domains[head];
-  const auto find = [&](std::string_view name, std::uint64_t long_hash, std::uint16_t any_suffix) {
-    const auto hash = static_cast<std::uint32_t>(long_hash);
+  std::optional<bool> answer;
+  const auto find = [&](std::string_view name, std::uint16_t any_suffix) {
+    const auto hash = static_cast<std::uint32_t>(HashPaddedBytes(name.data(), name.size()) >> 32);
     std::uint32_t first = head + 1;
     std::uint32_t last = first + std::min(list.offset, image.domains.Count() - head - 1);
     const std::uint32_t end = last;
@@ -35,28 +36,27 @@ bool IsOnList(const Image &image, std::uint32_t head, const HostSuffixes &host) 
       if (record.hash != hash) break;
       if ((record.flags & DOMAIN_ANY_SUFFIX) == any_suffix &&
           image.Text(record.offset, record.size) == name) {
-        return std::optional<bool>((record.flags & DOMAIN_EXCLUDED) == 0);
+        answer = (record.flags & DOMAIN_EXCLUDED) == 0;
+        break;
       }
     }
-    return std::optional<bool>();
+    return answer.has_value();
   };
-  for (const HostSuffixes::Suffix &suffix : host) {
-    if (const auto found = find(host.Name(suffix), suffix.hash, 0)) return *found;
-  }
-  if (list.flags & DOMAINS_ANY_SUFFIX) {
-    const HostSuffixes shortened(WithoutPublicSuffix(host.Host()));
-    for (const HostSuffixes::Suffix &suffix : shortened) {
-      if (const auto found = find(shortened.Name(suffix), suffix.hash, DOMAIN_ANY_SUFFIX)) {
-        return *found;
-      }
-    }
+  const auto find_suffix = [&](std::string_view of, std::uint16_t any_suffix) {
+    return AnyHostSuffix(
+        of, [&](std::size_t start, std::size_t) { return find(of.substr(start), any_suffix); });
+  };
+  if (find_suffix(host, 0)) return *answer;
+  if ((list.flags & DOMAINS_ANY_SUFFIX) &&
+      find_suffix(WithoutPublicSuffix(host), DOMAIN_ANY_SUFFIX)) {
+    return *answer;
   }
   return (list.flags & DOMAINS_INCLUDE) == 0;
 }
 
 }  // namespace
 
-/// One question on its way through the index.
+/// One question on its way through the rules.
 class Ruleset::Inquiry {
  public:
   Inquiry(const Ruleset &ruleset, const Address &address, std::string_view page_host,
@@ -64,108 +64,133 @@ class Ruleset::Inquiry {
       : image_(ruleset.image_),
         expressions_(ruleset.expressions_),
         address_(address),
-        address_host_(address.Host()),
         page_host_(page_host),
         asked_(asked),
-        filter_shift_(64 - image_.Header().filter_bits),
         bucket_shift_(64 - image_.Header().bucket_bits) {}
 
-  Verdict Run() noexcept {
-    if (!FindByHosts() && !FindByTokens()) FindUnkeyed();
+  Verdict Find() noexcept {
+    NoteHosts();
+    NoteTokens();
+    TryNoted();
+    for (std::uint32_t at = 0; at < image_.unkeyed.Count(); ++at) {
+      Try(image_.unkeyed[at], NO_PLACE);
+    }
+    return verdict_;
+  }
+
+  Verdict TryAll() noexcept {
+    for (std::uint32_t number = 0; number < image_.rules.Count(); ++number) Try(number, NO_PLACE);
     return verdict_;
   }
 
  private:
-  // Each step says whether the question is settled: nothing of a higher rank can come.
+  static constexpr std::size_t NOTED = 64;
+  static constexpr std::uint32_t NO_PLACE = ~0U;
+  struct Noted {
+    std::uint64_t key;
+    std::uint32_t place;
+    std::uint32_t end;
+  };
+  struct Found {
+    std::uint64_t key;
+    std::uint64_t behind;
+    std::uint32_t place;
+    std::uint32_t first;
+    std::uint32_t last;
+  };
 
-  bool FindByHosts() noexcept {
-    const std::size_t end = address_.HostEnd();
-    for (const HostSuffixes::Suffix &suffix : address_host_) {
-      const std::size_t start = address_.HostStart() + suffix.start;
-      if (Find(suffix.hash ^ KEY_ADDRESS_HOST, start, end)) return true;
-    }
-    for (const HostSuffixes::Suffix &suffix : page_host_) {
-      if (Find(suffix.hash ^ KEY_PAGE_HOST, NO_PLACE, 0)) return true;
-      if (image_.Header().has_page_labels &&
-          Find(HashBytes(page_host_.Label(suffix)) ^ KEY_PAGE_LABEL, NO_PLACE, 0)) {
-        return true;
+  void NoteHosts() noexcept {
+    const auto host_start = static_cast<std::uint32_t>(address_.HostStart());
+    const auto host_end = static_cast<std::uint32_t>(address_.HostEnd());
+    const std::string_view host = address_.Host();
+    AnyHostSuffix(host, [&](std::size_t start, std::size_t) noexcept {
+      Note(HashPaddedBytes(host.data() + start, host.size() - start) ^ KEY_ADDRESS_HOST,
+           host_start + static_cast<std::uint32_t>(start), host_end);
+      return false;
+    });
+    const bool has_labels = image_.Header().has_page_labels != 0;
+    AnyHostSuffix(page_host_, [&](std::size_t start, std::size_t label_size) noexcept {
+      const char *suffix = page_host_.data() + start;
+      Note(HashPaddedBytes(suffix, page_host_.size() - start) ^ KEY_PAGE_HOST, NO_PLACE, 0);
+      if (has_labels) Note(HashPaddedBytes(suffix, label_size) ^ KEY_PAGE_LABEL, NO_PLACE, 0);
+      return false;
+    });
+  }
+
+  void NoteTokens() noexcept {
+    // Both stay in registers, where members would be read again for each token.
+    const KeyFilter filter = image_.filter;
+    std::size_t count = noted_count_;
+    address_.ForEachToken([&](std::size_t start, std::size_t size, std::uint64_t bytes) noexcept {
+      const std::uint64_t key = HashWord(bytes) ^ KEY_TOKEN;
+      noted_[count] = {key, static_cast<std::uint32_t>(start),
+                       static_cast<std::uint32_t>(start + size)};
+      count += filter.Has(key);
+      if (count == noted_.size()) {
+        noted_count_ = count;
+        TryNoted();
+        count = 0;
+      }
+    });
+    noted_count_ = count;
+  }
+
+  /// Notes a key that rules may have, found at [place, end) of the address. There is no branch, as
+  /// nothing tells which keys pass the filter; and no key decides what is done with the next one,
+  /// so that the processor waits for memory for many keys at once.
+  void Note(std::uint64_t key, std::uint32_t place, std::uint32_t end) noexcept {
+    noted_[noted_count_] = {key, place, end};
+    noted_count_ += image_.filter.Has(key);
+    if (noted_count_ == noted_.size()) TryNoted();
+  }
+
+  /// Tries the rules that have the keys noted, in the same way: what each key leads to is looked
+  /// up for all of them before anything is done with it.
+  void TryNoted() noexcept {
+    std::array<Found, NOTED *(LOOKUP_BYTES + 1)> found;
+    std::size_t found_count = 0;
+    for (std::size_t at = 0; at < noted_count_; ++at) {
+      const Noted &note = noted_[at];
+      const std::uint64_t behind = note.place == NO_PLACE ? 0 : address_.WordAt(note.end);
+      for (std::size_t count = 0; count <= LOOKUP_BYTES; ++count) {
+        const std::uint64_t key = LookupKey(note.key, behind, count);
+        found[found_count] = {key, behind, note.place, 0, 0};
+        found_count += image_.filter_2.Has(key);
       }
     }
-    return false;
-  }
-
-  bool FindByTokens() noexcept {
-    const char *text = address_.Lowered().data();
-    return address_.AnyToken([&](std::size_t start, std::size_t end) noexcept {
-      const std::size_t size = end - start;
-      if (size >= TOKEN_PREFIX &&
-          Find(HashPaddedBytes(text + start, TOKEN_PREFIX) ^ KEY_TOKEN_PREFIX, start,
-               start + TOKEN_PREFIX)) {
-        return true;
-      }
-      return Find(HashPaddedBytes(text + start, size) ^ KEY_TOKEN, start, end);
-    }) || FindNoted();
-  }
-
-  /// Notes a key, found at [place, end) of the address.
-  bool Find(std::uint64_t key, std::size_t place, std::size_t end) noexcept {
-    noted_[noted_count_++] = {key, static_cast<std::uint32_t>(place),
-                              static_cast<std::uint32_t>(end)};
-    return noted_count_ == noted_.size() && FindNoted();
-  }
-
-  /// Tries the rules with the keys that were noted. The processor fetches memory for many keys at
-  /// once as none of them decides what is done next, first from the filter, then from the buckets;
-  /// so a question waits for memory a few times and not for every key.
-  bool FindNoted() noexcept {
-    const std::size_t noted_count = std::exchange(noted_count_, 0);
-    std::array<std::uint8_t, NOTED> known;
-    std::size_t known_count = 0;
-    for (std::size_t at = 0; at < noted_count; ++at) {
-      const std::uint64_t bit = noted_[at].key >> filter_shift_;
-      known[known_count] = static_cast<std::uint8_t>(at);
-      known_count += image_.filter[bit / 64] >> (bit % 64) & 1;
+    noted_count_ = 0;
+    for (std::size_t at = 0; at < found_count; ++at) {
+      const std::uint64_t bucket = found[at].key >> bucket_shift_;
+      found[at].first = image_.buckets[bucket];
+      found[at].last = std::min(image_.buckets[bucket + 1], image_.entries.Count());
+      image_.entries.Prefetch(found[at].first);
     }
-    std::array<std::uint32_t, NOTED> first;
-    std::array<std::uint32_t, NOTED> last;
-    for (std::size_t at = 0; at < known_count; ++at) {
-      const std::uint64_t bucket = noted_[known[at]].key >> bucket_shift_;
-      first[at] = image_.buckets[bucket];
-      last[at] = std::min(image_.buckets[bucket + 1], image_.entries.Count());
-      image_.entries.Prefetch(first[at]);
-    }
-    for (std::size_t at = 0; at < known_count; ++at) {
-      const Noted &note = noted_[known[at]];
-      const std::uint32_t surroundings =
-          note.place == NO_PLACE ? 0 : address_.Surroundings(note.place, note.end);
-      for (std::uint32_t number = first[at]; number < last[at]; ++number) {
-        const IndexEntry entry = image_.entries[number];
-        if (entry.key == static_cast<std::uint32_t>(note.key) &&
-            ((entry.surroundings ^ surroundings) & entry.mask) == 0 &&
-            Try(entry.rule, note.place)) {
-          return true;
-        }
+    for (std::size_t at = 0; at < found_count; ++at) TryFound(found[at]);
+  }
+
+  void TryFound(const Found &found) noexcept {
+    const std::uint16_t key = ComparedBits(found.key);
+    for (std::uint32_t number = found.first; number < found.last; ++number) {
+      const IndexEntry entry = image_.entries[number];
+      if (entry.key == key &&
+          ((entry.behind ^ found.behind) & FIRST_BYTES[entry.span % FIRST_BYTES.size()]) == 0 &&
+          (entry.before == 0 ||
+           (found.place != NO_PLACE && entry.before == address_.ByteBefore(found.place)))) {
+        Try(entry.rule, found.place);
       }
     }
-    return false;
   }
 
-  void FindUnkeyed() noexcept {
-    for (std::uint32_t at = 0; at < image_.unkeyed.Count(); ++at) {
-      if (Try(image_.unkeyed[at], NO_PLACE)) return;
-    }
-  }
-
-  bool Try(std::uint32_t number, std::uint32_t place) noexcept {
+  /// The rule of the highest rank decides, of several the first.
+  void Try(std::uint32_t number, std::uint32_t place) noexcept {
     const RuleRecord rule = image_.rules[number];
-    if (!(rule.flags & asked_)) return false;
+    if (!(rule.flags & asked_)) return;
     const unsigned rank = RankOf(rule.flags);
-    if (rank <= rank_) return false;
-    if (!Matches(rule, place)) return false;
+    if (rank < rank_ || (rank == rank_ && number >= verdict_.rule)) return;
+    if (!Matches(rule, place)) return;
     rank_ = rank;
     verdict_ = {(rule.flags & RULE_ALLOW) ? Verdict::Kind::kAllowed : Verdict::Kind::kBlocked,
                 number};
-    return rank_ >= image_.Header().highest_rank;
   }
 
   /// Pattern and conditions, what costs least first.
@@ -188,28 +213,18 @@ class Ruleset::Inquiry {
   bool Applies(const RuleRecord &rule) noexcept {
     constexpr std::uint16_t PARTIES = RULE_THIRD_PARTY | RULE_FIRST_PARTY;
     if ((rule.flags & PARTIES) != 0 && (rule.flags & PARTIES) != PARTIES) {
-      if (!third_party_) third_party_ = IsThirdParty(page_host_.Host(), address_.Host());
+      if (!third_party_) third_party_ = IsThirdParty(page_host_, address_.Host());
       if (*third_party_ != ((rule.flags & RULE_THIRD_PARTY) != 0)) return false;
     }
     if (rule.page_domains && !IsOnList(image_, rule.page_domains, page_host_)) return false;
-    return !rule.address_domains || IsOnList(image_, rule.address_domains, address_host_);
+    return !rule.address_domains || IsOnList(image_, rule.address_domains, address_.Host());
   }
-
-  static constexpr std::size_t NOTED = 64;
-  static constexpr std::uint32_t NO_PLACE = ~0U;
-  struct Noted {
-    std::uint64_t key;
-    std::uint32_t place;
-    std::uint32_t end;
-  };
 
   const Image &image_;
   ExpressionCache &expressions_;
   const Address &address_;
-  const HostSuffixes address_host_;
-  const HostSuffixes page_host_;
+  const std::string_view page_host_;
   const std::uint16_t asked_;
-  const unsigned filter_shift_;
   const unsigned bucket_shift_;
   std::optional<bool> third_party_;
   unsigned rank_ = 0;
@@ -225,7 +240,16 @@ Verdict Ruleset::Judge(const Question &question) const noexcept {
   const Address address(question.address);
   if (!address.HasHost()) return {};
   const PageHost page_host(question.page_host);
-  return Inquiry(*this, address, page_host.Get(), static_cast<std::uint16_t>(question.asked)).Run();
+  return Inquiry(*this, address, page_host.Get(), static_cast<std::uint16_t>(question.asked))
+      .Find();
+}
+
+Verdict Ruleset::JudgePlainly(const Question &question) const noexcept {
+  const Address address(question.address);
+  if (!address.HasHost()) return {};
+  const PageHost page_host(question.page_host);
+  return Inquiry(*this, address, page_host.Get(), static_cast<std::uint16_t>(question.asked))
+      .TryAll();
 }
 
 bool Ruleset::IsAdSize(std::int32_t width, std::int32_t height) const noexcept {

@@ -42,7 +42,10 @@ class Ruleset {
  public:
   explicit Ruleset(Image image);
 
+  /// Of the rules that match, the first of the highest rank decides.
   Verdict Judge(const Question &question) const noexcept;
+  /// The same by trying every rule in turn, without the index: what `Judge` is held against.
+  Verdict JudgePlainly(const Question &question) const noexcept;
   bool IsAdSize(std::int32_t width, std::int32_t height) const noexcept;
 
   RuleOrigin OriginOf(std::uint32_t rule) const noexcept;

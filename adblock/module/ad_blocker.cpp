@@ -23,20 +23,27 @@ std::string_view View(const char *text) noexcept {
 /// that begin with "http:": a secure one it takes for a file beside the page, so that it comes as
 /// "http://page.example/folder/https://ads.example/". What follows the page's own host is meant.
 std::string_view NamedAddress(std::string_view page_host, std::string_view address) noexcept {
-  constexpr std::string_view SECURE = "/https://";
-  const std::size_t start = address.find("://");
+  constexpr std::string_view MARK = "://";
+  constexpr std::string_view SECURE = "/https";
+  const auto same = [](char a, char b) noexcept { return Lower(a) == Lower(b); };
+  const std::size_t start = address.find(MARK);
   if (start == std::string_view::npos || page_host.empty()) return address;
-  const std::string_view rest = address.substr(start + 3);
-  const auto same = [](char a, char b) { return Lower(a) == Lower(b); };
-  if (rest.size() < page_host.size() + SECURE.size() ||
-      !std::equal(page_host.begin(), page_host.end(), rest.begin(), same)) {
+  const std::string_view rest = address.substr(start + MARK.size());
+  // Few addresses have a second mark, so that it is looked for first.
+  std::size_t mark = rest.find(MARK, page_host.size() + SECURE.size());
+  if (mark == std::string_view::npos ||
+      !std::equal(page_host.begin(), page_host.end(), rest.begin(), same) ||
+      (rest[page_host.size()] != '/' && rest[page_host.size()] != ':')) {
     return address;
   }
-  const std::string_view behind = rest.substr(page_host.size());
-  if (behind[0] != '/' && behind[0] != ':') return address;
-  const auto inner = std::search(behind.begin(), behind.end(), SECURE.begin(), SECURE.end(), same);
-  if (inner == behind.end()) return address;
-  return behind.substr(static_cast<std::size_t>(inner - behind.begin()) + 1);
+  for (; mark != std::string_view::npos; mark = rest.find(MARK, mark + 1)) {
+    const std::size_t inner = mark - SECURE.size();
+    if (std::equal(SECURE.begin(), SECURE.end(), rest.begin() + static_cast<std::ptrdiff_t>(inner),
+                   same)) {
+      return rest.substr(inner + 1);
+    }
+  }
+  return address;
 }
 
 void CopyText(std::string_view from, char *text, std::size_t size) noexcept {
@@ -62,21 +69,22 @@ std::uint8_t AdBlocker::CheckUrl(const char *host, const char *url, char *text, 
 std::uint8_t AdBlocker::CheckUrlText(const char *host, const char *piece, std::uint32_t length,
                                      char *text, std::size_t size, bool *exempt) noexcept {
   if (length < 2 || !MayBeginAddress(piece)) return 0;
-  return CheckAddressInText(host, {piece, length}, text, size, exempt);
+  return CheckAddressInText(host, piece, length, text, size, exempt);
 }
 
-std::uint8_t AdBlocker::CheckAddressInText(const char *host, std::string_view text, char *reason,
-                                           std::size_t size, bool *exempt) const noexcept {
-  const std::size_t length = AddressLength(text);
+std::uint8_t AdBlocker::CheckAddressInText(const char *host, const char *piece,
+                                           std::uint32_t piece_length, char *text, std::size_t size,
+                                           bool *exempt) const noexcept {
+  const std::size_t length = AddressLength({piece, piece_length});
   if (length == 0) return 0;
-  std::string_view address = text.substr(0, length);
+  std::string_view address(piece, length);
   char with_scheme[MAX_ADDRESS + SCHEME_ROOM];
   if (address[0] == '/') {
     std::memcpy(with_scheme, DEFAULT_SCHEME.data(), DEFAULT_SCHEME.size());
     std::memcpy(with_scheme + DEFAULT_SCHEME.size(), address.data(), length);
     address = {with_scheme, DEFAULT_SCHEME.size() + length};
   }
-  return Answer({View(host), address, Asked::kElement}, reason, size, exempt);
+  return Answer({View(host), address, Asked::kElement}, text, size, exempt);
 }
 
 std::uint8_t AdBlocker::CheckSize(const char *, std::int32_t width, std::int32_t height) noexcept {

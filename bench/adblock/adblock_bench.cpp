@@ -147,14 +147,14 @@ void Measure(const std::vector<PageAddress> &addresses, const std::string &paths
   while (script.size() < 1 << 20) {
     script += "function f(where, what) { return where.width + what.height / 2; } /* no address */ ";
   }
-  const auto ask_everywhere = [&](std::size_t most) {
+  const auto ask_everywhere = [&](std::uint32_t mask) {
+    char text[AD_TEXT_SIZE];
+    bool exempt = false;
+    const char *const end = script.data() + script.size();
     const double start = ProcessorTime();
-    for (std::size_t at = 0; at < script.size(); ++at) {
-      char text[AD_TEXT_SIZE];
-      bool exempt = false;
-      const std::size_t length = std::min(most, script.size() - at);
-      ads += blocker->CheckUrlText("page.example", script.data() + at,
-                                   static_cast<std::uint32_t>(length), text, sizeof text, &exempt);
+    for (const char *at = script.data(); at < end; ++at) {
+      const auto length = static_cast<std::uint32_t>(end - at) & mask;
+      ads += blocker->CheckUrlText("page.example", at, length, text, sizeof text, &exempt);
     }
     return (ProcessorTime() - start) * 1e9 / static_cast<double>(script.size());
   };
@@ -162,7 +162,7 @@ void Measure(const std::vector<PageAddress> &addresses, const std::string &paths
   double other = 1e9;
   for (int round = 0; round < 10; ++round) {
     call = std::min(call, ask_everywhere(0));
-    other = std::min(other, ask_everywhere(script.size()));
+    other = std::min(other, ask_everywhere(~0U));
   }
   std::printf("CheckUrlText at other bytes: %.2f ns a byte, with nothing to look at %.2f ns\n",
               other, call);

@@ -1,0 +1,135 @@
+// The index against the plain path: many rules at once, each address judged by those that the index
+// finds and by all in turn. Verdict and deciding rule have to be the same.
+#include <gtest/gtest.h>
+#include <random>
+
+#include "support.h"
+
+namespace velmora::adblock::testing {
+namespace {
+
+class Dice {
+ public:
+  explicit Dice(unsigned seed) : random_(seed) {}
+  std::size_t Below(std::size_t limit) { return random_() % limit; }
+  bool OneIn(std::size_t count) { return Below(count) == 0; }
+  template <typename Pieces>
+  std::string Pick(const Pieces &pieces) {
+    return std::string(pieces[Below(std::size(pieces))]);
+  }
+  template <typename Pieces>
+  std::string Row(const Pieces &pieces, std::size_t most) {
+    std::string text;
+    for (std::size_t count = 1 + Below(most); count > 0; --count) text += Pick(pieces);
+    return text;
+  }
+
+ private:
+  std::mt19937 random_;
+};
+
+constexpr const char *HOSTS[] = {"a.example",
+                                 "b.a.example",
+                                 "ads.b.example",
+                                 "shop.co.uk",
+                                 "www.shop.com",
+                                 "advertising.com",
+                                 "[::1]",
+                                 "10.0.0.1",
+                                 "localhost",
+                                 "x.advertising.com",
+                                 "shop.de",
+                                 "ad",
+                                 "a.very.long.host.org",
+                                 "longertoken.co"};
+constexpr const char *WORDS[] = {
+    "a",     "ad", "ads",    "banner", "banners", "longertoken", "longertokens", "longer", "b",
+    "Track", "js", "advert", "468x60", "%2F",     "\xC3\xA9",    "longertoken_", "x1"};
+constexpr const char *JOINTS[] = {"/", ".", "-", "_", "?", "=", "&", "/", ":", "@", "://"};
+
+std::string RandomAddress(Dice &dice) {
+  constexpr const char *SCHEMES[] = {"http://", "https://", "HTTP://", "ws://", "http://user@"};
+  std::string address = dice.Pick(SCHEMES);
+  address += dice.Pick(HOSTS);
+  if (dice.OneIn(8)) address += dice.OneIn(2) ? ":80" : ".";
+  // Some beyond one and two words of 64 bits, so that tokens lie across their bounds.
+  for (std::size_t count = dice.Below(dice.OneIn(4) ? 40 : 8); count > 0; --count) {
+    address += dice.Pick(JOINTS);
+    address += dice.Pick(WORDS);
+  }
+  return address;
+}
+
+std::string RandomPattern(Dice &dice) {
+  constexpr const char *WILD[] = {"*", "^", "", "", "/", ".", "-", "="};
+  if (dice.OneIn(12)) {
+    constexpr const char *PIECES[] = {"\\/", "ad",          "[0-9]+", "banners?",
+                                      "\\.", "longertoken", "(a|b)"};
+    std::string expression = "/";
+    expression += dice.Row(PIECES, 5);
+    return expression + "/";
+  }
+  constexpr const char *ANCHORS[] = {"", "", "", "|http://", "|"};
+  const bool has_host = dice.OneIn(2);
+  std::string pattern = has_host ? "||" : dice.Pick(ANCHORS);
+  if (has_host) pattern += dice.Pick(HOSTS);
+  for (std::size_t count = dice.Below(4); count > 0; --count) {
+    pattern += dice.Pick(WILD);
+    pattern += dice.Pick(WORDS);
+  }
+  if (dice.OneIn(3)) pattern += dice.Pick(WILD);
+  if (dice.OneIn(8)) pattern += "|";
+  return pattern;
+}
+
+std::string RandomRule(Dice &dice) {
+  constexpr const char *OPTIONS[] = {"third-party",
+                                     "~third-party",
+                                     "important",
+                                     "match-case",
+                                     "popup",
+                                     "script,image",
+                                     "domain=a.example|~b.a.example",
+                                     "domain=shop.*",
+                                     "domain=~shop.com",
+                                     "domain=com",
+                                     "to=advertising.com|shop.de",
+                                     "denyallow=a.example"};
+  std::string rule = dice.OneIn(5) ? "@@" : "";
+  rule += RandomPattern(dice);
+  char separator = '$';
+  for (std::size_t count = dice.Below(3); count > 0; --count) {
+    rule += separator;
+    rule += dice.Pick(OPTIONS);
+    separator = ',';
+  }
+  return rule;
+}
+
+TEST(Index, AnswersAsAllRulesInTurn) {
+  std::size_t decided = 0;
+  for (unsigned seed = 1; seed <= 60; ++seed) {
+    Dice dice(seed);
+    std::string list = "[Adblock]\n";
+    for (std::size_t count = 1 + dice.Below(400); count > 0; --count) {
+      list += RandomRule(dice);
+      list += '\n';
+    }
+    const auto rules = RulesOf(list);
+    for (int count = 0; count < 400; ++count) {
+      const std::string page = dice.OneIn(9) ? "" : dice.Pick(HOSTS);
+      const std::string address = RandomAddress(dice);
+      const Question question{page, address, dice.OneIn(4) ? Asked::kPopup : Asked::kElement};
+      const Verdict expected = rules->JudgePlainly(question);
+      const Verdict verdict = rules->Judge(question);
+      decided += verdict.kind != Verdict::Kind::kNone;
+      ASSERT_TRUE(verdict.kind == expected.kind && verdict.rule == expected.rule)
+          << address << " on " << page << ": " << rules->OriginOf(verdict.rule).text
+          << " | plainly " << rules->OriginOf(expected.rule).text;
+    }
+  }
+  EXPECT_GT(decided, 5000U);
+}
+
+}  // namespace
+}  // namespace velmora::adblock::testing
