@@ -6,12 +6,16 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # Commands that the build and the tests call, each with the Debian package that brings it (other
 # installations of the command will do), then packages of headers, libraries and filter lists.
 needed_commands="cmake:cmake ninja:ninja-build g++:g++ node:nodejs npm:npm pkg-config:pkg-config
-  python3:python3 curl:curl brotli:brotli zstd:zstd squid:squid-openssl
-  openssl:openssl chromium:chromium chromedriver:chromium-driver"
+  python3:python3 curl:curl squid:squid-openssl openssl:openssl"
 needed_packages="libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libfmt-dev libre2-dev
   libpsl-dev zlib1g-dev libbrotli-dev libzstd-dev nlohmann-json3-dev
-  libtomlplusplus-dev libecap3-dev ca-certificates python3-selenium libnss3-tools
-  webext-ublock-origin-firefox"
+  libtomlplusplus-dev libecap3-dev ca-certificates webext-ublock-origin-firefox"
+
+# What the tests need besides: a browser, and compressors of another make.
+need_what_tests_need() {
+  needed_commands+=" brotli:brotli zstd:zstd chromium:chromium chromedriver:chromium-driver"
+  needed_packages+=" python3-selenium libnss3-tools"
+}
 
 missing_packages() {
   # Where the proxy lies; not every user has it in the path.

@@ -12,11 +12,6 @@ bool IsDigit(char c) noexcept {
   return '0' <= c && c <= '9';
 }
 
-/// No top-level domain ends in a digit.
-bool IsAddress(std::string_view host) noexcept {
-  return host.starts_with('[') || (!host.empty() && IsDigit(host.back()));
-}
-
 bool IsNameCharacter(char c) noexcept {
   return IsDigit(c) || ('a' <= c && c <= 'z') || c == '-' || c == '_' || c == '.';
 }
@@ -46,6 +41,11 @@ HostName::HostName(std::string_view name)
   std::ranges::transform(text_, text_.begin(), LowerCase);
 }
 
+bool HostName::IsAddress() const noexcept {
+  // No top-level domain ends in a digit.
+  return text_.starts_with('[') || (!text_.empty() && IsDigit(text_.back()));
+}
+
 void HostSet::Add(std::string_view name) {
   const HostName host(name);
   if (const char *const fault = Fault(host.Text())) {
@@ -55,18 +55,22 @@ void HostSet::Add(std::string_view name) {
 }
 
 bool HostSet::Contains(const HostName &host) const {
-  std::string_view domain = host.Text();
-  if (IsAddress(domain)) return names_.contains(domain);
-  for (;;) {
-    if (names_.contains(domain)) return true;
-    const std::size_t dot = domain.find('.');
-    if (dot == domain.npos) return false;
+  return names_.contains(host.Text()) || (!host.IsAddress() && ContainsParentOf(host.Text()));
+}
+
+bool HostSet::ContainsParentOf(std::string_view domain) const {
+  for (std::size_t dot; (dot = domain.find('.')) != domain.npos;) {
     domain.remove_prefix(dot + 1);
+    if (names_.contains(domain)) return true;
   }
+  return false;
 }
 
 std::vector<std::string> HostSet::Names() const {
-  std::vector<std::string> names(names_.begin(), names_.end());
+  std::vector<std::string> names;
+  for (const std::string &name : names_) {
+    if (HostName(name).IsAddress() || !ContainsParentOf(name)) names.push_back(name);
+  }
   std::ranges::sort(names);
   return names;
 }

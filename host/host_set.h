@@ -15,6 +15,8 @@ class HostName {
   explicit HostName(std::string_view name);
 
   std::string_view Text() const noexcept { return text_; }
+  /// "192.0.2.1", "[2001:db8::1]": lies in no domain.
+  bool IsAddress() const noexcept;
 
  private:
   std::string text_;
@@ -28,14 +30,16 @@ class HostSet {
   void Add(std::string_view name);
   void Add(const HostSet &others) { names_.insert(others.names_.begin(), others.names_.end()); }
 
-  /// Is the host, or a domain that it lies in, in the set? An address lies in no domain.
+  /// Is the host, or a domain that it lies in, in the set?
   bool Contains(const HostName &host) const;
 
   bool IsEmpty() const noexcept { return names_.empty(); }
-  /// In alphabetical order.
+  /// In alphabetical order, without those that lie in another one.
   std::vector<std::string> Names() const;
 
  private:
+  bool ContainsParentOf(std::string_view domain) const;
+
   struct Hash : std::hash<std::string_view> {
     using is_transparent = void;
   };

@@ -98,7 +98,9 @@ std::string Particular(const host::Policy &policy, const CheckOptions &options) 
 /// For Squid's `ssl::server_name`: a dot in front stands for the sub-domains.
 std::string SpliceList(const host::Policy &policy) {
   std::string list;
-  for (const std::string &name : policy.spliced_sites.Names()) list += "." + name + "\n";
+  for (const std::string &name : policy.spliced_sites.Names()) {
+    list += (host::HostName(name).IsAddress() ? "" : ".") + name + "\n";
+  }
   return list;
 }
 

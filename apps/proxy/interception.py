@@ -34,16 +34,6 @@ http_access allow missing_certificates
 NO_SITES = ".invalid\n"
 
 
-def without_sub_domains(sites):
-    """Lines of domains, each with a dot in front. Squid refuses one that lies in another."""
-    domains = set(sites.splitlines())
-
-    def is_covered(domain):
-        return any(domain[i:] in domains for i in range(1, len(domain)) if domain[i] == ".")
-
-    return "".join(f"{domain}\n" for domain in sorted(domains) if not is_covered(domain))
-
-
 class Interception:
     """For a Squid whose files are in `folder`; `spliced_sites` are passed on untouched, a line each.
 
@@ -59,8 +49,7 @@ class Interception:
             used = used.copy_to(folder / "ca")
         self.port_options = PORT_OPTIONS.format(certificate=used.certificate, key=used.key)
         self.configuration = CONFIGURATION.format(helper=CERTIFICATE_HELPER, folder=folder)
-        sites = without_sub_domains(spliced_sites) or NO_SITES
-        (folder / "spliced-sites.txt").write_text(sites)
+        (folder / "spliced-sites.txt").write_text(spliced_sites or NO_SITES)
         # Made anew: it holds what another authority may have signed.
         shutil.rmtree(folder / "certificates", ignore_errors=True)
         command = [CERTIFICATE_HELPER, "-c", "-s", folder / "certificates", "-M", "4MB"]

@@ -29,7 +29,7 @@ beyond = "fail"
 [event-log]
 file = "/var/log/events.jsonl"
 [https]
-splice = ["bank.example", "a.example"]
+splice = ["www.bank.example", "bank.example", "a.example", "192.0.2.1"]
 )";
 
 TEST(CheckConfig, PrintsWhatApplies) {
@@ -64,7 +64,7 @@ TEST(CheckConfig, PrintsWhatApplies) {
       {"--url http://bank.example --client 2001:db8::1",
        "http://bank.example for 2001:db8::1:\n"
        "  passes        untouched, by the allow list\n"},
-      {"--splice-list", ".a.example\n.bank.example\n"},
+      {"--splice-list", "192.0.2.1\n.a.example\n.bank.example\n"},
   };
   for (const auto &c : cases) {
     const Result result = shell.Run("$velmora check-config velmora.toml " + c.options);
