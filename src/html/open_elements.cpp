@@ -8,6 +8,13 @@
 #include "diag/log.h"
 
 namespace velmora {
+namespace {
+
+/// Elements that are open this deep are searched for a name one by one; those that are deeper are
+/// counted by name, so that an end tag that closes nothing costs little, however many are open.
+constexpr std::size_t SEARCHED_DEPTH = 256;
+
+}  // namespace
 
 std::int32_t OpenElements::HandleStartTag(const Tag &tag) {
   CHTMLElement *const parent = elements_.empty() ? nullptr : elements_.back().get();
@@ -18,14 +25,13 @@ std::int32_t OpenElements::HandleStartTag(const Tag &tag) {
   const std::int32_t change = handlers_.OnStartTag(*element);
   if (element->HasFlags(ELEMENT_DROP)) return change;
   if (element->HasFlags(ELEMENT_HOLD)) ++hold_count_;
+  if (elements_.size() >= SEARCHED_DEPTH) ++deep_names_[tag.name];
   elements_.push_back(std::move(element));
   return change;
 }
 
 std::int32_t OpenElements::HandleEndTag(std::string_view name, std::uint32_t tag_start) {
-  const auto match = std::find_if(elements_.rbegin(), elements_.rend(),
-                                  [name](const auto &element) { return element->name() == name; });
-  if (match == elements_.rend()) {
+  if (!IsOpen(name)) {
     if (switches::UNMATCHED_END_TAG_TRACE) {
       Log("* unmatched end tag: %s\n", std::string(name).c_str());
       Log("* row %d col %d\n", place_.row, place_.column);
@@ -33,12 +39,11 @@ std::int32_t OpenElements::HandleEndTag(std::string_view name, std::uint32_t tag
     return 0;
   }
 
-  const CHTMLElement *const matched = match->get();
   const std::uint32_t tag_end = position_.Relative();
   std::uint32_t change = 0;
   for (bool is_matched = false; !is_matched;) {
     const CHTMLElement &element = *elements_.back();
-    is_matched = &element == matched;
+    is_matched = element.name() == name;
     if (element.HasFlags(ELEMENT_NEED_END)) {
       if (!is_matched && switches::UNCLOSED_ELEMENT_TRACE) {
         Log("*** UNCLOSED ELEMENT: %s\n", element.GetName().c_str());
@@ -48,7 +53,7 @@ std::int32_t OpenElements::HandleEndTag(std::string_view name, std::uint32_t tag
       change += static_cast<std::uint32_t>(RunEndHandlers(tag_start + change, end + change));
       if (element.HasFlags(ELEMENT_HOLD)) --hold_count_;
     }
-    elements_.pop_back();
+    Pop();
   }
   return static_cast<std::int32_t>(change);
 }
@@ -56,7 +61,7 @@ std::int32_t OpenElements::HandleEndTag(std::string_view name, std::uint32_t tag
 std::int32_t OpenElements::CloseAll() {
   const std::uint32_t body_end = position_.Relative();
   std::uint32_t change = 0;
-  for (; !elements_.empty(); elements_.pop_back()) {
+  for (; !elements_.empty(); Pop()) {
     const CHTMLElement &element = *elements_.back();
     if (!element.HasFlags(ELEMENT_NEED_END)) continue;
     if (switches::UNCLOSED_ELEMENT_TRACE) {
@@ -74,8 +79,23 @@ void OpenElements::Rebase() noexcept {
 }
 
 void OpenElements::Clear() noexcept {
-  while (!elements_.empty()) elements_.pop_back();
+  while (!elements_.empty()) Pop();
+  deep_names_.clear();
   hold_count_ = 0;
+}
+
+bool OpenElements::IsOpen(std::string_view name) const {
+  const auto deep = deep_names_.find(name);
+  if (deep != deep_names_.end() && deep->second != 0) return true;
+  const auto deepest_searched =
+      static_cast<std::ptrdiff_t>(elements_.size() - std::min(elements_.size(), SEARCHED_DEPTH));
+  return std::any_of(elements_.rbegin() + deepest_searched, elements_.rend(),
+                     [name](const auto &element) { return element->name() == name; });
+}
+
+void OpenElements::Pop() noexcept {
+  if (elements_.size() > SEARCHED_DEPTH) --deep_names_.find(elements_.back()->name())->second;
+  elements_.pop_back();
 }
 
 std::int32_t OpenElements::RunEndHandlers(std::uint32_t end_begin, std::uint32_t end_end) {

@@ -1,8 +1,12 @@
 // OpenElements: the elements whose end tag is still to come.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -41,6 +45,9 @@ class OpenElements {
  private:
   /// Runs the end-tag handlers on the innermost element, whose end tag stands at the given place.
   std::int32_t RunEndHandlers(std::uint32_t end_begin, std::uint32_t end_end);
+  bool IsOpen(std::string_view name) const;
+  /// Destroys the innermost element.
+  void Pop() noexcept;
 
   const PageChunk &page_;
   const PagePosition &position_;
@@ -48,6 +55,8 @@ class OpenElements {
   const EncodingStack &encodings_;
   const HandlerList &handlers_;
   std::vector<std::unique_ptr<CHTMLElement>> elements_;
+  /// How many of those that are not searched one by one bear each name.
+  std::map<std::string, std::size_t, std::less<>> deep_names_;
   /// Only elements that carry `ELEMENT_HOLD` and `ELEMENT_NEED_END` together are counted down.
   std::int32_t hold_count_ = 0;
 };

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <random>
+#include <sstream>
 
 #include "html/charset.h"
 #include "support/html_page.h"
@@ -150,6 +151,40 @@ struct CommitCase {
   std::vector<std::string> sent;
   std::uint32_t flags = 0;
 };
+
+TEST(Tokenizer, EndTagsFindTheirElementHoweverManyAreOpen) {
+  for (const int depth : {0, 253, 254, 255, 256, 257, 1000}) {
+    std::string page = "<q>";
+    std::string closed = "B";
+    for (int i = 0; i < depth; ++i) {
+      page += "<p>";
+      closed += "P";
+    }
+    page += "<b></x></b></b></q></p>";
+    closed += "Q";
+    FakeContext context;
+    std::string ends;
+    const LogRecorder log;
+    EXPECT_EQ(RunPage(context, {page},
+                      Filter(
+                          [](CHTMLElement &element) {
+                            element.SetFlags(ELEMENT_NEED_END);
+                            return 0;
+                          },
+                          [&ends](CHTMLElement &element) {
+                            ends += element.GetName();
+                            return 0;
+                          })),
+              page);
+    EXPECT_EQ(ends, closed) << depth;
+    std::string unmatched;
+    std::istringstream lines(LogRecorder::Text());
+    for (std::string line; std::getline(lines, line);) {
+      if (line.starts_with("* unmatched end tag: ")) unmatched += line.back();
+    }
+    EXPECT_EQ(unmatched, "XBP") << depth;
+  }
+}
 
 TEST(Tokenizer, OutputIsHeldBack) {
   const CommitCase cases[] = {
