@@ -128,7 +128,8 @@ bool ReplaceFile(const std::string &folder, const std::string &path, std::string
   std::string temporary = path + ".XXXXXX";
   const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
   if (descriptor < 0) return false;
-  const bool written = WriteAll(descriptor, bytes);
+  // Readers map the file: nobody is to write to it, or cut it off, by mistake.
+  const bool written = WriteAll(descriptor, bytes) && fchmod(descriptor, S_IRUSR) == 0;
   const bool closed = close(descriptor) == 0;
   if (written && closed && rename(temporary.c_str(), path.c_str()) == 0) return true;
   unlink(temporary.c_str());

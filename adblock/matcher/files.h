@@ -24,7 +24,7 @@ std::vector<std::string> FilesOfFolder(const std::string &path);
 std::optional<SharedBytes> MapOwnFile(const std::string &path);
 
 /// Puts a file in place as a whole, making its folder first; a reader sees the old or the new one.
-/// Only this user can read it.
+/// Only this user can read it, and nobody writes to it: it is replaced or removed.
 bool ReplaceFile(const std::string &folder, const std::string &path, std::string_view bytes);
 
 /// A variable of the environment; empty when it is not set or the process has more rights than its

@@ -24,7 +24,8 @@ class Counted : public Interface {
   virtual ~Counted() = default;
 
   Status QueryInterface(const Identifier *identifier, void **output) noexcept final {
-    if (*identifier != identifier_ && *identifier != ID_Unknown) {
+    if (!output) return RESULT_INVALID_ARGUMENT;
+    if (!identifier || (*identifier != identifier_ && *identifier != ID_Unknown)) {
       *output = nullptr;
       return RESULT_NO_INTERFACE;
     }

@@ -58,6 +58,7 @@ using namespace velmora;
 using namespace velmora::adblock;
 
 VEXLAR_EXPORT Status Ordinal_3(Identifier *identifier) {
+  if (!identifier) return RESULT_INVALID_ARGUMENT;
   *identifier = ID_VexlarObject;
   return RESULT_OK;
 }

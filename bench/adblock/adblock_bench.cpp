@@ -3,10 +3,14 @@
 //   adblock_bench PAGES LIST...            the figures
 //   adblock_bench --addresses PAGES        page host, tab, address: one a line
 //   adblock_bench --verdicts PAGES LIST... the same with a verdict and the rule behind it
+//   adblock_bench --plainly PAGES LIST...  holds the index against all rules tried in turn (slow)
+//
+// PAGES is a folder of HTML files, or a file of lines such as --addresses prints.
 //
 // Means are processor time over whole rounds, so that other work on the machine does not count;
 // times of single questions are taken around each one, less what taking the time costs.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -96,6 +100,35 @@ IAdBlocker *MakeBlocker() {
   return static_cast<IAdBlocker *>(object);
 }
 
+/// Questions in a second of wall-clock time, all threads together.
+template <typename Ask>
+double RateOf(int thread_count, std::size_t count, Ask ask) {
+  const int rounds = 60;
+  const auto start = Clock::now();
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < thread_count; ++thread) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < rounds; ++round) {
+        for (std::size_t at = 0; at < count; ++at) ask(at);
+      }
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  return thread_count * rounds * static_cast<double>(count) / Seconds(Clock::now() - start);
+}
+
+template <typename Ask>
+void MeasureThreads(std::size_t count, Ask ask) {
+  double one = 0;
+  double two = 0;
+  for (int round = 0; round < 10; ++round) {
+    one = std::max(one, RateOf(1, count, ask));
+    two = std::max(two, RateOf(2, count, ask));
+  }
+  std::printf("CheckUrl by threads: 1: %.2f million a second, 2: %.2f million, ratio %.2f\n",
+              one * 1e-6, two * 1e-6, two / one);
+}
+
 void MeasureLoading(const std::string &paths) {
   const std::string folder =
       std::filesystem::temp_directory_path() / ("adblock_bench." + std::to_string(getpid()));
@@ -125,7 +158,16 @@ void Measure(const std::vector<PageAddress> &addresses, const std::string &paths
   if (VexlarUseLists(paths.c_str()) != RESULT_OK) std::exit(1);
   if (VexlarUseLists(paths.c_str()) != RESULT_OK) std::exit(1);
   IAdBlocker *blocker = MakeBlocker();
-  std::size_t ads = 0;
+  std::atomic<std::size_t> thread_ads = 0;
+  MeasureThreads(addresses.size(), [&](std::size_t at) {
+    char text[AD_TEXT_SIZE];
+    bool exempt = false;
+    if (blocker->CheckUrl(addresses[at].page_host.c_str(), addresses[at].address.c_str(), text,
+                          sizeof text, &exempt) > 1) {
+      ++thread_ads;
+    }
+  });
+  std::size_t ads = thread_ads;
   const auto check = [&](std::size_t at) {
     char text[AD_TEXT_SIZE];
     bool exempt = false;
@@ -191,6 +233,24 @@ void PrintVerdicts(const std::vector<PageAddress> &addresses, const std::string 
   }
 }
 
+/// How many addresses the index judges otherwise than all rules tried in turn.
+std::size_t CompareWithPlainPath(const std::vector<PageAddress> &addresses,
+                                 const std::string &paths) {
+  const adblock::LoadedRules loaded =
+      adblock::LoadRules(adblock::ReadPaths(paths).lists, std::string());
+  std::size_t different = 0;
+  for (const PageAddress &address : addresses) {
+    const adblock::Question question{address.page_host, address.address, adblock::Asked::kElement};
+    const adblock::Verdict verdict = loaded.rules->Judge(question);
+    const adblock::Verdict plain = loaded.rules->JudgePlainly(question);
+    if (verdict.kind == plain.kind && verdict.rule == plain.rule) continue;
+    ++different;
+    std::printf("%s\t%s\n", address.page_host.c_str(), address.address.c_str());
+  }
+  std::printf("%zu of %zu addresses are judged otherwise\n", different, addresses.size());
+  return different;
+}
+
 int Run(std::vector<std::string> arguments) {
   std::string mode;
   if (!arguments.empty() && arguments[0].starts_with("--")) {
@@ -198,7 +258,7 @@ int Run(std::vector<std::string> arguments) {
     arguments.erase(arguments.begin());
   }
   if (arguments.empty() || (arguments.size() < 2 && mode != "--addresses")) {
-    std::fputs("adblock_bench [--addresses|--verdicts] PAGES LIST...\n", stderr);
+    std::fputs("adblock_bench [--addresses|--verdicts|--plainly] PAGES LIST...\n", stderr);
     return 2;
   }
   const std::vector<PageAddress> addresses = AddressesOfPages(arguments[0]);
@@ -210,6 +270,8 @@ int Run(std::vector<std::string> arguments) {
     }
   } else if (mode == "--verdicts") {
     PrintVerdicts(addresses, paths);
+  } else if (mode == "--plainly") {
+    return CompareWithPlainPath(addresses, paths) == 0 ? 0 : 1;
   } else {
     std::printf("%zu addresses\n", addresses.size());
     Measure(addresses, paths);

@@ -78,11 +78,23 @@ std::vector<std::string> AddressesIn(std::string_view html) {
   return addresses;
 }
 
+std::vector<PageAddress> AddressesInTable(const std::filesystem::path &file) {
+  std::vector<PageAddress> all;
+  std::ifstream in(file, std::ios::binary);
+  for (std::string line; std::getline(in, line);) {
+    const std::size_t tab = line.find('\t');
+    if (tab == std::string::npos) continue;
+    all.push_back({line.substr(0, tab), line.substr(tab + 1)});
+  }
+  return all;
+}
+
 }  // namespace
 
-std::vector<PageAddress> AddressesOfPages(const std::filesystem::path &folder) {
+std::vector<PageAddress> AddressesOfPages(const std::filesystem::path &place) {
+  if (std::filesystem::is_regular_file(place)) return AddressesInTable(place);
   std::vector<std::filesystem::path> files;
-  for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+  for (const auto &entry : std::filesystem::directory_iterator(place)) {
     if (entry.is_regular_file()) files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());

@@ -13,7 +13,8 @@ struct PageAddress {
 };
 
 /// The absolute http and https addresses in attributes and scripts of the HTML files of a folder,
-/// each once a page, with the host of the page that the file was made from.
-std::vector<PageAddress> AddressesOfPages(const std::filesystem::path &folder);
+/// each once a page, with the host of the page that the file was made from. Or, of a file, what its
+/// lines say: page host, tab, address.
+std::vector<PageAddress> AddressesOfPages(const std::filesystem::path &place);
 
 }  // namespace velmora::bench

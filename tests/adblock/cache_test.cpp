@@ -1,7 +1,9 @@
 // The compiled form in its file: when it is used, and that no file can lead a read astray.
 #include <cstddef>
+#include <functional>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/stat.h>
 
 #include "support.h"
 
@@ -82,7 +84,8 @@ TEST(Cache, ThatIsDamagedOrForeignIsMadeAnew) {
   const std::string file = CacheFile(folder.Path(), lists);
   const std::string good = ReadBytes(file);
   const auto write = [&](const std::string &bytes) {
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
+    std::filesystem::remove(file);
+    std::ofstream(file, std::ios::binary) << bytes;
   };
   const auto changed = [&](std::size_t at, std::uint8_t by) {
     std::string bytes = good;
@@ -110,22 +113,61 @@ TEST(Cache, ThatIsDamagedOrForeignIsMadeAnew) {
     EXPECT_EQ(ReadBytes(file), good);
   }
   EXPECT_TRUE(LoadRules(lists, folder.Path()).from_cache);
+}
 
-  // Files that anybody could have put there, or that lead elsewhere.
-  std::filesystem::permissions(file, std::filesystem::perms::others_write,
-                               std::filesystem::perm_options::add);
-  EXPECT_FALSE(LoadRules(lists, folder.Path()).from_cache);
+TEST(Cache, ThatAnybodyCouldHavePutThereIsMadeAnew) {
+  using std::filesystem::perms;
+  const TestFolder folder;
+  const auto lists = Lists({std::string(RULES)});
+  LoadRules(lists, folder.Path());
+  const std::string file = CacheFile(folder.Path(), lists);
+  EXPECT_EQ(std::filesystem::status(file).permissions(), perms::owner_read);
+  const std::string elsewhere = folder.Path("elsewhere");
+
+  struct Case {
+    const char *what;
+    std::function<void()> put;
+    bool is_replaced = true;
+  };
+  std::vector<Case> cases = {
+      {"writable by all",
+       [&] { std::filesystem::permissions(file, perms::owner_read | perms::others_write); }},
+      {"writable by its group",
+       [&] { std::filesystem::permissions(file, perms::owner_read | perms::group_write); }},
+      {"a link to a good file",
+       [&] {
+         std::filesystem::rename(file, elsewhere);
+         std::filesystem::create_symlink(elsewhere, file);
+       }},
+      {"a link to nothing",
+       [&] {
+         std::filesystem::remove(file);
+         std::filesystem::create_symlink(folder.Path("nothing"), file);
+       }},
+      {"a pipe",
+       [&] {
+         std::filesystem::remove(file);
+         ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+       }},
+      {"a folder",
+       [&] {
+         std::filesystem::remove(file);
+         std::filesystem::create_directory(file);
+       },
+       false}};
   if (geteuid() == 0) {
-    EXPECT_TRUE(LoadRules(lists, folder.Path()).from_cache);
-    ASSERT_EQ(chown(file.c_str(), 12345, getegid()), 0);
-    EXPECT_FALSE(LoadRules(lists, folder.Path()).from_cache);
+    cases.insert(cases.begin(),
+                 {"another user's", [&] { ASSERT_EQ(chown(file.c_str(), 12345, getegid()), 0); }});
   }
-  std::filesystem::rename(file, folder.Path("elsewhere"));
-  std::filesystem::create_symlink(folder.Path("elsewhere"), file);
-  EXPECT_FALSE(LoadRules(lists, folder.Path()).from_cache);
-  std::filesystem::remove(file);
-  std::filesystem::create_directory(file);
-  EXPECT_FALSE(LoadRules(lists, folder.Path()).from_cache);
+  for (const Case &test : cases) {
+    ASSERT_TRUE(LoadRules(lists, folder.Path()).from_cache) << test.what;
+    test.put();
+    const LoadedRules loaded = LoadRules(lists, folder.Path());
+    EXPECT_FALSE(loaded.from_cache) << test.what;
+    EXPECT_EQ(NameOf(loaded.rules->Judge({"p.com", "http://ads.example/"})), "blocked")
+        << test.what;
+    EXPECT_EQ(LoadRules(lists, folder.Path()).from_cache, test.is_replaced) << test.what;
+  }
 }
 
 TEST(Image, IsReadWithinItsBytesWhateverTheySay) {

@@ -50,6 +50,15 @@ constexpr Case CASES[] = {
     {"||example.net/ads/", "http://example.net/x/ads/1.gif", SITE, "none"},
     {"||ads.*/img^", "http://x.ads.example/a/img?", SITE, "blocked"},
     {"||[::1]^", "http://[::1]:80/", SITE, "blocked"},
+    {"||[::1]^$1p", "http://[::1]:80/", "[::1]:8080", "blocked"},
+    {"||[::1]^$3p", "http://[::1]:80/", "[::1]:8080", "none"},
+    {"||[::1]x^", "http://[::1]x/", SITE, "blocked"},
+    // No "^" stands within a host: at the first byte that no host has, it ends.
+    {"||ads.example^", "http://ads.example=b.example/", SITE, "blocked"},
+    {"||b.example^", "http://ads.example=b.example/", SITE, "none"},
+    {"||b.example^", "http://ads=x@b.example/", SITE, "blocked"},
+    {"||ads.example.^", "http://ads.example./", SITE, "blocked"},
+    {"||ads.example.|", "http://ads.example.", SITE, "blocked"},
     {"||192.0.2.7^", "http://192.0.2.7/x", SITE, "blocked"},
     {"||xample^", "http://a.example/", SITE, "none"},
 
