@@ -17,19 +17,11 @@ class CEventAttributeStripper final : public CElementHandler {
 
   std::int32_t OnStartTag(CHTMLElement &element) override {
     if (!is_on_) return 0;
-    std::int32_t change = 0;
-    std::string name;
-    std::string value;
-    for (std::uint32_t i = 0; element.GetAttributeAt(i, name, value);) {
-      if (!names_.IsEventAttribute(name)) {
-        ++i;
-        continue;
-      }
-      ReportBlockedItem(context(), CATEGORY_SCRIPTS, name.append(1, '=').append(value), {});
-      // The next attribute moves to this one's index.
-      change += element.RemoveAttributeAt(i);
-    }
-    return change;
+    return element.RemoveAttributesIf([this](const CHTMLAttribute &attribute) {
+      if (!names_.IsEventAttribute(attribute.name)) return false;
+      ReportBlockedItem(context(), CATEGORY_SCRIPTS, attribute.name + "=" + attribute.value, {});
+      return true;
+    });
   }
 
  private:

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "html/attribute.h"
@@ -37,6 +38,11 @@ class CHTMLElement final : public IHTMLElement {
   std::int32_t SetAttribute(std::string_view name, std::string_view value) override;
   std::int32_t RemoveAttributeAt(std::uint32_t index) override;
   std::int32_t RemoveAttribute(std::string_view name) override;
+  /// Removes every attribute that `is_removed`, asked in their order, is true for; answers the
+  /// change in length. Does what `RemoveAttributeAt` would do for one after the other, in one pass:
+  /// a tag may have any number of them.
+  template <class Predicate>
+  std::int32_t RemoveAttributesIf(Predicate is_removed);
   std::int32_t FilterContent(IDataProcessor *handler) override;
   std::int32_t InsertText(std::string_view text, std::uint32_t where) override;
   std::int32_t Remove() override;
@@ -71,5 +77,22 @@ class CHTMLElement final : public IHTMLElement {
   std::vector<CHTMLAttribute> attributes_;
   std::uint32_t flags_ = 0;
 };
+
+template <class Predicate>
+std::int32_t CHTMLElement::RemoveAttributesIf(Predicate is_removed) {
+  std::int32_t change = 0;
+  auto kept = attributes_.begin();
+  for (CHTMLAttribute &attribute : attributes_) {
+    attribute.Shift(change);
+    if (is_removed(attribute)) {
+      change += Delete(attribute);
+    } else {
+      std::swap(*kept++, attribute);
+    }
+  }
+  attributes_.erase(kept, attributes_.end());
+  ShiftEndTag(change);
+  return change;
+}
 
 }  // namespace velmora

@@ -45,6 +45,12 @@ const EditCase EDIT_CASES[] = {
      [](auto &e) { return e.RemoveAttributeAt(0) + e.RemoveAttributeAt(1); }, "<x  b=2 >", -6},
     {"removal by an index that is not there", "<x a>",
      [](auto &e) { return e.RemoveAttributeAt(1); }, "<x a>", 0},
+    {"removals in one pass leave the places of the others right", "<x on a=1 on=2 b on c=3>text",
+     [](auto &e) {
+       return e.RemoveAttributesIf([](const auto &a) { return a.name == "on"; }) +
+              e.SetAttribute("a", "4") + e.SetAttribute("c", "56");
+     },
+     "<x  a=4  b  c=56>text", -7},
     {"two of one name are removed, the second at its old place", "<x a=1 a=2 b=3>text",
      [](auto &e) { return e.RemoveAttribute("a"); }, "<x  a=23>text", -3},
     {"insertion before and after the start tag", "t<x>u",
