@@ -238,16 +238,18 @@ class Squid:
     def start(self):
         if is_listening(self.port):
             raise ProxyError(f"port {self.port} is in use already")
-        self.process = subprocess.Popen(
-            self.command,
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.DEVNULL,
-            stderr=subprocess.DEVNULL,
-            cwd=self.folder,
-            env={**os.environ, "HOME": str(self.folder / "home"), "XDG_CACHE_HOME": ""},
-            # A Ctrl-C is not for its helpers.
-            start_new_session=True,
-        )
+        # What it says before it has a log of its own.
+        with (self.folder / "log" / "start.log").open("w") as start_log:
+            self.process = subprocess.Popen(
+                self.command,
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.DEVNULL,
+                stderr=start_log,
+                cwd=self.folder,
+                env={**os.environ, "HOME": str(self.folder / "home"), "XDG_CACHE_HOME": ""},
+                # A Ctrl-C is not for its helpers.
+                start_new_session=True,
+            )
         deadline = time.monotonic() + 30
         while not is_listening(self.port):
             if self.process.poll() is not None or time.monotonic() > deadline:
@@ -258,10 +260,11 @@ class Squid:
 
     def complaints(self):
         log = self.folder / "log" / "cache.log"
-        lines = log.read_text(errors="replace").splitlines() if log.exists() else []
+        files = [file for file in (log.with_name("start.log"), log) if file.exists()]
+        lines = [line for file in files for line in file.read_text(errors="replace").splitlines()]
         # Each attempt to start says the same.
         fatal = dict.fromkeys(line.partition("FATAL: ")[2] for line in lines if "FATAL: " in line)
-        return "\n".join(fatal) or f"its log is {log}"
+        return "\n".join(fatal or lines[-5:]) or f"its log is {log}"
 
     def stop(self):
         """Lets open answers end, for a second; then nothing of it is left."""
