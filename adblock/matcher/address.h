@@ -1,6 +1,7 @@
 // An address taken apart for questions: in lower case, with its host's place.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -49,7 +50,7 @@ class PaddedText {
   void Assign(std::string_view bytes) noexcept {
     size_ = bytes.size();
     std::memset(bytes_, 0, BEFORE);
-    std::memcpy(bytes_ + BEFORE, bytes.data(), size_);
+    std::copy(bytes.begin(), bytes.end(), bytes_ + BEFORE);
     std::memset(bytes_ + BEFORE + size_, 0, BEHIND);
   }
   char *Data() noexcept { return bytes_ + BEFORE; }
