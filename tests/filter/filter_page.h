@@ -25,7 +25,7 @@ struct FilterRun {
                      {"/ads/", 1, "ads folder"},
                      {"/track/", 1, "tracker"},
                      {"maybe", 2, "no reason"}};
-    library.sizes = {{468, 60}, {120, 600}};
+    library.sizes = {"468x60", "120x600"};
   }
 
   /// What the host sends on for a page given in `pieces`, in a context that may have seen pages.
@@ -57,6 +57,11 @@ struct PageCase {
   std::string expected;
   std::vector<Report> reports = {};
 };
+
+/// A page that loses nothing.
+inline PageCase Kept(std::set<std::int32_t> categories, std::string_view page) {
+  return {std::move(categories), page, std::string(page)};
+}
 
 /// The page whole, then cut before each of its bytes.
 inline void ExpectPage(const PageCase &c, const ScriptHandlerMakers &makers = {}) {

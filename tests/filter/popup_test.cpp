@@ -11,10 +11,7 @@
 namespace velmora::testing {
 namespace {
 
-constexpr std::string_view POPUP_SCRIPT = R"(
-<script language="JavaScript">
-<!--
-
+constexpr char POPUP_LINES[] = R"(
 var ZulRealWinOpen = window.open;
 
 function ZulWinOpen(url, name, attributes)
@@ -23,73 +20,31 @@ function ZulWinOpen(url, name, attributes)
 }
 
 window.open = ZulWinOpen;
-
-//-->
-</script>
-
 )";
 
-constexpr std::string_view ERROR_SCRIPT = R"(
-<script language="JavaScript">
-<!--
-
+constexpr char ERROR_LINES[] = R"(
 function ZulError()
 {
   return true;
 }
 
 window.onerror = ZulError;
-
-//-->
-</script>
-
 )";
 
-constexpr std::string_view BOTH_BEHIND_VBSCRIPT = R"(
-<script language="VBScript">
-</script>
-
-<script language="JavaScript">
-<!--
-
-function ZulError()
-{
-  return true;
+std::string ScriptOf(const std::string &lines) {
+  return "\n<script language=\"JavaScript\">\n<!--\n" + lines + "\n//-->\n</script>\n\n";
 }
-
-window.onerror = ZulError;
-
-var ZulRealWinOpen = window.open;
-
-function ZulWinOpen(url, name, attributes)
-{
-  return (new Object());
-}
-
-window.open = ZulWinOpen;
-
-//-->
-</script>
-
-)";
-
-constexpr std::string_view RESTORE_SCRIPT = R"(
-<script language="JavaScript">
-<!--
-
-window.open = ZulRealWinOpen;
-
-//-->
-</script>
-
-)";
+const std::string POPUP_SCRIPT = ScriptOf(POPUP_LINES);
+const std::string ERROR_SCRIPT = ScriptOf(ERROR_LINES);
+const std::string BOTH_BEHIND_VBSCRIPT = "\n<script language=\"VBScript\">\n</script>\n" +
+                                         ScriptOf(std::string(ERROR_LINES) + POPUP_LINES);
 
 /// A page with marks for the texts: "{P}" for one of the pop-up scripts, "{R}" for the restoring
 /// one, "{w}" and "{o}" for what stands around a wrapped event handler.
 std::string Fill(std::string_view form, std::string_view popup_script = POPUP_SCRIPT) {
-  const std::pair<std::string_view, std::string_view> marks[] = {
-      {"{P}", popup_script},
-      {"{R}", RESTORE_SCRIPT},
+  const std::pair<std::string_view, std::string> marks[] = {
+      {"{P}", std::string(popup_script)},
+      {"{R}", ScriptOf("\nwindow.open = ZulRealWinOpen;\n")},
       {"{w}", "\"var ZulTmpWinOpen = window.open; window.open = ZulWinOpen; "},
       {"{o}", "; window.open = ZulTmpWinOpen;\""},
   };
@@ -128,9 +83,7 @@ TEST(Popups, ScriptsGoWhereThePageNeedsThem) {
        Fill("{P}<frameset onunload={w}x{o} onload={w}y{o}></frameset>")},
       {{307}, "<body>a<script>1</script></body>", Fill("<body>a{P}<script>1</script></body>")},
       {{306}, "<body onload=x>a</body>", Fill("{P}<body onload=x>a</body>", ERROR_SCRIPT)},
-      {{},
-       "<body onload=x>a<script>1</script></body>",
-       "<body onload=x>a<script>1</script></body>"},
+      Kept({}, "<body onload=x>a<script>1</script></body>"),
       {{308}, "<html><script>1</script></html>", Fill("<html><script>1</script>{R}</html>")},
       // An attribute without a value is none to wrap, but the page has its handler.
       {{307},
@@ -145,7 +98,7 @@ TEST(Popups, ScriptsGoWhereThePageNeedsThem) {
        "<html><head><script>1</script></head></html>b",
        Fill("<html><head>{P}<script>1</script></head>{R}</html>b")},
       {{307, 308}, "<html><body onload=x>a", Fill("<html>{P}<body onload={w}x{o}>a{R}")},
-      {{307, 308}, "<html><p>a</html>", "<html><p>a</html>"},
+      Kept({307, 308}, "<html><p>a</html>"),
       // Outside all that will be removed around the first SCRIPT.
       {{300, 307}, "a<script>1</script>b", Fill("a{P}b"), {{300, "(Script)", ""}}},
       {{301, 307},
@@ -201,31 +154,22 @@ class NamingHandler final : public CContentHandler {
 
 TEST(InlineScripts, GoThroughTheHandlerOfTheirLanguage) {
   const PageCase cases[] = {
-      {{},
-       "<script>a<b</script>.<script></script>",
-       "<script>JS3</script>.<script>JS0</script>",
-       {}},
+      {{}, "<script>a<b</script>.<script></script>", "<script>JS3</script>.<script>JS0</script>"},
       {{},
        "<script type=text/vbscript>a</script><script>bc</script>",
-       "<script type=text/vbscript>VB1</script><script>VB2</script>",
-       {}},
+       "<script type=text/vbscript>VB1</script><script>VB2</script>"},
       {{},
        "<script language='MyVBScript'>a</script><script type=\"TEXT/JAVASCRIPT\">bc</script>",
-       "<script language='MyVBScript'>VB1</script><script type=\"TEXT/JAVASCRIPT\">JS2</script>",
-       {}},
+       "<script language='MyVBScript'>VB1</script><script type=\"TEXT/JAVASCRIPT\">JS2</script>"},
       {{},
        "<script>a</script><script type=text/vbscript language=jscript>b</script>",
-       "<script>JS1</script><script type=text/vbscript language=jscript>JS1</script>",
-       {}},
-      {{},
-       "<script src=x>a</script><script src>b</script>",
-       "<script src=x>a</script><script src>b</script>",
-       {}},
+       "<script>JS1</script><script type=text/vbscript language=jscript>JS1</script>"},
+      Kept({}, "<script src=x>a</script><script src>b</script>"),
       {{300},
        "<script onload=x>abc</script>.",
        ".",
        {{300, "onload=x", ""}, {300, "(Script)", ""}}},
-      {{}, "a<script>bcd<e", "a<script>JS5", {}},
+      {{}, "a<script>bcd<e", "a<script>JS5"},
   };
   const ScriptHandlerMakers makers{[] { return new NamingHandler("JS"); },
                                    [] { return new NamingHandler("VB"); }};

@@ -110,14 +110,14 @@ TEST_F(DataScriptTest, PassesWithoutContext) {
 
 TEST_F(DataScriptTest, Flash) {
   Enable({CATEGORY_JAVASCRIPT_FLASH});
-  ExpectFinding("w('<object classid=\"clsid:d27cdb6e-ae6d-11cf-96b8-444553540000\">')",
-                CATEGORY_JAVASCRIPT_FLASH, "\"" + FLASH_ID + "\"");
-  ExpectFinding("'" + FLASH_ID + "'", CATEGORY_JAVASCRIPT_FLASH, "\"" + FLASH_ID + "\"");
-  ExpectFinding("/APPLICATION\\//,'APPLICATION/X-Shockwave-Flash'", CATEGORY_JAVASCRIPT_FLASH,
-                "\"" + FLASH_TYPE + "\"");
+  const auto flash = [&](const std::string &script, const std::string &detail) {
+    ExpectFinding(script, CATEGORY_JAVASCRIPT_FLASH, "\"" + detail + "\"");
+  };
+  flash("w('<object classid=\"clsid:d27cdb6e-ae6d-11cf-96b8-444553540000\">')", FLASH_ID);
+  flash("'" + FLASH_ID + "'", FLASH_ID);
+  flash("/APPLICATION\\//,'APPLICATION/X-Shockwave-Flash'", FLASH_TYPE);
   // The first one in the script counts.
-  ExpectFinding("'" + FLASH_TYPE + FLASH_ID + "'", CATEGORY_JAVASCRIPT_FLASH,
-                "\"" + FLASH_TYPE + "\"");
+  flash("'" + FLASH_TYPE + FLASH_ID + "'", FLASH_TYPE);
   ExpectNothing("'" + FLASH_ID.substr(1) + "' '" + FLASH_ID.substr(0, 35) + "'");
   ExpectNothing(FLASH_ID + " // '" + FLASH_ID + "'");
   Enable({CATEGORY_JAVASCRIPT_AD_SIZES, CATEGORY_JAVASCRIPT_AD_URLS, CATEGORY_VBSCRIPT_FLASH});
@@ -129,7 +129,7 @@ TEST_F(DataScriptTest, Flash) {
 
 TEST_F(DataScriptTest, AdSizes) {
   Enable({CATEGORY_JAVASCRIPT_AD_SIZES});
-  library_.sizes = {{468, 60}, {120, 0}, {0, 600}, {-1, 0}};
+  library_.sizes = {"468x60", "120x0", "0x600", "-1x0"};
   const auto ad = [&](const std::string &script, const std::string &detail) {
     ExpectFinding(script, CATEGORY_JAVASCRIPT_AD_SIZES, detail);
   };
@@ -175,7 +175,7 @@ TEST_F(DataScriptTest, AdAddresses) {
 
 TEST_F(DataScriptTest, FindingsOfSeveralKinds) {
   Enable({CATEGORY_JAVASCRIPT_FLASH, CATEGORY_JAVASCRIPT_AD_SIZES, CATEGORY_JAVASCRIPT_AD_URLS});
-  library_.sizes = {{468, 0}};
+  library_.sizes = {"468x0"};
   library_.rules = {{"fine", 0, "", true}, {"ad.x", 1, "reason"}};
   const std::string quoted_id = "\"" + FLASH_ID + "\"";
   ExpectFinding("'width=468' 'ad.x'", CATEGORY_JAVASCRIPT_AD_SIZES, "width=468 height=0");
@@ -201,11 +201,7 @@ TEST_F(DataScriptTest, ReadsSixteenBitScripts) {
   const std::string script = "'" + FLASH_ID + "'";
   const std::string little = wide(script, false);
   const std::string big = wide(script, true);
-  struct {
-    std::string body;
-    std::string space;
-    std::string log;
-  } const cases[] = {
+  const std::tuple<std::string, std::string, std::string> cases[] = {
       {little, " \0"s, "Zero byte found: assuming little endian\n"},
       {big, "\0 "s, "Zero byte found: assuming big endian\n"},
       {"\xFF\xFE" + little, " \0"s,
@@ -219,10 +215,10 @@ TEST_F(DataScriptTest, ReadsSixteenBitScripts) {
        "Zero byte found: assuming little endian\n*** Non-ASCII (0x01AB) in Unicode script\n"},
       {script, " ", ""},
   };
-  for (const auto &test : cases) {
+  for (const auto &[body, space, logged] : cases) {
     const LogRecorder log;
-    EXPECT_EQ(RunJS(test.body), Blank(test.body.size(), test.space));
-    EXPECT_EQ(log.Text(), test.log);
+    EXPECT_EQ(RunJS(body), Blank(body.size(), space));
+    EXPECT_EQ(log.Text(), logged);
   }
   // A script that stays is not changed by having been read as 16-bit.
   const std::string harmless = wide("'harmless'", false) + "\xAB\x01x";
@@ -239,31 +235,27 @@ TEST_F(DataScriptTest, RemembersTheWidthOfTheLastScript) {
 }
 
 TEST_F(DataScriptTest, DumpsStrings) {
-  context_.settings["DumpScriptStrings"] = "TRUE";
+  Enable({CATEGORY_JAVASCRIPT_FLASH});
   const std::string header = "======== SCRIPT STRING ========\n";
-  const std::string text(200, 'x');
-  {
+  const std::string line(80, 'x');
+  const std::tuple<const char *, std::string, std::string> cases[] = {
+      {"TRUE", "a = '" + line + line + "x' + 12 + '' + 'c\0d'"s,
+       header + line + "\n" + line + "\nx\n\n" + header + "\n" + header + "c\n\n"},
+      // After Flash there is nothing more to see.
+      {"TRUE", "'" + FLASH_ID + "' 'more'", header + FLASH_ID + "\n\n"},
+      {"yes", "'a'", ""},
+  };
+  for (const auto &[setting, script, logged] : cases) {
+    context_.settings["DumpScriptStrings"] = setting;
     const LogRecorder log;
-    RunJS("a = '" + text + "' + 12 + '' + 'c\0d'"s);
-    EXPECT_EQ(log.Text(), header + text.substr(0, 80) + "\n" + text.substr(0, 80) + "\n" +
-                              text.substr(0, 40) + "\n\n" + header + "\n" + header + "c\n\n");
+    RunJS(script);
+    EXPECT_EQ(log.Text(), logged);
   }
-  {
-    // After Flash there is nothing more to see.
-    Enable({CATEGORY_JAVASCRIPT_FLASH});
-    const LogRecorder log;
-    RunJS("'" + FLASH_ID + "' 'more'");
-    EXPECT_EQ(log.Text(), header + FLASH_ID + "\n\n");
-  }
-  context_.settings["DumpScriptStrings"] = "yes";
-  const LogRecorder log;
-  RunJS("'a'");
-  EXPECT_EQ(log.Text(), "");
 }
 
 TEST_F(DataScriptTest, ChunksMakeNoDifference) {
   Enable({CATEGORY_JAVASCRIPT_FLASH, CATEGORY_JAVASCRIPT_AD_SIZES, CATEGORY_VBSCRIPT_AD_SIZES});
-  library_.sizes = {{468, 60}};
+  library_.sizes = {"468x60"};
   std::string script;
   for (int i = 0; i < 200; ++i) script += "f(\"text\" + 12.5);\n";
   std::mt19937 random(3);

@@ -1,20 +1,21 @@
 // An ad-blocking object for tests: answers by rules and records what it is asked.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <set>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include <velmora/ad_blocker.h>
 
+#include "support/fake_object.h"
+
 namespace velmora::testing {
 
-class FakeAdBlocker final : public IAdBlocker {
+class FakeAdBlocker final : public FakeObject<IAdBlocker> {
  public:
   /// What is answered about addresses that contain `part`; the first rule that fits decides.
   struct Rule {
@@ -24,11 +25,6 @@ class FakeAdBlocker final : public IAdBlocker {
     bool exempt = false;
   };
 
-  Status QueryInterface(const Identifier *, void **) noexcept override {
-    return RESULT_NO_INTERFACE;
-  }
-  std::int32_t AddRef() noexcept override { return ++references; }
-  std::int32_t Release() noexcept override { return --references; }
   std::uint8_t IsReady() noexcept override { return ready; }
   std::uint8_t Reserved4() noexcept override {
     ADD_FAILURE() << "nobody calls this";
@@ -46,9 +42,9 @@ class FakeAdBlocker final : public IAdBlocker {
   }
   std::uint8_t CheckSize(const char *host, std::int32_t width,
                          std::int32_t height) noexcept override {
-    calls.push_back(std::string("CheckSize ") + host + " " + std::to_string(width) + "x" +
-                    std::to_string(height));
-    return std::find(sizes.begin(), sizes.end(), std::pair(width, height)) != sizes.end();
+    const std::string size = std::to_string(width) + "x" + std::to_string(height);
+    calls.push_back(std::string("CheckSize ") + host + " " + size);
+    return sizes.contains(size);
   }
   std::uint8_t CheckLink(const char *link, const char *host, const char *text) noexcept override {
     calls.push_back(std::string("CheckLink [") + link + "] " + host + " [" + text + "]");
@@ -56,9 +52,9 @@ class FakeAdBlocker final : public IAdBlocker {
   }
 
   std::vector<Rule> rules;
-  std::vector<std::pair<std::int32_t, std::int32_t>> sizes;
+  /// As in "468x60".
+  std::set<std::string> sizes;
   std::uint8_t ready = 1;
-  std::int32_t references = 1;
   std::vector<std::string> calls;
 
  private:

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include <velmora/velmora.h>
+#include "support/fake_object.h"
 
 namespace velmora::testing {
 
@@ -27,13 +27,10 @@ struct Report {
   }
 };
 
-class FakeContext final : public IDataContext {
+class FakeContext final : public FakeObject<IDataContext> {
  public:
-  Status QueryInterface(const Identifier *, void **) noexcept override {
-    return RESULT_NO_INTERFACE;
-  }
-  std::int32_t AddRef() noexcept override { return ++references; }
-  std::int32_t Release() noexcept override { return --references; }
+  FakeContext() { references = 0; }
+
   const char *GetProperty(std::int32_t property) noexcept override {
     asked.push_back(property);
     const std::optional<std::string> &value = property == PROPERTY_URL    ? url
@@ -67,20 +64,20 @@ class FakeContext final : public IDataContext {
   std::vector<std::int32_t> asked;
   std::vector<Report> reports;
   std::int32_t reported_count = 0;
-  std::int32_t references = 0;
 };
 
-/// Holds the bytes of one body that are not sent on yet, as a host does.
-class FakeBuffer final : public IDataBuffer {
- public:
-  FakeBuffer() = default;
-  explicit FakeBuffer(std::string_view held) : bytes(held), committed(Size()) {}
+/// Where a commit mark stands after an edit.
+inline std::uint32_t MarkAfterEdit(std::uint32_t mark, std::uint32_t position,
+                                   std::uint32_t old_length, std::uint32_t new_length) {
+  if (mark >= position + old_length) return mark - old_length + new_length;
+  return mark > position ? position + new_length : mark;
+}
 
-  Status QueryInterface(const Identifier *, void **) noexcept override {
-    return RESULT_NO_INTERFACE;
-  }
-  std::int32_t AddRef() noexcept override { return 1; }
-  std::int32_t Release() noexcept override { return 1; }
+/// Holds the bytes of one body that are not sent on yet, as a host does.
+class FakeBuffer final : public FakeObject<IDataBuffer> {
+ public:
+  explicit FakeBuffer(std::string_view held = {}) : bytes(held), committed(Size()) {}
+
   std::uint8_t *GetData() noexcept override {
     return reinterpret_cast<std::uint8_t *>(bytes.data());
   }
@@ -96,13 +93,11 @@ class FakeBuffer final : public IDataBuffer {
     old_length = std::min(old_length, Size() - position);
     bytes.replace(position, old_length,
                   std::string(reinterpret_cast<const char *>(text), new_length));
-    if (committed >= position + old_length) {
-      committed += new_length - old_length;
-    } else if (committed > position) {
-      committed = position + new_length;
-    }
+    committed = MarkAfterEdit(committed, position, old_length, new_length);
   }
 
+  void Append(std::string_view text) { bytes += text; }
+  std::string_view Held() const { return bytes; }
   /// Takes the committed bytes out, as a host that sends them on.
   std::string TakeCommitted() {
     std::string sent = bytes.substr(0, committed);
@@ -121,17 +116,18 @@ class FakeBuffer final : public IDataBuffer {
 
 /// Feeds a body to a processor in the given pieces and returns all that the host sends on. After
 /// the last call the bytes behind the final commit position are sent on too.
-inline std::string Feed(IDataProcessor &processor, const std::vector<std::string_view> &pieces) {
-  FakeBuffer buffer;
+template <class Buffer = FakeBuffer>
+std::string Feed(IDataProcessor &processor, const std::vector<std::string_view> &pieces) {
+  Buffer buffer;
   std::string sent;
   for (std::size_t i = 0; i < pieces.size(); ++i) {
-    buffer.bytes += pieces[i];
+    buffer.Append(pieces[i]);
     const std::uint32_t flags =
         (i == 0 ? DATA_FLAG_START : 0U) | (i + 1 == pieces.size() ? DATA_FLAG_END : 0U);
     processor.ProcessData(&buffer, 0, buffer.GetSize(), flags);
     sent += buffer.TakeCommitted();
   }
-  return sent + buffer.bytes;
+  return sent.append(buffer.Held());
 }
 
 }  // namespace velmora::testing

@@ -9,20 +9,15 @@
 #include <string_view>
 #include <vector>
 
-#include <velmora/velmora.h>
+#include "support/fake_host.h"
 
 namespace velmora::testing {
 
 /// Holds its bytes in a block of exactly their size, a new one after every edit: a sanitizer sees
 /// each read and write outside, and each use of a pointer from before an edit. An edit that names
 /// bytes outside fails the test.
-class TightBuffer final : public IDataBuffer {
+class TightBuffer final : public FakeObject<IDataBuffer> {
  public:
-  Status QueryInterface(const Identifier *, void **) noexcept override {
-    return RESULT_NO_INTERFACE;
-  }
-  std::int32_t AddRef() noexcept override { return 1; }
-  std::int32_t Release() noexcept override { return 1; }
   std::uint8_t *GetData() noexcept override { return bytes_.get(); }
   std::uint32_t GetSize() noexcept override { return size_; }
   std::uint32_t GetCommitted() noexcept override { return committed_; }
@@ -40,11 +35,7 @@ class TightBuffer final : public IDataBuffer {
     changed.append(reinterpret_cast<const char *>(text), new_length);
     changed.append(Held().substr(position + old_length));
     Hold(changed);
-    if (committed_ >= position + old_length) {
-      committed_ += new_length - old_length;
-    } else if (committed_ > position) {
-      committed_ = position + new_length;
-    }
+    committed_ = MarkAfterEdit(committed_, position, old_length, new_length);
   }
 
   void Append(std::string_view text) { Hold(std::string(Held()).append(text)); }
@@ -72,16 +63,7 @@ class TightBuffer final : public IDataBuffer {
 /// As `Feed`, through a tight buffer.
 inline std::string FeedTight(IDataProcessor &processor,
                              const std::vector<std::string_view> &pieces) {
-  TightBuffer buffer;
-  std::string sent;
-  for (std::size_t i = 0; i < pieces.size(); ++i) {
-    buffer.Append(pieces[i]);
-    const std::uint32_t flags =
-        (i == 0 ? DATA_FLAG_START : 0U) | (i + 1 == pieces.size() ? DATA_FLAG_END : 0U);
-    processor.ProcessData(&buffer, 0, buffer.GetSize(), flags);
-    sent += buffer.TakeCommitted();
-  }
-  return sent.append(buffer.Held());
+  return Feed<TightBuffer>(processor, pieces);
 }
 
 }  // namespace velmora::testing
