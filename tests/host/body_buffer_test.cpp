@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/edit_list.h"
 #include "support/fake_host.h"
 
 namespace velmora::host {
@@ -21,39 +22,19 @@ std::string_view Held(BodyBuffer &buffer) {
   return {reinterpret_cast<const char *>(buffer.GetData()), buffer.GetSize()};
 }
 
-struct ReplaceCase {
-  std::uint32_t position;
-  std::uint32_t old_length;
-  std::string_view text;
-  std::uint32_t committed;
-  std::string_view held_after;
-  std::uint32_t committed_after;
-};
-
-TEST(BodyBuffer, ReplaceMovesTheCommitMarkWithTheBytes) {
-  const ReplaceCase cases[] = {
-      {2, 3, "XY", 10, "01XY56789", 9},       // mark at the end follows
-      {2, 3, "XYZW", 5, "01XYZW56789", 6},    // mark right behind the range follows
-      {2, 3, "", 4, "0156789", 2},            // mark inside goes to the end of the new bytes
-      {2, 3, "XYZW", 3, "01XYZW56789", 6},    //
-      {2, 3, "XYZW", 2, "01XYZW56789", 2},    // mark at the start stays
-      {2, 3, "XYZW", 1, "01XYZW56789", 1},    //
-      {4, 0, "XY", 4, "0123XY456789", 6},     // an insertion at the mark is committed
-      {10, 0, "XY", 10, "0123456789XY", 12},  // at the end
-      {8, 99, "XY", 10, "01234567XY", 10},    // a length past the end is cut
-      {11, 0, "XY", 10, "0123456789", 10},    // a position past the end is ignored
-      {0, 10, "", 5, "", 0},                  //
-      {5, 0xFFFFFFFF, "", 7, "01234", 5},     //
-  };
-  for (const ReplaceCase &c : cases) {
-    SCOPED_TRACE(::testing::Message() << c.position << " " << c.old_length << " " << c.text);
-    BodyBuffer buffer;
-    ASSERT_TRUE(buffer.Append("0123456789"));
-    buffer.SetCommitted(c.committed);
-    Replace(buffer, c.position, c.old_length, c.text);
-    EXPECT_EQ(Held(buffer), c.held_after);
-    EXPECT_EQ(buffer.GetCommitted(), c.committed_after);
+/// The edited body, made from the original.
+std::string Edited(const std::string &original, const EditList &list) {
+  std::string made;
+  std::uint64_t from = 0;
+  for (const EditList::Edit &edit : list.Edits()) {
+    EXPECT_TRUE(from == 0 || from < edit.original) << "edits that touch are one";
+    EXPECT_TRUE(edit.length != 0 || !edit.bytes.empty());
+    made.append(original, from, edit.original - from);
+    EXPECT_EQ(made.size(), edit.position);
+    made += edit.bytes;
+    from = edit.OriginalEnd();
   }
+  return made.append(original, from);
 }
 
 TEST(BodyBuffer, AgreesWithAPlainStringUnderRandomOperations) {
@@ -62,35 +43,42 @@ TEST(BodyBuffer, AgreesWithAPlainStringUnderRandomOperations) {
     return static_cast<std::uint32_t>(random()) % bound;
   };
   for (int round = 0; round < 200; ++round) {
-    BodyBuffer buffer;
+    EditList edits;
+    BodyBuffer buffer(&edits);
     testing::FakeBuffer model;
+    std::string original;
+    std::string sent;
     for (int step = 0; step < 300; ++step) {
-      const std::string text(below(round % 2 == 0 ? 8 : 3000), static_cast<char>('a' + below(26)));
+      std::string text(below(round % 2 == 0 ? 8 : 3000), 'a');
+      for (char &c : text) c = static_cast<char>('a' + below(26));
       const std::uint32_t position = below(buffer.GetSize() + 2);
       switch (below(4)) {
         case 0:
           ASSERT_TRUE(buffer.Append(text));
-          model.bytes += text;
+          model.Append(text);
+          original += text;
           break;
         case 1: {
-          const std::uint32_t old_length = below(buffer.GetSize() + 2);
+          const std::uint32_t lengths[] = {below(8), below(buffer.GetSize() + 2), 0xFFFFFFFF};
+          const std::uint32_t old_length = lengths[below(3)];
           Replace(buffer, position, old_length, text);
           Replace(model, position, old_length, text);
           break;
         }
-        case 2: {
+        case 2:
           buffer.SetCommitted(position);
           model.SetCommitted(std::min(position, model.GetSize()));
           break;
-        }
         case 3:
-          ASSERT_EQ(buffer.TakeCommitted(), model.TakeCommitted());
+          ASSERT_EQ(buffer.TakeCommitted(), model.bytes.substr(0, model.committed));
+          sent += model.TakeCommitted();
           break;
       }
-      ASSERT_EQ(Held(buffer), model.bytes);
+      ASSERT_EQ(Held(buffer), model.Held());
       ASSERT_EQ(buffer.GetCommitted(), model.GetCommitted());
     }
-    ASSERT_EQ(buffer.TakeAll(), model.bytes);
+    ASSERT_EQ(buffer.TakeAll(), model.Held());
+    ASSERT_EQ(Edited(original, edits), sent + model.bytes);
   }
 }
 

@@ -26,10 +26,6 @@ inline std::string Deflated(std::string_view text, int window) {
   return bytes;
 }
 
-inline std::string RawDeflated(std::string_view text) {
-  return Deflated(text, -MAX_WBITS);
-}
-
 inline std::string Compressed(ContentCoding coding, std::string_view text) {
   switch (coding) {
     case ContentCoding::GZIP:

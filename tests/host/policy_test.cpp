@@ -15,14 +15,12 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Pair;
+using ::testing::ThrowsMessage;
 using ::testing::UnorderedElementsAre;
 
 /// A policy file in a folder of its own.
-class PolicyText {
- public:
-  explicit PolicyText(const std::string &text) { Write(text); }
-
-  void Write(const std::string &text) const { folder.Write("velmora.toml", text); }
+struct PolicyText {
+  explicit PolicyText(const std::string &text) { folder.Write("velmora.toml", text); }
   std::filesystem::path File() const { return folder.path() + "/velmora.toml"; }
 
   testing::TemporaryDirectory folder;
@@ -33,10 +31,7 @@ TEST(HostSet, HoldsNamesWithTheirSubDomains) {
   for (const auto *name : {"example.com", "WWW.Example.ORG.", "localhost", "192.0.2.1", "[::1]"}) {
     set.Add(name);
   }
-  struct {
-    std::string_view host;
-    bool is_held;
-  } const cases[] = {
+  const std::pair<std::string_view, bool> cases[] = {
       {"example.com", true},
       {"EXAMPLE.com.", true},
       {"a.b.example.com", true},
@@ -53,7 +48,8 @@ TEST(HostSet, HoldsNamesWithTheirSubDomains) {
       {".", false},
       {"..example.com", true},
   };
-  for (const auto &c : cases) EXPECT_EQ(set.Contains(HostName(c.host)), c.is_held) << c.host;
+  for (const auto &[host, is_held] : cases)
+    EXPECT_EQ(set.Contains(HostName(host)), is_held) << host;
   EXPECT_THAT(set.Names(),
               ElementsAre("192.0.2.1", "[::1]", "example.com", "localhost", "www.example.org"));
   for (const auto *name : {"", ".", "*.example.com", ".example.com", "http://example.com",
@@ -63,11 +59,7 @@ TEST(HostSet, HoldsNamesWithTheirSubDomains) {
 }
 
 TEST(ClientNetwork, HoldsTheAddressesBehindItsPrefix) {
-  struct {
-    std::string_view network;
-    std::string_view client;
-    bool is_held;
-  } const cases[] = {
+  const std::tuple<std::string_view, std::string_view, bool> cases[] = {
       {"10.1.0.0/16", "10.1.255.255", true},       {"10.1.0.0/16", "10.2.0.0", false},
       {"10.1.0.0/16", "::ffff:10.1.2.3", true},    {"192.0.2.128/25", "192.0.2.128", true},
       {"192.0.2.128/25", "192.0.2.127", false},    {"192.0.2.7", "192.0.2.7", true},
@@ -76,11 +68,11 @@ TEST(ClientNetwork, HoldsTheAddressesBehindItsPrefix) {
       {"2001:db8::/33", "2001:db8:7fff::1", true}, {"2001:db8::/33", "2001:db8:8000::1", false},
       {"fe80::/10", "fe80::1%eth0", true},
   };
-  for (const auto &c : cases) {
-    const auto client = ClientAddress::Parse(c.client);
-    ASSERT_TRUE(client) << c.client;
-    EXPECT_EQ(ClientNetwork::Parse(c.network).Contains(*client), c.is_held)
-        << c.network << " " << c.client;
+  for (const auto &[network, client, is_held] : cases) {
+    const auto address = ClientAddress::Parse(client);
+    ASSERT_TRUE(address) << client;
+    EXPECT_EQ(ClientNetwork::Parse(network).Contains(*address), is_held)
+        << network << " " << client;
   }
   for (const auto *text :
        {"", "10.1", "10.1.0.0/33", "10.1.0.0/", "10.1.0.0/-1", "10.1.0.0/16x", "::/129",
@@ -209,17 +201,13 @@ splice = ["bank.example"]
   EXPECT_EQ(policy.event_log->queue_bytes, 64U << 10);
   EXPECT_THAT(policy.spliced_sites.Names(), ElementsAre("bank.example"));
 
-  const PolicyText empty("");
-  const Policy nothing = ReadPolicy(empty.File());
+  const Policy nothing = ReadPolicy(PolicyText("").File());
   EXPECT_FALSE(nothing.For("http://example.com/", "10.0.0.1").IsFiltered());
   EXPECT_FALSE(nothing.event_log);
 }
 
 TEST(Policy, NamesEveryProblemWithItsPlace) {
-  const struct {
-    std::string text;
-    std::vector<std::string> problems;
-  } cases[] = {
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"[filter]\nblock = [\"ads\", \"popup\"]", {"2:17: unknown category \"popup\""}},
       {"[filter]\nblok = \"ads\"", {"2:1: unknown key \"blok\"; what can stand here: \"block\""}},
       {"[filters]\n", {"1:2: unknown key \"filters\""}},
@@ -254,35 +242,28 @@ TEST(Policy, NamesEveryProblemWithItsPlace) {
       {"[filter\n", {":1:"}},
       {std::string("[filter]\nblock = \"\xFF\"", 19), {":2:"}},
   };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(c.text);
-    const PolicyText text(c.text);
+  for (const auto &[lines, problems] : cases) {
+    SCOPED_TRACE(lines);
+    const PolicyText text(lines);
     text.folder.Write("sites.txt", "good.example\na b\n");
     try {
       ReadPolicy(text.File());
       ADD_FAILURE() << "no problem";
     } catch (const PolicyError &error) {
-      EXPECT_EQ(error.Problems().size(), c.problems.size()) << error.what();
+      EXPECT_EQ(error.Problems().size(), problems.size()) << error.what();
       EXPECT_THAT(error.what(), HasSubstr(text.File().string() + ":"));
-      for (const std::string &problem : c.problems) EXPECT_THAT(error.what(), HasSubstr(problem));
+      for (const std::string &problem : problems) EXPECT_THAT(error.what(), HasSubstr(problem));
     }
   }
 }
 
 TEST(Policy, SaysWhyAFileCannotBeRead) {
   const testing::TemporaryDirectory folder;
-  const struct {
-    std::string file;
-    std::string problem;
-  } cases[] = {{"/none.toml", "No such file or directory"}, {"", "Is a directory"}};
-  for (const auto &c : cases) {
-    try {
-      ReadPolicy(folder.path() + c.file);
-      ADD_FAILURE() << "no problem";
-    } catch (const PolicyError &error) {
-      EXPECT_EQ(error.what(), folder.path() + c.file + ": cannot be read: " + c.problem);
-    }
-  }
+  const std::string none = folder.path() + "/none.toml";
+  EXPECT_THAT([&] { ReadPolicy(none); },
+              ThrowsMessage<PolicyError>(none + ": cannot be read: No such file or directory"));
+  EXPECT_THAT([&] { ReadPolicy(folder.path()); },
+              ThrowsMessage<PolicyError>(folder.path() + ": cannot be read: Is a directory"));
 }
 
 }  // namespace

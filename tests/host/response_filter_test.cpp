@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/compressed.h"
+#include "host/page_charset.h"
 #include "host/scripted_processor.h"
 
 namespace velmora::host {
@@ -14,14 +15,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-class StopSink final : public TransactionSink {
- public:
-  void OnBlocked(const BlockedItem &) noexcept override {}
-  void OnStopped(StopReason reason) noexcept override { stops.push_back(reason); }
-
-  std::vector<StopReason> stops;
-};
 
 /// Takes the first "-" of each call away, and keeps the type that it is told.
 struct DashRemover {
@@ -60,29 +53,43 @@ struct FilterRun {
   }
 
   DashRemover remover;
-  StopSink sink;
+  RecordingSink sink;
   ResponseFilter filter;
 };
 
 TEST(ResponseFilter, TellsThePluginATypeThatItKnows) {
-  ResponseOptions no_types;
-  no_types.maps_types = false;
-  ResponseOptions no_labels;
-  no_labels.maps_charsets = false;
-  ResponseOptions no_reading;
-  no_reading.reads_page_charset = false;
+  const ResponseOptions no_types{.maps_types = false};
+  const ResponseOptions no_labels{.maps_charsets = false};
+  const ResponseOptions no_reading{.reads_page_charset = false};
   struct {
     std::string type;
     std::vector<std::string> pieces;
     std::string told;
     ResponseOptions options;
   } const cases[] = {
+      // Names for the same types.
       {"text/javascript; v=1", {"a"}, "application/x-javascript; v=1", {}},
+      {"Application/JavaScript", {"a"}, "application/x-javascript", {}},
+      {"text/ecmascript ;v=1", {"a"}, "application/x-javascript;v=1", {}},
+      {"text/vbs", {"a"}, "text/vbscript", {}},
+      {"text/javascripts", {"a"}, "text/javascripts", {}},
+      {"application/json", {"a"}, "application/json", {}},
       {"text/javascript; v=1", {"a"}, "text/javascript; v=1", no_types},
+      // Names for the same character sets; the first charset with a value counts.
       {"application/xhtml+xml; charset=x-sjis", {"a"}, "text/html; charset=CP932", {}},
+      {" text/html ; Charset = \"L9\" ; a=b", {"a"}, "text/html; charset=ISO-8859-15; a=b", {}},
+      {"text/html;charset='l9'", {"a"}, "text/html; charset=ISO-8859-15", {}},
+      {"text/html; charset=\"l9", {"a"}, "text/html; charset=ISO-8859-15", {}},
+      {"text/html; a=\"; charset=b\"; charset=l9",
+       {"a"},
+       "text/html; a=\"; charset=b\"; charset=ISO-8859-15",
+       {}},
+      {"text/html; charset=; charset=l9", {"a"}, "text/html; charset=; charset=ISO-8859-15", {}},
+      {"text/html; charset=l9; charset=b", {"a"}, "text/html; charset=ISO-8859-15; charset=b", {}},
+      {"text/html; charsets=l9", {"a"}, "text/html; charsets=l9", {}},
       {"text/html; charset=x-sjis", {"a"}, "text/html; charset=x-sjis", no_labels},
       {"text/html; charset=who-knows", {"a"}, "text/html; charset=who-knows", {}},
-      {"text/html", {"<meta charset=koi8-r>"}, "text/html; charset=KOI8-R", {}},
+      {"text/html;", {"<meta charset=koi8-r>"}, "text/html;; charset=KOI8-R", {}},
       {"text/html", {"", "\xEF\xBB\xBF"}, "text/html; charset=UTF-8", {}},
       {"text/html", {"<meta charset=koi8-r>"}, "text/html", no_reading},
       // Only what arrives first is looked at, and only where the header names nothing.
@@ -98,9 +105,64 @@ TEST(ResponseFilter, TellsThePluginATypeThatItKnows) {
   }
 }
 
+TEST(ResponseFilter, TellsThePluginTheCharsetThatAPageNames) {
+  const std::string meta = "<meta charset=utf-8>";
+  const std::pair<std::string, std::string> cases[] = {
+      {"", ""},
+      {"\xEF\xBB\xBF<meta charset=koi8-r>", "UTF-8"},
+      {"\xFF\xFE<", "UTF-16LE"},
+      {"\xFE\xFF", "UTF-16BE"},
+      {"\xEF\xBB", ""},
+      // The short form.
+      {"<meta charset=utf-8>", "UTF-8"},
+      {"<!doctype html><html lang=\"ru\"><META\n charset = 'koi8-r' />", "KOI8-R"},
+      {"<meta name=x charset=\"x-sjis\" content=y>", "CP932"},
+      {"<meta/charset=utf-8>", "UTF-8"},
+      // The long form.
+      {"<meta http-equiv=Content-Type content='text/html; charset=euc-kr'>", "CP949"},
+      {"<meta content='text/html;charset = \"big5\"' http-equiv=\"content-type\">", "BIG5-HKSCS"},
+      {"<meta content='charset; charset=utf-8;x' http-equiv=content-type>", "UTF-8"},
+      {"<meta content='text/html; charset=utf-8'>", ""},
+      {"<meta http-equiv=refresh content='0; charset=utf-8'>", ""},
+      {"<meta http-equiv=content-type content='charset=\"utf-8'>", ""},
+      // The first that names a known set counts.
+      {"<meta charset=nonsense><meta charset=utf-8>", "UTF-8"},
+      {"<meta charset=utf-8><meta charset=koi8-r>", "UTF-8"},
+      {"<meta charset=nonsense http-equiv=content-type content='charset=koi8-r'>", "KOI8-R"},
+      // A page that could be read so far is in no 16-bit set.
+      {"<meta charset=utf-16le>", "UTF-8"},
+      {"<meta http-equiv=content-type content='text/html;charset=utf-16'>", "UTF-8"},
+      // What looks like one and is none.
+      {"<!-- <meta charset=utf-8> -->", ""},
+      {"<!--><meta charset=utf-8>", "UTF-8"},
+      {"<a title='<meta charset=utf-8>'>", ""},
+      {"</a title='<meta charset=utf-8>'><meta charset=koi8-r>", "KOI8-R"},
+      {"<?xml encoding='koi8-r'?><meta charset=utf-8>", "UTF-8"},
+      {"<? <meta charset=utf-8>", ""},
+      {"<metadata charset=utf-8>", ""},
+      {"1 < 2 <meta charset=utf-8>", "UTF-8"},
+      {"<a =x y=><meta charset=utf-8>", "UTF-8"},
+      // Cut off.
+      {"<meta charset=utf-8", ""},
+      {"<meta charset=utf-8 ", ""},
+      {"<meta charset='utf-8", ""},
+      {"<meta", ""},
+      {"<!-- ", ""},
+      {"<a ", ""},
+      // Only the first bytes are looked at.
+      {std::string(PAGE_CHARSET_BYTES - meta.size(), ' ') + meta, "UTF-8"},
+      {std::string(PAGE_CHARSET_BYTES - meta.size() + 1, ' ') + meta, ""},
+  };
+  for (const auto &[page, charset] : cases) {
+    FilterRun run({});
+    run.Feed({page});
+    EXPECT_EQ(run.remover.type, charset.empty() ? "text/html" : "text/html; charset=" + charset)
+        << page;
+  }
+}
+
 TEST(ResponseFilter, AGifThatIsNoneIsNotHandedOver) {
-  ResponseOptions unchecked;
-  unchecked.checks_gifs = false;
+  const ResponseOptions unchecked{.checks_gifs = false};
   struct {
     std::string type;
     std::vector<std::string> pieces;
@@ -162,67 +224,54 @@ TEST(ResponseFilter, WhatCameInCanBeReadAtOnceInGzipToo) {
 TEST(ResponseFilter, WhatThePluginDoesNotWantIsNotTouched) {
   DashRemover remover;
   remover.processor.supported = false;
-  StopSink sink;
-  ResponseFilter filter(ProcessorPointer(&remover.processor), {.content_type = "image/png"},
-                        {.content_encoding = "compress"}, sink, {});
-  EXPECT_FALSE(filter.IsWanted());
-  EXPECT_THAT(sink.stops, IsEmpty());
-
-  FilterRun undecoded({.coding = "gzip", .options = {.decodes = false}});
+  RecordingSink sink;
+  const ResponseFilter unsupported(ProcessorPointer(&remover.processor), {},
+                                   {.content_encoding = "compress"}, sink, {});
+  const FilterRun undecoded({.coding = "gzip", .options = {.decodes = false}});
+  EXPECT_FALSE(unsupported.IsWanted());
   EXPECT_FALSE(undecoded.filter.IsWanted());
+  EXPECT_THAT(sink.stops, IsEmpty());
   EXPECT_THAT(undecoded.sink.stops, IsEmpty());
 }
 
-/// Ways in which a coding ends before its time, and what was decoded until then.
-struct TroubleCase {
-  StopReason reason;
-  std::string coding;
-  std::vector<std::string> pieces;
-  std::string decoded;
-};
-
-std::vector<TroubleCase> TroubleCases() {
+TEST(ResponseFilter, ACodingThatGoesWrongEndsTheBody) {
   const std::string gzip = Compressed(ContentCoding::GZIP, "page-");
   std::string bad_checksum = gzip;
   bad_checksum[gzip.size() - 5] ^= 1;
-  return {
-      {StopReason::CORRUPT_CODING, "gzip", {"<html>", "more"}, ""},
-      {StopReason::CORRUPT_CODING, "gzip", {bad_checksum, "more"}, "page"},
-      {StopReason::TRUNCATED_CODING, "gzip", {gzip.substr(0, gzip.size() - 1)}, "page"},
-      {StopReason::DECODED_SIZE, "gzip", {gzip + gzip, "more"}, "page"},
+  const std::tuple<StopReason, std::vector<std::string>, std::string> cases[] = {
+      {StopReason::CORRUPT_CODING, {"<html>", "more"}, ""},
+      {StopReason::CORRUPT_CODING, {bad_checksum, "more"}, "page"},
+      {StopReason::TRUNCATED_CODING, {gzip.substr(0, gzip.size() - 1)}, "page"},
+      {StopReason::DECODED_SIZE, {gzip + gzip, "more"}, "page"},
   };
-}
-
-TEST(ResponseFilter, ACodingThatGoesWrongEndsTheBody) {
-  for (const TroubleCase &c : TroubleCases()) {
-    SCOPED_TRACE(Describe(c.reason));
+  for (const auto &[reason, pieces, decoded] : cases) {
+    SCOPED_TRACE(Describe(reason));
     ResponseOptions options;
     options.decoding = {.size = 6};
     options.stream.slice_size = 5;
-    FilterRun passing({.coding = c.coding, .options = options});
-    EXPECT_THAT(passing.Feed(c.pieces), ::testing::StartsWith(c.decoded));
+    FilterRun passing({.coding = "gzip", .options = options});
+    EXPECT_THAT(passing.Feed(pieces), ::testing::StartsWith(decoded));
     EXPECT_EQ(passing.filter.State(), StreamState::FINISHED);
-    EXPECT_THAT(passing.sink.stops, ElementsAre(c.reason));
+    EXPECT_THAT(passing.sink.stops, ElementsAre(reason));
 
     options.stream.limits.beyond = BeyondLimit::FAIL;
-    FilterRun failing({.coding = c.coding, .options = options});
-    failing.Feed(c.pieces);
+    FilterRun failing({.coding = "gzip", .options = options});
+    failing.Feed(pieces);
     EXPECT_EQ(failing.filter.State(), StreamState::FAILED);
-    EXPECT_THAT(failing.sink.stops, ElementsAre(c.reason));
+    EXPECT_THAT(failing.sink.stops, ElementsAre(reason));
   }
 }
 
 TEST(ResponseFilter, AnUnknownCodingPassesOrIsRefused) {
-  FilterRun passing({.coding = "gzip, br"});
-  EXPECT_FALSE(passing.filter.IsWanted());
-  EXPECT_EQ(passing.filter.State(), StreamState::PASSING);
-  EXPECT_THAT(passing.sink.stops, ElementsAre(StopReason::UNKNOWN_CODING));
-
-  ResponseOptions options;
-  options.stream.limits.beyond = BeyondLimit::FAIL;
-  FilterRun failing({.coding = "gzip, br", .options = options});
-  EXPECT_FALSE(failing.filter.IsWanted());
-  EXPECT_EQ(failing.filter.State(), StreamState::FAILED);
+  for (const BeyondLimit beyond : {BeyondLimit::PASS_UNFILTERED, BeyondLimit::FAIL}) {
+    ResponseOptions options;
+    options.stream.limits.beyond = beyond;
+    const FilterRun run({.coding = "gzip, br", .options = options});
+    EXPECT_FALSE(run.filter.IsWanted());
+    EXPECT_EQ(run.filter.State(),
+              beyond == BeyondLimit::PASS_UNFILTERED ? StreamState::PASSING : StreamState::FAILED);
+    EXPECT_THAT(run.sink.stops, ElementsAre(StopReason::UNKNOWN_CODING));
+  }
 }
 
 TEST(ResponseFilter, BeyondALimitTheRestIsStillDecoded) {

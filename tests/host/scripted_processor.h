@@ -1,4 +1,4 @@
-// A processor whose calls are a function of the test.
+// A processor whose calls are a function of the test, and a sink that records.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include <velmora/velmora.h>
+#include "host/transaction.h"
+#include "support/fake_object.h"
 
 namespace velmora::host {
 
@@ -19,18 +20,13 @@ struct ProcessorCall {
   friend bool operator==(const ProcessorCall &, const ProcessorCall &) = default;
 };
 
-/// Lives in the test. Commits all and then calls `process`; records the calls.
-class ScriptedProcessor final : public IDataProcessor {
+/// Commits all and then calls `process`; records the calls.
+class ScriptedProcessor final : public testing::FakeObject<IDataProcessor> {
  public:
   using Process = std::function<void(IDataBuffer &buffer, std::uint32_t flags)>;
 
   explicit ScriptedProcessor(Process function = {}) : process(std::move(function)) {}
 
-  Status QueryInterface(const Identifier *, void **) noexcept override {
-    return RESULT_NO_INTERFACE;
-  }
-  std::int32_t AddRef() noexcept override { return ++references; }
-  std::int32_t Release() noexcept override { return --references; }
   bool SetContext(IDataContext *given) noexcept override {
     context = given;
     return true;
@@ -52,8 +48,19 @@ class ScriptedProcessor final : public IDataProcessor {
   bool supported = true;
   bool records_calls = true;
   IDataContext *context = nullptr;
-  std::int32_t references = 1;
   std::vector<ProcessorCall> calls;
+};
+
+class RecordingSink final : public TransactionSink {
+ public:
+  void OnBlocked(const BlockedItem &item) noexcept override {
+    blocked.push_back(std::to_string(item.category) + " " + std::string(item.item) + " " +
+                      std::string(item.detail));
+  }
+  void OnStopped(StopReason reason) noexcept override { stops.push_back(reason); }
+
+  std::vector<std::string> blocked;
+  std::vector<StopReason> stops;
 };
 
 }  // namespace velmora::host

@@ -2,9 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <string>
 #include <string_view>
-#include <vector>
+
+#include "host/scripted_processor.h"
 
 namespace velmora::host {
 namespace {
@@ -12,10 +12,7 @@ namespace {
 using ::testing::ElementsAre;
 
 TEST(HostOfUrl, IsWhatStandsBetweenSchemeAndPath) {
-  struct {
-    std::string_view url;
-    std::string_view host;
-  } const cases[] = {
+  const std::pair<std::string_view, std::string_view> cases[] = {
       {"http://www.example.com/a/b.html", "www.example.com"},
       {"http://www.example.com", "www.example.com"},
       {"http://Example.COM:8080?q", "Example.COM"},
@@ -28,22 +25,11 @@ TEST(HostOfUrl, IsWhatStandsBetweenSchemeAndPath) {
       {"http://", ""},
       {"", ""},
   };
-  for (const auto &c : cases) EXPECT_EQ(HostOfUrl(c.url), c.host) << c.url;
+  for (const auto &[url, host] : cases) EXPECT_EQ(HostOfUrl(url), host) << url;
 }
 
-class Sink final : public TransactionSink {
- public:
-  void OnBlocked(const BlockedItem &item) noexcept override {
-    lines.push_back(std::to_string(item.category) + " " + std::string(item.item) + " " +
-                    std::string(item.detail));
-  }
-  void OnStopped(StopReason) noexcept override {}
-
-  std::vector<std::string> lines;
-};
-
 TEST(Transaction, AnswersThePluginFromItsInfo) {
-  Sink sink;
+  RecordingSink sink;
   Transaction transaction({.url = "http://example.com/a",
                            .content_type = "text/html",
                            .categories = CategorySet::Parse("flash"),
@@ -59,15 +45,13 @@ TEST(Transaction, AnswersThePluginFromItsInfo) {
   EXPECT_FALSE(transaction.IsCategoryEnabled(CATEGORY_SCRIPTS));
   EXPECT_EQ(transaction.GetOptionBlock().size(), 8U);
   transaction.ReportBlocked(1, CATEGORY_FLASH, "EMBED", "");
-  EXPECT_THAT(sink.lines, ElementsAre("303 EMBED "));
-}
+  EXPECT_THAT(sink.blocked, ElementsAre("303 EMBED "));
 
-TEST(Transaction, WithNothingKnownGivesEmptyStringsAndNoType) {
-  Sink sink;
-  Transaction transaction({}, sink);
-  EXPECT_STREQ(transaction.GetProperty(PROPERTY_URL), "");
-  EXPECT_STREQ(transaction.GetProperty(PROPERTY_HOST), "");
-  EXPECT_EQ(transaction.GetProperty(PROPERTY_CONTENT_TYPE), nullptr);
+  // With nothing known there are empty texts, and no type.
+  Transaction unknown({}, sink);
+  EXPECT_STREQ(unknown.GetProperty(PROPERTY_URL), "");
+  EXPECT_STREQ(unknown.GetProperty(PROPERTY_HOST), "");
+  EXPECT_EQ(unknown.GetProperty(PROPERTY_CONTENT_TYPE), nullptr);
 }
 
 }  // namespace
