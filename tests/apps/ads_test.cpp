@@ -30,18 +30,14 @@ TEST(Ads, JudgesAddressesAndNamesTheRule) {
             "         by @@||ads.example/good^\n         list.txt:3\n"
             "no ad    http://b.example/\n");
   EXPECT_EQ(result.exit_code, 0);
-  const struct {
-    std::string options;
-    const char *verdict;
-  } cases[] = {
+  const std::pair<std::string, const char *> cases[] = {
       {"--page ads.example http://ads.example/", "no ad "},
       {"--link http://b.example/pop.htm", "blocked "},
       {"http://b.example/pop.htm", "no ad "},
   };
-  for (const auto &c : cases) {
-    EXPECT_THAT(shell.Run("$velmora ads --ad-lists list.txt " + c.options).output,
-                HasSubstr(c.verdict))
-        << c.options;
+  for (const auto &[options, verdict] : cases) {
+    EXPECT_THAT(shell.Run("$velmora ads --ad-lists list.txt " + options).output, HasSubstr(verdict))
+        << options;
   }
 }
 
@@ -65,21 +61,17 @@ TEST(Ads, ShowsWhatListsHold) {
 TEST(Ads, SaysWhatIsWrong) {
   const Shell shell;
   shell.Write("list.txt", LIST);
-  const struct {
-    std::string options;
-    int exit_code;
-    const char *message;
-  } cases[] = {
+  const std::tuple<std::string, int, const char *> cases[] = {
       {"", 2, "a URL, --stats or --check"},
       {"--ad-lists list.txt banner.gif", 2, "not an absolute address"},
       {"--ad-lists none.txt http://a.example/", 1, "none.txt: No such file"},
       {"--check none.txt", 1, "none.txt: No such file"},
       {"--ad-lists none.txt --ad-lists list.txt http://a.example/", 0, "none.txt: No such file"},
   };
-  for (const auto &c : cases) {
-    const Result result = shell.Run("$velmora ads " + c.options);
-    EXPECT_EQ(result.exit_code, c.exit_code) << c.options;
-    EXPECT_THAT(result.errors, HasSubstr(c.message)) << c.options;
+  for (const auto &[options, exit_code, message] : cases) {
+    const Result result = shell.Run("$velmora ads " + options);
+    EXPECT_EQ(result.exit_code, exit_code) << options;
+    EXPECT_THAT(result.errors, HasSubstr(message)) << options;
   }
 }
 

@@ -20,28 +20,24 @@ TEST(FilterFolders, KeepsThePlacesOfFilesAndLeavesEarlierResultsAlone) {
   shell.Write("site/sub/a.html", "a<ad>");
   shell.Write("site/note.txt", "n<ad>");
   shell.Write("c.html", "c<ad>");
-  const struct {
-    std::string arguments;
-    std::string files;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"site c.html -o out", "out/b.html b\nout/c.html c\nout/note.txt n<ad>\nout/sub/a.html a\n"},
       {"site -o site/out", "site/out/b.html b\nsite/out/note.txt n<ad>\nsite/out/sub/a.html a\n"},
       {"./site/ -o site/out",
        "site/out/b.html b\nsite/out/note.txt n<ad>\nsite/out/sub/a.html a\n"},
       {"site/sub/ -o site/sub", "site/sub/a.html a\n"},
   };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(c.arguments);
-    const Result result = shell.Run("$velmora filter --plugin $plugin -q " + c.arguments);
+  for (const auto &[arguments, files] : cases) {
+    SCOPED_TRACE(arguments);
+    const Result result = shell.Filter("-q " + arguments);
     EXPECT_EQ(result.exit_code, 0) << result.errors;
-    const std::string folder = c.files.substr(0, c.files.rfind('/', c.files.find(' ')));
-    EXPECT_EQ(shell
-                  .Run("find " + folder +
-                       " -type f | sort | while read f; do echo \"$f $(cat $f)\"; done")
-                  .output,
-              c.files);
+    const std::string folder = files.substr(0, files.rfind('/', files.find(' ')));
+    EXPECT_EQ(
+        shell.Run("for f in $(find " + folder + " -type f | sort); do echo $f $(cat $f); done")
+            .output,
+        files);
   }
-  const Result several = shell.Run("$velmora filter --plugin $plugin site");
+  const Result several = shell.Filter("site");
   EXPECT_EQ(several.exit_code, 2);
   EXPECT_EQ(several.errors, "velmora: several files need -o DIR\n");
 }
@@ -68,9 +64,8 @@ TEST(FilterFolders, SumsUpAtTheEndAndShowsABarOnATerminalOnly) {
 TEST(FilterReports, ComeInJsonAnObjectALine) {
   const Shell shell;
   shell.Write("a.html", "a<ad>");
-  const Result result = shell.Run(
-      "$velmora filter --plugin $plugin --report json --url \"$(printf 'http://b\\377\"c\\n/')\" "
-      "a.html none.html -o out");
+  const Result result = shell.Filter(
+      "--report json --url \"$(printf 'http://b\\377\"c\\n/')\" a.html none.html -o out");
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.errors,
             "{\"file\":\"a.html\",\"category\":\"ad-urls\",\"code\":305,\"item\":\"<ad>\","
@@ -87,19 +82,14 @@ TEST(FilterDiff, ShowsEachEditAndWritesResultsOnlyWhereTold) {
       "a.html @1 4 -> 0\n- <ad>\n"
       "a.html @7 8 -> 0\n- <ad><ad>\n";
   for (const std::string chunk : {"65536", "1", "3"}) {
-    const Result result = shell.Run(
-        "$velmora filter --plugin $plugin -q --diff a.html b.html "
-        "--chunk-size " +
-        chunk);
+    const Result result = shell.Filter("-q --diff a.html b.html --chunk-size " + chunk);
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.output, edits) << chunk;
     EXPECT_EQ(shell.List(), "a.html\nb.html\n");
   }
-  EXPECT_EQ(shell.Run("$velmora filter --plugin $plugin -q --diff a.html -o out").output, edits);
+  EXPECT_EQ(shell.Filter("-q --diff a.html -o out").output, edits);
   EXPECT_EQ(shell.Read("out"), "ab\nc");
-  EXPECT_EQ(
-      shell.Run("$velmora filter --diff $examples/portal-windows-1252.html >/dev/full").exit_code,
-      1);
+  EXPECT_EQ(shell.Filter("--diff a.html >/dev/full").exit_code, 1);
 }
 
 TEST(FilterPolicy, DecidesByAddressAndClient) {
@@ -115,10 +105,7 @@ allow = "ads"
 [allow]
 sites = "bank.example"
 )");
-  const struct {
-    std::string options;
-    bool is_blocked;
-  } cases[] = {
+  const std::pair<std::string, bool> cases[] = {
       {"", true},
       {"--client 10.1.0.1", false},
       {"--client 10.2.0.1", true},
@@ -126,15 +113,14 @@ sites = "bank.example"
       {"--url http://www.example/", true},
       {"--allow ad-urls", false},
   };
-  for (const auto &c : cases) {
-    const Result result =
-        shell.Run("$velmora filter --plugin $plugin --policy velmora.toml page.html " + c.options);
+  for (const auto &[options, is_blocked] : cases) {
+    const Result result = shell.Filter("--policy velmora.toml page.html " + options);
     EXPECT_EQ(result.exit_code, 0) << result.errors;
-    EXPECT_EQ(result.output, c.is_blocked ? "" : "<ad>") << c.options;
+    EXPECT_EQ(result.output, is_blocked ? "" : "<ad>") << options;
   }
   EXPECT_EQ(shell.Run("$velmora filter --policy velmora.toml --block all page.html").exit_code, 2);
   shell.Write("velmora.toml", "[filter]\nblock = 3");
-  const Result bad = shell.Run("$velmora filter --plugin $plugin --policy velmora.toml page.html");
+  const Result bad = shell.Filter("--policy velmora.toml page.html");
   EXPECT_EQ(bad.exit_code, 1);
   EXPECT_EQ(bad.errors, "velmora: velmora.toml:2:9: unknown category \"3\"\n");
 }
@@ -157,9 +143,8 @@ TEST(FilterPolicy, SaysWhatHappensBeyondALimit) {
                 "[filter]\nblock = \"all\"\n[limits]\nheld-bytes = \"2K\"\nbeyond = \"" + c.beyond +
                     "\"\n");
     const Result result = shell.Run(
-        "FAKE_FAULT=hold-all $velmora filter --plugin $plugin --policy velmora.toml --chunk-size "
-        "100 "
-        "page.html");
+        "FAKE_FAULT=hold-all $velmora filter --plugin $plugin --policy velmora.toml "
+        "--chunk-size 100 page.html");
     EXPECT_EQ(result.exit_code, c.exit_code);
     EXPECT_EQ(result.output, c.output);
     EXPECT_THAT(result.errors, HasSubstr(c.message));

@@ -21,10 +21,7 @@ TEST(LexCommand, JsonIsOneObjectALine) {
       R"({"index":0,"code":"0xc1bc","class":"identifier"}
 {"index":1,"code":"0x1007","class":"operator"}
 {"index":2,"code":"0x6000","class":"string","hex":")";
-  const struct {
-    const char *arguments;
-    std::string output;
-  } cases[] = {
+  const std::pair<const char *, std::string> cases[] = {
       {"a.js", R"({"index":0,"code":"0x8008","class":"keyword"}
 {"index":1,"code":"0xc1bc","class":"identifier"}
 {"index":2,"code":"0x1007","class":"operator"}
@@ -43,10 +40,10 @@ TEST(LexCommand, JsonIsOneObjectALine) {
 {"fingerprint":"0x4aea70cf","tokens":4}
 )"},
   };
-  for (const auto &c : cases) {
-    const Result result = shell.Run(std::string("$velmora lex --format json ") + c.arguments);
+  for (const auto &[arguments, output] : cases) {
+    const Result result = shell.Run(std::string("$velmora lex --format json ") + arguments);
     EXPECT_EQ(result.exit_code, 0) << result.errors;
-    EXPECT_EQ(result.output, c.output) << c.arguments;
+    EXPECT_EQ(result.output, output) << arguments;
   }
   EXPECT_THAT(shell.Run("$velmora lex --vbs --format json a.vbs").output,
               HasSubstr(R"("code":"0x8005","class":"keyword"})"

@@ -35,10 +35,7 @@ splice = ["www.bank.example", "bank.example", "a.example", "192.0.2.1"]
 TEST(CheckConfig, PrintsWhatApplies) {
   const Shell shell;
   shell.Write("velmora.toml", POLICY);
-  const struct {
-    std::string options;
-    std::string output;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"",
        "velmora.toml: no problems\n"
        "  everywhere    ad-urls, gif-animation\n"
@@ -66,10 +63,10 @@ TEST(CheckConfig, PrintsWhatApplies) {
        "  passes        untouched, by the allow list\n"},
       {"--splice-list", "192.0.2.1\n.a.example\n.bank.example\n"},
   };
-  for (const auto &c : cases) {
-    const Result result = shell.Run("$velmora check-config velmora.toml " + c.options);
-    EXPECT_EQ(result.exit_code, 0) << c.options;
-    EXPECT_EQ(result.output, c.output);
+  for (const auto &[options, output] : cases) {
+    const Result result = shell.Run("$velmora check-config velmora.toml " + options);
+    EXPECT_EQ(result.exit_code, 0) << options;
+    EXPECT_EQ(result.output, output);
     EXPECT_EQ(result.errors, "");
   }
 }
