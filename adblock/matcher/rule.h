@@ -54,6 +54,5 @@ struct Rule {
 constexpr unsigned RankOf(std::uint16_t flags) noexcept {
   return 1U + ((flags & RULE_ALLOW) ? 1U : 0U) + ((flags & RULE_IMPORTANT) ? 2U : 0U);
 }
-inline constexpr unsigned HIGHEST_RANK = 4;
 
 }  // namespace velmora::adblock
