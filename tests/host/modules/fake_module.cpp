@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include <velmora/ad_blocker.h>
 #include <velmora/velmora.h>
 
 namespace velmora {
@@ -84,14 +85,35 @@ class Processor final : public Counted<IDataProcessor> {
   IDataContext *context_ = nullptr;
 };
 
+/// Addresses that contain FAKE_AD_URLS are advertisements, with that as the reason.
+class Blocker final : public Counted<IAdBlocker> {
+ public:
+  std::uint8_t IsReady() noexcept override { return 1; }
+  std::uint8_t Reserved4() noexcept override { return 0; }
+  std::uint8_t CheckUrl(const char *, const char *url, char *text, std::size_t size,
+                        bool *) noexcept override {
+    const char *const part = std::getenv("FAKE_AD_URLS");
+    if (part == nullptr || std::strstr(url, part) == nullptr) return 0;
+    std::snprintf(text, size, "%s", part);
+    return 1;
+  }
+  std::uint8_t CheckUrlText(const char *, const char *, std::uint32_t, char *, std::size_t,
+                            bool *) noexcept override {
+    return 0;
+  }
+  std::uint8_t CheckSize(const char *, std::int32_t, std::int32_t) noexcept override { return 0; }
+  std::uint8_t CheckLink(const char *, const char *, const char *) noexcept override { return 0; }
+};
+
 class Factory final : public Counted<IDataProcessorFactory> {
  public:
   ~Factory() override { Trace("factory released"); }
   Status CreateInstance(const Identifier *identifier, void **output) noexcept override {
     *output = nullptr;
     if (HasFault("no-processor")) return RESULT_OUT_OF_MEMORY;
-    if (*identifier != ID_DataProcessor) return RESULT_NO_INTERFACE;
-    *output = static_cast<IDataProcessor *>(new Processor);
+    if (*identifier == ID_DataProcessor) *output = static_cast<IDataProcessor *>(new Processor);
+    if (*identifier == ID_AdBlocker) *output = static_cast<IAdBlocker *>(new Blocker);
+    if (*output == nullptr) return RESULT_NO_INTERFACE;
     return RESULT_OK;
   }
 };
