@@ -67,8 +67,10 @@ endfunction()
 velmora_install_once(velmora.toml ${CMAKE_INSTALL_SYSCONFDIR}/velmora velmora.toml)
 velmora_install_once(logrotate ${CMAKE_INSTALL_SYSCONFDIR}/logrotate.d velmora)
 
-# The log tells what people visit: it is the proxy's user's, and read by its group alone.
-velmora_install_code(${CMAKE_INSTALL_LOCALSTATEDIR}/log/velmora "
+# What the proxy's user writes: the event log, which tells what people visit and is read by its group
+# alone, and the compiled ad lists.
+foreach(kind IN ITEMS log cache)
+  velmora_install_code(${CMAKE_INSTALL_LOCALSTATEDIR}/${kind}/velmora "
     set(folder \"\$ENV{DESTDIR}\${folder}\")
     if(NOT EXISTS \"\${folder}\")
       file(MAKE_DIRECTORY \"\${folder}\")
@@ -79,3 +81,4 @@ velmora_install_code(${CMAKE_INSTALL_LOCALSTATEDIR}/log/velmora "
         message(STATUS \"To be given to the user that the proxy works as: \${folder}\")
       endif()
     endif()")
+endforeach()

@@ -2,6 +2,7 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <filesystem>
 
 #include "files.h"
 
@@ -29,7 +30,11 @@ std::string CacheFolder() {
   std::string base = Environment("XDG_CACHE_HOME");
   if (!base.starts_with('/')) {
     base = Environment("HOME");
-    if (!base.starts_with('/')) return {};
+    if (!base.starts_with('/')) {
+      std::error_code unreadable;
+      const bool is_there = std::filesystem::is_directory(VELMORA_CACHE_FOLDER, unreadable);
+      return is_there ? VELMORA_CACHE_FOLDER : "";
+    }
     base += "/.cache";
   }
   return base + "/velmora";

@@ -13,7 +13,8 @@
 
 namespace velmora::adblock {
 
-/// The user's cache folder for compiled lists; empty when there is none.
+/// The user's cache folder for compiled lists; for a service, which has no home, the
+/// one that the installation made. Empty when there is none.
 std::string CacheFolder();
 
 /// The file in `folder` for these lists.

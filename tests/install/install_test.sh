@@ -27,7 +27,9 @@ for file in bin/velmora "$libdir/velmora/libvelmora.so" "$libdir/velmora/libvexl
   [ -f "$prefix/$file" ] || fail "$file is not installed"
 done
 
-[ "$(stat -c %a "$prefix/var/log/velmora")" = 750 ] || fail "the log's folder is not for the proxy alone"
+for folder in log cache; do
+  [ "$(stat -c %a "$prefix/var/$folder/velmora")" = 750 ] || fail "$folder is not for the proxy alone"
+done
 
 # The command finds the plug-in and, by the sample policy, the ad-blocking library.
 "$velmora" check-config "$policy" >/dev/null
