@@ -94,7 +94,7 @@ TEST(FilterDiff, ShowsEachEditAndWritesResultsOnlyWhereTold) {
 
 TEST(FilterPolicy, DecidesByAddressAndClient) {
   const Shell shell;
-  shell.Write("page.html", "<ad>");
+  shell.Write("page.html", "a<ad>");
   shell.Write("velmora.toml", R"([filter]
 block = "ads"
 [ads]
@@ -105,18 +105,13 @@ allow = "ads"
 [allow]
 sites = "bank.example"
 )");
-  const std::pair<std::string, bool> cases[] = {
-      {"", true},
-      {"--client 10.1.0.1", false},
-      {"--client 10.2.0.1", true},
-      {"--url http://www.bank.example/", false},
-      {"--url http://www.example/", true},
-      {"--allow ad-urls", false},
-  };
-  for (const auto &[options, is_blocked] : cases) {
-    const Result result = shell.Filter("--policy velmora.toml page.html " + options);
-    EXPECT_EQ(result.exit_code, 0) << result.errors;
-    EXPECT_EQ(result.output, is_blocked ? "" : "<ad>") << options;
+  const std::string filter = "--policy velmora.toml page.html ";
+  for (const std::string who : {"", "--client 10.2.0.1", "--url http://www.example/"}) {
+    EXPECT_EQ(shell.Filter(filter + who).output, "a") << who;
+  }
+  for (const std::string who :
+       {"--client 10.1.0.1", "--url http://www.bank.example/", "--allow ad-urls"}) {
+    EXPECT_EQ(shell.Filter(filter + who).output, "a<ad>") << who;
   }
   EXPECT_EQ(shell.Run("$velmora filter --policy velmora.toml --block all page.html").exit_code, 2);
   shell.Write("velmora.toml", "[filter]\nblock = 3");

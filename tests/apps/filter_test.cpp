@@ -77,19 +77,12 @@ TEST(FilterCommand, ChoosesTheTypeByNameAndContent) {
 
 TEST(FilterCommand, BlocksWhatItIsToldTo) {
   const Shell shell;
-  shell.Write("page.html", "<ad>");
-  const std::pair<std::string, bool> cases[] = {
-      {"", true},
-      {"--block flash", false},
-      {"--block 305", true},
-      {"--block ads", true},
-      {"--block all --allow ads", false},
-      {"--allow scripts", true},
-      {"--block none", false},
-  };
-  for (const auto &[options, is_blocked] : cases) {
-    const Result result = shell.Filter("page.html " + options);
-    EXPECT_EQ(result.output, is_blocked ? "" : "<ad>") << options;
+  shell.Write("page.html", "a<ad>");
+  for (const std::string options : {"", "--block 305", "--block ads", "--allow scripts"}) {
+    EXPECT_EQ(shell.Filter("page.html " + options).output, "a") << options;
+  }
+  for (const std::string options : {"--block flash", "--block all --allow ads", "--block none"}) {
+    EXPECT_EQ(shell.Filter("page.html " + options).output, "a<ad>") << options;
   }
 }
 

