@@ -53,20 +53,20 @@ struct FilterRun {
 /// One page, what becomes of it, and what is reported.
 struct PageCase {
   std::set<std::int32_t> categories;
-  std::string_view page;
+  std::string page;
   std::string expected;
   std::vector<Report> reports = {};
 };
 
 /// A page that loses nothing.
-inline PageCase Kept(std::set<std::int32_t> categories, std::string_view page) {
-  return {std::move(categories), page, std::string(page)};
+inline PageCase Kept(std::set<std::int32_t> categories, const std::string &page) {
+  return {std::move(categories), page, page};
 }
 
 /// The page whole, then cut before each of its bytes.
 inline void ExpectPage(const PageCase &c, const ScriptHandlerMakers &makers = {}) {
   for (std::size_t cut = 0; cut < c.page.size(); ++cut) {
-    SCOPED_TRACE(std::string(c.page) + " cut at " + std::to_string(cut));
+    SCOPED_TRACE(c.page + " cut at " + std::to_string(cut));
     FilterRun run(c.categories);
     run.makers = makers;
     ASSERT_EQ(run.Page(CutAt(c.page, cut)), c.expected);

@@ -41,14 +41,13 @@ const std::string BOTH_BEHIND_VBSCRIPT = "\n<script language=\"VBScript\">\n</sc
 
 /// A page with marks for the texts: "{P}" for one of the pop-up scripts, "{R}" for the restoring
 /// one, "{w}" and "{o}" for what stands around a wrapped event handler.
-std::string Fill(std::string_view form, std::string_view popup_script = POPUP_SCRIPT) {
+std::string Fill(std::string page, const std::string &popup_script = POPUP_SCRIPT) {
   const std::pair<std::string_view, std::string> marks[] = {
-      {"{P}", std::string(popup_script)},
+      {"{P}", popup_script},
       {"{R}", ScriptOf("\nwindow.open = ZulRealWinOpen;\n")},
       {"{w}", "\"var ZulTmpWinOpen = window.open; window.open = ZulWinOpen; "},
       {"{o}", "; window.open = ZulTmpWinOpen;\""},
   };
-  std::string page(form);
   for (const auto &[mark, text] : marks) {
     for (std::size_t at = 0; (at = page.find(mark, at)) != std::string::npos; at += text.size()) {
       page.replace(at, mark.size(), text);
@@ -57,23 +56,25 @@ std::string Fill(std::string_view form, std::string_view popup_script = POPUP_SC
   return page;
 }
 
+/// The page without marks gets the scripts where the marks "{P}" and "{R}" stand.
+PageCase Given(std::set<std::int32_t> categories, const std::string &form,
+               const std::string &popup_script = POPUP_SCRIPT) {
+  std::string page = form;
+  for (const char *const mark : {"{P}", "{R}"}) {
+    if (const std::size_t at = page.find(mark); at != page.npos) page.erase(at, 3);
+  }
+  return {std::move(categories), page, Fill(form, popup_script)};
+}
+
 TEST(Popups, ScriptsGoWhereThePageNeedsThem) {
   const PageCase cases[] = {
       // Before the first SCRIPT, once.
-      {{307},
-       "a<script>1</script><script>2</script>",
-       Fill("a{P}<script>1</script><script>2</script>")},
-      {{306}, "a<script>1</script>", Fill("a{P}<script>1</script>", ERROR_SCRIPT)},
-      {{306, 307},
-       "a<script language=\"VBScript\">1</script>",
-       Fill("a{P}<script language=\"VBScript\">1</script>", BOTH_BEHIND_VBSCRIPT)},
-      {{306, 307},
-       "<script type='Text/VBScript'>1</script>",
-       Fill("{P}<script type='Text/VBScript'>1</script>", BOTH_BEHIND_VBSCRIPT)},
-      {{307},
-       "<script type=text/vbscript language=JScript1.1></script>",
-       Fill("{P}<script type=text/vbscript language=JScript1.1></script>")},
-      {{307}, "<script type=text/tcl></script>", Fill("{P}<script type=text/tcl></script>")},
+      Given({307}, "a{P}<script>1</script><script>2</script>"),
+      Given({306}, "a{P}<script>1</script>", ERROR_SCRIPT),
+      Given({306, 307}, "a{P}<script language=\"VBScript\">1</script>", BOTH_BEHIND_VBSCRIPT),
+      Given({306, 307}, "{P}<script type='Text/VBScript'>1</script>", BOTH_BEHIND_VBSCRIPT),
+      Given({307}, "{P}<script type=text/vbscript language=JScript1.1></script>"),
+      Given({307}, "{P}<script type=text/tcl></script>"),
       // Before a BODY or FRAMESET with an event handler, if that comes first.
       {{307},
        "<html><body class=c onload='doIt()' id=i>a<script>1</script></body></html>",
@@ -81,10 +82,10 @@ TEST(Popups, ScriptsGoWhereThePageNeedsThem) {
       {{307},
        "<frameset onunload=\"'x'\" onload=y></frameset>",
        Fill("{P}<frameset onunload={w}x{o} onload={w}y{o}></frameset>")},
-      {{307}, "<body>a<script>1</script></body>", Fill("<body>a{P}<script>1</script></body>")},
-      {{306}, "<body onload=x>a</body>", Fill("{P}<body onload=x>a</body>", ERROR_SCRIPT)},
+      Given({307}, "<body>a{P}<script>1</script></body>"),
+      Given({306}, "{P}<body onload=x>a</body>", ERROR_SCRIPT),
       Kept({}, "<body onload=x>a<script>1</script></body>"),
-      {{308}, "<html><script>1</script></html>", Fill("<html><script>1</script>{R}</html>")},
+      Given({308}, "<html><script>1</script>{R}</html>"),
       // An attribute without a value is none to wrap, but the page has its handler.
       {{307},
        "<body onload>a<img onload><img onunload=''>",
@@ -94,9 +95,7 @@ TEST(Popups, ScriptsGoWhereThePageNeedsThem) {
        "<img onload=a alt=b onunload=\"c\">d",
        Fill("<img onload={w}a{o} alt=b onunload={w}c{o}>d")},
       // The real window.open comes back before each end of the page that was given the script.
-      {{307, 308},
-       "<html><head><script>1</script></head></html>b",
-       Fill("<html><head>{P}<script>1</script></head>{R}</html>b")},
+      Given({307, 308}, "<html><head>{P}<script>1</script></head>{R}</html>b"),
       {{307, 308}, "<html><body onload=x>a", Fill("<html>{P}<body onload={w}x{o}>a{R}")},
       Kept({307, 308}, "<html><p>a</html>"),
       // Outside all that will be removed around the first SCRIPT.
