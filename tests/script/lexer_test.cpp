@@ -92,11 +92,9 @@ TEST(JavaScriptLexer, Operators) {
       {"!= %= && &= *= ++ += -- -= << <= == >= >> ^= |= ||",
        "101e 1016 1008 1017 1014 1005 1012 1006 1013 100f 1024 101d 1022 1010 1019 1018 1009"},
       {"!== <<= === >>= >>> >>>=", "1020 101a 101f 101b 1011 101c"},
-      {"====", "101f 1007"},
-      {"=!=", "1007 101e"},
-      {"|&&|", "100c 1008 100c"},
-      {">>>>=", "1011 1022"},
-      {"a+++b", "id:a 1005 1000 id:b"},
+      {"==== =!= |&&| >>>>= a+++b",
+       "101f 1007 1007 101e 100c 1008 100c 1011 1022 id:a 1005 1000 id:b"},
+      {"a<!b<!-b", "id:a 1023 100a id:b 1023 100a 1001 id:b"},
       // At the end of the input.
       {"a|", "id:a 100c"},
       {"a<<", "id:a 100f"},
@@ -105,8 +103,6 @@ TEST(JavaScriptLexer, Operators) {
       {"a/", "id:a"},
       {"a<!", "id:a 1023 100a"},
       {"a<!-", "id:a 1023 100a 1001"},
-      {"a<!b", "id:a 1023 100a id:b"},
-      {"a<!-b", "id:a 1023 100a 1001 id:b"},
   };
   ExpectAll(LexJavaScript, cases);
 }
@@ -114,8 +110,7 @@ TEST(JavaScriptLexer, Operators) {
 TEST(JavaScriptLexer, Comments) {
   static const Case cases[] = {
       {"a//b\nc//d", "id:a id:c"},
-      {"a/*b*c**/d/*/e*/f/*", "id:a id:d id:f"},
-      {"a-->b", "id:a 1006 1021 id:b"},
+      {"a-->b/*b*c**/d/*/e*/f/*", "id:a 1006 1021 id:b id:d id:f"},
       {"<!-- a b\nc-->d\n--> --", "id:c id:d 1006"},
       {"<!--\r--", "1006"},
       {"<!--\na---b", "id:a 1006 1001 id:b"},
@@ -127,17 +122,11 @@ TEST(JavaScriptLexer, Comments) {
 TEST(JavaScriptLexer, Numbers) {
   static const Case cases[] = {
       {"0x1F 0Xg 0x;", "num:0x1F num:0X id:g num:0x 1101"},
-      {"017", "num:01 num:7"},
-      {"00;", "num:00 1101"},
-      {"0665;0668;", "num:0665 1101 num:066 num:8 1101"},
-      {"0777", "num:07 num:77"},
-      {"09.5e+7 8", "num:09.5e+7 num:8"},
-      {"0.5", "num:0 1108 num:5"},
-      {"0e1;", "num:0 id:e1 1101"},
-      {"1.5.2", "num:1.5 1108 num:2"},
+      {"00;0665;0668;017 0777",
+       "num:00 1101 num:0665 1101 num:066 num:8 1101 num:01 num:7 num:07 num:77"},
+      {"09.5e+7 0.5 0e1", "num:09.5e+7 num:0 1108 num:5 num:0 id:e1"},
+      {"1.5.2 1.e3..5", "num:1.5 1108 num:2 num:1.e3 1108 1108 num:5"},
       {"1e5 1E-5 1e+ 1ex", "num:1e5 num:1E-5 num:1e+ num:1e id:x"},
-      {"1.e3.", "num:1.e3 1108"},
-      {".5", "1108 num:5"},
       // At the end of the input: a lone 0 goes, everything else stays.
       {"x=0", "id:x 1007"},
       {"x=0 ", "id:x 1007 num:0"},
@@ -152,8 +141,7 @@ TEST(JavaScriptLexer, Numbers) {
 
 TEST(JavaScriptLexer, Strings) {
   static const Case cases[] = {
-      {"'a''b'\"c'd\"", "str:a str:b str:c'd"},
-      {"\"\"''", "str: str:"},
+      {"'a''b'\"c'd\"\"\"''", "str:a str:b str:c'd str: str:"},
       {R"('a\'b\\'+"\"")", R"(str:a\'b\\ 1000 str:\")"},
       {"'ab\ncd'", "str:ab id:cd str:"},
       {"'a\\\nb' 'c\\\r\nd' 'e\\\rf'", "str:a\\\nb str:c\\\r\nd str:e\\\rf"},
@@ -170,16 +158,13 @@ TEST(JavaScriptLexer, Strings) {
 TEST(JavaScriptLexer, RegularExpressions) {
   static const Case cases[] = {
       {"a / b / c", "id:a 1003 id:b 1003 id:c"},
-      {"x = /ab+c/gi;", "id:x 1007 str:/ab+c/gi 1101"},
-      {"/a/", "str:/a/"},
-      {"return /a/g.b", "802a str:/a/g 1108 id:b"},
-      {"(a)/b/c", "1104 id:a 1105 1003 id:b 1003 id:c"},
-      {"1/2", "num:1 1003 num:2"},
-      {"a /= /=/", "id:a 1015 1015"},
+      {"/a/; x = /ab+c/gi; return /a/g.b",
+       "str:/a/ 1101 id:x 1007 str:/ab+c/gi 1101 802a str:/a/g 1108 id:b"},
+      {"(a)/b/c;1/2;a /= /=/",
+       "1104 id:a 1105 1003 id:b 1003 id:c 1101 num:1 1003 num:2 1101 id:a 1015 1015"},
       // Behind a string, a bracket or a brace a "/" never divides.
-      {"'a'/b/c", "str:a str:/b/ id:c"},
-      {"a[1]/b/c", "id:a 1106 num:1 1107 str:/b/ id:c"},
-      {"}/b/mx", "1103 str:/b/m id:x"},
+      {"'a'/b/c[1]/d/c}/b/mx",
+       "str:a str:/b/ id:c 1106 num:1 1107 str:/d/ id:c 1103 str:/b/m id:x"},
       {R"(=/a\/[/]/)", R"(1007 str:/a\/[/ 1107)"},
       {"=/ab\nc", "1007 str:/ab id:c"},
       {"=/a\\\nb/", "1007 str:/a\\\nb/"},
@@ -216,11 +201,9 @@ TEST(VBScriptLexer, OperatorsAndStatements) {
       {"& ( ) * + , - . / < = > \\ ^",
        "1003 1100 1101 100b 1000 1103 100e 1102 1004 1010 1002 1011 1008 1006 11fd"},
       {"<= <> >= => =<", "1012 1013 1014 1002 1011 1002 1010 11fd"},
-      {"a<!b", "id:a 1010 id:b 11fd"},
-      {"a<!-b", "id:a 1010 100e id:b 11fd"},
+      {"a<!b<!-b--b", "id:a 1010 id:b 1010 100e id:b 100e 100e id:b 11fd"},
       {"a<!", "id:a 1010 11fd"},
       {"a<!-", "id:a 1010 100e 11fd"},
-      {"a--b", "id:a 100e 100e id:b 11fd"},
       {"a<", "id:a 1010 11fd"},
       {"a.", "id:a 1102 11fd"},
       // Statement ends.
@@ -233,8 +216,7 @@ TEST(VBScriptLexer, OperatorsAndStatements) {
       {"'a\nb 'c\nd'", "id:b 11fd id:d 11fd"},
       {"x = 1 : REM note\ny", "id:x 1002 num:1 11fd id:y 11fd"},
       {"x Rem note\ny", "id:x id:y 11fd"},
-      {"rem\na", "id:a 11fd"},
-      {"remx rem", "id:remx id:rem 11fd"},
+      {"rem\nremx rem", "id:remx id:rem 11fd"},
       {"<!-- a\nb--c-->d -", "id:b 100e 100e id:c id:d 100e 11fd"},
       {"<!--\na--", "id:a 100e 100e 11fd"},
       {"<!--\na-b", "id:a 100e id:b 11fd"},
@@ -251,8 +233,7 @@ TEST(VBScriptLexer, Literals) {
       {"0", "num:0 11fd"},
       {"1e", "num:1e 11fd"},
       {R"("a""b" & "")", R"(str:a""b 1003 str: 11fd)"},
-      {"\"ab\ncd", "str:ab 11fd id:cd 11fd"},
-      {"\"a'b\"c", "str:a'b id:c 11fd"},
+      {"\"ab\ncd\"a'b\"c", "str:ab 11fd id:cd str:a'b id:c 11fd"},
       {"\"ab", "str:ab 11fd"},
       {"\"ab\"", "str:ab 11fd"},
       {"\"ab\"\"", "str:ab\"\" 11fd"},
