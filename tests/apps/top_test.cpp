@@ -95,7 +95,7 @@ cat line0 >log
   wait_for 1; cat line1 >>log
   wait_for 2; cat line2 >>log; mv log log.1; cat line3 >log
   wait_for 4; printf q
-} | script -qfec "$velmora top log" .shown)");
+} | script -qfec "stty rows 24 cols 80; $velmora top log" .shown)");
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(result.errors, "");
   EXPECT_THAT(shell.Read(".shown"),
