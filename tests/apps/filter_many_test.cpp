@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
+#include "apps/pseudo_terminal.h"
 #include "apps/shell.h"
 
 namespace velmora::command {
@@ -46,19 +48,20 @@ TEST(FilterFolders, SumsUpAtTheEndAndShowsABarOnATerminalOnly) {
   const Shell shell;
   shell.Write("a.html", "a<ad><ad>");
   shell.Write("b.html", "b");
-  const std::string line = "$velmora filter --plugin $plugin a.html b.html none.html -o out";
+  const std::string arguments = "a.html b.html none.html -o out";
   const std::string totals = "3 files (1 failed), 10 bytes in, 2 out, 0.";
-  const Result plain = shell.Run(line);
+  const Result plain = shell.Filter(arguments);
   EXPECT_EQ(plain.exit_code, 1);
   EXPECT_THAT(plain.errors, AllOf(HasSubstr("  ad-urls                      2\n"),
                                   HasSubstr(totals), Not(HasSubstr("\r"))));
-  const Result terminal = shell.Run("script -qec \"" + line + "\" /dev/null");
-  EXPECT_THAT(terminal.output,
+  const std::vector<std::string> words = {COMMAND_PATH, "filter", "--plugin", FAKE_PLUGIN, "-o",
+                                          "out",        "a.html", "b.html",   "none.html"};
+  PseudoTerminal terminal(shell.Folder(), words);
+  EXPECT_EQ(terminal.ExitCode(), 1);
+  EXPECT_THAT(terminal.Shown(),
               AllOf(HasSubstr("\r\x1B[K[------------------------] 0/3 a.html"),
                     HasSubstr("\r\x1B[K[########----------------] 1/3 b.html"),
                     HasSubstr("\r\x1B[Ka.html: ad-urls: <ad>"), HasSubstr(totals)));
-  const Result quiet = shell.Run("script -qec \"" + line + " -q\" /dev/null");
-  EXPECT_EQ(quiet.output, "velmora: none.html: No such file or directory\r\n");
 }
 
 TEST(FilterReports, ComeInJsonAnObjectALine) {

@@ -38,6 +38,7 @@ class Shell {
     std::ifstream file(folder_.path() + "/" + name, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
   }
+  const std::string &Folder() const { return folder_.path(); }
   /// The names in the folder that do not begin with a dot, a line each.
   std::string List() const { return Run("ls").output; }
 

@@ -1,11 +1,14 @@
 // velmora top.
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 
 #include <velmora/categories.h>
 
+#include "apps/pseudo_terminal.h"
 #include "apps/shell.h"
 #include "host/event.h"
 
@@ -80,25 +83,22 @@ TEST(Top, PrintsTheDisplayOnceWithoutATerminal) {
 
 TEST(Top, FollowsTheLogInATerminalAndPastItsRotation) {
   const Shell shell;
-  for (int i = 0; i < 4; ++i) {
-    shell.Write("line" + std::to_string(i), Blocked(i, CATEGORY_FLASH, "http://two.example/"));
-  }
-  // Somebody looks, and types: "q" comes when all that was waited for has been shown.
-  const Result result = shell.Run(R"(
-wait_for() {
-  for i in $(seq 400); do grep -q "$1 blocked" .shown && return; sleep 0.05; done
-  echo "$1 never shown" >&2
-}
-: >.shown
-cat line0 >log
-{
-  wait_for 1; cat line1 >>log
-  wait_for 2; cat line2 >>log; mv log log.1; cat line3 >log
-  wait_for 4; printf q
-} | script -qfec "stty rows 24 cols 80; $velmora top log" .shown)");
-  EXPECT_EQ(result.exit_code, 0);
-  EXPECT_EQ(result.errors, "");
-  EXPECT_THAT(shell.Read(".shown"),
+  const auto append = [&](int seconds) {
+    std::ofstream(shell.Folder() + "/log", std::ios::app)
+        << Blocked(seconds, CATEGORY_FLASH, "http://two.example/");
+  };
+  append(0);
+  PseudoTerminal terminal(shell.Folder(), {COMMAND_PATH, "top", "log"});
+  EXPECT_TRUE(terminal.Shows("1 blocked"));
+  append(1);
+  EXPECT_TRUE(terminal.Shows("2 blocked"));
+  append(2);
+  std::filesystem::rename(shell.Folder() + "/log", shell.Folder() + "/log.1");
+  append(3);
+  EXPECT_TRUE(terminal.Shows("4 blocked"));
+  EXPECT_TRUE(terminal.Type("q"));
+  EXPECT_EQ(terminal.ExitCode(), 0);
+  EXPECT_THAT(terminal.Shown(),
               AllOf(HasSubstr("\x1B[?1049h"), HasSubstr("two.example"), HasSubstr("\x1B[?1049l")));
 }
 

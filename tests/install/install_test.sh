@@ -49,7 +49,7 @@ grep -q '# mine' "$policy" || fail "the policy was overwritten"
 
 # A host builds against the package alone, by CMake and by pkg-config, and works.
 cp -r "$source/examples/host" "$prefix/host"
-"$cmake" -S "$prefix/host" -B "$prefix/host/build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+"$cmake" -G Ninja -S "$prefix/host" -B "$prefix/host/build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 "$cmake" --build "$prefix/host/build" >/dev/null
 filtered=$(echo "$page" | "$prefix/host/build/small_host" 2>"$prefix/report")
 case $filtered in
