@@ -1,6 +1,7 @@
 #include "host/event_log.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
@@ -113,6 +114,29 @@ TEST_F(EventLogTest, CutsLongTextsBetweenCharacters) {
   ASSERT_EQ(events.size(), 2U);
   EXPECT_EQ(events[0].reason, std::string(EventLog::MOST_TEXT - 1, 'a'));
   EXPECT_EQ(events[1].reason, std::string(EventLog::MOST_TEXT - 2, 'a') + "\u00F6");
+}
+
+TEST_F(EventLogTest, LosesNothingAtAThousandItemsASecond) {
+  constexpr int SECONDS = 2;
+  constexpr int A_TICK = 10;  // items each 10 ms
+  const std::string url = "http://www.example.com/" + std::string(200, 'p');
+  {
+    EventLog log({.file = file_});
+    EventLogSink sink(log, "192.0.2.7", url);
+    auto next = std::chrono::steady_clock::now();
+    for (int i = 0; i < SECONDS * 1000; ++i) {
+      sink.OnBlocked({CATEGORY_AD_URLS, std::to_string(i), "detail"});
+      if (i % A_TICK == A_TICK - 1) {
+        std::this_thread::sleep_until(next += std::chrono::milliseconds(10));
+      }
+    }
+    EXPECT_EQ(log.Dropped(), 0U);
+  }
+  const auto events = Events(file_);
+  ASSERT_EQ(events.size(), SECONDS * 1000U);
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    ASSERT_EQ(events[i].item, std::to_string(i)) << "in order";
+  }
 }
 
 TEST_F(EventLogTest, CountsWhatIsBeyondTheQueueAndNeverWaits) {
