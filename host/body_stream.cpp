@@ -51,7 +51,11 @@ std::string_view BodyStream::Next() noexcept {
   }
   switch (state_) {
     case StreamState::FILTERING:
+      return {};
     case StreamState::FAILED:
+      // What else is pushed is dropped.
+      piece_ = {};
+      piece_is_last_ = false;
       return {};
     case StreamState::FINISHED:
       return buffer_.TakeAll();

@@ -168,6 +168,7 @@ TEST(BodyStream, WithoutAProcessorThePolicyDecides) {
   EXPECT_EQ(passing.Finish("abc"), "abc");
   BodyStream failing(nullptr, run.transaction, {.limits = {.beyond = BeyondLimit::FAIL}});
   EXPECT_EQ(failing.Finish("abc"), "");
+  EXPECT_EQ(failing.Push("more"), "") << "and no assertion, in a build that has them";
   EXPECT_EQ(failing.State(), StreamState::FAILED);
   EXPECT_THAT(run.sink.stops, ElementsAre(StopReason::OUT_OF_MEMORY, StopReason::OUT_OF_MEMORY));
 }
