@@ -75,8 +75,9 @@ void Service::configure(const libecap::Options &options) {
   try {
     filtering_ = Configured(options);
   } catch (const std::exception &error) {
-    if (filtering_ == nullptr)
+    if (filtering_ == nullptr) {
       throw libecap::TextException(std::string("velmora: ") + error.what());
+    }
     Complain(error.what());
   } catch (...) {
     if (filtering_ == nullptr) throw libecap::TextException("velmora: cannot be configured");

@@ -81,6 +81,17 @@ class Reconfiguration(ProxyCase):
         self.reconfigure(self.policy.replace("scripts", "ads"))
         self.wait_for(NO_AD)
 
+    def test_an_unknown_key_changes_nothing(self):
+        configuration = self.squid.folder / "squid.conf"
+        text = configuration.read_text()
+        self.addCleanup(configuration.write_text, text)
+        configuration.write_text(text.replace(" event-log=", " nonsense=1 event-log="))
+        before = len(self.errors())
+        self.reconfigure()
+        self.wait_until(lambda: len(self.errors()) > before)
+        self.assertIn('unknown key "nonsense"', self.errors()[-1])
+        self.wait_for(NO_SCRIPT)
+
     def test_lists_and_policy_change_together_or_not_at_all(self):
         own = self.squid.folder / "own.txt"
         own.write_text("||other.example^\n")
