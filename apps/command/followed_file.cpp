@@ -33,8 +33,7 @@ FollowedFile::~FollowedFile() {
 
 std::vector<std::string> FollowedFile::NextLines() {
   std::vector<std::string> lines;
-  // A file that gave way to another may have got its last lines in between.
-  if (!ReadMore() && !(HasNewFile() && (ReadMore() || (GoToNewFile() && ReadMore())))) return lines;
+  if (!ReadMore() && !ReadPastRotation()) return lines;
   std::size_t begin = 0;
   for (std::size_t end; (end = rest_.find('\n', begin)) != rest_.npos; begin = end + 1) {
     lines.push_back(rest_.substr(begin, end - begin));
@@ -61,6 +60,12 @@ bool FollowedFile::ReadMore() {
   rest_.resize(kept + static_cast<std::size_t>(length));
   position_ += length;
   return length != 0;
+}
+
+bool FollowedFile::ReadPastRotation() {
+  if (!HasNewFile()) return false;
+  // The old one may have got its last lines since it was read.
+  return ReadMore() || (GoToNewFile() && ReadMore());
 }
 
 bool FollowedFile::HasNewFile() const noexcept {

@@ -26,6 +26,7 @@ class FollowedFile {
  private:
   /// Answers whether there is more to read.
   bool ReadMore();
+  bool ReadPastRotation();
   /// Another file has the name now.
   bool HasNewFile() const noexcept;
   bool GoToNewFile();
