@@ -7,7 +7,7 @@
 #include "command/body_type.h"
 #include "command/commands.h"
 #include "command/files.h"
-#include "host/transaction.h"
+#include "host/bodies/transaction.h"
 
 namespace velmora::command {
 namespace {

@@ -10,9 +10,9 @@
 
 #include "command/jobs.h"
 #include "command/report.h"
-#include "host/body_stream.h"
-#include "host/plugin.h"
-#include "host/policy.h"
+#include "host/bodies/body_stream.h"
+#include "host/loading/plugin.h"
+#include "host/policy/policy.h"
 
 namespace velmora::command {
 

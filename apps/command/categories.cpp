@@ -5,7 +5,7 @@
 
 #include "command/commands.h"
 #include "command/files.h"
-#include "host/category_names.h"
+#include "host/bodies/category_names.h"
 
 namespace velmora::command {
 namespace {

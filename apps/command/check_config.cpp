@@ -7,7 +7,7 @@
 #include "command/commands.h"
 #include "command/files.h"
 #include "command/messages.h"
-#include "host/policy.h"
+#include "host/policy/policy.h"
 
 namespace velmora::command {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "host/ascii.h"
-#include "host/category_names.h"
-#include "host/transaction.h"
+#include "base/ascii.h"
+#include "host/bodies/category_names.h"
+#include "host/bodies/transaction.h"
 
 namespace velmora::command {
 namespace {

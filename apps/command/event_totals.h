@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/event.h"
+#include "host/events/event.h"
 
 namespace velmora::command {
 

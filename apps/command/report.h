@@ -11,8 +11,8 @@
 #include <string_view>
 
 #include "command/progress.h"
-#include "host/edit_list.h"
-#include "host/transaction.h"
+#include "host/bodies/edit_list.h"
+#include "host/bodies/transaction.h"
 
 namespace velmora::command {
 

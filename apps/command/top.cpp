@@ -14,9 +14,9 @@
 #include "command/followed_file.h"
 #include "command/messages.h"
 #include "command/terminal.h"
-#include "host/category_names.h"
-#include "host/policy.h"
-#include "host/transaction.h"
+#include "host/bodies/category_names.h"
+#include "host/bodies/transaction.h"
+#include "host/policy/policy.h"
 
 namespace velmora::command {
 namespace {

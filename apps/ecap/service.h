@@ -6,7 +6,7 @@
 #include <libecap/adapter/service.h>
 #include <memory>
 
-#include "host/filtering.h"
+#include "host/policy/filtering.h"
 
 namespace velmora::ecap {
 

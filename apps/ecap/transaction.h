@@ -13,8 +13,8 @@
 #include <optional>
 #include <string_view>
 
-#include "host/filtering.h"
-#include "host/response_filter.h"
+#include "host/bodies/response_filter.h"
+#include "host/policy/filtering.h"
 
 namespace velmora::ecap {
 

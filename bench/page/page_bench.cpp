@@ -15,9 +15,9 @@
 #include <string>
 #include <vector>
 
-#include "host/body_stream.h"
-#include "host/plugin.h"
-#include "host/transaction.h"
+#include "host/bodies/body_stream.h"
+#include "host/bodies/transaction.h"
+#include "host/loading/plugin.h"
 
 namespace {
 

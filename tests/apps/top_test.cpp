@@ -10,7 +10,7 @@
 
 #include "apps/pseudo_terminal.h"
 #include "apps/shell.h"
-#include "host/event.h"
+#include "host/events/event.h"
 
 namespace velmora::command {
 namespace {

@@ -1,4 +1,4 @@
-#include "host/body_buffer.h"
+#include "host/bodies/body_buffer.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/edit_list.h"
+#include "host/bodies/edit_list.h"
 #include "support/fake_host.h"
 
 namespace velmora::host {

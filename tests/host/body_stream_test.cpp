@@ -1,4 +1,4 @@
-#include "host/body_stream.h"
+#include "host/bodies/body_stream.h"
 
 #include <chrono>
 #include <gmock/gmock.h>

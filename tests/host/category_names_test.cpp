@@ -1,4 +1,4 @@
-#include "host/category_names.h"
+#include "host/bodies/category_names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "host/charset_labels.h"
+#include "host/web/charset_labels.h"
 
 #include <gtest/gtest.h>
 #include <iconv.h>

@@ -8,7 +8,7 @@
 #include <zlib.h>
 #include <zstd.h>
 
-#include "host/content_coding.h"
+#include "host/codings/content_coding.h"
 
 namespace velmora::host {
 

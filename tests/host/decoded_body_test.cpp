@@ -1,4 +1,4 @@
-#include "host/decoded_body.h"
+#include "host/codings/decoded_body.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "host/event_log.h"
+#include "host/events/event_log.h"
 
 #include <algorithm>
 #include <chrono>

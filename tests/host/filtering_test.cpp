@@ -1,4 +1,4 @@
-#include "host/filtering.h"
+#include "host/policy/filtering.h"
 
 #include <filesystem>
 #include <gmock/gmock.h>

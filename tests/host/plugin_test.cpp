@@ -1,4 +1,4 @@
-#include "host/plugin.h"
+#include "host/loading/plugin.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,4 +1,4 @@
-#include "host/policy.h"
+#include "host/policy/policy.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "host/response_filter.h"
+#include "host/bodies/response_filter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "host/compressed.h"
-#include "host/page_charset.h"
 #include "host/scripted_processor.h"
+#include "host/web/page_charset.h"
 
 namespace velmora::host {
 namespace {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/transaction.h"
+#include "host/bodies/transaction.h"
 #include "support/fake_object.h"
 
 namespace velmora::host {

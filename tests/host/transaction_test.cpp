@@ -1,4 +1,4 @@
-#include "host/transaction.h"
+#include "host/bodies/transaction.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

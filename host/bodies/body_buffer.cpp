@@ -1,0 +1,81 @@
+#include "host/bodies/body_buffer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace velmora::host {
+
+bool BodyBuffer::Append(std::string_view bytes) noexcept {
+  if (bytes.empty()) return true;
+  if (!MakeRoom(bytes.size())) return false;
+  std::memcpy(GetData() + size_, bytes.data(), bytes.size());
+  size_ += static_cast<std::uint32_t>(bytes.size());
+  return true;
+}
+
+std::string_view BodyBuffer::Take(std::uint32_t length) noexcept {
+  const std::string_view taken(reinterpret_cast<const char *>(GetData()), length);
+  start_ += length;
+  taken_ += length;
+  size_ -= length;
+  committed_ -= std::min(committed_, length);
+  return taken;
+}
+
+void BodyBuffer::Clear() noexcept {
+  storage_.reset();
+  capacity_ = start_ = 0;
+  size_ = committed_ = 0;
+}
+
+void BodyBuffer::SetCommitted(std::uint32_t position) noexcept {
+  committed_ = std::min(position, size_);
+}
+
+void BodyBuffer::Replace(std::uint32_t position, std::uint32_t old_length,
+                         const std::uint8_t *bytes, std::uint32_t new_length) noexcept {
+  if (edit_failed_ || position > size_) return;
+  old_length = std::min(old_length, size_ - position);
+  if (new_length > old_length && !MakeRoom(new_length - old_length)) {
+    edit_failed_ = true;
+    return;
+  }
+  const std::uint32_t old_end = position + old_length;
+  std::uint8_t *const place = GetData() + position;
+  if (new_length != old_length && old_end < size_) {
+    std::memmove(place + new_length, place + old_length, size_ - old_end);
+  }
+  if (new_length != 0) std::memcpy(place, bytes, new_length);
+  size_ = size_ - old_length + new_length;
+  if (committed_ >= old_end) {
+    committed_ = committed_ - old_length + new_length;
+  } else if (committed_ > position) {
+    committed_ = position + new_length;
+  }
+  if (listener_ != nullptr) {
+    listener_->OnReplace(taken_ + position, old_length,
+                         {reinterpret_cast<const char *>(place), new_length});
+  }
+}
+
+bool BodyBuffer::MakeRoom(std::size_t extra) noexcept {
+  if (extra <= capacity_ - start_ - size_) return true;
+  if (extra > std::numeric_limits<std::uint32_t>::max() - size_) return false;
+  const std::size_t needed = size_ + extra;
+  if (needed <= capacity_ && start_ >= size_) {
+    std::memmove(storage_.get(), GetData(), size_);
+    start_ = 0;
+    return true;
+  }
+  const std::size_t capacity = std::max(needed, capacity_ + capacity_ / 2);
+  auto *const storage = static_cast<std::uint8_t *>(std::malloc(capacity));
+  if (storage == nullptr) return false;
+  if (size_ != 0) std::memcpy(storage, GetData(), size_);
+  storage_.reset(storage);
+  capacity_ = capacity;
+  start_ = 0;
+  return true;
+}
+
+}  // namespace velmora::host

@@ -1,0 +1,111 @@
+#include "host/bodies/body_stream.h"
+
+#include <algorithm>
+#include <cassert>
+#include <utility>
+
+#include <velmora/data_processor.h>
+
+namespace velmora::host {
+namespace {
+
+StreamOptions Checked(StreamOptions options) noexcept {
+  options.slice_size = std::max(options.slice_size, 1U);
+  return options;
+}
+
+}  // namespace
+
+BodyStream::BodyStream(ProcessorPointer processor, Transaction &transaction,
+                       const StreamOptions &options) noexcept
+    : options_(Checked(options)),
+      transaction_(transaction),
+      buffer_(options.edits),
+      processor_(std::move(processor)) {
+  if (processor_ == nullptr) {
+    Stop(StopReason::OUT_OF_MEMORY);
+    return;
+  }
+  processor_->SetContext(&transaction_);
+  if (!processor_->IsSupported()) PassRest();
+}
+
+std::string_view BodyStream::Push(std::string_view piece) noexcept {
+  assert(piece_.empty() && !piece_is_last_);
+  piece_ = piece;
+  return Next();
+}
+
+std::string_view BodyStream::Finish(std::string_view last_piece) noexcept {
+  assert(piece_.empty() && !piece_is_last_);
+  piece_ = last_piece;
+  piece_is_last_ = true;
+  return Next();
+}
+
+std::string_view BodyStream::Next() noexcept {
+  while (state_ == StreamState::FILTERING && (!piece_.empty() || piece_is_last_)) {
+    ProcessSlice();
+    if (state_ != StreamState::FILTERING) break;
+    if (buffer_.GetCommitted() != 0) return buffer_.TakeCommitted();
+  }
+  switch (state_) {
+    case StreamState::FILTERING:
+      return {};
+    case StreamState::FAILED:
+      // What else is pushed is dropped.
+      piece_ = {};
+      piece_is_last_ = false;
+      return {};
+    case StreamState::FINISHED:
+      return buffer_.TakeAll();
+    case StreamState::PASSING:
+      break;
+  }
+  if (buffer_.GetSize() != 0) return buffer_.TakeAll();
+  if (piece_is_last_) state_ = StreamState::FINISHED;
+  return std::exchange(piece_, {});
+}
+
+void BodyStream::Abort() noexcept {
+  processor_.reset();
+  buffer_.Clear();
+  piece_ = {};
+  state_ = StreamState::FAILED;
+}
+
+void BodyStream::PassRest() noexcept {
+  processor_.reset();
+  state_ = StreamState::PASSING;
+}
+
+void BodyStream::ProcessSlice() noexcept {
+  const std::string_view slice = piece_.substr(0, options_.slice_size);
+  if (!buffer_.Append(slice)) return Stop(StopReason::OUT_OF_MEMORY);
+  piece_.remove_prefix(slice.size());
+  const bool is_last = piece_is_last_ && piece_.empty();
+  CallProcessor(is_last);
+  if (buffer_.EditFailed()) return Stop(StopReason::OUT_OF_MEMORY);
+  if (is_last) {
+    processor_.reset();
+    state_ = StreamState::FINISHED;
+  } else if (const auto reason = options_.limits.Exceeded(buffer_.HeldBack(), time_spent_)) {
+    Stop(*reason);
+  }
+}
+
+void BodyStream::CallProcessor(bool is_last) noexcept {
+  const std::uint32_t flags =
+      (std::exchange(started_, true) ? 0 : DATA_FLAG_START) | (is_last ? DATA_FLAG_END : 0);
+  const auto begin = std::chrono::steady_clock::now();
+  processor_->ProcessData(&buffer_, 0, buffer_.GetSize(), flags);
+  time_spent_ += std::chrono::steady_clock::now() - begin;
+}
+
+void BodyStream::Stop(StopReason reason) noexcept {
+  transaction_.ReportStopped(reason);
+  if (options_.limits.beyond == BeyondLimit::FAIL) return Abort();
+  PassRest();
+}
+
+}  // namespace velmora::host

@@ -1,0 +1,83 @@
+// Transaction: what a host tells the plug-in about one response, and where its reports go.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <velmora/data_context.h>
+
+#include "host/bodies/category_names.h"
+#include "host/bodies/host_owned.h"
+#include "host/limits/limits.h"
+
+namespace velmora::host {
+
+/// An item that was blocked. The texts are the plug-in's, valid during the call; they come from the
+/// page and may hold any bytes.
+struct BlockedItem {
+  std::int32_t category;
+  std::string_view item;
+  std::string_view detail;
+};
+
+/// Hears what happens in a transaction, on the thread that works on it. Sinks that wait hold up the
+/// body.
+class TransactionSink {
+ public:
+  virtual void OnBlocked(const BlockedItem &item) noexcept = 0;
+  /// Filtering or decoding stopped before the body's end. Comes once at most for each of them.
+  virtual void OnStopped(StopReason reason) noexcept = 0;
+
+ protected:
+  ~TransactionSink() = default;
+};
+
+struct TransactionInfo {
+  /// Empty when unknown.
+  std::string url{};
+  /// Empty: taken from the URL.
+  std::string host{};
+  /// The Content-Type value with its parameters; none: the body is not filtered.
+  std::optional<std::string> content_type{};
+  /// What is to be blocked.
+  CategorySet categories{};
+  /// Values of <velmora/data_context.h>'s settings, by name.
+  std::map<std::string, std::string, std::less<>> settings{};
+  /// Empty, or 8 bytes at least: the second word is a mask of category bits to leave alone.
+  std::vector<std::uint8_t> option_block{};
+};
+
+/// The host part of "scheme://user@host:port/path": no user, no port, brackets of an IPv6 address
+/// kept. Empty when there is none.
+std::string_view HostOfUrl(std::string_view url) noexcept;
+
+/// Outlives the processor that it is given to, and its sink outlives it.
+class Transaction final : public HostOwned<IDataContext> {
+ public:
+  Transaction(TransactionInfo info, TransactionSink &sink);
+
+  const TransactionInfo &Info() const noexcept { return info_; }
+  /// Before the first bytes go to the plug-in: a type that says more than the header did.
+  void SetContentType(std::string content_type) noexcept {
+    info_.content_type = std::move(content_type);
+  }
+  void ReportStopped(StopReason reason) noexcept { sink_.OnStopped(reason); }
+
+  const char *GetProperty(std::int32_t property) noexcept override;
+  const char *GetSetting(const char *name) noexcept override;
+  bool IsCategoryEnabled(std::int32_t category) noexcept override;
+  const std::vector<std::uint8_t> &GetOptionBlock() noexcept override;
+  void ReportBlocked(std::int32_t count, std::int32_t category, const char *item,
+                     const char *detail) noexcept override;
+
+ private:
+  TransactionInfo info_;
+  TransactionSink &sink_;
+};
+
+}  // namespace velmora::host

@@ -1,0 +1,109 @@
+#include "host/events/event.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+#include "host/bodies/category_names.h"
+
+namespace velmora::host {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::sys_days;
+
+struct KindName {
+  EventKind kind;
+  std::string_view name;
+};
+
+constexpr KindName KINDS[] = {
+    {EventKind::BLOCKED, "blocked"},
+    {EventKind::STOPPED, "stopped"},
+    {EventKind::ERROR, "error"},
+    {EventKind::DROPPED, "dropped"},
+};
+
+std::string TimeText(std::chrono::system_clock::time_point time) {
+  const auto day = std::chrono::floor<std::chrono::days>(time);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss clock(std::chrono::floor<milliseconds>(time - day));
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", int{date.year()},
+                unsigned{date.month()}, unsigned{date.day()},
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()),
+                static_cast<int>(clock.subseconds().count()));
+  return text;
+}
+
+std::optional<std::chrono::system_clock::time_point> ParseTime(const std::string &text) {
+  int year, hour, minute, second, millisecond;
+  unsigned month, day;
+  if (std::sscanf(text.c_str(), "%4d-%2u-%2uT%2d:%2d:%2d.%3dZ", &year, &month, &day, &hour, &minute,
+                  &second, &millisecond) != 7) {
+    return std::nullopt;
+  }
+  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
+                                         std::chrono::day(day)};
+  if (!date.ok()) return std::nullopt;
+  return sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
+         std::chrono::seconds(second) + milliseconds(millisecond);
+}
+
+}  // namespace
+
+std::string ToLine(const Event &event) {
+  nlohmann::ordered_json line;
+  const auto add_known = [&](const char *name, const std::string &text) {
+    if (!text.empty()) line[name] = text;
+  };
+  line["time"] = TimeText(event.time);
+  line["pid"] = event.pid;
+  line["event"] = std::ranges::find(KINDS, event.kind, &KindName::kind)->name;
+  add_known("client", event.client);
+  add_known("url", event.url);
+  switch (event.kind) {
+    case EventKind::BLOCKED:
+      line["category"] = NameOfCategory(event.category);
+      line["code"] = event.category;
+      line["item"] = event.item;
+      line["detail"] = event.detail;
+      break;
+    case EventKind::STOPPED:
+    case EventKind::ERROR:
+      line["reason"] = event.reason;
+      break;
+    case EventKind::DROPPED:
+      line["count"] = event.count;
+      break;
+  }
+  return line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+}
+
+std::optional<Event> FromLine(std::string_view line) {
+  const auto json = nlohmann::json::parse(line, nullptr, false);
+  if (!json.is_object()) return std::nullopt;
+  try {
+    const auto kind = std::ranges::find(KINDS, json.value("event", ""), &KindName::name);
+    const auto time = ParseTime(json.value("time", ""));
+    if (kind == std::end(KINDS) || !time) return std::nullopt;
+    return Event{
+        .kind = kind->kind,
+        .time = *time,
+        .pid = json.value("pid", 0),
+        .client = json.value("client", ""),
+        .url = json.value("url", ""),
+        .category = json.value("code", 0),
+        .item = json.value("item", ""),
+        .detail = json.value("detail", ""),
+        .reason = json.value("reason", ""),
+        .count = json.value("count", std::uint64_t{0}),
+    };
+  } catch (const nlohmann::json::type_error &) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace velmora::host

@@ -1,0 +1,45 @@
+#include "host/loading/module.h"
+
+#include <dlfcn.h>
+#include <utility>
+
+namespace velmora::host {
+
+Module::Module(std::filesystem::path file) : file_(std::move(file)) {
+  std::error_code error;
+  if (!std::filesystem::exists(file_, error)) throw LoadError(file_, "no such file");
+  // A bare name would be looked for in the system's library folders.
+  handle_.reset(dlopen(std::filesystem::absolute(file_).c_str(), RTLD_NOW | RTLD_LOCAL));
+  if (handle_ == nullptr) throw LoadError(file_, std::string("cannot be loaded: ") + dlerror());
+}
+
+void Module::Closer::operator()(void *handle) const noexcept {
+  dlclose(handle);
+}
+
+bool Module::IsFoundAs(const char *soname) const noexcept {
+  const std::unique_ptr<void, Closer> found(dlopen(soname, RTLD_NOW | RTLD_NOLOAD));
+  return found.get() == handle_.get();
+}
+
+void *Module::FindAddress(const char *name) const {
+  void *const address = dlsym(handle_.get(), name);
+  if (address == nullptr) throw LoadError(file_, std::string("does not export ") + name);
+  return address;
+}
+
+CountedPtr<IDataProcessorFactory> Module::GetFactory(const char *id_export) const {
+  const auto get_object_id = Find<GetObjectIdFunction>(id_export);
+  const auto get_factory = Find<GetFactoryFunction>(EXPORT_GET_FACTORY);
+  Identifier object;
+  if (get_object_id(&object) != RESULT_OK) {
+    throw LoadError(file_, std::string(id_export) + " failed");
+  }
+  IDataProcessorFactory *factory = nullptr;
+  if (get_factory(&object, &factory) != RESULT_OK || factory == nullptr) {
+    throw LoadError(file_, std::string(EXPORT_GET_FACTORY) + " failed");
+  }
+  return CountedPtr<IDataProcessorFactory>(factory);
+}
+
+}  // namespace velmora::host

@@ -1,0 +1,39 @@
+// Filtering: what the transactions of a proxy share, and how it is renewed while they run.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "host/events/event_log.h"
+#include "host/loading/plugin.h"
+#include "host/policy/policy.h"
+
+namespace velmora::host {
+
+struct FilterFiles {
+  std::filesystem::path plugin;
+  std::filesystem::path policy;
+  /// Stands in for the one that the policy names.
+  std::optional<std::filesystem::path> event_log{};
+};
+
+/// Never changed once it is made: a transaction takes the one in force when it begins, and keeps it
+/// to its end.
+struct Filtering {
+  Policy policy;
+  std::shared_ptr<const Plugin> plugin;
+  /// Null: the policy asks for none.
+  std::shared_ptr<EventLog> events;
+};
+
+/// Reads the policy, opens its event log, and loads the plug-in with the policy's ad-blocking
+/// library. Throws what they throw.
+std::shared_ptr<const Filtering> StartFiltering(const FilterFiles &files);
+
+/// The same anew, beside what is in force: lists and policy are read again, the log is opened again
+/// under its name, the plug-in and the ad-blocking library stay loaded as they are. Throws when
+/// something is wrong with any of it; then all that was in force stays in force.
+std::shared_ptr<const Filtering> RenewFiltering(const Filtering &before, const FilterFiles &files);
+
+}  // namespace velmora::host

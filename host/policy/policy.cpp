@@ -1,0 +1,74 @@
+#include "host/policy/policy.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace velmora::host {
+namespace {
+
+std::string Text(const std::filesystem::path &file, const std::vector<PolicyProblem> &problems) {
+  std::string text;
+  for (const PolicyProblem &problem : problems) {
+    if (!text.empty()) text += '\n';
+    text += file.string() + ":";
+    if (problem.line != 0) {
+      text += std::to_string(problem.line) + ":" + std::to_string(problem.column) + ":";
+    }
+    text += " " + problem.message;
+  }
+  return text;
+}
+
+bool HasClient(const std::vector<ClientNetwork> &networks,
+               const std::optional<ClientAddress> &client) {
+  return client && std::ranges::any_of(networks, [&](const ClientNetwork &network) {
+           return network.Contains(*client);
+         });
+}
+
+void Apply(const PolicyChange &change, PolicyAnswer &answer) {
+  answer.categories =
+      change.only.value_or(answer.categories).With(change.block).Without(change.allow);
+  for (const auto &[name, value] : change.settings) answer.settings[name] = value;
+  if (change.option_block) answer.option_block = *change.option_block;
+}
+
+}  // namespace
+
+PolicyError::PolicyError(const std::filesystem::path &file, std::vector<PolicyProblem> problems)
+    : runtime_error(Text(file, problems)), problems_(std::move(problems)) {}
+
+bool PolicyRule::AppliesTo(const HostName &site, const std::optional<ClientAddress> &client) const {
+  return (!clients || HasClient(*clients, client)) && (!sites || sites->Contains(site));
+}
+
+bool Policy::Allows(std::string_view url, std::string_view client) const {
+  return allowed_sites.Contains(HostName(HostOfUrl(url))) ||
+         HasClient(allowed_clients, ClientAddress::Parse(client));
+}
+
+std::vector<const PolicyRule *> Policy::RulesFor(std::string_view url,
+                                                 std::string_view client) const {
+  std::vector<const PolicyRule *> applied;
+  const HostName site(HostOfUrl(url));
+  const auto address = ClientAddress::Parse(client);
+  for (const PolicyRule &rule : rules) {
+    if (rule.AppliesTo(site, address)) applied.push_back(&rule);
+  }
+  return applied;
+}
+
+PolicyAnswer Policy::For(std::string_view url, std::string_view client) const {
+  PolicyAnswer answer;
+  answer.is_allowed = Allows(url, client);
+  if (answer.is_allowed) return answer;
+  Apply(everywhere, answer);
+  for (const PolicyRule *const rule : RulesFor(url, client)) Apply(rule->change, answer);
+  return answer;
+}
+
+std::filesystem::path DefaultPolicy() {
+  return VELMORA_POLICY;
+}
+
+}  // namespace velmora::host

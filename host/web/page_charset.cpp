@@ -1,0 +1,181 @@
+// Browsers find a page's META before they parse it, by a scan that knows comments, tags and
+// attributes, and nothing else of HTML: what stands in a script counts. This is the same scan.
+#include "host/web/page_charset.h"
+
+#include <optional>
+
+#include "base/ascii.h"
+#include "host/web/charset_labels.h"
+
+namespace velmora::host {
+namespace {
+
+struct ByteOrderMark {
+  std::string_view bytes;
+  std::string_view converter_name;
+};
+
+constexpr ByteOrderMark BYTE_ORDER_MARKS[] = {
+    {"\xEF\xBB\xBF", "UTF-8"},
+    {"\xFF\xFE", "UTF-16LE"},
+    {"\xFE\xFF", "UTF-16BE"},
+};
+
+constexpr bool IsSpace(char c) noexcept {
+  return WHITE_SPACE.find(c) != WHITE_SPACE.npos;
+}
+
+constexpr bool IsLetter(char c) noexcept {
+  return 'a' <= LowerCase(c) && LowerCase(c) <= 'z';
+}
+
+constexpr bool StartsWithNoCase(std::string_view text, std::string_view lower_case) noexcept {
+  return EqualsNoCase(text.substr(0, lower_case.size()), lower_case);
+}
+
+std::size_t FindNoCase(std::string_view text, std::string_view lower_case) noexcept {
+  const auto found = std::ranges::search(text, lower_case, {}, LowerCase);
+  return found.empty() ? text.npos : static_cast<std::size_t>(found.begin() - text.begin());
+}
+
+/// The converter's name for the label in a META. A page in which this could be read is in no 16-bit
+/// set, whatever it says.
+std::string_view DeclaredConverter(std::string_view label) noexcept {
+  const std::string_view name = ConverterName(label);
+  return name.starts_with("UTF-16") ? "UTF-8" : name;
+}
+
+/// The label in "text/html; charset=LABEL", read as browsers do: the word may stand anywhere.
+std::string_view LabelIn(std::string_view content) noexcept {
+  constexpr std::string_view WORD = "charset";
+  for (std::size_t found; (found = FindNoCase(content, WORD)) != content.npos;) {
+    content = Trimmed(content.substr(found + WORD.size()));
+    if (!content.starts_with('=')) continue;
+    content = Trimmed(content.substr(1));
+    if (content.empty()) return {};
+    if (const char quote = content.front(); quote == '"' || quote == '\'') {
+      const std::size_t end = content.find(quote, 1);
+      return end == content.npos ? std::string_view{} : content.substr(1, end - 1);
+    }
+    return content.substr(0, std::min(content.find_first_of("; \t\r\n\f"), content.size()));
+  }
+  return {};
+}
+
+struct Attribute {
+  std::string_view name;
+  std::string_view value;
+};
+
+class Scan {
+ public:
+  explicit Scan(std::string_view bytes) noexcept : rest_(bytes) {}
+
+  std::string_view FindCharset() noexcept {
+    while (SkipTo('<')) {
+      if (rest_.starts_with("<!--")) {
+        // "<!-->" is a whole comment.
+        SkipBehind("-->", 2);
+      } else if (StartsWithNoCase(rest_, "<meta") && IsTagEnd(5)) {
+        rest_.remove_prefix(5);
+        if (const std::string_view name = CharsetOfMeta(); !name.empty()) return name;
+      } else if (IsLetterAt(1) || (IsAt(1, '/') && IsLetterAt(2))) {
+        rest_.remove_prefix(std::min(rest_.find_first_of(" \t\r\n\f>"), rest_.size()));
+        while (NextAttribute()) {
+        }
+      } else if (IsAt(1, '!') || IsAt(1, '/') || IsAt(1, '?')) {
+        SkipBehind(">", 0);
+      } else {
+        rest_.remove_prefix(1);
+      }
+    }
+    return {};
+  }
+
+ private:
+  bool IsAt(std::size_t index, char c) const noexcept {
+    return index < rest_.size() && rest_[index] == c;
+  }
+  bool IsLetterAt(std::size_t index) const noexcept {
+    return index < rest_.size() && IsLetter(rest_[index]);
+  }
+  bool IsTagEnd(std::size_t index) const noexcept {
+    return index < rest_.size() && (IsSpace(rest_[index]) || rest_[index] == '/');
+  }
+  bool SkipTo(char c) noexcept {
+    rest_.remove_prefix(std::min(rest_.find(c), rest_.size()));
+    return !rest_.empty();
+  }
+  void SkipBehind(std::string_view end, std::size_t from) noexcept {
+    const std::size_t found = rest_.find(end, from);
+    rest_.remove_prefix(found == rest_.npos ? rest_.size() : found + end.size());
+  }
+  void SkipAll(std::string_view characters) noexcept {
+    rest_.remove_prefix(std::min(rest_.find_first_not_of(characters), rest_.size()));
+  }
+  std::string_view TakeUntil(std::string_view ends) noexcept {
+    const std::string_view taken = rest_.substr(0, rest_.find_first_of(ends));
+    rest_.remove_prefix(taken.size());
+    return taken;
+  }
+
+  /// The tag's next attribute; none at its end, and when the bytes end inside it.
+  std::optional<Attribute> NextAttribute() noexcept {
+    SkipAll(" \t\r\n\f/");
+    if (rest_.empty() || rest_.front() == '>') return std::nullopt;
+    Attribute attribute{};
+    // A "=" in front belongs to the name.
+    const std::size_t name_end = rest_.find_first_of("= \t\r\n\f/>", 1);
+    attribute.name = rest_.substr(0, name_end);
+    rest_.remove_prefix(attribute.name.size());
+    SkipAll(WHITE_SPACE);
+    if (rest_.starts_with('=')) {
+      rest_.remove_prefix(1);
+      SkipAll(WHITE_SPACE);
+      attribute.value = TakeValue();
+    }
+    if (rest_.empty()) return std::nullopt;
+    return attribute;
+  }
+
+  std::string_view TakeValue() noexcept {
+    if (!rest_.starts_with('"') && !rest_.starts_with('\'')) return TakeUntil(" \t\r\n\f>");
+    const char quote = rest_.front();
+    rest_.remove_prefix(1);
+    const std::string_view value = TakeUntil(std::string_view(&quote, 1));
+    if (!rest_.empty()) rest_.remove_prefix(1);
+    return value;
+  }
+
+  std::string_view CharsetOfMeta() noexcept {
+    bool is_content_type = false;
+    std::string_view from_charset;
+    std::string_view from_content;
+    while (const auto attribute = NextAttribute()) {
+      if (EqualsNoCase(attribute->name, "http-equiv")) {
+        is_content_type = EqualsNoCase(attribute->value, "content-type");
+      } else if (EqualsNoCase(attribute->name, "content")) {
+        from_content = DeclaredConverter(LabelIn(attribute->value));
+      } else if (EqualsNoCase(attribute->name, "charset")) {
+        from_charset = DeclaredConverter(attribute->value);
+      }
+    }
+    // The bytes end inside the element: what it says is not known yet.
+    if (rest_.empty()) return {};
+    if (!from_charset.empty()) return from_charset;
+    return is_content_type ? from_content : std::string_view{};
+  }
+
+  std::string_view rest_;
+};
+
+}  // namespace
+
+std::string_view PageCharset(std::string_view bytes) noexcept {
+  for (const ByteOrderMark &mark : BYTE_ORDER_MARKS) {
+    if (bytes.starts_with(mark.bytes)) return mark.converter_name;
+  }
+  return Scan(bytes.substr(0, PAGE_CHARSET_BYTES)).FindCharset();
+}
+
+}  // namespace velmora::host
