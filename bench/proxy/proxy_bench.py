@@ -19,7 +19,7 @@ import tempfile
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "apps" / "proxy"))
+sys.path.insert(0, str(ROOT / "tools" / "proxy"))
 
 from proxy import CATEGORIES  # noqa: E402
 from squid import Squid, User, free_port, is_listening  # noqa: E402

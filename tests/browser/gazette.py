@@ -8,7 +8,7 @@ import pathlib
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(ROOT / "apps" / "proxy"), str(ROOT / "tests" / "proxy")]
+sys.path[:0] = [str(ROOT / "tools" / "proxy"), str(ROOT / "tests" / "proxy")]
 
 from certificates import Certificate  # noqa: E402
 from origin import Origin, Page  # noqa: E402

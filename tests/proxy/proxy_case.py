@@ -9,7 +9,7 @@ import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "apps" / "proxy"))
+sys.path.insert(0, str(ROOT / "tools" / "proxy"))
 
 import events  # noqa: E402
 from origin import Origin, Page  # noqa: E402, F401

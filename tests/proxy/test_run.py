@@ -10,7 +10,7 @@ import unittest
 from proxy_case import MODULES, ROOT, ProxyCase
 from squid import free_port, is_listening
 
-PROGRAMS = ROOT / "apps" / "proxy"
+PROGRAMS = ROOT / "tools" / "proxy"
 
 
 def leftovers(folder):
