@@ -1,0 +1,30 @@
+// Rows: the named pieces of work that a contender offers.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace velmora::bench {
+
+/// Does a row's work once and returns the number of bytes that it went over.
+using Round = std::function<std::size_t()>;
+using Rows = std::map<std::string, Round>;
+
+/// The contents of the folder's files with this extension, in the order of their names.
+std::vector<std::string> ReadFiles(const std::filesystem::path &folder,
+                                   const std::string &extension);
+
+/// Adds the rows over the pages of a folder.
+void AddPageRows(Rows &rows, const std::filesystem::path &pages);
+
+/// Keeps the compiler from leaving out what makes `value`.
+template <class T>
+void Keep(const T &value) {
+  asm volatile("" : : "r,m"(value) : "memory");
+}
+
+}  // namespace velmora::bench
