@@ -13,7 +13,7 @@ _velmora_options() {
 _velmora_categories() {
   local before=
   case $1 in *,*) before=${1%,*}, ;; esac
-  compgen -P "$before" -W "all ads none $("$2" categories | awk '/^[0-9]/ {print $2}')" \
+  compgen -P "$before" -W "$("$2" categories | sed -n 's/^[0-9 ]\{6\}\([a-z-]*\) .*/\1/p')" \
     -- "${1##*,}"
 }
 

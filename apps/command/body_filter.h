@@ -22,7 +22,7 @@ struct FilterOptions {
   std::string charset{};
   std::string url{};
   std::string client{};
-  host::CategorySet block = host::CategorySet::All();
+  host::CategorySet block = host::CategorySet::Default();
   host::CategorySet allow{};
   std::vector<std::string> settings{};
   std::uint32_t chunk_size = host::StreamOptions().slice_size;

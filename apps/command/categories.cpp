@@ -1,22 +1,33 @@
 // velmora categories: what can be blocked.
+#include "host/bodies/categories.h"
+
+#include <algorithm>
 #include <fmt/format.h>
 #include <iterator>
 #include <string>
 
 #include "command/commands.h"
 #include "command/files.h"
-#include "host/bodies/category_names.h"
 
 namespace velmora::command {
 namespace {
 
+constexpr char ROW[] = "{:<6}{:<22}{:<9}{}\n";
+
+std::string_view MeaningOf(std::int32_t code) {
+  return std::ranges::find(CATEGORIES, code, &CategoryInfo::code)->meaning;
+}
+
 int PrintCategories() {
-  std::string table = fmt::format("{:<6}{:<22}{}\n", "code", "name", "what it blocks");
-  for (const CategoryInfo &category : CATEGORIES) {
-    table += fmt::format("{:<6}{:<22}{}\n", category.code, host::NameOfCategory(category.code),
-                         category.meaning);
+  std::string table = fmt::format(ROW, "code", "name", "default", "what it blocks");
+  for (const host::Category &category : host::CATEGORY_TABLE) {
+    table += fmt::format(ROW, category.code, category.name, category.is_default ? "yes" : "",
+                         MeaningOf(category.code));
   }
-  table += "\nNames for several: \"ads\" (all six kinds of advertisements), \"all\", \"none\".\n";
+  table += "\nwords for several:\n";
+  for (const host::CategoryGroup &group : host::CATEGORY_GROUPS) {
+    table += fmt::format(ROW, "", group.name, "", group.meaning);
+  }
   Output output({});
   output.Write(table);
   output.Finish();

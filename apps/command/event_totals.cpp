@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/ascii.h"
-#include "host/bodies/category_names.h"
+#include "host/bodies/categories.h"
 #include "host/bodies/transaction.h"
 
 namespace velmora::command {

@@ -87,11 +87,15 @@ CLI::Option *AddCategoryOption(CLI::App &command, const std::string &names,
 
 std::string CategoryHelp() {
   std::string help =
-      "Categories, by name or number, separated by commas; \"ads\" stands for all six kinds of\n"
-      "advertisements, \"all\" for every category, \"none\" for no one:";
-  for (std::size_t i = 0; i < std::size(host::CATEGORY_NAMES); ++i) {
-    const auto &[code, name] = host::CATEGORY_NAMES[i];
-    help += fmt::format("{}{:<20} {}", i % 3 == 0 ? "\n  " : "   ", name, code);
+      "Categories, by name or number, separated by commas; those blocked by default have a star:";
+  for (std::size_t i = 0; i < std::size(host::CATEGORY_TABLE); ++i) {
+    const host::Category &category = host::CATEGORY_TABLE[i];
+    help += fmt::format("{}{:<20} {}{}", i % 3 == 0 ? "\n  " : "   ", category.name, category.code,
+                        category.is_default ? '*' : ' ');
+  }
+  help += "\nand for several:";
+  for (const host::CategoryGroup &group : host::CATEGORY_GROUPS) {
+    help += fmt::format("\n  {:<20} {}", group.name, group.meaning);
   }
   return help +
          "\n\nThe filtered body goes to standard output, what was blocked to standard error.\n"
@@ -115,8 +119,8 @@ void AddFilter(CLI::App &application, Action &action) {
   command.add_option("--charset", options->charset, "Character set that the Content-Type names")
       ->type_name("NAME");
   command.add_option("--url", options->url, "Address that the body came from")->type_name("URL");
-  CLI::Option *const block =
-      AddCategoryOption(command, "--block", options->block, "Categories to block (default: all)");
+  CLI::Option *const block = AddCategoryOption(command, "--block", options->block,
+                                               "Categories to block (default: \"default\")");
   AddCategoryOption(command, "--allow", options->allow, "Categories to leave alone after all");
   command
       .add_option("--policy", options->policy,

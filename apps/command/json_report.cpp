@@ -2,7 +2,7 @@
 
 #include "command/messages.h"
 #include "command/report.h"
-#include "host/bodies/category_names.h"
+#include "host/bodies/categories.h"
 
 namespace velmora::command {
 namespace {

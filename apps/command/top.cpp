@@ -14,7 +14,7 @@
 #include "command/followed_file.h"
 #include "command/messages.h"
 #include "command/terminal.h"
-#include "host/bodies/category_names.h"
+#include "host/bodies/categories.h"
 #include "host/bodies/transaction.h"
 #include "host/policy/policy.h"
 

@@ -11,7 +11,7 @@
 
 #include <velmora/data_context.h>
 
-#include "host/bodies/category_names.h"
+#include "host/bodies/categories.h"
 #include "host/bodies/host_owned.h"
 #include "host/limits/limits.h"
 

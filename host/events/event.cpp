@@ -5,7 +5,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-#include "host/bodies/category_names.h"
+#include "host/bodies/categories.h"
 
 namespace velmora::host {
 namespace {

@@ -21,7 +21,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/bodies/category_names.h"
+#include "host/bodies/categories.h"
 #include "host/bodies/response_filter.h"
 #include "host/bodies/transaction.h"
 #include "host/events/event_log.h"

@@ -17,11 +17,11 @@ using ::testing::StartsWith;
 
 /// Scripts that are blocked whole give something for each chunk, and an ad whose tag was edited
 /// before takes more along the more there is; all else does not depend on how bodies are cut.
-constexpr char CATEGORIES[] = " --no-ads --allow javascript,vbscript ";
+constexpr char CATEGORIES[] = " --no-ads --block all --allow javascript,vbscript ";
 
 std::vector<std::string> ExampleBodies() {
   std::vector<std::string> names;
-  for (const auto &entry : std::filesystem::directory_iterator(EXAMPLES)) {
+  for (const auto &entry : std::filesystem::directory_iterator(SOURCE "/examples")) {
     const std::string extension = entry.path().extension();
     if (entry.is_regular_file() && extension != ".md" && extension != ".py") {
       names.push_back(entry.path().filename());
@@ -52,7 +52,7 @@ TEST(Examples, ComeOutTheSameHoweverTheyAreCut) {
 
 TEST(Examples, ReportsAndResultsAreRight) {
   const Shell shell;
-  const Result portal = shell.Run("$velmora filter $examples/portal-windows-1252.html");
+  const Result portal = shell.Run("$velmora filter --block all $examples/portal-windows-1252.html");
   EXPECT_THAT(portal.errors,
               AllOf(HasSubstr(": scripts: onunload=\"openNewsletter()\"\n"),
                     HasSubstr(": scripts: \"javascript:zeigeBoerse('dax')\"\n"),
@@ -62,7 +62,7 @@ TEST(Examples, ReportsAndResultsAreRight) {
   EXPECT_THAT(portal.output,
               AllOf(HasSubstr("B\xF6rse</A>"), Not(HasSubstr("APPLET")), Not(HasSubstr("ONLOAD"))));
 
-  const Result timetable = shell.Run("$velmora filter $examples/timetable-utf-16.html");
+  const Result timetable = shell.Run("$velmora filter --block all $examples/timetable-utf-16.html");
   EXPECT_THAT(timetable.output, StartsWith("\xFF\xFE<"));
   EXPECT_EQ(timetable.output.size() % 2, 0U);
   EXPECT_THAT(timetable.errors, HasSubstr(": scripts: onresize=\"layout()\"\n"));

@@ -1,13 +1,17 @@
 // velmora check-config and velmora categories.
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 
 #include "apps/shell.h"
+#include "host/bodies/categories.h"
+#include "host/policy/policy.h"
 
 namespace velmora::command {
 namespace {
 
+using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 
 constexpr char POLICY[] = R"([filter]
@@ -80,7 +84,7 @@ TEST(CheckConfig, NamesProblemsWithTheirPlaces) {
   EXPECT_EQ(bad.errors,
             "bad.toml:2:1: unknown key \"blok\"; what can stand here: \"block\", \"allow\", "
             "\"settings\", \"option-block\"\n"
-            "bad.toml:3:9: unknown category \"add\"\n");
+            "bad.toml:3:9: unknown category \"add\"; did you mean \"ads\"?\n");
   const Result missing = shell.Run("$velmora check-config none.toml");
   EXPECT_EQ(missing.exit_code, 1);
   EXPECT_EQ(missing.errors, "none.toml: cannot be read: No such file or directory\n");
@@ -89,13 +93,35 @@ TEST(CheckConfig, NamesProblemsWithTheirPlaces) {
   }
 }
 
-TEST(Categories, ListsEveryOneWithItsCodeNameAndMeaning) {
+TEST(Categories, StandInDocumentsAndSamplesAsInTheTable) {
   const Shell shell;
   const Result result = shell.Run("$velmora categories");
-  EXPECT_EQ(result.exit_code, 0);
-  EXPECT_THAT(result.output, HasSubstr("\n305   ad-urls               advertisements, by their "
-                                       "address\n"));
+  const std::string manual = shell.Run("cat $source/docs/man/velmora.toml.5").output;
+  const auto plain = [](std::string text) {
+    for (std::size_t at; (at = text.find('"')) != text.npos;) text.replace(at, 1, "\\(dq");
+    return text;
+  };
+  for (const host::Category &category : host::CATEGORY_TABLE) {
+    const std::string name(category.name);
+    const CategoryInfo &info = *std::ranges::find(CATEGORIES, category.code, &CategoryInfo::code);
+    const std::string code = std::to_string(category.code);
+    EXPECT_THAT(manual, HasSubstr("\n.It " + name + " Ta " + code + " Ta " +
+                                  (category.is_default ? "yes" : "no") + " Ta " +
+                                  plain(info.meaning) + "\n"));
+    EXPECT_THAT(result.output,
+                ContainsRegex("\n" + code + " +" + name + " +" +
+                              (category.is_default ? "yes" : "") + " +" + info.meaning[0]));
+  }
+  for (const host::CategoryGroup &group : host::CATEGORY_GROUPS) {
+    EXPECT_THAT(manual, HasSubstr("\n.It Cm " + std::string(group.name) + "\n" +
+                                  std::string(group.meaning) + "\n"));
+  }
   EXPECT_EQ(shell.Run("$velmora categories >/dev/full").exit_code, 1);
+
+  // The installed policy begins with what is blocked by default.
+  shell.Run("sed -e 's|@log_dir@|.|' $source/packaging/velmora.toml.in >velmora.toml");
+  EXPECT_EQ(host::ReadPolicy(shell.Folder() + "/velmora.toml").everywhere.block,
+            host::CategorySet::Default());
 }
 
 }  // namespace

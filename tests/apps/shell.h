@@ -20,11 +20,12 @@ struct Result {
 
 class Shell {
  public:
-  /// Runs a line in the folder, where $velmora is the command and $plugin the fake plug-in.
+  /// Runs a line in the folder, where $velmora is the command, $plugin the fake plug-in, $source
+  /// the project's folder.
   Result Run(const std::string &line) const {
     const std::string script = "cd " + folder_.path() +
                                " && velmora='timeout 60 " COMMAND_PATH "' plugin='" FAKE_PLUGIN
-                               "' examples='" EXAMPLES "' && { " +
+                               "' source='" SOURCE "' examples='" SOURCE "/examples' && { " +
                                line + "\n} >.output 2>.errors </dev/null";
     const int status = std::system(script.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Read(".output"), Read(".errors")};

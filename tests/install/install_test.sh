@@ -85,5 +85,6 @@ velmora che|check-config
 velmora filter --rep|--report
 velmora filter --report |text json
 velmora filter --block flash,gif|flash,gif-animation
+velmora filter --block d|default
 velmora top --sum|--summary
 END

@@ -10,11 +10,6 @@ import events
 from squid import ProxyError, Squid
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-# What is in nobody's interest but its maker's. Blocking every script would break most sites.
-CATEGORIES = (
-    "ads,flash,javascript-flash,vbscript-flash,applets,activex,popups,restore-popups,"
-    "script-errors,gif-animation"
-)
 
 
 def stop(*_):
@@ -27,9 +22,9 @@ def main():
     what = parser.add_mutually_exclusive_group()
     what.add_argument(
         "--block",
-        default=CATEGORIES,
+        default="default",
         metavar="LIST",
-        help="categories to block (default: %(default)s; all names: ./run filter --help)",
+        help="categories to block (default: %(default)s; what there is: ./run categories)",
     )
     what.add_argument(
         "--policy",

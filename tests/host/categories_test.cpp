@@ -1,4 +1,4 @@
-#include "host/bodies/category_names.h"
+#include "host/bodies/categories.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,6 +28,8 @@ TEST(CategorySet, ReadsNamesCodesAndGroups) {
       {"Gif-Animation, 100 ,", {100, 400}},
       {"javascript,javascript-flash,vbscript-ad-urls", {100, 101, 203}},
       {"ads", {102, 103, 202, 203, 304, 305}},
+      {"default,scripts",
+       {101, 102, 103, 201, 202, 203, 300, 301, 302, 303, 304, 305, 306, 307, 308, 400}},
       {"all",
        {100, 101, 102, 103, 200, 201, 202, 203, 300, 301, 302, 303, 304, 305, 306, 307, 308, 400}},
   };
@@ -37,10 +39,15 @@ TEST(CategorySet, ReadsNamesCodesAndGroups) {
 }
 
 TEST(CategorySet, NamesTheWordThatIsNoCategory) {
-  for (const std::string_view list : {"flash,pop-ups", "pop-ups", "Pop-Ups,309", "309,pop-ups"}) {
-    const std::string word = list.starts_with("309") ? "309" : "pop-ups";
-    EXPECT_THAT([&] { CategorySet::Parse(list); },
-                ThrowsMessage<std::invalid_argument>("unknown category \"" + word + "\""));
+  const std::pair<std::string_view, const char *> cases[] = {
+      {"flash,pop-ups", "unknown category \"pop-ups\"; did you mean \"popups\"?"},
+      {"309,pop-ups", "unknown category \"309\""},
+      {"Gif", "unknown category \"gif\""},
+      {"javascrpt", "unknown category \"javascrpt\"; did you mean \"javascript\"?"},
+  };
+  for (const auto &[list, message] : cases) {
+    EXPECT_THAT([list = list] { CategorySet::Parse(list); },
+                ThrowsMessage<std::invalid_argument>(message));
   }
 }
 
