@@ -1,26 +1,54 @@
-// ASCII text in headers: letter case and white space.
+// ASCII text: letter case, digits and white space, the same whatever the locale.
 #pragma once
 
 #include <algorithm>
 #include <string_view>
 
-namespace velmora::host {
+namespace velmora::base {
 
-inline constexpr std::string_view WHITE_SPACE = " \t\r\n\f";
-
-constexpr char LowerCase(char c) noexcept {
-  return 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+constexpr bool IsDigitAscii(char c) noexcept {
+  return c >= '0' && c <= '9';
+}
+constexpr bool IsLetterAscii(char c) noexcept {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+/// 09 to 0D and 20.
+constexpr bool IsSpaceAscii(char c) noexcept {
+  return (c >= 0x09 && c <= 0x0D) || c == 0x20;
+}
+constexpr char ToUpperAscii(char c) noexcept {
+  return static_cast<char>(c >= 'a' && c <= 'z' ? c - 0x20 : c);
+}
+constexpr char ToLowerAscii(char c) noexcept {
+  return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 0x20 : c);
 }
 
-/// Equal to a text in lower case, letter case aside.
-constexpr bool EqualsNoCase(std::string_view text, std::string_view lower_case) noexcept {
-  return std::ranges::equal(text, lower_case, {}, LowerCase);
+/// Begins with `prefix`, without regard to case.
+constexpr bool StartsWithNoCase(std::string_view text, std::string_view prefix) noexcept {
+  return text.size() >= prefix.size() &&
+         std::equal(prefix.begin(), prefix.end(), text.begin(),
+                    [](char a, char b) { return ToLowerAscii(a) == ToLowerAscii(b); });
+}
+/// Equal without regard to case.
+constexpr bool EqualNoCase(std::string_view left, std::string_view right) noexcept {
+  return left.size() == right.size() && StartsWithNoCase(left, right);
 }
 
-/// Without white space at both ends.
-constexpr std::string_view Trimmed(std::string_view text) noexcept {
-  text.remove_prefix(std::min(text.find_first_not_of(WHITE_SPACE), text.size()));
-  return text.substr(0, text.find_last_not_of(WHITE_SPACE) + 1);
+/// Without the characters of `set` at its front and at its back.
+constexpr std::string_view Trim(std::string_view text, std::string_view set) noexcept {
+  text.remove_prefix(std::min(text.find_first_not_of(set), text.size()));
+  return text.substr(0, text.find_last_not_of(set) + 1);
+}
+/// Without white space at its front and at its back.
+constexpr std::string_view TrimSpace(std::string_view text) noexcept {
+  return Trim(text, "\t\n\v\f\r ");
 }
 
-}  // namespace velmora::host
+/// White space in HTML, and in headers: no vertical tab.
+inline constexpr std::string_view WEB_SPACE = "\t\n\f\r ";
+
+constexpr std::string_view TrimWebSpace(std::string_view text) noexcept {
+  return Trim(text, WEB_SPACE);
+}
+
+}  // namespace velmora::base

@@ -13,7 +13,7 @@ constexpr std::string_view SCHEMES[] = {"http:", "https:", "ftp:", "ws:", "wss:"
 bool StartsWithIgnoringCase(std::string_view text, std::string_view lower) noexcept {
   return text.size() >= lower.size() &&
          std::equal(lower.begin(), lower.end(), text.begin(),
-                    [](char expected, char byte) { return Lower(byte) == expected; });
+                    [](char expected, char byte) { return base::ToLowerAscii(byte) == expected; });
 }
 
 }  // namespace

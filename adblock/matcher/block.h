@@ -39,7 +39,7 @@ inline std::uint64_t FindInBlock(const char *block, char byte) noexcept {
 inline std::uint64_t LowerBlock(char *block) noexcept {
   std::uint64_t bits = 0;
   for (unsigned at = 0; at < BLOCK; ++at) {
-    block[at] = Lower(block[at]);
+    block[at] = base::ToLowerAscii(block[at]);
     bits |= static_cast<std::uint64_t>(IsByte(block[at], BYTE_TOKEN)) << at;
   }
   return bits;

@@ -36,7 +36,7 @@ constexpr std::uint32_t SUFFIX_WEIGHT = 6000;
 
 std::string LowerText(std::string_view text) {
   std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), Lower);
+  std::transform(lower.begin(), lower.end(), lower.begin(), base::ToLowerAscii);
   return lower;
 }
 
@@ -62,7 +62,7 @@ struct Key {
   /// The key of a piece of a pattern.
   Key(const PatternPiece &piece, std::uint64_t kind)
       : hash(HashBytes(LowerText(piece.text)) ^ kind),
-        before(static_cast<std::uint8_t>(Lower(piece.before))),
+        before(static_cast<std::uint8_t>(base::ToLowerAscii(piece.before))),
         span(static_cast<std::uint8_t>(piece.behind.size())) {
     if (piece.offset != ANYWHERE) offset = static_cast<std::uint32_t>(piece.offset);
     const std::string lower = LowerText(piece.behind);

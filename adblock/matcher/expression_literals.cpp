@@ -85,7 +85,7 @@ std::vector<LiteralRun> LiteralRunsOf(std::string_view expression) {
       if (next == '*' || next == '?' || next == '{') {
         end_run(false);
       } else {
-        run.text += Lower(expression[at + size - 1]);
+        run.text += base::ToLowerAscii(expression[at + size - 1]);
         if (next == '+') end_run(false);
       }
       at += size;

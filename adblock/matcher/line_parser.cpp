@@ -86,7 +86,7 @@ std::optional<std::string_view> HostsNames(std::string_view line) noexcept {
 
 std::string ToLower(std::string_view text) {
   std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), Lower);
+  std::transform(lower.begin(), lower.end(), lower.begin(), base::ToLowerAscii);
   return lower;
 }
 

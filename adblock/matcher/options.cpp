@@ -175,7 +175,7 @@ bool ReadDomains(std::string_view value, bool all_excluded, StringArena &arena,
     if (name.find_first_of("*/^") != std::string_view::npos || name.size() > 255) return false;
     if (HasUpper(name)) {
       std::string lower(name);
-      std::transform(lower.begin(), lower.end(), lower.begin(), Lower);
+      std::transform(lower.begin(), lower.end(), lower.begin(), base::ToLowerAscii);
       name = arena.Keep(std::move(lower));
     }
     domain.name = name;

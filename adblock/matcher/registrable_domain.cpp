@@ -19,7 +19,7 @@ class HostText {
   }
   const char *Get() const noexcept { return text_; }
   const char *End() const noexcept { return text_ + size_; }
-  void ToLower() noexcept { std::transform(text_, text_ + size_, text_, Lower); }
+  void ToLower() noexcept { std::transform(text_, text_ + size_, text_, base::ToLowerAscii); }
 
  private:
   char text_[256];
@@ -39,7 +39,8 @@ std::size_t LastLabels(std::string_view host, int count) noexcept {
 
 bool IsNumeric(std::string_view host) noexcept {
   return host.find(':') != std::string_view::npos ||
-         std::all_of(host.begin(), host.end(), [](char c) { return c == '.' || IsDigit(c); });
+         std::all_of(host.begin(), host.end(),
+                     [](char c) { return c == '.' || base::IsDigitAscii(c); });
 }
 
 std::string_view RegistrableDomain(std::string_view host) noexcept {

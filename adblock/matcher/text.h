@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "base/ascii.h"
+
 namespace velmora::adblock {
 
 /// Letters and digits: bytes of tokens, the units by which rules are found. All others bound one.
@@ -33,31 +35,17 @@ inline constexpr std::array<std::uint8_t, 256> BYTE_CLASSES = [] {
   return classes;
 }();
 
+using base::TrimSpace;
+
 constexpr bool IsByte(char byte, std::uint8_t classes) noexcept {
   return (BYTE_CLASSES[static_cast<std::uint8_t>(byte)] & classes) != 0;
 }
 
-constexpr bool IsDigit(char byte) noexcept {
-  return byte >= '0' && byte <= '9';
-}
-
-constexpr char Lower(char byte) noexcept {
-  const auto value = static_cast<std::uint8_t>(byte);
-  return static_cast<char>(value + (static_cast<std::uint8_t>(value - 'A') < 26 ? 0x20 : 0));
-}
-
 constexpr bool HasUpper(std::string_view text) noexcept {
   for (const char byte : text) {
-    if (byte != Lower(byte)) return true;
+    if (byte != base::ToLowerAscii(byte)) return true;
   }
   return false;
-}
-
-constexpr std::string_view TrimSpace(std::string_view text) noexcept {
-  constexpr std::string_view SPACE = " \t\r\n\v\f";
-  const std::size_t first = text.find_first_not_of(SPACE);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(SPACE) - first + 1);
 }
 
 /// Cuts `text` at the first `separator` and returns the piece before it; `text` keeps the rest.

@@ -25,7 +25,9 @@ std::string_view View(const char *text) noexcept {
 std::string_view NamedAddress(std::string_view page_host, std::string_view address) noexcept {
   constexpr std::string_view MARK = "://";
   constexpr std::string_view SECURE = "/https";
-  const auto same = [](char a, char b) noexcept { return Lower(a) == Lower(b); };
+  const auto same = [](char a, char b) noexcept {
+    return base::ToLowerAscii(a) == base::ToLowerAscii(b);
+  };
   const std::size_t start = address.find(MARK);
   if (start == std::string_view::npos || page_host.empty()) return address;
   const std::string_view rest = address.substr(start + MARK.size());

@@ -15,7 +15,7 @@ std::int64_t SecondOf(EventTotals::Time time) noexcept {
 
 std::string SiteOf(const std::string &url) {
   std::string site(host::HostOfUrl(url));
-  std::ranges::transform(site, site.begin(), host::LowerCase);
+  std::ranges::transform(site, site.begin(), base::ToLowerAscii);
   return site.empty() ? "(unknown)" : site;
 }
 

@@ -22,8 +22,8 @@ constexpr CodingName CODING_NAMES[] = {
 bool IsRefused(std::string_view parameters) noexcept {
   const std::size_t equals = parameters.find('=');
   if (equals == parameters.npos) return false;
-  if (!EqualsNoCase(Trimmed(parameters.substr(0, equals)), "q")) return false;
-  const std::string_view quality = Trimmed(parameters.substr(equals + 1));
+  if (!base::EqualNoCase(base::TrimWebSpace(parameters.substr(0, equals)), "q")) return false;
+  const std::string_view quality = base::TrimWebSpace(parameters.substr(equals + 1));
   return !quality.empty() && quality.find_first_not_of("0.") == quality.npos;
 }
 
@@ -31,7 +31,7 @@ bool IsRefused(std::string_view parameters) noexcept {
 
 std::optional<ContentCoding> ParseContentCoding(std::string_view content_encoding) noexcept {
   for (const CodingName &coding : CODING_NAMES) {
-    if (EqualsNoCase(Trimmed(content_encoding), coding.name)) return coding.coding;
+    if (base::EqualNoCase(base::TrimWebSpace(content_encoding), coding.name)) return coding.coding;
   }
   return std::nullopt;
 }
@@ -43,11 +43,11 @@ bool AcceptsGzip(std::string_view accept_encoding) noexcept {
     const std::string_view item = accept_encoding.substr(0, comma);
     accept_encoding.remove_prefix(std::min(comma + 1, accept_encoding.size()));
     const std::size_t semicolon = std::min(item.find(';'), item.size());
-    const std::string_view name = Trimmed(item.substr(0, semicolon));
+    const std::string_view name = base::TrimWebSpace(item.substr(0, semicolon));
     std::string_view parameters = item.substr(semicolon);
     if (!parameters.empty()) parameters.remove_prefix(1);
     const bool is_accepted = !IsRefused(parameters);
-    if (EqualsNoCase(name, "gzip") || EqualsNoCase(name, "x-gzip")) return is_accepted;
+    if (base::EqualNoCase(name, "gzip") || base::EqualNoCase(name, "x-gzip")) return is_accepted;
     if (name == "*") accepts_others = is_accepted;
   }
   return accepts_others;

@@ -145,7 +145,8 @@ void ReadSiteLists(Reading &reading, const toml::node &value, HostSet &sites) {
     std::istringstream lines(ReadWhole(reading.Path(name), name + ": "));
     std::size_t number = 1;
     for (std::string line; std::getline(lines, line); ++number) {
-      const std::string_view site = Trimmed(std::string_view(line).substr(0, line.find('#')));
+      const std::string_view site =
+          base::TrimWebSpace(std::string_view(line).substr(0, line.find('#')));
       try {
         if (!site.empty()) sites.Add(site);
       } catch (const std::invalid_argument &fault) {

@@ -115,10 +115,10 @@ constexpr std::size_t LONGEST_LABEL = std::ranges::max_element(LABELS, {}, [](co
 }  // namespace
 
 std::string_view ConverterName(std::string_view label) noexcept {
-  label = Trimmed(label);
+  label = base::TrimWebSpace(label);
   if (label.size() > LONGEST_LABEL) return {};
   std::array<char, LONGEST_LABEL> lower{};
-  std::ranges::transform(label, lower.begin(), LowerCase);
+  std::ranges::transform(label, lower.begin(), base::ToLowerAscii);
   const std::string_view wanted(lower.data(), label.size());
   const auto found = std::ranges::lower_bound(LABELS, wanted, {}, &Label::label);
   return found != LABELS.end() && found->label == wanted ? found->converter_name

@@ -47,14 +47,15 @@ CharsetParameter FindCharset(std::string_view parameters) noexcept {
     }
     const std::string_view parameter = parameters.substr(name_begin, end - name_begin);
     const std::size_t equals = parameter.find('=');
-    if (equals != parameter.npos && EqualsNoCase(Trimmed(parameter.substr(0, equals)), "charset")) {
-      std::string_view value = Trimmed(parameter.substr(equals + 1));
+    if (equals != parameter.npos &&
+        base::EqualNoCase(base::TrimWebSpace(parameter.substr(0, equals)), "charset")) {
+      std::string_view value = base::TrimWebSpace(parameter.substr(equals + 1));
       // Some servers use single quotes.
       while (!value.empty() && (value.front() == '"' || value.front() == '\'')) {
         value.remove_prefix(1);
       }
       value = value.substr(0, value.find_first_of("\"'"));
-      if (!value.empty()) return {Trimmed(value), begin, end};
+      if (!value.empty()) return {base::TrimWebSpace(value), begin, end};
     }
     begin = end;
   }
@@ -65,12 +66,12 @@ CharsetParameter FindCharset(std::string_view parameters) noexcept {
 
 ContentType::ContentType(std::string_view value) noexcept {
   const std::size_t semicolon = std::min(value.find(';'), value.size());
-  type = Trimmed(value.substr(0, semicolon));
+  type = base::TrimWebSpace(value.substr(0, semicolon));
   parameters = value.substr(semicolon);
 }
 
 bool ContentType::Is(std::string_view type_in_lower_case) const noexcept {
-  return EqualsNoCase(type, type_in_lower_case);
+  return base::EqualNoCase(type, type_in_lower_case);
 }
 
 std::string_view ContentType::Charset() const noexcept {

@@ -38,7 +38,7 @@ const char *Fault(std::string_view name) noexcept {
 
 HostName::HostName(std::string_view name)
     : text_(name.ends_with('.') ? name.substr(0, name.size() - 1) : name) {
-  std::ranges::transform(text_, text_.begin(), LowerCase);
+  std::ranges::transform(text_, text_.begin(), base::ToLowerAscii);
 }
 
 bool HostName::IsAddress() const noexcept {

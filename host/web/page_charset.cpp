@@ -22,19 +22,19 @@ constexpr ByteOrderMark BYTE_ORDER_MARKS[] = {
 };
 
 constexpr bool IsSpace(char c) noexcept {
-  return WHITE_SPACE.find(c) != WHITE_SPACE.npos;
+  return base::WEB_SPACE.find(c) != base::WEB_SPACE.npos;
 }
 
 constexpr bool IsLetter(char c) noexcept {
-  return 'a' <= LowerCase(c) && LowerCase(c) <= 'z';
+  return 'a' <= base::ToLowerAscii(c) && base::ToLowerAscii(c) <= 'z';
 }
 
 constexpr bool StartsWithNoCase(std::string_view text, std::string_view lower_case) noexcept {
-  return EqualsNoCase(text.substr(0, lower_case.size()), lower_case);
+  return base::EqualNoCase(text.substr(0, lower_case.size()), lower_case);
 }
 
 std::size_t FindNoCase(std::string_view text, std::string_view lower_case) noexcept {
-  const auto found = std::ranges::search(text, lower_case, {}, LowerCase);
+  const auto found = std::ranges::search(text, lower_case, {}, base::ToLowerAscii);
   return found.empty() ? text.npos : static_cast<std::size_t>(found.begin() - text.begin());
 }
 
@@ -49,9 +49,9 @@ std::string_view DeclaredConverter(std::string_view label) noexcept {
 std::string_view LabelIn(std::string_view content) noexcept {
   constexpr std::string_view WORD = "charset";
   for (std::size_t found; (found = FindNoCase(content, WORD)) != content.npos;) {
-    content = Trimmed(content.substr(found + WORD.size()));
+    content = base::TrimWebSpace(content.substr(found + WORD.size()));
     if (!content.starts_with('=')) continue;
-    content = Trimmed(content.substr(1));
+    content = base::TrimWebSpace(content.substr(1));
     if (content.empty()) return {};
     if (const char quote = content.front(); quote == '"' || quote == '\'') {
       const std::size_t end = content.find(quote, 1);
@@ -128,10 +128,10 @@ class Scan {
     const std::size_t name_end = rest_.find_first_of("= \t\r\n\f/>", 1);
     attribute.name = rest_.substr(0, name_end);
     rest_.remove_prefix(attribute.name.size());
-    SkipAll(WHITE_SPACE);
+    SkipAll(base::WEB_SPACE);
     if (rest_.starts_with('=')) {
       rest_.remove_prefix(1);
-      SkipAll(WHITE_SPACE);
+      SkipAll(base::WEB_SPACE);
       attribute.value = TakeValue();
     }
     if (rest_.empty()) return std::nullopt;
@@ -152,11 +152,11 @@ class Scan {
     std::string_view from_charset;
     std::string_view from_content;
     while (const auto attribute = NextAttribute()) {
-      if (EqualsNoCase(attribute->name, "http-equiv")) {
-        is_content_type = EqualsNoCase(attribute->value, "content-type");
-      } else if (EqualsNoCase(attribute->name, "content")) {
+      if (base::EqualNoCase(attribute->name, "http-equiv")) {
+        is_content_type = base::EqualNoCase(attribute->value, "content-type");
+      } else if (base::EqualNoCase(attribute->name, "content")) {
         from_content = DeclaredConverter(LabelIn(attribute->value));
-      } else if (EqualsNoCase(attribute->name, "charset")) {
+      } else if (base::EqualNoCase(attribute->name, "charset")) {
         from_charset = DeclaredConverter(attribute->value);
       }
     }

@@ -3,17 +3,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "platform/character_classes.h"
-
 namespace velmora {
 namespace {
-
-template <class Predicate>
-std::string_view StripEnds(std::string_view text, Predicate strip) noexcept {
-  while (!text.empty() && strip(text.front())) text.remove_prefix(1);
-  while (!text.empty() && strip(text.back())) text.remove_suffix(1);
-  return text;
-}
 
 /// Without one quote at the start and one at the end; a lone quote is taken once.
 std::string_view StripOneQuote(std::string_view text) noexcept {
@@ -25,22 +16,7 @@ std::string_view StripOneQuote(std::string_view text) noexcept {
 }  // namespace
 
 std::string_view StripQuotes(std::string_view text) noexcept {
-  return StripEnds(text, IsQuote);
-}
-
-std::string_view TrimSpace(std::string_view text) noexcept {
-  return StripEnds(text, platform::IsSpaceAscii);
-}
-
-bool EqualNoCase(std::string_view left, std::string_view right) noexcept {
-  return left.size() == right.size() && StartsWithNoCase(left, right);
-}
-
-bool StartsWithNoCase(std::string_view text, std::string_view prefix) noexcept {
-  return text.size() >= prefix.size() &&
-         std::equal(prefix.begin(), prefix.end(), text.begin(), [](char a, char b) {
-           return platform::ToLowerAscii(a) == platform::ToLowerAscii(b);
-         });
+  return base::Trim(text, "'\"");
 }
 
 bool SameValue(std::string_view left, std::string_view right) noexcept {
@@ -67,13 +43,13 @@ std::string SizeText(std::int32_t width, std::int32_t height) {
 
 std::int32_t ParseNumber(std::string_view value) noexcept {
   std::string_view text = StripOneQuote(value);
-  while (!text.empty() && platform::IsSpaceAscii(text.front())) text.remove_prefix(1);
+  while (!text.empty() && base::IsSpaceAscii(text.front())) text.remove_prefix(1);
   const bool negative = text.starts_with('-');
   if (negative || text.starts_with('+')) text.remove_prefix(1);
 
   constexpr std::int64_t LARGEST = std::numeric_limits<std::int32_t>::max();
   std::int64_t number = 0;
-  for (; !text.empty() && platform::IsDigitAscii(text.front()); text.remove_prefix(1)) {
+  for (; !text.empty() && base::IsDigitAscii(text.front()); text.remove_prefix(1)) {
     number = std::min(number * 10 + (text.front() - '0'), LARGEST + 1);
   }
   return static_cast<std::int32_t>(negative ? -number : std::min(number, LARGEST));

@@ -6,7 +6,13 @@
 #include <string>
 #include <string_view>
 
+#include "base/ascii.h"
+
 namespace velmora {
+
+using base::EqualNoCase;
+using base::StartsWithNoCase;
+using base::TrimSpace;
 
 /// An apostrophe or a double quote.
 constexpr bool IsQuote(char c) noexcept {
@@ -15,12 +21,6 @@ constexpr bool IsQuote(char c) noexcept {
 
 /// Without all quotes at its front and at its back.
 std::string_view StripQuotes(std::string_view text) noexcept;
-/// Without white space at its front and at its back.
-std::string_view TrimSpace(std::string_view text) noexcept;
-/// Equal without regard to case.
-bool EqualNoCase(std::string_view left, std::string_view right) noexcept;
-/// Begins with `prefix`, without regard to case.
-bool StartsWithNoCase(std::string_view text, std::string_view prefix) noexcept;
 /// Equal without regard to case and to one quote at each end of either.
 bool SameValue(std::string_view left, std::string_view right) noexcept;
 /// Does `needle` occur anywhere in `haystack`, without regard to case?

@@ -2,24 +2,15 @@
 // whatever its locale.
 #pragma once
 
+#include "base/ascii.h"
+
 namespace velmora::platform {
 
-constexpr char ToUpperAscii(char c) noexcept {
-  return c >= 'a' && c <= 'z' ? char(c - 0x20) : c;
-}
-constexpr char ToLowerAscii(char c) noexcept {
-  return c >= 'A' && c <= 'Z' ? char(c + 0x20) : c;
-}
-constexpr bool IsDigitAscii(char c) noexcept {
-  return c >= '0' && c <= '9';
-}
-constexpr bool IsLetterAscii(char c) noexcept {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-/// 09 to 0D and 20.
-constexpr bool IsSpaceAscii(char c) noexcept {
-  return (c >= 0x09 && c <= 0x0D) || c == 0x20;
-}
+using base::IsDigitAscii;
+using base::IsLetterAscii;
+using base::IsSpaceAscii;
+using base::ToLowerAscii;
+using base::ToUpperAscii;
 
 /// The classes of units above ASCII, looked up in tables.
 bool IsLetterBeyondAscii(char16_t unit) noexcept;
