@@ -58,8 +58,8 @@ CategorySet CategorySet::Default() noexcept {
 CategorySet CategorySet::Parse(std::string_view list) {
   CategorySet set;
   for (const auto part : std::views::split(list, ',')) {
-    std::string word(Trimmed(std::string_view(part.begin(), part.end())));
-    std::ranges::transform(word, word.begin(), LowerCase);
+    std::string word(base::TrimWebSpace(std::string_view(part.begin(), part.end())));
+    std::ranges::transform(word, word.begin(), base::ToLowerAscii);
     if (!word.empty()) set.InsertWord(word);
   }
   return set;
