@@ -1,0 +1,245 @@
+// The fast path reads every page as the plain one does: whatever a host, a handler, the ad-blocking
+// library or a reader of the log can see is the same.
+#include "filter/two_paths.h"
+
+#include <array>
+#include <gtest/gtest.h>
+#include <iconv.h>
+#include <random>
+
+namespace velmora::testing {
+namespace {
+
+using namespace std::string_literals;
+
+void ExpectSame(const TwoPathsCase &c) {
+  const Seen plain = RunPath(c, false);
+  const Seen fast = RunPath(c, true);
+  if (fast == plain) return;
+  std::string pieces;
+  for (const std::string &piece : c.pieces) pieces += ::testing::PrintToString(piece) + ", ";
+  SCOPED_TRACE(c.charset + (c.is_logged ? ", logged" : "") + (c.is_watched ? ", watched" : "") +
+               ": " + pieces);
+  EXPECT_EQ(fast.sent, plain.sent);
+  EXPECT_EQ(fast.commits, plain.commits);
+  EXPECT_EQ(fast.reports, plain.reports);
+  EXPECT_EQ(fast.asked, plain.asked);
+  EXPECT_EQ(fast.calls, plain.calls);
+  EXPECT_EQ(fast.log, plain.log);
+}
+
+/// Everything that decides how a tag is cut: short, so that each is cut before every byte.
+const std::string SHORT_PAGES[] = {
+    "ab<p class=x>text</p>c",
+    "<a href='x' title=\"y>z\">l</a> <a href=u>m</a>t",
+    "<a title=x\"y>z\">l<a b = c d>m</a >n",
+    "<b a='\\'' c=\"\\\\\">x</b><<b><br/><//p></>",
+    "<!doctype html><!-- c -- d --><!- x><!--><!---->e",
+    "<script>if (a<b) x='</p>';</scripT>z<style>a<!</style >b</style>c",
+    "<script src=/ads/x></script><script>a</script",
+    "<style>x",
+    "<style></style>y<p",
+    "<p a=b=c d==e f=\"g\"h i='j'=k l>m</p>",
+    "<p\t a\n=\r'b'\f>\v<p/a=b/>c</p.q-r7></p.Q-R7>",
+    "<img src=/ads/x><img onload=f() src=y.gif width=468 height=60>z",
+    "<object data=/ads/x><param name=movie value=/ads/y></object>z",
+    "<div><span><i></div></i>x<html><body onload='f()'>",
+    "<base href='http://h.example/d/'><a href=e>f</a><form action=/ads/>g</form>",
+    "<meta http-equiv=content-type content='text/html; charset=utf-8'>\xC3\xA9<p>\xC3",
+    "<p a='\xC3\xA9' \xC3\xA9=b>\xC3\xA9<\xC3\xA9></p\xC3\xA9>\xE2\x82<b>\xFF<i>",
+    "<a href=\"x\xE9y\">\xE9\xE9\xE9</a>\xE9\xE9\xE9\xE9\xE9\xE9\xE9\xE9\xE9\xE9<b",
+    "<averyveryverylongname a=b>x</averyveryverylongname><abcdefghijklmno>y</abcdefghijklmno>z",
+    "<p " + std::string(40, 'a') + "='" + std::string(40, 'b') + "'>" + std::string(80, 'c') +
+        "</p>",
+    "<a\0b=\0c>\0</a\0>"s,
+};
+
+const char *const USUAL_SETS[] = {"ISO-8859-1", "UTF-8", "Shift_JIS", "UTF-16LE", "windows-1251"};
+
+const std::set<std::int32_t> CATEGORY_SETS[] = {
+    {}, {300, 301, 302}, {303, 304, 305, 306, 307}, {300, 301, 302, 303, 304, 305, 306, 307, 308}};
+
+TEST(TwoPaths, EveryCutOfShortPages) {
+  for (const char *charset : USUAL_SETS) {
+    for (const std::string &page : SHORT_PAGES) {
+      for (std::size_t cut = 0; cut <= page.size(); ++cut) {
+        TwoPathsCase c{charset, {page.substr(0, cut), page.substr(cut)}};
+        if (cut == 0) c.pieces = {page};
+        if (cut == page.size()) c.pieces = InPieces(page, 1);
+        // Something follows that is long enough for the fast path to look at what was cut.
+        if (cut % 2 == 0) c.pieces.back() += "<i>" + std::string(100, '.') + "</i>" + page;
+        for (unsigned way = 0; way < 4; ++way) {
+          c.is_logged = (way & 1U) != 0;
+          c.is_watched = (way & 2U) != 0;
+          c.categories = CATEGORY_SETS[(cut + way) % std::size(CATEGORY_SETS)];
+          ExpectSame(c);
+          if (HasFailure()) return;
+        }
+      }
+    }
+  }
+}
+
+/// Every name that libiconv lists.
+std::vector<std::string> AllSets() {
+  std::vector<std::string> sets;
+  libiconvlist(
+      [](unsigned count, const char *const *names, void *data) {
+        auto *const all = static_cast<std::vector<std::string> *>(data);
+        all->insert(all->end(), names, names + count);
+        return 0;
+      },
+      &sets);
+  std::erase_if(
+      sets, [](const std::string &set) { return set.find_first_of(":/(") != std::string::npos; });
+  return sets;
+}
+
+/// What random pages are made of.
+const std::string PIECES[] = {
+    "<",
+    ">",
+    "</",
+    "<!--",
+    "-->",
+    "--",
+    "-",
+    "<!",
+    "<p>",
+    "</p>",
+    "<div class=\"a b\">",
+    "</div>",
+    "<a href='u'>",
+    "<a href=\"/ads/\xC3\xA9\">",
+    "</a>",
+    "<IMG src=/track/x>",
+    "<br/>",
+    "<b",
+    " ",
+    "<script>",
+    "</script>",
+    "</SCRIPT>",
+    "<style>",
+    "</style>",
+    "<object>",
+    "<param name=movie value=/ads/>",
+    "</object>",
+    "onclick=f()",
+    " a=b",
+    " href=",
+    "=",
+    "\"",
+    "'",
+    "\\",
+    "/",
+    "x",
+    "text ",
+    "\n",
+    "\r\n",
+    "\t",
+    "<html>",
+    "</html>",
+    "<body onload='f()'>",
+    "<meta http-equiv=content-type content='text/html;charset=",
+    "utf-8'>",
+    "~",
+    "|",
+    "`",
+    "^",
+    "[",
+    "{",
+    "0",
+    "\0"s,
+    "\x0B",
+    "\x1C",
+    "\x7F",
+    "\x80",
+    "\x82\xA0",
+    "\x81",
+    "\x83\\",
+    "\x85",
+    "\xA0",
+    "\xA1",
+    "\xB0\xA1",
+    "\xC3\xA9",
+    "\xC2\xA0",
+    "\xC3",
+    "\xE2\x82\xAC",
+    "\xE2\x82",
+    "\xE2",
+    "\xF0\x9F\x98\x80",
+    "\xFF",
+    "\xFE",
+    "\x8E\xA1",
+    "\x8F\xA1\xA1",
+    "\x81\x30\x81\x30",
+    "\x1B$B",
+    "\x1B(B",
+    "\x0E",
+    "\x0F",
+    "~{",
+    "~}",
+    "+AGE-",
+    "\xD8\x00\xDC\x00"s,
+    "\x3C\x00\x62\x00"s,
+    "\xE9\xE9\xE9\xE9\xE9\xE9",
+    "some words of text that go on for a while, ",
+    "<span id=s1 title='long enough for words of sixteen'>",
+};
+
+class RandomPages {
+ public:
+  explicit RandomPages(unsigned seed) : random_(seed) {}
+
+  unsigned Below(std::size_t bound) { return static_cast<unsigned>(random_() % bound); }
+
+  /// A page in `charset`, half of it written in that set, half as raw bytes.
+  std::string Page(const std::string &charset) {
+    std::string page;
+    const unsigned count = 1 + Below(40);
+    for (unsigned i = 0; i < count; ++i) {
+      const std::string &piece = PIECES[Below(std::size(PIECES))];
+      page += Below(4) == 0 ? piece : CEncoding(charset).Encode(piece);
+    }
+    return page;
+  }
+
+  TwoPathsCase Case(const std::string &charset) {
+    const std::string page = Page(charset);
+    TwoPathsCase c{charset, {page}};
+    if (Below(2) == 0) c.pieces = InPieces(page, 1 + Below(page.size() + 1));
+    c.categories = CATEGORY_SETS[Below(std::size(CATEGORY_SETS))];
+    c.is_logged = Below(2) == 0;
+    c.is_dumped = c.is_logged && Below(4) == 0;
+    c.is_watched = Below(3) == 0;
+    static constexpr std::array NAMES{"A", "P", "B", "DIV", "SPAN", "SCRIPT", "I", "META", "STYLE"};
+    for (unsigned i = Below(3); i > 0; --i) {
+      c.edits.emplace_back(NAMES[Below(NAMES.size())], 1U << Below(10) | 1U << Below(10));
+    }
+    return c;
+  }
+
+ private:
+  std::mt19937 random_;
+};
+
+TEST(TwoPaths, RandomPagesInEverySet) {
+  RandomPages random(1);
+  for (const std::string &charset : AllSets()) {
+    for (int i = 0; i < 12; ++i) {
+      ExpectSame(random.Case(charset));
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST(TwoPaths, RandomPagesInUsualSets) {
+  RandomPages random(2);
+  for (int i = 0; i < 10000; ++i) {
+    ExpectSame(random.Case(USUAL_SETS[random.Below(std::size(USUAL_SETS))]));
+    if (HasFailure()) return;
+  }
+}
+
+}  // namespace
+}  // namespace velmora::testing
