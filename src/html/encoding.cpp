@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 
+#include "core/fast_path.h"
 #include "core/strings.h"
 #include "core/switches.h"
 #include "diag/log.h"
@@ -30,7 +31,8 @@ CEncoding::CEncoding(std::string_view name)
     : name_(name),
       decoder_("UCS-2LE", name_.c_str()),
       encoder_(name_.c_str(), "UTF-8"),
-      has_shift_states_(MayShift(name)) {
+      has_shift_states_(MayShift(name)),
+      shape_(UsesFastPath() && IsValid() ? CharsetShape::Of(name_.c_str()) : nullptr) {
   if (IsTraced()) Log("CEncoding(%s)\n", name_.c_str());
   for (const bool is_open : {decoder_.IsOpen(), encoder_.IsOpen()}) {
     if (!is_open) Log("*** CEncoding(%s): iconv_open failed\n", name_.c_str());
@@ -51,7 +53,7 @@ bool CEncoding::IsValid() const noexcept {
   return decoder_.IsOpen() && encoder_.IsOpen();
 }
 
-DecodedChar CEncoding::DecodeChar(std::span<const std::uint8_t> bytes) noexcept {
+DecodedChar CEncoding::Convert(std::span<const std::uint8_t> bytes) noexcept {
   if (!decoder_.IsOpen()) return DecodedChar::Invalid();
 
   // Room for exactly one unit: with more input behind the character, libiconv stops at E2BIG.

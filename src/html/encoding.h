@@ -9,27 +9,12 @@
 #include <string>
 #include <string_view>
 
+#include "html/charset_shape.h"
 #include "html/converter.h"
+#include "html/decoded_char.h"
 #include "html/decoder.h"
 
 namespace velmora {
-
-/// What `CEncoding::DecodeChar` found at the front of the bytes.
-struct DecodedChar {
-  /// Bytes consumed; -1 when they are not valid in the character set.
-  std::int32_t consumed;
-  /// Shift sequences, and letters that a composing decoder keeps back, are consumed without a unit;
-  /// such a letter comes out later, as a unit with nothing consumed.
-  bool has_unit;
-  char16_t unit;
-
-  bool IsInvalid() const noexcept { return consumed < 0; }
-  /// The bytes end inside a character: more input is needed.
-  bool IsIncomplete() const noexcept { return consumed == 0 && !has_unit; }
-
-  static constexpr DecodedChar Invalid() noexcept { return {-1, false, 0}; }
-  static constexpr DecodedChar Incomplete() noexcept { return {0, false, 0}; }
-};
 
 /// A converter for one character set.
 class CEncoding {
@@ -44,9 +29,18 @@ class CEncoding {
   bool IsValid() const noexcept;
   /// The name exactly as given to the constructor.
   const std::string &GetName() const noexcept { return name_; }
+  /// What is known of the set; null when that is nothing, or the fast paths are off.
+  const CharsetShape *shape() const noexcept { return shape_; }
 
   /// Decodes the character at the front of `bytes`, which are all that is at hand.
-  DecodedChar DecodeChar(std::span<const std::uint8_t> bytes) noexcept;
+  DecodedChar DecodeChar(std::span<const std::uint8_t> bytes) noexcept {
+    if (shape_ != nullptr && !bytes.empty()) {
+      if (const CharsetShape::Answer answer = shape_->Decode(bytes); answer.is_known) {
+        return answer.decoded;
+      }
+    }
+    return Convert(bytes);
+  }
 
   /// The UTF-8 text in this character set; cut off where it does not convert. Empty when the
   /// encoder is invalid.
@@ -54,12 +48,15 @@ class CEncoding {
 
  private:
   bool IsTraced() const noexcept;
+  /// `DecodeChar`, by libiconv.
+  DecodedChar Convert(std::span<const std::uint8_t> bytes) noexcept;
 
   std::string name_;
   Decoder decoder_;
   Converter encoder_;
   /// Whether the decoder may keep what it has taken in between calls.
   const bool has_shift_states_;
+  const CharsetShape *const shape_;
 };
 
 }  // namespace velmora

@@ -8,21 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "core/fast_path.h"
 #include "filter/filter_page.h"
 #include "html/element_handler_map.h"
+#include "support/charsets.h"
 #include "support/log_recorder.h"
 
 namespace velmora::testing {
-
-/// The fast paths are off while it is in scope.
-class FastPathOff {
- public:
-  explicit FastPathOff(bool is_off = true) { fast_path_allowed = !is_off; }
-  FastPathOff(const FastPathOff &) = delete;
-  FastPathOff &operator=(const FastPathOff &) = delete;
-  ~FastPathOff() { fast_path_allowed = true; }
-};
 
 struct TwoPathsCase {
   std::string charset;

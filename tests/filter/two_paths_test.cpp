@@ -4,7 +4,6 @@
 
 #include <array>
 #include <gtest/gtest.h>
-#include <iconv.h>
 #include <random>
 
 namespace velmora::testing {
@@ -78,21 +77,6 @@ TEST(TwoPaths, EveryCutOfShortPages) {
       }
     }
   }
-}
-
-/// Every name that libiconv lists.
-std::vector<std::string> AllSets() {
-  std::vector<std::string> sets;
-  libiconvlist(
-      [](unsigned count, const char *const *names, void *data) {
-        auto *const all = static_cast<std::vector<std::string> *>(data);
-        all->insert(all->end(), names, names + count);
-        return 0;
-      },
-      &sets);
-  std::erase_if(
-      sets, [](const std::string &set) { return set.find_first_of(":/(") != std::string::npos; });
-  return sets;
 }
 
 /// What random pages are made of.
