@@ -1,11 +1,21 @@
 #include "blocker.h"
 
 #include "loader.h"
-#include "sources.h"
 
 namespace velmora::adblock {
+namespace {
 
-bool Blocker::Load(const std::string &choice) {
+bool SaysSomething(const Image &image) noexcept {
+  if (image.rules.Count() > 0) return true;
+  for (std::uint32_t at = 0; at < image.lists.Count(); ++at) {
+    if (image.lists[at].counts.sizes > 0) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool Blocker::Load(const Choice &choice) {
   const std::lock_guard lock(loading_);
   choice_ = choice;
   return LoadLocked();
@@ -17,28 +27,35 @@ bool Blocker::Reload() {
 }
 
 bool Blocker::LoadOnce() {
+  if (was_tried_) return false;
   const std::lock_guard lock(loading_);
-  if (tried_) return false;
+  if (was_tried_) return false;
   LoadLocked();
   return true;
 }
 
 std::vector<std::string> Blocker::Problems() const {
-  const std::lock_guard lock(loading_);
+  const std::lock_guard lock(reporting_);
   return problems_;
 }
 
+void Blocker::SetProblems(std::vector<std::string> problems) {
+  const std::lock_guard lock(reporting_);
+  problems_ = std::move(problems);
+}
+
 bool Blocker::LoadLocked() {
-  tried_ = true;
   Sources sources = ReadSources(choice_);
-  problems_ = std::move(sources.problems);
   std::unique_ptr<Ruleset> rules = LoadRules(sources.lists, cache_folder_).rules;
-  if (rules->Compiled().rules.Count() == 0) {
-    problems_.push_back("no rules in these lists");
-    return false;
+  const bool says_something = SaysSomething(rules->Compiled());
+  if (says_something) {
+    rules_.Replace(std::move(rules));
+  } else {
+    sources.problems.emplace_back("no rules in these lists");
   }
-  rules_.Replace(std::move(rules));
-  return true;
+  SetProblems(std::move(sources.problems));
+  was_tried_ = true;
+  return says_something;
 }
 
 }  // namespace velmora::adblock

@@ -1,17 +1,21 @@
 // The lists in force in a process: loads them, answers questions, takes over new ones.
 #pragma once
 
+#include <atomic>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "guarded.h"
 #include "ruleset.h"
+#include "sources.h"
 
 namespace velmora::adblock {
 
-/// All operations may be called by any number of threads at once. Questions never wait for a load;
-/// one that is asked before the first load is answered with no.
+/// All operations may be called by any number of threads at once. Nothing but a load waits for a
+/// load: questions and reports are answered from the lists in force, before the first load with no.
+/// Loads that come together run one after the other, each with its own choice.
 class Blocker {
  public:
   using Rules = Guarded<Ruleset>::Reading;
@@ -19,10 +23,9 @@ class Blocker {
   /// Compiled lists are kept in `cache_folder`; empty: nowhere.
   explicit Blocker(std::string cache_folder) : cache_folder_(std::move(cache_folder)) {}
 
-  /// Reads the lists that the environment names, else those of `choice` (files and folders,
-  /// colon-separated), else those of the system. They take over as a whole. False when there is no
-  /// rule in them: then what was in force stays so.
-  bool Load(const std::string &choice);
+  /// Reads the lists of `choice`. They take over as a whole. False when they say nothing: no rule
+  /// and no size. Then what was in force stays so.
+  bool Load(const Choice &choice);
   /// Reads the lists of the last `Load` again.
   bool Reload();
   /// Loads without a choice unless a load was tried before. Was it this call that loaded?
@@ -36,13 +39,14 @@ class Blocker {
 
  private:
   bool LoadLocked();
+  void SetProblems(std::vector<std::string> problems);
 
   const std::string cache_folder_;
   Guarded<Ruleset> rules_;
-  /// Of loads, not of questions.
-  mutable std::mutex loading_;
-  bool tried_ = false;
-  std::string choice_;
+  std::mutex loading_;
+  Choice choice_;
+  std::atomic<bool> was_tried_ = false;
+  mutable std::mutex reporting_;
   std::vector<std::string> problems_;
 };
 

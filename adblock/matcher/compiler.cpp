@@ -147,6 +147,7 @@ class Compiler {
     for (const ListText &list : lists) {
       ListRecord record{};
       record.name = Keep(list.name);
+      record.origin = list.origin;
       ReadList(list.text, &record.counts);
       lists_.push_back(record);
     }
@@ -193,7 +194,7 @@ class Compiler {
   std::string Write(const Fingerprint &source) {
     ImageHeader header{};
     std::memcpy(header.magic, IMAGE_MAGIC, sizeof IMAGE_MAGIC);
-    header.version = IMAGE_VERSION;
+    header.version = ImageVersion();
     header.byte_order = IMAGE_BYTE_ORDER;
     header.source = source;
     header.bucket_bits = std::max(2U, static_cast<unsigned>(std::bit_width(entries_.size()))) - 1;
@@ -278,6 +279,7 @@ class Compiler {
           sizes_.insert(parsed.size);
           break;
         case LineKind::kNoSizes:
+          ++counts->sizes;
           sizes_.clear();
           break;
         case LineKind::kSkipped:
@@ -396,6 +398,7 @@ Fingerprint FingerprintOfLists(const std::vector<ListText> &lists) {
   for (const ListText &list : lists) {
     const Fingerprint text = FingerprintOf(list.text);
     all.append(list.name).push_back('\0');
+    all.append(reinterpret_cast<const char *>(&list.origin), sizeof list.origin);
     all.append(reinterpret_cast<const char *>(&text), sizeof text);
   }
   return FingerprintOf(all);

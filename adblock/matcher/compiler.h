@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "hash.h"
+#include "image.h"
 #include "line_parser.h"
 
 namespace velmora::adblock {
@@ -15,9 +16,10 @@ namespace velmora::adblock {
 struct ListText {
   std::string name;
   std::string text;
+  Origin origin = Origin::kChosen;
 };
 
-/// Tells the content of lists, with their names and order, from any other.
+/// Tells the content of lists, with their names, origins and order, from any other.
 Fingerprint FingerprintOfLists(const std::vector<ListText> &lists);
 
 /// Sizes of advertisements that are known without any list.

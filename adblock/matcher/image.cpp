@@ -1,6 +1,7 @@
 #include "image.h"
 
-#include <algorithm>
+#include "matcher_version.h"
+#include "registrable_domain.h"
 
 namespace velmora::adblock {
 namespace {
@@ -16,6 +17,10 @@ bool OpenSection(std::string_view bytes, const Section &section, Table<Record> *
 
 }  // namespace
 
+std::uint64_t ImageVersion() noexcept {
+  return MATCHER_VERSION ^ FingerprintOf(PublicSuffixVersion()).words[0];
+}
+
 std::optional<Image> Image::Open(SharedBytes bytes) {
   const std::string_view view = bytes.bytes;
   if (view.size() < sizeof(ImageHeader)) return std::nullopt;
@@ -23,7 +28,7 @@ std::optional<Image> Image::Open(SharedBytes bytes) {
   ImageHeader &header = image.header_;
   std::memcpy(&header, view.data(), sizeof header);
   if (std::memcmp(header.magic, IMAGE_MAGIC, sizeof IMAGE_MAGIC) != 0 ||
-      header.version != IMAGE_VERSION || header.byte_order != IMAGE_BYTE_ORDER ||
+      header.version != ImageVersion() || header.byte_order != IMAGE_BYTE_ORDER ||
       header.content != FingerprintOf(view.substr(IMAGE_UNFINGERPRINTED))) {
     return std::nullopt;
   }

@@ -45,6 +45,16 @@ struct TextPlace {
   std::uint32_t size;
 };
 
+/// How a list came to be used.
+enum class Origin : std::uint32_t {
+  kEnvironment,  // named by the environment
+  kChosen,       // chosen by the host in the place of the system's
+  kInstalled,    // found among the system's packages
+  kBuiltIn,
+  kExtra,  // chosen by the host beside all others
+  kRules,  // the host's own rules
+};
+
 /// What was read in one list.
 struct ListCounts {
   std::uint32_t lines;
@@ -54,12 +64,14 @@ struct ListCounts {
   /// Rules that an earlier line says already, and rules that a `badfilter` line took out of force.
   std::uint32_t repeated;
   std::uint32_t cancelled;
+  /// Lines that add or forget sizes.
   std::uint32_t sizes;
   std::uint32_t skipped[SKIP_COUNT];
 };
 
 struct ListRecord {
   TextPlace name;
+  Origin origin;
   ListCounts counts;
 };
 
@@ -124,8 +136,9 @@ struct Section {
 
 struct ImageHeader {
   char magic[8];
-  std::uint32_t version;
-  std::uint32_t byte_order;
+  /// `ImageVersion` of the library that made it.
+  std::uint64_t version;
+  std::uint64_t byte_order;
   /// Of all bytes behind this field.
   Fingerprint content;
   /// Of the lists that went in.
@@ -140,9 +153,10 @@ struct ImageHeader {
 };
 
 inline constexpr char IMAGE_MAGIC[8] = {'v', 'x', 'r', 'u', 'l', 'e', 's', '\n'};
-/// To be raised with every change of the format or of what lists are read as.
-inline constexpr std::uint32_t IMAGE_VERSION = 5;
-inline constexpr std::uint32_t IMAGE_BYTE_ORDER = 0x01020304;
+inline constexpr std::uint64_t IMAGE_BYTE_ORDER = 0x0102030405060708;
+/// Follows from the sources of the matcher and from the list of public suffixes: all that decides
+/// what lists are compiled to.
+std::uint64_t ImageVersion() noexcept;
 inline constexpr std::size_t IMAGE_UNFINGERPRINTED =
     offsetof(ImageHeader, content) + sizeof(Fingerprint);
 

@@ -30,6 +30,11 @@ inline constexpr std::array<const char *, SKIP_COUNT> SKIP_NAMES = {
     "for other programs", "unsupported option", "expression",
     "too general",        "unreadable"};
 
+/// Is there something wrong with the line, or is it only not for us?
+constexpr bool IsError(Skip skip) noexcept {
+  return skip == Skip::kUnreadable || skip == Skip::kExpression || skip == Skip::kTooGeneral;
+}
+
 enum class LineKind : std::uint8_t { kBlank, kComment, kRules, kSize, kNoSizes, kSkipped };
 
 struct Size {

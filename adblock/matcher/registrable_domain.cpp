@@ -91,4 +91,9 @@ bool IsHostName(std::string_view text) noexcept {
          1;
 }
 
+std::string_view PublicSuffixVersion() noexcept {
+  const char *hash = psl_builtin_sha1sum();
+  return hash ? hash : "";
+}
+
 }  // namespace velmora::adblock

@@ -16,4 +16,7 @@ std::string_view WithoutPublicSuffix(std::string_view host) noexcept;
 /// exists?
 bool IsHostName(std::string_view text) noexcept;
 
+/// Tells one state of the list of public suffixes from another.
+std::string_view PublicSuffixVersion() noexcept;
+
 }  // namespace velmora::adblock

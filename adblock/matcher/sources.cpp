@@ -27,12 +27,31 @@ constexpr const char *INSTALLED_FILES[] = {
     "ublock/unbreak.min.txt",
 };
 
-void Read(const std::string &path, Sources *sources) {
+void ReadList(const std::string &path, Origin origin, Sources *sources) {
   std::string problem;
   if (auto text = ReadFile(path, &problem)) {
-    sources->lists.push_back({path, *std::move(text)});
+    sources->lists.push_back({path, *std::move(text), origin});
   } else {
     sources->problems.push_back(path + ": " + problem);
+  }
+}
+
+void ReadFilesAndFolders(const std::vector<std::string> &paths, Origin origin, Sources *sources) {
+  for (const std::string &path : paths) {
+    if (!IsFolder(path)) {
+      ReadList(path, origin, sources);
+      continue;
+    }
+    const std::vector<std::string> files = FilesOfFolder(path);
+    if (files.empty()) sources->problems.push_back(path + ": no lists in this folder");
+    for (const std::string &file : files) ReadList(file, origin, sources);
+  }
+}
+
+void ReadSystemLists(Sources *sources) {
+  for (const std::string &path : InstalledLists()) ReadList(path, Origin::kInstalled, sources);
+  if (sources->lists.empty()) {
+    sources->lists.push_back({BUILT_IN_LIST_NAME, std::string(BUILT_IN_LIST), Origin::kBuiltIn});
   }
 }
 
@@ -49,30 +68,34 @@ std::vector<std::string> InstalledLists() {
   return lists;
 }
 
+std::vector<std::string> SplitPaths(std::string_view paths) {
+  std::vector<std::string> split;
+  while (!paths.empty()) {
+    std::string path(CutPiece(paths, ':'));
+    if (!path.empty()) split.push_back(std::move(path));
+  }
+  return split;
+}
+
 Sources ReadPaths(std::string_view paths) {
   Sources sources;
-  while (!paths.empty()) {
-    const std::string path(CutPiece(paths, ':'));
-    if (path.empty()) continue;
-    if (!IsFolder(path)) {
-      Read(path, &sources);
-      continue;
-    }
-    const std::vector<std::string> files = FilesOfFolder(path);
-    if (files.empty()) sources.problems.push_back(path + ": no lists in this folder");
-    for (const std::string &file : files) Read(file, &sources);
-  }
+  ReadFilesAndFolders(SplitPaths(paths), Origin::kChosen, &sources);
   return sources;
 }
 
-Sources ReadSources(std::string_view choice) {
-  const std::string variable = Environment(LISTS_VARIABLE);
-  if (!variable.empty()) return ReadPaths(variable);
-  if (!choice.empty()) return ReadPaths(choice);
+Sources ReadSources(const Choice &choice) {
   Sources sources;
-  for (const std::string &path : InstalledLists()) Read(path, &sources);
-  if (sources.lists.empty()) {
-    sources.lists.push_back({BUILT_IN_LIST_NAME, std::string(BUILT_IN_LIST)});
+  const std::vector<std::string> named = SplitPaths(Environment(LISTS_VARIABLE));
+  if (!named.empty()) {
+    ReadFilesAndFolders(named, Origin::kEnvironment, &sources);
+  } else if (!choice.lists.empty()) {
+    ReadFilesAndFolders(choice.lists, Origin::kChosen, &sources);
+  } else {
+    ReadSystemLists(&sources);
+  }
+  ReadFilesAndFolders(choice.extra_lists, Origin::kExtra, &sources);
+  if (!choice.rules.empty()) {
+    sources.lists.push_back({choice.rules_name, choice.rules, Origin::kRules});
   }
   return sources;
 }

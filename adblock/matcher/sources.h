@@ -9,7 +9,7 @@
 
 namespace velmora::adblock {
 
-/// Names files and folders of lists, colon-separated; stands above every other choice.
+/// Names files and folders of lists, colon-separated, to be read in the place of all others.
 inline constexpr char LISTS_VARIABLE[] = "VEXLAR_LISTS";
 inline constexpr char BUILT_IN_LIST_NAME[] = "built-in list";
 
@@ -19,17 +19,31 @@ extern const std::string_view BUILT_IN_LIST;
 /// The known list files that the system's packages have installed.
 std::vector<std::string> InstalledLists();
 
-struct Sources {
-  std::vector<ListText> lists;
-  /// One line for each list that could not be read.
-  std::vector<std::string> problems;
+/// What a host has chosen.
+struct Choice {
+  /// Files and folders in the place of those that the system has; none: the system's.
+  std::vector<std::string> lists{};
+  /// Files and folders that are read behind them.
+  std::vector<std::string> extra_lists{};
+  /// Lines of a list, read last, and what reports call them.
+  std::string rules{};
+  std::string rules_name{};
 };
+
+struct Sources {
+  std::vector<ListText> lists{};
+  /// One line for each list that could not be read.
+  std::vector<std::string> problems{};
+};
+
+/// The pieces of `paths` between its colons.
+std::vector<std::string> SplitPaths(std::string_view paths);
 
 /// Reads the files, and the files of the folders, that `paths` names, colon-separated.
 Sources ReadPaths(std::string_view paths);
 
 /// Reads the lists that `LISTS_VARIABLE` names, else those of `choice`, else the installed ones,
-/// else the built-in one.
-Sources ReadSources(std::string_view choice);
+/// else the built-in one; and behind them what `choice` adds.
+Sources ReadSources(const Choice &choice);
 
 }  // namespace velmora::adblock

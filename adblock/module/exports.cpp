@@ -5,6 +5,8 @@
 #include <new>
 #include <string>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 #include "matcher/loader.h"
 #include "module/ad_blocker.h"
@@ -33,6 +35,50 @@ Status RunLoad(Load load) noexcept {
   } catch (...) {
     return RESULT_OUT_OF_MEMORY;
   }
+}
+
+std::vector<std::string> Strings(const char *const *strings, std::uint32_t count) {
+  std::vector<std::string> copies;
+  for (std::uint32_t at = 0; strings && at < count; ++at) {
+    if (strings[at] && *strings[at]) copies.emplace_back(strings[at]);
+  }
+  return copies;
+}
+
+/// One line a rule, so that the numbers of lines are those of the rules.
+std::string RulesText(const char *const *rules, std::uint32_t count) {
+  std::string text;
+  for (std::uint32_t at = 0; rules && at < count; ++at) {
+    std::string line = rules[at] ? rules[at] : "";
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    text.append(line).push_back('\n');
+  }
+  return text;
+}
+
+Choice ReadChoice(const VexlarChoice &choice) {
+  return {Strings(choice.lists, choice.list_count),
+          Strings(choice.extra_lists, choice.extra_list_count),
+          RulesText(choice.rules, choice.rule_count),
+          choice.rules_name ? choice.rules_name : "the host's rules"};
+}
+
+VexlarList ListOf(const ListRecord &record, const char *name) noexcept {
+  const ListCounts &counts = record.counts;
+  VexlarList list{name,
+                  static_cast<VexlarOrigin>(record.origin),
+                  counts.lines,
+                  counts.rules,
+                  counts.repeated,
+                  counts.cancelled,
+                  0,
+                  0,
+                  counts.sizes};
+  for (std::size_t skip = 0; skip < SKIP_COUNT; ++skip) {
+    list.skipped += counts.skipped[skip];
+    if (IsError(static_cast<Skip>(skip))) list.unreadable += counts.skipped[skip];
+  }
+  return list;
 }
 
 }  // namespace
@@ -73,7 +119,13 @@ VEXLAR_EXPORT Status GetFactory(const Identifier *object, IDataProcessorFactory 
 }
 
 VEXLAR_EXPORT Status VexlarUseLists(const char *paths) {
-  return RunLoad([&](Blocker &blocker) { return blocker.Load(paths ? paths : ""); });
+  return RunLoad(
+      [&](Blocker &blocker) { return blocker.Load({.lists = SplitPaths(paths ? paths : "")}); });
+}
+
+VEXLAR_EXPORT Status VexlarUse(const VexlarChoice *choice) {
+  if (!choice || choice->size < sizeof *choice) return RESULT_INVALID_ARGUMENT;
+  return RunLoad([&](Blocker &blocker) { return blocker.Load(ReadChoice(*choice)); });
 }
 
 VEXLAR_EXPORT Status VexlarReload() {
@@ -94,6 +146,42 @@ VEXLAR_EXPORT std::uint32_t VexlarDescribe(char *text, std::uint32_t size) {
       text[length] = '\0';
     }
     return static_cast<std::uint32_t>(description.size());
+  } catch (...) {
+    return 0;
+  }
+}
+
+VEXLAR_EXPORT std::uint32_t VexlarVisitLists(void (*visit)(void *context, const VexlarList *list),
+                                             void *context) {
+  try {
+    // Copied, so that `visit` may take its time.
+    std::vector<std::pair<ListRecord, std::string>> lists;
+    std::uint32_t rule_count = 0;
+    if (const Blocker::Rules rules = ProcessBlocker().Current()) {
+      const Image &image = rules->Compiled();
+      rule_count = image.rules.Count();
+      for (std::uint32_t at = 0; at < image.lists.Count(); ++at) {
+        lists.emplace_back(image.lists[at], image.Text(image.lists[at].name));
+      }
+    }
+    for (const auto &[record, name] : lists) {
+      const VexlarList list = ListOf(record, name.c_str());
+      if (visit) visit(context, &list);
+    }
+    return rule_count;
+  } catch (...) {
+    return 0;
+  }
+}
+
+VEXLAR_EXPORT std::uint32_t VexlarVisitProblems(void (*visit)(void *context, const char *problem),
+                                                void *context) {
+  try {
+    const std::vector<std::string> problems = ProcessBlocker().Problems();
+    for (const std::string &problem : problems) {
+      if (visit) visit(context, problem.c_str());
+    }
+    return static_cast<std::uint32_t>(problems.size());
   } catch (...) {
     return 0;
   }

@@ -116,7 +116,6 @@ std::string Reading(const adblock::ParsedLine &parsed) {
 /// Every line but the empty ones and comments, with what it is read as. Answers whether all lines
 /// could be read.
 bool CheckList(const std::string &file, Output &output) {
-  using adblock::Skip;
   const adblock::Sources sources = adblock::ReadPaths(file);
   for (const std::string &problem : sources.problems) PrintMessage(problem);
   bool is_readable = sources.problems.empty();
@@ -130,8 +129,7 @@ bool CheckList(const std::string &file, Output &output) {
           output.Write(fmt::format("{}:{}: {}\n    {}\n", list.name, number, Printable(line),
                                    Printable(reading)));
           if (parsed.kind != adblock::LineKind::kSkipped) return;
-          is_readable = is_readable && parsed.skip != Skip::kUnreadable &&
-                        parsed.skip != Skip::kExpression && parsed.skip != Skip::kTooGeneral;
+          is_readable = is_readable && !adblock::IsError(parsed.skip);
         });
   }
   return is_readable;

@@ -17,7 +17,7 @@ TEST(Blocker, AnswersWhileListsAreReplaced) {
       folder.Write("even.txt", "[Adblock]\n/even.\n/shared[0-9]\\./\nsize:10x20\n"),
       folder.Write("odd.txt", "[Adblock]\n/odd.\n/shared[0-9]\\./\nsize:10x20\n")};
   Blocker blocker(folder.Path("cache"));
-  ASSERT_TRUE(blocker.Load(lists[0]));
+  ASSERT_TRUE(blocker.Load({.lists = {lists[0]}}));
 
   std::atomic<bool> done = false;
   std::atomic<long> questions = 0;
@@ -37,7 +37,7 @@ TEST(Blocker, AnswersWhileListsAreReplaced) {
   std::vector<std::thread> threads;
   for (int count = 0; count < 4; ++count) threads.emplace_back(ask);
   for (int round = 1; round <= 60 || questions < 1000; ++round) {
-    ASSERT_TRUE(blocker.Load(lists[round % 2]));
+    ASSERT_TRUE(blocker.Load({.lists = {lists[round % 2]}}));
     // Two threads may load at once.
     if (round % 10 == 0) {
       std::thread other([&] { blocker.Reload(); });

@@ -175,7 +175,7 @@ TEST(Lists, TheBuiltInOneIsAllInForce) {
 }
 
 TEST(Lists, InstalledOnesAreReadAlmostWhole) {
-  const Sources sources = ReadSources("");
+  const Sources sources = ReadSources({});
   if (sources.lists.front().name == BUILT_IN_LIST_NAME) {
     GTEST_SKIP() << "no lists are installed (Debian: webext-ublock-origin-firefox)";
   }

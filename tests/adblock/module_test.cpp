@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <unistd.h>
 
@@ -158,6 +159,48 @@ TEST_F(Vexlar, FindsAddressesThatBeginInText) {
   EXPECT_EQ(AskText("h"), "0 -");
   EXPECT_EQ(AskText(""), "0 -");
   EXPECT_EQ(AskText("//ads.example/" + std::string(100000, 'x')), "1 ||ads.example^");
+}
+
+TEST_F(Vexlar, AddsToListsAndTellsWhereRulesComeFrom) {
+  MakeBlocker("||replaced.example^\n");
+  const std::string lists[] = {Write("main.txt", "||one.example^\n||two.example^\n/(/\n"),
+                               Write("extra.txt", "||two.example^\n##.ad\nsize:1x2\n")};
+  const std::string missing = folder_ + "/missing.txt";
+  const char *const main[] = {lists[0].c_str(), missing.c_str()};
+  const char *const extra[] = {lists[1].c_str()};
+  const char *const rules[] = {"own.example", "@@||one.example/good^"};
+  VexlarChoice choice{sizeof choice, 2, 1, 2, main, extra, rules, "policy.toml"};
+  const auto use = Find<decltype(&VexlarUse)>("VexlarUse");
+  EXPECT_EQ(use(nullptr), RESULT_INVALID_ARGUMENT);
+  ASSERT_EQ(use(&choice), RESULT_OK);
+  EXPECT_EQ(Ask("p.example", "http://replaced.example/"), "0 -");
+  EXPECT_EQ(Ask("p.example", "http://one.example/good"), "0 exempt -");
+  EXPECT_EQ(Ask("p.example", "http://own.example/"), "1 own.example");
+
+  std::string told;
+  const std::uint32_t rule_count = Find<decltype(&VexlarVisitLists)>("VexlarVisitLists")(
+      [](void *context, const VexlarList *list) {
+        std::ostringstream line;
+        line << std::filesystem::path(list->name).filename().string() << " " << list->origin << ": "
+             << list->lines << " lines, " << list->rules << " rules, " << list->repeated
+             << " repeated, " << list->skipped << " skipped, " << list->unreadable
+             << " unreadable, " << list->sizes << " sizes\n";
+        *static_cast<std::string *>(context) += line.str();
+      },
+      &told);
+  EXPECT_EQ(told,
+            "main.txt 1: 3 lines, 2 rules, 0 repeated, 1 skipped, 1 unreadable, 0 sizes\n"
+            "extra.txt 4: 3 lines, 0 rules, 1 repeated, 1 skipped, 0 unreadable, 1 sizes\n"
+            "policy.toml 5: 2 lines, 2 rules, 0 repeated, 0 skipped, 0 unreadable, 0 sizes\n");
+  EXPECT_EQ(rule_count, 4U);
+  std::string problems;
+  EXPECT_EQ(Find<decltype(&VexlarVisitProblems)>("VexlarVisitProblems")(
+                [](void *context, const char *problem) {
+                  *static_cast<std::string *>(context) += problem;
+                },
+                &problems),
+            1U);
+  EXPECT_NE(problems.find("missing.txt: No such file"), std::string::npos);
 }
 
 TEST_F(Vexlar, ReloadsAndDescribes) {

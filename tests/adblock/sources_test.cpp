@@ -61,14 +61,28 @@ TEST(Sources, TheEnvironmentStandsAboveTheChoice) {
   const TestFolder folder;
   const std::string chosen = folder.Write("chosen.txt", "/a.");
   const std::string named = folder.Write("named.txt", "/b.");
-  EXPECT_THAT(Names(ReadSources(chosen)), ElementsAre("chosen.txt"));
+  EXPECT_THAT(Names(ReadSources({.lists = {chosen}})), ElementsAre("chosen.txt"));
   const ListsVariable variable(named);
-  EXPECT_THAT(Names(ReadSources(chosen)), ElementsAre("named.txt"));
-  EXPECT_THAT(Names(ReadSources("")), ElementsAre("named.txt"));
+  EXPECT_THAT(Names(ReadSources({.lists = {chosen}})), ElementsAre("named.txt"));
+  EXPECT_THAT(Names(ReadSources({})), ElementsAre("named.txt"));
+}
+
+TEST(Sources, AreAddedToWhateverListsThereAre) {
+  const TestFolder folder;
+  const std::string chosen = folder.Write("chosen.txt", "/a.");
+  Choice choice{.extra_lists = {folder.Write("extra.txt", "/b.")},
+                .rules = "||own.example^\n",
+                .rules_name = "own rules"};
+  const std::size_t system = ReadSources({}).lists.size();
+  EXPECT_EQ(ReadSources(choice).lists.size(), system + 2);
+  choice.lists = {chosen};
+  EXPECT_THAT(Names(ReadSources(choice)), ElementsAre("chosen.txt", "extra.txt", "own rules"));
+  const ListsVariable variable(chosen);
+  EXPECT_THAT(Names(ReadSources(choice)), ElementsAre("chosen.txt", "extra.txt", "own rules"));
 }
 
 TEST(Sources, ThereIsAlwaysSomeList) {
-  const Sources sources = ReadSources("");
+  const Sources sources = ReadSources({});
   EXPECT_FALSE(sources.lists.empty());
   EXPECT_THAT(sources.problems, IsEmpty());
 }
@@ -77,12 +91,12 @@ TEST(Blocker, KeepsWhatIsInForceWhenNewListsHaveNoRule) {
   const TestFolder folder;
   Blocker blocker("");
   EXPECT_FALSE(blocker.Current());
-  EXPECT_FALSE(blocker.Load(folder.Path("missing")));
+  EXPECT_FALSE(blocker.Load({.lists = {folder.Path("missing")}}));
   EXPECT_FALSE(blocker.Current());
   EXPECT_THAT(blocker.Problems(), ElementsAre(HasSubstr("missing"), HasSubstr("no rules")));
 
   const std::string file = folder.Write("a.txt", "[Adblock]\n/one.\n");
-  EXPECT_TRUE(blocker.Load(file));
+  EXPECT_TRUE(blocker.Load({.lists = {file}}));
   EXPECT_FALSE(blocker.LoadOnce());
   EXPECT_EQ(NameOf(blocker.Current()->Judge({"p.com", "http://a.com/one.js"})), "blocked");
 
@@ -95,6 +109,11 @@ TEST(Blocker, KeepsWhatIsInForceWhenNewListsHaveNoRule) {
   EXPECT_THAT(blocker.Problems(), IsEmpty());
   EXPECT_EQ(NameOf(blocker.Current()->Judge({"p.com", "http://a.com/one.js"})), "none");
   EXPECT_EQ(NameOf(blocker.Current()->Judge({"p.com", "http://a.com/two.js"})), "blocked");
+
+  // A list of sizes says something too.
+  folder.Write("a.txt", "size:none\n");
+  EXPECT_TRUE(blocker.Reload());
+  EXPECT_FALSE(blocker.Current()->IsAdSize(468, 60));
 }
 
 }  // namespace

@@ -1,0 +1,20 @@
+# The number of the matcher's sources is another one as soon as one byte of them is.
+function(version_of folder result)
+  execute_process(COMMAND ${CMAKE_COMMAND} -DMATCHER=${folder} -DOUTPUT=${FOLDER}/version.h
+    -P ${SCRIPT} COMMAND_ERROR_IS_FATAL ANY)
+  file(STRINGS ${FOLDER}/version.h line REGEX "MATCHER_VERSION = 0x[0-9a-f]+U")
+  if(NOT line)
+    message(FATAL_ERROR "no version in ${FOLDER}/version.h")
+  endif()
+  set(${result} "${line}" PARENT_SCOPE)
+endfunction()
+
+file(REMOVE_RECURSE ${FOLDER})
+file(COPY ${MATCHER}/ DESTINATION ${FOLDER}/matcher)
+version_of(${MATCHER} here)
+version_of(${FOLDER}/matcher copy)
+file(APPEND ${FOLDER}/matcher/options.cpp "\n")
+version_of(${FOLDER}/matcher changed)
+if(NOT here STREQUAL copy OR here STREQUAL changed)
+  message(FATAL_ERROR "here ${here}, of a copy ${copy}, of a changed one ${changed}")
+endif()
