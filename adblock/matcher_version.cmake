@@ -1,3 +1,4 @@
+cmake_minimum_required(VERSION 3.25)
 # Writes the header OUTPUT with a number that follows from all files of the folder MATCHER: a
 # compiled list is used only by a library whose sources are those that it was made with, so that no
 # change of the form, or of what lists are read as, can be forgotten.

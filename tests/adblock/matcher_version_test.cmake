@@ -1,3 +1,4 @@
+cmake_minimum_required(VERSION 3.25)
 # The number of the matcher's sources is another one as soon as one byte of them is.
 function(version_of folder result)
   execute_process(COMMAND ${CMAKE_COMMAND} -DMATCHER=${folder} -DOUTPUT=${FOLDER}/version.h
