@@ -69,8 +69,8 @@ void CDataCapture::OpenFiles(const char *type) {
   platform::MakeDirectory(directories_.before());
   platform::MakeDirectory(directories_.after());
   const std::string name = FileName(number_, type);
-  before_.file = platform::OutputFile(directories_.before() + name);
-  if (inner_) after_.file = platform::OutputFile(directories_.after() + name);
+  before_.file = platform::OutputFile::Replace(directories_.before() + name);
+  if (inner_) after_.file = platform::OutputFile::Replace(directories_.after() + name);
 }
 
 void CDataCapture::Process(const Chunk &chunk) {

@@ -25,14 +25,14 @@ void NameAfterProcess(std::string &path) {
 }
 
 /// Opens the log file beside the host's executable.
-platform::AppendFile OpenLogFile(std::uint32_t mode, std::string_view file_name) noexcept try {
+platform::OutputFile OpenLogFile(std::uint32_t mode, std::string_view file_name) noexcept try {
   std::optional<std::string> path = platform::ExecutablePath();
   if (!path) return {};
   const std::size_t separator = path->rfind(platform::PATH_SEPARATOR);
   if (separator == std::string::npos) return {};
   path->replace(separator + 1, std::string::npos, file_name);
   if ((mode & LOG_NAME_PROCESS) != 0) NameAfterProcess(*path);
-  return platform::AppendFile(*path);
+  return platform::OutputFile::AppendTo(*path);
 } catch (...) {
   return {};
 }

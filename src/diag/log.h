@@ -48,7 +48,7 @@ class CDebugLog {
                                                std::va_list arguments) noexcept;
 
   std::uint32_t mode_;
-  platform::AppendFile file_;
+  platform::OutputFile file_;
   DebuggerSink sink_;
   platform::CriticalSection lock_;
   /// The line being written; used inside the lock.

@@ -1,55 +1,122 @@
 #include "platform/files.h"
 
 #include <cerrno>
+#include <csignal>
+#include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
 namespace velmora::platform {
+namespace {
 
-AppendFile::AppendFile(const std::string &path) noexcept
-    : descriptor_(static_cast<int>(TEMP_FAILURE_RETRY(
-          ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640)))) {}
+/// While it lives, this thread takes neither of the signals that system calls raise about files;
+/// those that came meanwhile are gone with it, those of before stay as they were.
+class FileSignalsHeld {
+ public:
+  FileSignalsHeld() noexcept {
+    sigemptyset(&held_);
+    sigaddset(&held_, SIGPIPE);
+    sigaddset(&held_, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &held_, &mask_before_);
+    // Only a signal that is blocked already can be waiting.
+    sigset_t waiting;
+    for (const int signal : {SIGPIPE, SIGXFSZ}) {
+      if (sigismember(&mask_before_, signal) == 1 && sigpending(&waiting) == 0 &&
+          sigismember(&waiting, signal) == 1) {
+        sigdelset(&held_, signal);
+      }
+    }
+  }
+  FileSignalsHeld(const FileSignalsHeld &) = delete;
+  FileSignalsHeld &operator=(const FileSignalsHeld &) = delete;
+  ~FileSignalsHeld() { pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr); }
 
-AppendFile::AppendFile(AppendFile &&other) noexcept
+  /// To be called when a system call failed: takes the signal that it raised.
+  void Take() const noexcept {
+    const int error = errno;
+    constexpr timespec AT_ONCE{};
+    if (error == EPIPE || error == EFBIG) {
+      TEMP_FAILURE_RETRY(sigtimedwait(&held_, nullptr, &AT_ONCE));
+    }
+    errno = error;
+  }
+
+ private:
+  sigset_t held_;
+  sigset_t mask_before_;
+};
+
+template <class Call>
+auto WithoutSignal(Call call) noexcept {
+  const FileSignalsHeld signals;
+  const auto result = TEMP_FAILURE_RETRY(call());
+  if (result < 0) signals.Take();
+  return result;
+}
+
+/// A pipe without a reader is not waited for: opening it fails.
+int Open(const std::string &path, int flags, mode_t mode = 0) noexcept {
+  return static_cast<int>(
+      TEMP_FAILURE_RETRY(open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode)));
+}
+
+}  // namespace
+
+ssize_t WriteWithoutSignal(int descriptor, const void *bytes, std::size_t count) noexcept {
+  return WithoutSignal([=] { return write(descriptor, bytes, count); });
+}
+
+int SetSizeWithoutSignal(int descriptor, off_t size) noexcept {
+  return static_cast<int>(WithoutSignal([=] { return ftruncate(descriptor, size); }));
+}
+
+OutputFile OutputFile::AppendTo(const std::string &path) noexcept {
+  return OutputFile(Open(path, O_WRONLY | O_CREAT | O_APPEND, 0640));
+}
+
+OutputFile OutputFile::Replace(const std::string &path) noexcept {
+  return OutputFile(Open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666));
+}
+
+OutputFile::OutputFile(OutputFile &&other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1)) {}
 
-AppendFile &AppendFile::operator=(AppendFile &&other) noexcept {
+OutputFile &OutputFile::operator=(OutputFile &&other) noexcept {
   std::swap(descriptor_, other.descriptor_);
   return *this;
 }
 
-AppendFile::~AppendFile() {
-  if (IsOpen()) ::close(descriptor_);
+OutputFile::~OutputFile() {
+  if (IsOpen()) close(descriptor_);
 }
 
-void AppendFile::Write(std::string_view bytes) noexcept {
-  [[maybe_unused]] const auto written =
-      TEMP_FAILURE_RETRY(::write(descriptor_, bytes.data(), bytes.size()));
-}
-
-OutputFile::OutputFile(const std::string &path) noexcept
-    : stream_(std::fopen(path.c_str(), "wbe")) {}
-
-void OutputFile::Write(std::span<const std::uint8_t> bytes) noexcept {
-  if (bytes.empty()) return;  // whose data may be null
-  [[maybe_unused]] const auto written = std::fwrite(bytes.data(), 1, bytes.size(), stream_.get());
+void OutputFile::Write(std::string_view bytes) noexcept {
+  while (!bytes.empty()) {
+    const ssize_t written = WriteWithoutSignal(descriptor_, bytes.data(), bytes.size());
+    if (written <= 0) return;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
 }
 
 std::string ReadFile(const std::string &path) {
   std::string bytes;
-  const Stream stream(std::fopen(path.c_str(), "rbe"));
-  if (stream == nullptr) return bytes;
-  char block[4096];
-  while (const std::size_t count = std::fread(block, 1, sizeof block, stream.get())) {
-    bytes.append(block, count);
+  const int descriptor = Open(path, O_RDONLY);
+  struct stat status;
+  if (descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+    char block[4096];
+    ssize_t count;
+    while ((count = TEMP_FAILURE_RETRY(read(descriptor, block, sizeof block))) > 0) {
+      bytes.append(block, static_cast<std::size_t>(count));
+    }
   }
+  if (descriptor >= 0) close(descriptor);
   return bytes;
 }
 
 void MakeDirectory(const std::string &path) noexcept {
-  ::mkdir(path.c_str(), 0777);
+  mkdir(path.c_str(), 0777);
 }
 
 }  // namespace velmora::platform

@@ -1,55 +1,51 @@
 // Files, as the log and the captures need them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 namespace velmora::platform {
 
 inline constexpr char PATH_SEPARATOR = '/';
 
-/// A file that is only ever appended to, closed on exec, mode 0640. Write errors are ignored.
-class AppendFile {
- public:
-  AppendFile() = default;
-  /// Opens or creates; `IsOpen` tells whether that worked.
-  explicit AppendFile(const std::string &path) noexcept;
-  AppendFile(AppendFile &&other) noexcept;
-  AppendFile &operator=(AppendFile &&other) noexcept;
-  ~AppendFile();
+/// `write`, with interrupted calls repeated. What else it would say by a signal, that nobody reads
+/// the pipe or that the file may not grow, is an error like others: no process dies of it.
+ssize_t WriteWithoutSignal(int descriptor, const void *bytes, std::size_t count) noexcept;
+/// `ftruncate`, likewise.
+int SetSizeWithoutSignal(int descriptor, off_t size) noexcept;
 
-  bool IsOpen() const noexcept { return descriptor_ >= 0; }
-  void Write(std::string_view bytes) noexcept;
-
- private:
-  int descriptor_ = -1;
-};
-
-struct StreamCloser {
-  void operator()(std::FILE *stream) const noexcept { std::fclose(stream); }
-};
-using Stream = std::unique_ptr<std::FILE, StreamCloser>;
-
-/// A file that is written anew: created or emptied, buffered, flushed when it is closed. Write
-/// errors are ignored.
+/// A file that is written from its beginning to its end, closed on exec. Nothing waits for the
+/// reader of a pipe that stands in its place, and write errors are ignored. Unbuffered.
 class OutputFile {
  public:
   OutputFile() = default;
-  /// `IsOpen` tells whether that worked.
-  explicit OutputFile(const std::string &path) noexcept;
+  /// Opens or creates, mode 0640, to write behind what is there. `IsOpen` tells whether it worked,
+  /// here and below.
+  static OutputFile AppendTo(const std::string &path) noexcept;
+  /// Creates or empties.
+  static OutputFile Replace(const std::string &path) noexcept;
+  OutputFile(OutputFile &&other) noexcept;
+  OutputFile &operator=(OutputFile &&other) noexcept;
+  ~OutputFile();
 
-  bool IsOpen() const noexcept { return stream_ != nullptr; }
-  void Write(std::span<const std::uint8_t> bytes) noexcept;
+  bool IsOpen() const noexcept { return descriptor_ >= 0; }
+  /// One system call, as long as the file takes all of it.
+  void Write(std::string_view bytes) noexcept;
+  void Write(std::span<const std::uint8_t> bytes) noexcept {
+    Write(std::string_view(reinterpret_cast<const char *>(bytes.data()), bytes.size()));
+  }
 
  private:
-  Stream stream_;
+  explicit OutputFile(int descriptor) noexcept : descriptor_(descriptor) {}
+
+  int descriptor_ = -1;
 };
 
-/// The bytes of a file, as far as they can be read; none of a file that is not there.
+/// The bytes of a file, as far as they can be read; none of what is not there or is no plain file.
 std::string ReadFile(const std::string &path);
 
 /// Makes a directory; one that is there already, or cannot be made, is no matter.

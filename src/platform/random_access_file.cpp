@@ -8,6 +8,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "platform/files.h"
+
 namespace velmora::platform {
 namespace {
 
@@ -111,7 +113,7 @@ std::optional<std::uint32_t> RandomAccessFile::Size() const noexcept {
 }
 
 bool RandomAccessFile::SetSize(std::uint32_t size) noexcept {
-  return Repeated([=, this] { return ftruncate(descriptor_, size); }) == 0;
+  return SetSizeWithoutSignal(descriptor_, size) == 0;
 }
 
 std::optional<std::uint32_t> RandomAccessFile::Seek(std::int32_t offset, Origin origin) noexcept {
@@ -136,8 +138,8 @@ std::optional<std::uint32_t> RandomAccessFile::Read(void *buffer, std::uint32_t 
 bool RandomAccessFile::Write(const void *buffer, std::uint32_t count) noexcept {
   std::uint32_t done = 0;
   while (done < count) {
-    const ssize_t length = Repeated(
-        [&] { return write(descriptor_, static_cast<const char *>(buffer) + done, count - done); });
+    const ssize_t length =
+        WriteWithoutSignal(descriptor_, static_cast<const char *>(buffer) + done, count - done);
     if (length <= 0) return false;
     done += static_cast<std::uint32_t>(length);
   }

@@ -38,8 +38,9 @@ std::string_view Trim(std::string_view text) noexcept {
   return text;
 }
 
+/// Letter case aside.
 bool Skip(std::string_view &text, std::string_view prefix) noexcept {
-  if (!text.starts_with(prefix)) return false;
+  if (!EqualNames(text.substr(0, prefix.size()), prefix)) return false;
   text.remove_prefix(prefix.size());
   return true;
 }
@@ -108,20 +109,37 @@ std::optional<std::string> ReadBytes(std::string_view text, std::string_view &re
 /// "hex:", or "hex(" a type ")": , the type is not looked at.
 bool SkipHexPrefix(std::string_view &text) noexcept {
   if (Skip(text, "hex:")) return true;
-  if (!text.starts_with("hex(")) return false;
-  const std::size_t end = text.find("):");
+  std::string_view typed = text;
+  if (!Skip(typed, "hex(")) return false;
+  const std::size_t end = typed.find("):");
   if (end == std::string_view::npos) return false;
-  text.remove_prefix(end + 2);
+  text = typed.substr(end + 2);
   return true;
 }
 
 /// The stored bytes of the value that `text` writes; a string's NUL is one of them.
-std::optional<std::string> ReadValue(std::string_view text, std::string_view &rest) {
+std::optional<std::string> ReadStored(std::string_view text, std::string_view &rest) {
   if (Skip(text, "dword:")) return ReadDword(text);
   if (SkipHexPrefix(text)) return ReadBytes(text, rest);
   std::optional<std::string> string = ReadQuoted(text);
   if (!string || !WithoutComment(text).empty()) return std::nullopt;
   return *string + '\0';
+}
+
+/// What stands between the brackets; none for a line that is no key. A bracket may be a part of the
+/// name, and of the comment behind it.
+std::optional<std::string_view> KeyOf(std::string_view line) noexcept {
+  if (!Skip(line, "[")) return std::nullopt;
+  for (std::size_t end = 0; (end = line.find(']', end)) != std::string_view::npos; ++end) {
+    if (WithoutComment(line.substr(end + 1)).empty()) return line.substr(0, end);
+  }
+  return std::nullopt;
+}
+
+/// The key itself, or one below it.
+bool IsWithin(std::string_view key, std::string_view upper) noexcept {
+  return EqualNames(key.substr(0, upper.size()), upper) &&
+         (key.size() == upper.size() || key[upper.size()] == '\\');
 }
 
 }  // namespace
@@ -132,25 +150,49 @@ Registry Registry::Parse(std::string_view text) {
   Skip(text, UTF8_MARK);
 
   Registry registry;
-  std::string key;
+  std::optional<std::string> key;
   while (!text.empty()) {
-    std::string_view line = NextLine(text);
-    if (line.starts_with('[') && line.ends_with(']')) {
-      key = line.substr(1, line.size() - 2);
-      continue;
+    const std::string_view line = NextLine(text);
+    if (line.starts_with('[')) {
+      registry.ReadKey(line, key);
+    } else if (key) {
+      registry.ReadValue(*key, line, text);
     }
-    std::optional<std::string> name = Skip(line, "@") ? std::string() : ReadQuoted(line);
-    line = Trim(line);
-    if (!name || !Skip(line, "=")) continue;
-    std::optional<std::string> bytes = ReadValue(Trim(line), text);
-    if (bytes) registry.values_.push_back({key, std::move(*name), std::move(*bytes)});
   }
   return registry;
 }
 
+void Registry::ReadKey(std::string_view line, std::optional<std::string> &current) {
+  std::optional<std::string_view> key = KeyOf(line);
+  if (!key) return;
+  if (!Skip(*key, "-")) {
+    current = *key;
+    return;
+  }
+  current.reset();
+  std::erase_if(values_, [&](const Value &value) { return IsWithin(value.key, *key); });
+}
+
+void Registry::ReadValue(const std::string &key, std::string_view line, std::string_view &rest) {
+  std::optional<std::string> name = Skip(line, "@") ? std::string() : ReadQuoted(line);
+  line = Trim(line);
+  if (!name || !Skip(line, "=")) return;
+  if (WithoutComment(line) == "-") {
+    std::erase_if(values_, [&](const Value &value) {
+      return EqualNames(value.key, key) && EqualNames(value.name, *name);
+    });
+  } else if (std::optional<std::string> bytes = ReadStored(Trim(line), rest)) {
+    values_.push_back({key, std::move(*name), std::move(*bytes)});
+  }
+}
+
 Registry Registry::OfMachine() {
+  return Parse(ReadFile(MachineFile()));
+}
+
+const char *Registry::MachineFile() noexcept {
   const char *named = ::secure_getenv("VELMORA_REGISTRY");
-  return Parse(ReadFile(named != nullptr ? named : DEFAULT_FILE));
+  return named != nullptr && *named != '\0' ? named : DEFAULT_FILE;
 }
 
 std::uint32_t Registry::Number(std::string_view key, std::string_view value) const noexcept {

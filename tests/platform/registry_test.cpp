@@ -1,6 +1,7 @@
 #include "platform/registry.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "support/scoped_variable.h"
 #include "support/temporary_directory.h"
@@ -49,6 +50,8 @@ TEST(Registry, ReadsValues) {
       {"hex:123", 0},
       {"hex:01,,02", 0},
       {"hex:01,\\", 1},  // nothing follows
+      {"DWORD:6", 6},
+      {"Hex(4):02", 2},
       {"hex(4:01", 0},
       {"\"1", 0},
       {"\"1\\", 0},
@@ -78,15 +81,46 @@ TEST(Registry, FindsKeysAndValues) {
       "nonsense\n"
       "\"unfinished\n"
       "\"no sign\" dword:00000005\n"
-      "[HKEY_LOCAL_MACHINE\\Software\\Corvane\\Below]\n"
-      "\"Value\"=dword:00000006");
+      "[HKEY_LOCAL_MACHINE\\Software\\Corvane\\Below] ; [comment]\n"
+      "\"Value\"=dword:00000006\n"
+      "[not a key\n"
+      "[HKEY_LOCAL_MACHINE\\Software\\A]B]x;]\n"
+      "\"Value\"=dword:00000007");
   EXPECT_EQ(registry.Number(KEY, ""), 2U);
   EXPECT_EQ(registry.Number(KEY, "TWICE"), 4U);
   EXPECT_EQ(registry.Number(KEY, "DebugLog"), 0U);
   EXPECT_EQ(registry.Number(KEY, "no sign"), 0U);
   EXPECT_EQ(registry.Number("HKEY_LOCAL_MACHINE\\Software\\Corvane\\Below", "value"), 6U);
   EXPECT_EQ(registry.Number("HKEY_LOCAL_MACHINE\\Software\\Gone", "Value"), 0U);
-  EXPECT_EQ(registry.Number("", "DebugLog"), 9U);
+  EXPECT_EQ(registry.Number("HKEY_LOCAL_MACHINE\\Software\\A]B]x;", "Value"), 7U);
+  EXPECT_EQ(registry.Number("", "DebugLog"), 0U) << "a value without a key";
+}
+
+TEST(Registry, TakesBackWhatAMinusSignNames) {
+  const std::string before =
+      "[A\\B]\n\"One\"=dword:1\n\"Two\"=dword:2\n@=dword:3\n[A\\B\\C]\n\"One\"=dword:4\n"
+      "[A\\Bee]\n\"One\"=dword:5\n";
+  const struct {
+    std::string lines;
+    std::string left;  // of One, Two and the default in A\B, and One in A\B\C and A\Bee
+  } CASES[] = {
+      {"", "12345"},
+      {"[a\\b]\n\"ONE\"=- ; gone\n", "02345"},
+      {"[A\\B]\n\"One\"=-\n\"One\"=dword:7\n", "72345"},
+      {"[A\\B]\n@ = -\n", "12045"},
+      {"[A\\B]\n\"One\"=-1\n", "12345"},
+      {"[-a\\b] ; and below\n\"One\"=dword:7\n", "00005"},
+      {"[-A\\B\\C]\r\n[A\\B]\r\n\"Two\"=dword:8\r\n", "18305"},
+      {"[-A\\B", "12345"},
+  };
+  for (const auto &[lines, left] : CASES) {
+    const Registry registry = Registry::Parse(before + lines);
+    std::string numbers;
+    const std::pair<const char *, const char *> values[] = {
+        {"A\\B", "One"}, {"A\\B", "Two"}, {"A\\B", ""}, {"A\\B\\C", "One"}, {"A\\Bee", "One"}};
+    for (const auto &[key, name] : values) numbers += std::to_string(registry.Number(key, name));
+    EXPECT_EQ(numbers, left) << lines;
+  }
 }
 
 TEST(Registry, AcceptsByteOrderMarks) {
@@ -109,7 +143,13 @@ TEST(Registry, OfMachineIsTheNamedFile) {
   EXPECT_EQ(number_in(directory.path() + "/machine.reg"), 3U);
   EXPECT_EQ(number_in(directory.path() + "/missing.reg"), 0U);
   EXPECT_EQ(number_in(directory.path()), 0U);
-  EXPECT_EQ(number_in(""), 0U);
+  // Nobody writes into this pipe, and nobody waits for that.
+  ASSERT_EQ(::mkfifo((directory.path() + "/pipe").c_str(), 0600), 0);
+  EXPECT_EQ(number_in(directory.path() + "/pipe"), 0U);
+  for (const char *const unset : {static_cast<const char *>(nullptr), ""}) {
+    const ScopedVariable named("VELMORA_REGISTRY", unset);
+    EXPECT_STREQ(Registry::MachineFile(), "/etc/velmora/registry.reg");
+  }
 }
 
 }  // namespace

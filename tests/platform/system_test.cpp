@@ -1,7 +1,11 @@
 // What the platform layer makes of the real system: process, files, clock, modules.
+#include <csignal>
+#include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +14,7 @@
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "platform/process.h"
+#include "platform/random_access_file.h"
 #include "support/scoped_variable.h"
 #include "support/temporary_directory.h"
 
@@ -41,54 +46,99 @@ TEST(ExecutablePath, IsTheRealPathUnlessADirectoryIsNamed) {
   }
 }
 
-TEST(AppendFile, AppendsToWhatIsThere) {
+TEST(ExecutablePath, OfARelativeDirectoryStaysWhereItWas) {
   const TemporaryDirectory directory;
-  directory.Write("old", "before\n");
-  for (const char *name : {"old", "new"}) {
-    AppendFile file(directory.path() + "/" + name);
-    ASSERT_TRUE(file.IsOpen());
-    AppendFile moved(std::move(file));
-    moved.Write("one\n");
-    file = std::move(moved);
-    file.Write("two\n");
+  const std::filesystem::path before = std::filesystem::current_path();
+  const std::string name = std::filesystem::read_symlink("/proc/self/exe").filename();
+  std::filesystem::current_path(directory.path());
+  {
+    const ScopedVariable variable("VELMORA_DIRECTORY", "logs");
+    EXPECT_EQ(ExecutablePath(), directory.path() + "/logs/" + name);
+    // A working directory that is gone has no path.
+    std::filesystem::create_directory("gone");
+    std::filesystem::current_path("gone");
+    std::filesystem::remove(directory.path() + "/gone");
+    EXPECT_EQ(ExecutablePath(), std::nullopt);
   }
-  EXPECT_EQ(directory.Files()["old"], "before\none\ntwo\n");
-  EXPECT_EQ(directory.Files()["new"], "one\ntwo\n");
-
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  struct stat status {};
-  ASSERT_EQ(::stat((directory.path() + "/new").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0640U & ~mask);
+  std::filesystem::current_path(before);
 }
 
-TEST(OutputFile, ReplacesWhatIsThere) {
+TEST(OutputFile, AppendsToWhatIsThereOrReplacesIt) {
   const TemporaryDirectory directory;
-  directory.Write("old", "before");
-  const std::uint8_t bytes[] = {'a', '\0', '\r', '\n', 0xFF};
-  for (const char *name : {"old", "new"}) {
-    OutputFile file(directory.path() + "/" + name);
-    ASSERT_TRUE(file.IsOpen());
-    file.Write(bytes);
-    file.Write({});
-    file.Write(bytes);
-  }
   const std::string twice(
       "a\0\r\n\xFF"
       "a\0\r\n\xFF",
       10);
-  EXPECT_EQ(directory.Files()["old"], twice);
-  EXPECT_EQ(directory.Files()["new"], twice);
-  EXPECT_EQ(ReadFile(directory.path() + "/new"), twice);
+  for (const std::string name : {"old", "new"}) {
+    for (const bool appends : {true, false}) {
+      const std::string path = directory.path() + "/" + name + (appends ? "+" : "");
+      if (name == "old") std::ofstream(path) << "before";
+      OutputFile file = appends ? OutputFile::AppendTo(path) : OutputFile::Replace(path);
+      ASSERT_TRUE(file.IsOpen());
+      OutputFile moved(std::move(file));
+      moved.Write(std::string_view(twice).substr(0, 5));
+      file = std::move(moved);
+      file.Write(std::string_view());
+      file.Write(std::string_view(twice).substr(5));
+      const std::string kept = name == "old" && appends ? "before" : "";
+      EXPECT_EQ(ReadFile(path), kept + twice) << "at once, and " << path;
+    }
+  }
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  struct stat status {};
+  ASSERT_EQ(::stat((directory.path() + "/new+").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640U & ~mask);
 }
 
-TEST(Files, ThatCannotBeOpenedAreNotOpen) {
+TEST(OutputFile, ThatCannotBeOpenedIsNotOpen) {
   const TemporaryDirectory directory;
-  for (const std::string &path : {std::string(), directory.path(), directory.path() + "/no/file"}) {
-    EXPECT_FALSE(AppendFile(path).IsOpen()) << path;
-    EXPECT_FALSE(OutputFile(path).IsOpen()) << path;
+  const std::string pipe = directory.path() + "/pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);  // that nobody reads
+  for (const std::string &path :
+       {std::string(), directory.path(), directory.path() + "/no/file", pipe}) {
+    EXPECT_FALSE(OutputFile::AppendTo(path).IsOpen()) << path;
+    EXPECT_FALSE(OutputFile::Replace(path).IsOpen()) << path;
     EXPECT_EQ(ReadFile(path), "") << path;
   }
+}
+
+/// What a signal would say, each time: a program that does not expect it dies of it. 0 when all is
+/// well.
+int WriteWhereSignalsAreRaised(const std::string &folder) {
+  const std::string pipe = folder + "/pipe";
+  if (::mkfifo(pipe.c_str(), 0600) != 0) return 1;
+  const int reader = ::open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+  OutputFile file = OutputFile::AppendTo(pipe);
+  // A pipe that is full is not waited for either.
+  for (int i = 0; i < 100; ++i) file.Write(std::string(4096, 'x'));
+  ::close(reader);
+  file.Write("nobody reads this\n");
+
+  const rlimit limit{10, 10};
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  OutputFile small = OutputFile::Replace(folder + "/small");
+  for (int i = 0; i < 5; ++i) small.Write("1234567");
+  RandomAccessFile data = RandomAccessFile::Create((folder + "/data").c_str());
+  if (data.Write("123456789012", 12) || data.SetSize(11)) return 2;
+
+  // One that others raised, and keep from this thread, is still there.
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  ::raise(SIGPIPE);
+  file.Write("nor this\n");
+  sigpending(&signals);
+  return sigismember(&signals, SIGPIPE) == 1 ? 0 : 3;
+}
+
+TEST(OutputFile, TroubleIsNoSignal) {
+  const TemporaryDirectory directory;
+  EXPECT_EXIT(::_exit(WriteWhereSignalsAreRaised(directory.path())), ::testing::ExitedWithCode(0),
+              "");
+  EXPECT_EQ(directory.Files()["small"], "1234567123");
+  EXPECT_EQ(directory.Files()["data"], "1234567890");
 }
 
 TEST(Clock, WritesDateAndTimeInFixedForms) {
@@ -96,13 +146,19 @@ TEST(Clock, WritesDateAndTimeInFixedForms) {
   EXPECT_THAT(LocalTime(), MatchesRegex("[0-2][0-9]:[0-5][0-9]:[0-6][0-9]"));
 }
 
-TEST(DebuggerOutput, IsStandardError) {
-  EXPECT_EXIT(
-      {
-        WriteDebuggerOutput("a line\r\n");
-        ::_exit(0);
-      },
-      ::testing::ExitedWithCode(0), "^a line\r\n$");
+TEST(DebuggerOutput, IsStandardErrorAndMayBeClosed) {
+  const auto write = [](bool is_closed) {
+    int ends[2];
+    if (is_closed && ::pipe(ends) == 0) {
+      ::dup2(ends[1], STDERR_FILENO);
+      ::close(ends[0]);
+      ::close(ends[1]);
+    }
+    WriteDebuggerOutput("a line\r\n");
+    ::_exit(0);
+  };
+  EXPECT_EXIT(write(false), ::testing::ExitedWithCode(0), "^a line\r\n$");
+  EXPECT_EXIT(write(true), ::testing::ExitedWithCode(0), "^$");
 }
 
 TEST(Modules, AreLoadedFoundAndAsked) {
