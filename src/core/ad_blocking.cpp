@@ -26,39 +26,67 @@ class ReasonBuffer {
 
 }  // namespace
 
-AdBlocking::~AdBlocking() {
-  if (library_ != nullptr) library_->Release();
+/// Counted before it looks, so that an object it finds is not released until it is done.
+class AdBlocking::Use {
+ public:
+  explicit Use(const AdBlocking &ads) noexcept : ads_(ads) {
+    ads_.users_.fetch_add(1);
+    library_ = ads_.library_.load();
+  }
+  Use(const Use &) = delete;
+  Use &operator=(const Use &) = delete;
+  ~Use() { ads_.Leave(); }
+
+  explicit operator bool() const noexcept { return library_ != nullptr; }
+  IAdBlocker *operator->() const noexcept { return library_; }
+
+ private:
+  const AdBlocking &ads_;
+  IAdBlocker *library_;
+};
+
+void AdBlocking::Leave() const noexcept {
+  if (users_.fetch_sub(1) != 1) return;
+  if (IAdBlocker *const object = owned_.exchange(nullptr)) object->Release();
+}
+
+void AdBlocking::Close() noexcept {
+  if (library_.exchange(nullptr) != nullptr) Leave();
 }
 
 std::uint8_t AdBlocking::CheckUrl(const std::string &host, const std::string &url,
                                   std::string &reason, bool &exempt) const {
-  if (library_ == nullptr) return 0;
+  const Use library(*this);
+  if (!library) return 0;
   ReasonBuffer buffer;
   const std::uint8_t answer =
-      library_->CheckUrl(host.c_str(), url.c_str(), buffer.data(), ReasonBuffer::size(), &exempt);
+      library->CheckUrl(host.c_str(), url.c_str(), buffer.data(), ReasonBuffer::size(), &exempt);
   buffer.CopyTo(reason, answer);
   return answer;
 }
 
 std::uint8_t AdBlocking::CheckUrlText(const char *host, std::string_view piece, std::string &reason,
                                       bool &exempt) const {
-  if (library_ == nullptr) return 0;
+  const Use library(*this);
+  if (!library) return 0;
   ReasonBuffer buffer;
   const std::uint8_t answer =
-      library_->CheckUrlText(host, piece.data(), static_cast<std::uint32_t>(piece.size()),
-                             buffer.data(), ReasonBuffer::size(), &exempt);
+      library->CheckUrlText(host, piece.data(), static_cast<std::uint32_t>(piece.size()),
+                            buffer.data(), ReasonBuffer::size(), &exempt);
   buffer.CopyTo(reason, answer);
   return answer;
 }
 
 bool AdBlocking::CheckSize(const char *host, std::int32_t width,
                            std::int32_t height) const noexcept {
-  return library_ != nullptr && library_->CheckSize(host, width, height) != 0;
+  const Use library(*this);
+  return library && library->CheckSize(host, width, height) != 0;
 }
 
 void AdBlocking::CheckLink(const std::string &link, const std::string &host,
                            const std::string &text) const noexcept {
-  if (library_ != nullptr) library_->CheckLink(link.c_str(), host.c_str(), text.c_str());
+  const Use library(*this);
+  if (library) library->CheckLink(link.c_str(), host.c_str(), text.c_str());
 }
 
 }  // namespace velmora

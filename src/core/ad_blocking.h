@@ -1,6 +1,7 @@
 // The process's ad-blocking library, as the filters see it.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -10,18 +11,20 @@
 namespace velmora {
 
 /// Asks a library's object, or answers "no" to everything when there is none. Callable from any
-/// thread; takes no locks.
+/// thread, also while another closes; takes no locks.
 class AdBlocking {
  public:
   /// Unbound.
   AdBlocking() = default;
   /// Takes over the caller's reference to `library`; null means unbound.
-  explicit AdBlocking(IAdBlocker *library) noexcept : library_(library) {}
+  explicit AdBlocking(IAdBlocker *library) noexcept : library_(library), owned_(library) {}
   AdBlocking(const AdBlocking &) = delete;
   AdBlocking &operator=(const AdBlocking &) = delete;
-  ~AdBlocking();
+  ~AdBlocking() { Close(); }
 
-  bool IsBound() const noexcept { return library_ != nullptr; }
+  /// Unbound from here on. The object is released at once, or behind the last question under way.
+  void Close() noexcept;
+  bool IsBound() const noexcept { return library_.load() != nullptr; }
 
   /// The library's answer; of exactly 1, its reason is copied to `reason`, which else stays as it
   /// is. `exempt` is set when the address is expressly allowed, never cleared.
@@ -34,7 +37,15 @@ class AdBlocking {
                  const std::string &text) const noexcept;
 
  private:
-  IAdBlocker *library_ = nullptr;
+  /// One user of the library's object: a question, or the binding itself.
+  class Use;
+  void Leave() const noexcept;
+
+  /// What questions go to.
+  std::atomic<IAdBlocker *> library_{nullptr};
+  /// What the last user releases.
+  mutable std::atomic<IAdBlocker *> owned_{nullptr};
+  mutable std::atomic<std::int32_t> users_{1};
 };
 
 }  // namespace velmora

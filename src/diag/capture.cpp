@@ -64,7 +64,7 @@ bool CDataCapture::Attach() {
 }
 
 void CDataCapture::OpenFiles(const char *type) {
-  if (directories_.root().empty()) return;
+  if (!directories_.AreOpen()) return;
   platform::MakeDirectory(directories_.root());
   platform::MakeDirectory(directories_.before());
   platform::MakeDirectory(directories_.after());

@@ -1,6 +1,7 @@
 // CDataCapture: writes each body to disk twice, as it came and as the handler left it.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -20,6 +21,11 @@ class CaptureDirectories {
   /// Without a path all three are empty, and nothing is written.
   explicit CaptureDirectories(const std::optional<std::string> &executable_path);
 
+  /// From here on no file is made. Other threads may be capturing.
+  void Close() noexcept { is_closed_ = true; }
+  /// Files can be made.
+  bool AreOpen() const noexcept { return !root_.empty() && !is_closed_; }
+
   const std::string &root() const noexcept { return root_; }
   const std::string &before() const noexcept { return before_; }
   const std::string &after() const noexcept { return after_; }
@@ -28,6 +34,7 @@ class CaptureDirectories {
   std::string root_;
   std::string before_;
   std::string after_;
+  std::atomic<bool> is_closed_{false};
 };
 
 /// Stands between the processor and the handler that does the work, if there is one, and changes

@@ -41,9 +41,9 @@ platform::OutputFile OpenLogFile(std::uint32_t mode, std::string_view file_name)
 
 CDebugLog::CDebugLog(std::uint32_t mode, std::string_view file_name, DebuggerSink sink) noexcept
     : mode_(mode), sink_(sink) {
-  if (mode_ == 0) return;
-  if ((mode_ & LOG_TO_FILE) != 0) {
-    file_ = OpenLogFile(mode_, file_name);
+  if (mode == 0) return;
+  if ((mode & LOG_TO_FILE) != 0) {
+    file_ = OpenLogFile(mode, file_name);
     if (!file_.IsOpen()) mode_ = LOG_TO_DEBUGGER;
   }
   WriteHeader("Log started at %s on %s.", platform::LocalTime().c_str(),
@@ -53,6 +53,12 @@ CDebugLog::CDebugLog(std::uint32_t mode, std::string_view file_name, DebuggerSin
 CDebugLog::~CDebugLog() {
   CDebugLog *self = this;
   current_log.compare_exchange_strong(self, nullptr);
+}
+
+void CDebugLog::Close() noexcept {
+  const std::lock_guard lock(lock_);
+  mode_ = 0;
+  file_ = {};
 }
 
 void CDebugLog::Write(const char *format, std::va_list arguments) noexcept {
@@ -73,14 +79,15 @@ void CDebugLog::WriteHeader(const char *format, ...) noexcept {
 void CDebugLog::WriteLine(std::string_view prefix, const char *format,
                           std::va_list arguments) noexcept {
   static_assert(sizeof line_ > EXCEPTION_PREFIX.size() + platform::FORMAT_LIMIT + 2);
-  if (mode_ == 0) return;
+  if (mode() == 0) return;
   const std::lock_guard lock(lock_);
+  const std::uint32_t outputs = mode();
   char *const text = std::copy(prefix.begin(), prefix.end(), line_);
   char *end = text + platform::Format(text, format, arguments);
   if (end == line_ || end[-1] != '\n') end = std::copy_n("\r\n", 2, end);
   const std::string_view line(line_, static_cast<std::size_t>(end - line_));
-  if ((mode_ & LOG_TO_FILE) != 0) file_.Write(line);
-  if ((mode_ & LOG_TO_DEBUGGER) != 0) sink_(line);
+  if ((outputs & LOG_TO_FILE) != 0) file_.Write(line);
+  if ((outputs & LOG_TO_DEBUGGER) != 0) sink_(line);
 }
 
 CDebugLog *InstallLog(CDebugLog *log) noexcept {

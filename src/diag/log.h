@@ -1,6 +1,7 @@
 // The debug log: one process-wide trace that every component writes printf-style lines to.
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 #include <string_view>
@@ -33,7 +34,10 @@ class CDebugLog {
   /// Stops being the process-wide log, if it is that.
   ~CDebugLog();
 
-  std::uint32_t mode() const noexcept { return mode_; }
+  std::uint32_t mode() const noexcept { return mode_.load(std::memory_order_relaxed); }
+
+  /// Closes the file; the mode is 0 from then on. Other threads may be logging.
+  void Close() noexcept;
 
   /// Formats by the rules of platform/formatter.h and writes one line; a text that does not end in
   /// "\n" gets "\r\n".
@@ -47,7 +51,7 @@ class CDebugLog {
   [[gnu::format(printf, 3, 0)]] void WriteLine(std::string_view prefix, const char *format,
                                                std::va_list arguments) noexcept;
 
-  std::uint32_t mode_;
+  std::atomic<std::uint32_t> mode_;
   platform::OutputFile file_;
   DebuggerSink sink_;
   platform::CriticalSection lock_;
@@ -56,8 +60,8 @@ class CDebugLog {
 };
 
 /// Makes `log` the process-wide log (null: none) and returns the one before. A log whose mode is 0
-/// counts as none. The module does this once it is built; tests do it to record lines. No other
-/// thread may be logging when a log is taken away and destroyed.
+/// counts as none. The module does this once it is built; tests do it to record lines. A log that
+/// is taken away may still get lines of other threads; it is destroyed when they are done.
 CDebugLog *InstallLog(CDebugLog *log) noexcept;
 
 /// Writes a line to the process-wide log. When the log is off this costs one comparison.

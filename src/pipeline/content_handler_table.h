@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,5 +37,8 @@ struct ContentHandlerTable {
   /// The row for a Content-Type; null when no handler takes it.
   const ContentHandlerRow *Find(std::string_view content_type) const noexcept;
 };
+
+/// Holds the table, and with it all that its handlers use.
+using ContentHandlerTablePointer = std::shared_ptr<const ContentHandlerTable>;
 
 }  // namespace velmora

@@ -22,7 +22,7 @@ bool CDataProcessor::IsSupported() noexcept {
   if (context() == nullptr) return false;
   const char *type = context()->GetProperty(PROPERTY_CONTENT_TYPE);
   if (type == nullptr) return false;
-  const ContentHandlerRow *const row = table_.Find(type);
+  const ContentHandlerRow *const row = table_->Find(type);
   if (row == nullptr) return false;
   return row->required_category == 0 || IsFeatureEnabled(*context(), row->required_category);
 }
@@ -40,12 +40,12 @@ void CDataProcessor::SelectHandler() {
     handler_ = {};
   }
   if (context() == nullptr) return;
-  std::string_view keywords = table_.default_handlers;
+  std::string_view keywords = table_->default_handlers;
   if (const char *setting = context()->GetSetting(SETTING_DATA_HANDLERS)) keywords = setting;
 
   ContentHandlerPointer handler = MakeHandler(keywords);
-  if (table_.wrap_capture && Occurs(CAPTURE_KEYWORD, keywords)) {
-    handler = table_.wrap_capture(std::move(handler));
+  if (table_->wrap_capture && Occurs(CAPTURE_KEYWORD, keywords)) {
+    handler = table_->wrap_capture(std::move(handler));
     handler->SetContext(context());
   }
   handler_ = std::move(handler);
@@ -54,7 +54,7 @@ void CDataProcessor::SelectHandler() {
 ContentHandlerPointer CDataProcessor::MakeHandler(std::string_view keywords) const {
   const char *type = context()->GetProperty(PROPERTY_CONTENT_TYPE);
   if (type == nullptr) return {};
-  const ContentHandlerRow *const row = table_.Find(type);
+  const ContentHandlerRow *const row = table_->Find(type);
   if (row == nullptr || !Occurs(row->keyword, keywords)) return {};
   try {
     ContentHandlerPointer handler = row->make();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string_view>
+#include <utility>
 
 #include "pipeline/content_handler_table.h"
 
@@ -11,8 +12,7 @@ namespace velmora {
 /// handler every chunk passes through.
 class CDataProcessor final : public CContentHandler {
  public:
-  /// `table` must outlive the processor.
-  explicit CDataProcessor(const ContentHandlerTable &table) : table_(table) {}
+  explicit CDataProcessor(ContentHandlerTablePointer table) : table_(std::move(table)) {}
 
   bool IsSupported() noexcept override;
 
@@ -24,7 +24,7 @@ class CDataProcessor final : public CContentHandler {
   void SelectHandler();
   ContentHandlerPointer MakeHandler(std::string_view keywords) const;
 
-  const ContentHandlerTable &table_;
+  const ContentHandlerTablePointer table_;
   ContentHandlerPointer handler_;
 };
 

@@ -1,6 +1,8 @@
 // CDataProcessorFactory: makes the module's processors.
 #pragma once
 
+#include <utility>
+
 #include <velmora/module.h>
 
 #include "core/counted_object.h"
@@ -13,13 +15,12 @@ namespace velmora {
 class CDataProcessorFactory final
     : public CCounted<IDataProcessorFactory, ID_Factory, UnknownAnswer::OBJECT> {
  public:
-  /// `table` must outlive the factory and all that it makes.
-  explicit CDataProcessorFactory(const ContentHandlerTable &table) : table_(table) {}
+  explicit CDataProcessorFactory(ContentHandlerTablePointer table) : table_(std::move(table)) {}
 
   Status CreateInstance(const Identifier *identifier, void **output) noexcept override;
 
  private:
-  const ContentHandlerTable &table_;
+  const ContentHandlerTablePointer table_;
 };
 
 }  // namespace velmora

@@ -1,4 +1,6 @@
-// The functions that the shared library exports, and the one static object behind them.
+// The functions that the shared library exports, and the module behind them.
+#include <memory>
+#include <mutex>
 #include <new>
 
 #include <velmora/module.h>
@@ -8,8 +10,57 @@
 
 namespace {
 
-/// Built when the library is loaded, destroyed when it is unloaded.
-const velmora::Module the_module(velmora::platform::Registry::OfMachine(), velmora::ModuleAccess{});
+using velmora::Module;
+
+/// What there is without a registry, a log and other libraries.
+std::shared_ptr<Module> MakeClosedModule() {
+  velmora::ModuleAccess no_modules;
+  no_modules.find_loaded = [](const char *) -> velmora::platform::ModuleHandle { return nullptr; };
+  auto module = std::make_shared<Module>(velmora::platform::Registry(), no_modules);
+  module->Close();
+  return module;
+}
+
+/// Threads ask for the module until the process is gone: what they ask is never destroyed.
+constinit std::mutex asking;
+constinit Module *the_module = nullptr;
+constinit bool has_ended = false;
+
+/// Keeps the module from the time that the library is loaded to its unloading or the process's end.
+class Keeper {
+ public:
+  /// A constructor that the loader calls cannot refuse. Without a module there are no factories.
+  Keeper() noexcept {
+    try {
+      module_ = std::make_shared<Module>(velmora::platform::Registry::OfMachine(),
+                                         velmora::ModuleAccess());
+    } catch (...) {
+      return;
+    }
+    the_module = module_.get();
+  }
+  Keeper(const Keeper &) = delete;
+  Keeper &operator=(const Keeper &) = delete;
+  ~Keeper() {
+    {
+      const std::lock_guard lock(asking);
+      the_module = nullptr;
+      has_ended = true;
+    }
+    if (module_) module_->Close();
+  }
+
+ private:
+  std::shared_ptr<Module> module_;
+};
+const Keeper keeper;
+
+/// Null when there is none, for want of memory.
+std::shared_ptr<const Module> TheModule() {
+  const std::lock_guard lock(asking);
+  if (the_module != nullptr) return the_module->shared_from_this();
+  return has_ended ? MakeClosedModule() : nullptr;
+}
 
 }  // namespace
 
@@ -26,16 +77,20 @@ extern "C" {
     velmora::Identifier *identifier);
 
 [[gnu::visibility("default")]] velmora::Status GetFactory(
-    const velmora::Identifier *object, velmora::IDataProcessorFactory **factory) {
+    const velmora::Identifier *object, velmora::IDataProcessorFactory **factory) noexcept {
   if (object == nullptr || factory == nullptr || *object != velmora::ID_ProcessorObject) {
     return velmora::RESULT_INVALID_ARGUMENT;
   }
-  auto *const made =
-      new (std::nothrow) velmora::CDataProcessorFactory(the_module.content_handlers());
-  if (made == nullptr) return velmora::RESULT_OUT_OF_MEMORY;
-  *factory = made;
-  made->AddRef();
-  return velmora::RESULT_OK;
+  try {
+    const std::shared_ptr<const Module> module = TheModule();
+    if (module == nullptr) return velmora::RESULT_OUT_OF_MEMORY;
+    auto *const made = new velmora::CDataProcessorFactory(module->content_handlers());
+    *factory = made;
+    made->AddRef();
+    return velmora::RESULT_OK;
+  } catch (...) {
+    return velmora::RESULT_OUT_OF_MEMORY;
+  }
 }
 
 [[gnu::visibility("default")]] std::int32_t GetObjectCount() {

@@ -32,6 +32,12 @@ Module::Module(const platform::Registry &registry, const ModuleAccess &modules)
   InstallLog(&log_);
 }
 
+void Module::Close() noexcept {
+  log_.Close();
+  capture_directories_.Close();
+  ad_blocking_.Close();
+}
+
 ContentHandlerTable Module::MakeContentHandlerTable() {
   const ScriptHandlerMakers script_handlers{
       [this]() -> IDataProcessor * { return new CDataJS(ad_blocking_); },

@@ -55,7 +55,7 @@ class Processor : public ::testing::Test {
       return ContentHandlerPointer(wrapper);
     };
     table.default_handlers = "HTML;JS;VBS;GIF";
-    processor = CountedPointer<IDataProcessor>(new CDataProcessor(table));
+    processor = CountedPointer<IDataProcessor>(new CDataProcessor(Table()));
     processor->SetContext(&context);
   }
 
@@ -65,6 +65,9 @@ class Processor : public ::testing::Test {
     processor->ProcessData(&buffer, 0, buffer.GetSize(), flags);
     return buffer.TakeCommitted();
   }
+
+  /// Lives as long as the test.
+  ContentHandlerTablePointer Table() const { return {ContentHandlerTablePointer(), &table}; }
 
   std::string events;
   FakeContext context;
@@ -116,7 +119,7 @@ TEST_F(Processor, SupportsWhatItHasARowFor) {
     context.settings["DataHandlers"] = "";
     EXPECT_EQ(processor->IsSupported(), c.supported) << (c.type == nullptr ? "(none)" : c.type);
   }
-  const CountedPointer<IDataProcessor> fresh(new CDataProcessor(table));
+  const CountedPointer<IDataProcessor> fresh(new CDataProcessor(Table()));
   EXPECT_FALSE(fresh->IsSupported());
 }
 

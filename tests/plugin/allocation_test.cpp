@@ -106,14 +106,15 @@ TEST(Allocations, EachOneMayFail) {
       {"application/x-javascript", "var a = 'a string'; function f() { return /re/.test(a); }"},
       {"image/gif", "GIF89a"},
   };
-  const Module module({}, {});
+  const auto module = std::make_shared<Module>(platform::Registry(), ModuleAccess());
   for (const auto &[type, body] : bodies) {
     int failures = 0;
     for (long allowed = 0;; ++allowed) {
       QuietContext context;
       context.type = type.data();
       QuietBuffer buffer;
-      const CountedPointer<IDataProcessor> processor(new CDataProcessor(module.content_handlers()));
+      const CountedPointer<IDataProcessor> processor(
+          new CDataProcessor(module->content_handlers()));
       const std::size_t middle = body.size() / 2;
       buffer.Append(body.substr(0, middle));
       failed = false;

@@ -8,6 +8,7 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <sys/stat.h>
 
 #include <velmora/velmora.h>
 
@@ -77,10 +78,12 @@ class ChildProcess : public ::testing::Test {
   }
 
   /// What the child prints on both of its outputs.
-  std::string RunChild(const std::string &actions, const std::string &environment = {}) const {
-    const std::string command = "VELMORA_DIRECTORY='" + folder_.string() + "' VELMORA_REGISTRY='" +
-                                (folder_ / "registry.reg").string() + "' " + environment + " '" +
-                                PLUGIN_CHILD + "' '" + VELMORA_LIBRARY + "' " + actions + " 2>&1";
+  std::string RunChild(const std::string &actions, const std::string &environment = {},
+                       const std::string &redirection = " 2>&1; }") const {
+    const std::string command =
+        "cd '" + folder_.string() + "' && { VELMORA_DIRECTORY='" + folder_.string() +
+        "' VELMORA_REGISTRY='" + (folder_ / "registry.reg").string() + "' " + environment + " '" +
+        PLUGIN_CHILD + "' '" + VELMORA_LIBRARY + "' " + actions + redirection;
     std::string output;
     std::FILE *const pipe = popen(command.c_str(), "r");
     std::array<char, 4096> part;
@@ -162,9 +165,45 @@ TEST_F(ChildProcess, LogFallsBackToStandardError) {
             std::string::npos);
 }
 
+/// Beside a pipe that nobody reads, loading does not wait, and standard error has the lines.
+TEST_F(ChildProcess, LogDoesNotWaitForAReader) {
+  SetLogMode(1);
+  ASSERT_EQ(mkfifo((folder_ / "Velmora.log").c_str(), 0600), 0);
+  EXPECT_NE(RunChild("load filter text/html '</x>' unload").find("* unmatched end tag: X\n"),
+            std::string::npos);
+}
+
+/// Mode 4, and nobody reads standard error.
+TEST_F(ChildProcess, LogMayBeClosedAtItsOtherEnd) {
+  SetLogMode(4);
+  EXPECT_EQ(RunChild("load filter text/html '</x>' unload", "", " 2>&1 >&3 | true; } 3>&1"),
+            "loaded\n</x>\nunloaded\n");
+}
+
+TEST_F(ChildProcess, WithoutMemoryThereIsNoFactory) {
+  EXPECT_GT(std::stol(RunChild("starve")), 5);
+}
+
+TEST_F(ChildProcess, MayEndWhileThreadsFeedTransactions) {
+  SetLogMode(1);
+  EXPECT_EQ(RunChild("ads " FAKE_AD_LIBRARY " load busy text/html "
+                     "'<img src=a><script>document.write(1)</script></x>'"),
+            "ads loaded\nloaded\nends\n");
+  EXPECT_NE(Read("Velmora.log").find("* unmatched end tag: X\n"), std::string::npos);
+}
+
 TEST_F(ChildProcess, WithoutARegistryNothingIsWritten) {
   EXPECT_EQ(RunChild("load filter text/html '</x>' unload"), "loaded\n</x>\nunloaded\n");
   EXPECT_TRUE(Files().empty());
+}
+
+/// Also below a folder named relative to where the process was when it loaded.
+TEST_F(ChildProcess, CapturesWhereverTheHostGoes) {
+  fs::create_directory(folder_ / "here");
+  RunChild("load cd / capture text/html '<p>a' unload", "VELMORA_DIRECTORY=here");
+  const std::vector<std::string> expected = {"here/after/0001.text#html",
+                                             "here/before/0001.text#html"};
+  EXPECT_EQ(Files(), expected);
 }
 
 TEST_F(ChildProcess, Captures) {

@@ -14,7 +14,7 @@ namespace {
 using namespace testing;
 
 TEST(Concurrency, TransactionsDoNotMeet) {
-  const Module module({}, {});
+  const auto module = std::make_shared<Module>(platform::Registry(), ModuleAccess());
   const LogRecorder log;
   const std::string page =
       "<html><meta http-equiv=content-type content='a;charset=utf-8'><body onload='x()'>"
@@ -22,7 +22,7 @@ TEST(Concurrency, TransactionsDoNotMeet) {
   const std::string expected = [&] {
     FakeContext context;
     context.categories = {301, 306, 307, 308, 102};
-    const CountedPointer<IDataProcessor> processor(new CDataProcessor(module.content_handlers()));
+    const CountedPointer<IDataProcessor> processor(new CDataProcessor(module->content_handlers()));
     processor->SetContext(&context);
     return Feed(*processor, {page});
   }();
@@ -35,7 +35,7 @@ TEST(Concurrency, TransactionsDoNotMeet) {
         FakeContext context;
         context.categories = {301, 306, 307, 308, 102};
         const CountedPointer<IDataProcessor> processor(
-            new CDataProcessor(module.content_handlers()));
+            new CDataProcessor(module->content_handlers()));
         processor->SetContext(&context);
         const std::string_view view = page;
         const std::size_t cut = (thread * 50 + round) % page.size();

@@ -17,9 +17,9 @@ using namespace std::string_view_literals;
 static_assert(switches::FLIPPED);
 
 std::string LogOf(FakeContext &context, std::string_view body) {
-  const Module module({}, {});
+  const auto module = std::make_shared<Module>(platform::Registry(), ModuleAccess());
   const LogRecorder log;
-  const CountedPointer<IDataProcessor> processor(new CDataProcessor(module.content_handlers()));
+  const CountedPointer<IDataProcessor> processor(new CDataProcessor(module->content_handlers()));
   processor->SetContext(&context);
   Feed(*processor, {body});
   return LogRecorder::Text();
@@ -37,11 +37,11 @@ TEST(FlippedSwitches, Html) {
 }
 
 TEST(FlippedSwitches, ScriptsAreOverwrittenInPlace) {
-  const Module module({}, {});
+  const auto module = std::make_shared<Module>(platform::Registry(), ModuleAccess());
   FakeContext context;
   context.content_type = "text/vbscript";
   context.categories = {CATEGORY_VBSCRIPT};
-  const CountedPointer<IDataProcessor> processor(new CDataProcessor(module.content_handlers()));
+  const CountedPointer<IDataProcessor> processor(new CDataProcessor(module->content_handlers()));
   processor->SetContext(&context);
   EXPECT_EQ(Feed(*processor, {"dim", " a"}), "     ");
 }

@@ -18,9 +18,9 @@ ModuleAccess NoLibrary() {
   return modules;
 }
 
-std::string RunBody(const Module &module, FakeContext &context,
+std::string RunBody(const std::shared_ptr<const Module> &module, FakeContext &context,
                     const std::vector<std::string_view> &pieces) {
-  const CountedPointer<IDataProcessor> processor(new CDataProcessor(module.content_handlers()));
+  const CountedPointer<IDataProcessor> processor(new CDataProcessor(module->content_handlers()));
   processor->SetContext(&context);
   return Feed(*processor, pieces);
 }
@@ -46,7 +46,7 @@ TEST(Module, EveryKindOfBodyReachesItsHandler) {
        "GIF89a\1\0\1\0\0\0\0,\0\0\0\0\1\0\1\0\0\2\1\x44\0,\0\0\0\0\1\0\1\0\0\2\1\x44\0;"sv,
        "GIF89a\1\0\1\0\0\0\0,\0\0\0\0\1\0\1\0\0\2\1\x44\0;"sv, "(GIF Animation)"},
   };
-  const Module module({}, NoLibrary());
+  const auto module = std::make_shared<Module>(platform::Registry(), NoLibrary());
   for (const Case &c : cases) {
     FakeContext context;
     context.content_type = c.type;
@@ -63,9 +63,9 @@ TEST(Module, EveryKindOfBodyReachesItsHandler) {
 }
 
 TEST(Module, FactoryAnswersStatusesAndCounts) {
-  const Module module({}, NoLibrary());
+  const auto module = std::make_shared<Module>(platform::Registry(), NoLibrary());
   const std::int32_t before = LiveObjects::Count();
-  auto *const factory = new CDataProcessorFactory(module.content_handlers());
+  auto *const factory = new CDataProcessorFactory(module->content_handlers());
   EXPECT_EQ(factory->AddRef(), 1);
   void *output = &output;
   EXPECT_EQ(factory->CreateInstance(&ID_DataProcessor, nullptr), RESULT_INVALID_ARGUMENT);

@@ -7,11 +7,41 @@
 //   filter TYPE BODY  runs a body through it with every category on and prints the result
 //   capture TYPE BODY the same with a capture around the handler, categories off
 //   count             the live-object counter
+//   cd FOLDER         works there from now on
+//   starve            loads the plug-in again and again, each time with one allocation more that
+//                     succeeds, until there is a factory; says how often there was none
+//   busy TYPE BODY    starts threads that run bodies through it without end, and ends the process
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <dlfcn.h>
+#include <limits>
+#include <new>
 #include <string_view>
+#include <thread>
+#include <unistd.h>
 
 #include "support/fake_host.h"
+
+namespace {
+
+/// Allocations of this thread that still succeed.
+thread_local long allocations_left = std::numeric_limits<long>::max();
+
+}  // namespace
+
+/// The plug-in's too.
+void *operator new(std::size_t size) {
+  void *const memory = --allocations_left < 0 ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void *memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void *memory, std::size_t) noexcept {
+  std::free(memory);
+}
 
 namespace {
 
@@ -23,36 +53,88 @@ Function Find(void *library, const char *name) {
   return reinterpret_cast<Function>(dlsym(library, name));
 }
 
-IDataProcessor *MakeProcessor(void *library) {
+IDataProcessorFactory *MakeFactory(void *library) {
   Identifier object;
   IDataProcessorFactory *factory = nullptr;
-  void *processor = nullptr;
-  if (Find<GetObjectIdFunction>(library, EXPORT_GET_OBJECT_ID)(&object) != RESULT_OK)
-    return nullptr;
-  if (Find<GetFactoryFunction>(library, EXPORT_GET_FACTORY)(&object, &factory) != RESULT_OK) {
+  if (Find<GetObjectIdFunction>(library, EXPORT_GET_OBJECT_ID)(&object) != RESULT_OK ||
+      Find<GetFactoryFunction>(library, EXPORT_GET_FACTORY)(&object, &factory) != RESULT_OK) {
     return nullptr;
   }
+  return factory;
+}
+
+IDataProcessor *MakeProcessor(void *library) {
+  IDataProcessorFactory *const factory = MakeFactory(library);
+  void *processor = nullptr;
   factory->CreateInstance(&ID_DataProcessor, &processor);
   factory->Release();
   return static_cast<IDataProcessor *>(processor);
 }
 
+std::string Run(void *library, FakeContext &context, const char *type, const char *body) {
+  context.content_type = type;
+  IDataProcessor *const processor = MakeProcessor(library);
+  processor->SetContext(&context);
+  std::string result = velmora::testing::Feed(*processor, {body});
+  processor->Release();
+  return result;
+}
+
+void SwitchAllOn(FakeContext &context) {
+  for (std::int32_t code = 100; code <= 400; ++code) context.categories.insert(code);
+}
+
 void Filter(void *library, const char *type, const char *body, bool capture) {
   FakeContext context;
-  context.content_type = type;
   if (capture) {
     context.settings[SETTING_DATA_HANDLERS] = "HTML;CAPTURE";
   } else {
-    for (std::int32_t code = 100; code <= 400; ++code) context.categories.insert(code);
+    SwitchAllOn(context);
   }
-  IDataProcessor *const processor = MakeProcessor(library);
-  processor->SetContext(&context);
-  std::printf("%s\n", velmora::testing::Feed(*processor, {body}).c_str());
+  std::printf("%s\n", Run(library, context, type, body).c_str());
   for (const auto &report : context.reports) {
     std::printf("%d [%s] [%s]\n", static_cast<int>(report.category), report.item.c_str(),
                 report.detail.c_str());
   }
-  processor->Release();
+}
+
+void Starve(const char *path) {
+  for (long allowed = 0;; ++allowed) {
+    allocations_left = allowed;
+    void *const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    allocations_left = std::numeric_limits<long>::max();
+    IDataProcessorFactory *const factory = MakeFactory(library);
+    if (factory != nullptr) factory->Release();
+    dlclose(library);
+    if (factory == nullptr) continue;
+    std::printf("%ld\n", allowed);
+    return;
+  }
+}
+
+/// A host's own statics, destroyed behind the plug-in's: its threads go on meanwhile.
+struct LastWork {
+  ~LastWork() {
+    if (takes_time) std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+  bool takes_time = false;
+} last_work;
+
+[[noreturn]] void EndWhileBusy(void *library, const char *type, const char *body) {
+  for (int i = 0; i < 4; ++i) {
+    std::thread([=] {
+      for (int round = 0;; ++round) {
+        FakeContext context;
+        SwitchAllOn(context);
+        if (round % 2 == 1) context.settings[SETTING_DATA_HANDLERS] = "HTML;CAPTURE";
+        Run(library, context, type, body);
+      }
+    }).detach();
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  std::puts("ends");
+  last_work.takes_time = true;
+  std::exit(0);
 }
 
 }  // namespace
@@ -73,6 +155,12 @@ int main(int count, char **arguments) {
       dlclose(library);
       void *const still = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
       std::puts(still == nullptr ? "unloaded" : "still loaded");
+    } else if (action == "cd") {
+      if (chdir(*++argument) != 0) return 2;
+    } else if (action == "starve") {
+      Starve(path);
+    } else if (action == "busy") {
+      EndWhileBusy(library, argument[1], argument[2]);
     } else if (action == "count") {
       std::printf("%d\n", Find<GetObjectCountFunction>(library, EXPORT_GET_OBJECT_COUNT)());
     } else if (action == "filter" || action == "capture") {
