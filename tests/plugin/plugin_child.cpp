@@ -14,8 +14,10 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <dlfcn.h>
 #include <limits>
+#include <malloc.h>
 #include <new>
 #include <string_view>
 #include <thread>
@@ -36,11 +38,13 @@ void *operator new(std::size_t size) {
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
+/// What is used after it is gone is to be noticed.
 void operator delete(void *memory) noexcept {
+  if (memory != nullptr) std::memset(memory, 0xA5, malloc_usable_size(memory));
   std::free(memory);
 }
 void operator delete(void *memory, std::size_t) noexcept {
-  std::free(memory);
+  operator delete(memory);
 }
 
 namespace {
