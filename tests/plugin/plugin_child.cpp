@@ -14,7 +14,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <dlfcn.h>
 #include <limits>
 #include <malloc.h>
@@ -40,7 +39,9 @@ void *operator new(std::size_t size) {
 }
 /// What is used after it is gone is to be noticed.
 void operator delete(void *memory) noexcept {
-  if (memory != nullptr) std::memset(memory, 0xA5, malloc_usable_size(memory));
+  auto *const bytes = static_cast<volatile unsigned char *>(memory);
+  const std::size_t size = malloc_usable_size(memory);
+  for (std::size_t i = 0; i < size; ++i) bytes[i] = 0xA5;
   std::free(memory);
 }
 void operator delete(void *memory, std::size_t) noexcept {
