@@ -37,15 +37,15 @@ void *operator new(std::size_t size) {
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
-/// What is used after it is gone is to be noticed.
 void operator delete(void *memory) noexcept {
+  // A use of what is gone is to be noticed; plain writes to it would be optimised away.
   auto *const bytes = static_cast<volatile unsigned char *>(memory);
   const std::size_t size = malloc_usable_size(memory);
   for (std::size_t i = 0; i < size; ++i) bytes[i] = 0xA5;
   std::free(memory);
 }
-void operator delete(void *memory, std::size_t) noexcept {
-  operator delete(memory);
+[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
+  ::operator delete(memory);
 }
 
 namespace {
