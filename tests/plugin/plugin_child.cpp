@@ -10,7 +10,9 @@
 //   cd FOLDER         works there from now on
 //   starve            loads the plug-in again and again, each time with one allocation more that
 //                     succeeds, until there is a factory; says how often there was none
-//   busy TYPE BODY    starts threads that run bodies through it without end, and ends the process
+//   busy TYPE BODY    starts threads that run bodies through it, which have to come out alike, and
+//   ends
+//                     the process while they do
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -31,13 +33,13 @@ thread_local long allocations_left = std::numeric_limits<long>::max();
 
 }  // namespace
 
-/// The plug-in's too.
-void *operator new(std::size_t size) {
+/// The plug-in's too. Inlined, the compiler takes them for a mismatch.
+[[gnu::noinline]] void *operator new(std::size_t size) {
   void *const memory = --allocations_left < 0 ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
-void operator delete(void *memory) noexcept {
+[[gnu::noinline]] void operator delete(void *memory) noexcept {
   // A use of what is gone is to be noticed; plain writes to it would be optimised away.
   auto *const bytes = static_cast<volatile unsigned char *>(memory);
   const std::size_t size = malloc_usable_size(memory);
@@ -126,13 +128,16 @@ struct LastWork {
 } last_work;
 
 [[noreturn]] void EndWhileBusy(void *library, const char *type, const char *body) {
+  const auto run = [=](bool capture) {
+    FakeContext context;
+    SwitchAllOn(context);
+    if (capture) context.settings[SETTING_DATA_HANDLERS] = "HTML;CAPTURE";
+    return Run(library, context, type, body);
+  };
   for (int i = 0; i < 4; ++i) {
-    std::thread([=] {
+    std::thread([=, expected = run(false)] {
       for (int round = 0;; ++round) {
-        FakeContext context;
-        SwitchAllOn(context);
-        if (round % 2 == 1) context.settings[SETTING_DATA_HANDLERS] = "HTML;CAPTURE";
-        Run(library, context, type, body);
+        if (run(round % 2 == 1) != expected) _exit(1);
       }
     }).detach();
   }
