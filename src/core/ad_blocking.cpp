@@ -9,8 +9,9 @@ namespace {
 /// the library writes.
 class ReasonBuffer {
  public:
-  ReasonBuffer() noexcept { text_.front() = '\0'; }
+  ReasonBuffer() noexcept { Clear(); }
 
+  void Clear() noexcept { text_.front() = '\0'; }
   char *data() noexcept { return text_.data(); }
   static constexpr std::size_t size() noexcept { return AD_TEXT_SIZE; }
 
@@ -65,16 +66,23 @@ std::uint8_t AdBlocking::CheckUrl(const std::string &host, const std::string &ur
   return answer;
 }
 
-std::uint8_t AdBlocking::CheckUrlText(const char *host, std::string_view piece, std::string &reason,
-                                      bool &exempt) const {
+std::size_t AdBlocking::CheckUrlText(const char *host, std::string_view text, std::size_t count,
+                                     std::uint8_t &answer, std::string &reason,
+                                     bool &exempt) const {
+  answer = 0;
   const Use library(*this);
-  if (!library) return 0;
+  if (!library) return count;
   ReasonBuffer buffer;
-  const std::uint8_t answer =
-      library->CheckUrlText(host, piece.data(), static_cast<std::uint32_t>(piece.size()),
-                            buffer.data(), ReasonBuffer::size(), &exempt);
+  std::size_t asked = 0;
+  while (asked < count && answer == 0 && !exempt) {
+    buffer.Clear();
+    answer = library->CheckUrlText(host, text.data() + asked,
+                                   static_cast<std::uint32_t>(text.size() - asked), buffer.data(),
+                                   ReasonBuffer::size(), &exempt);
+    ++asked;
+  }
   buffer.CopyTo(reason, answer);
-  return answer;
+  return asked;
 }
 
 bool AdBlocking::CheckSize(const char *host, std::int32_t width,

@@ -30,8 +30,11 @@ class AdBlocking {
   /// is. `exempt` is set when the address is expressly allowed, never cleared.
   std::uint8_t CheckUrl(const std::string &host, const std::string &url, std::string &reason,
                         bool &exempt) const;
-  std::uint8_t CheckUrlText(const char *host, std::string_view piece, std::string &reason,
-                            bool &exempt) const;
+  /// Asks about `text`, about what follows its first byte, its second, and so on, `count` questions
+  /// at most (no more than it has bytes): until an answer is not 0 or `exempt` is set. Returns how
+  /// many questions that were; `answer` and `reason` are the last one's, as with `CheckUrl`.
+  std::size_t CheckUrlText(const char *host, std::string_view text, std::size_t count,
+                           std::uint8_t &answer, std::string &reason, bool &exempt) const;
   bool CheckSize(const char *host, std::int32_t width, std::int32_t height) const noexcept;
   void CheckLink(const std::string &link, const std::string &host,
                  const std::string &text) const noexcept;

@@ -6,10 +6,12 @@
 #include <string>
 
 #include "core/byte_order.h"
+#include "core/fast_path.h"
 #include "core/report.h"
 #include "core/settings.h"
 #include "core/switches.h"
 #include "diag/log.h"
+#include "script/string_reader.h"
 
 namespace velmora {
 namespace {
@@ -32,12 +34,29 @@ std::string NarrowUnits(std::span<const std::uint8_t> bytes, bool big_endian) {
   return text;
 }
 
+template <class Strings>
+bool ExamineStringsOf(std::string_view script, CScriptStringScanner &scanner,
+                      std::uint32_t &examined) {
+  Strings strings(script);
+  std::string_view text;
+  while (strings.Next(text)) {
+    ++examined;
+    if (scanner.Check(text)) return true;
+  }
+  return !strings.IsLost();
+}
+
 }  // namespace
+
+constinit const ScriptLanguageTraits JAVASCRIPT{JAVASCRIPT_CATEGORIES, LexJavaScript,
+                                                ExamineStringsOf<JavaScriptStrings>};
+constinit const ScriptLanguageTraits VBSCRIPT{VBSCRIPT_CATEGORIES, LexVBScript,
+                                              ExamineStringsOf<VBScriptStrings>};
 
 void CDataScript::Process(const Chunk &chunk) {
   if (context() == nullptr) return;
-  if (IsFeatureEnabled(*context(), categories_.block_all)) {
-    ReportBlockedItem(*context(), categories_.block_all, "", "");
+  if (IsFeatureEnabled(*context(), language_.categories.block_all)) {
+    ReportBlockedItem(*context(), language_.categories.block_all, "", "");
     Neutralise(chunk);
   } else if (!chunk.IsEnd()) {
     chunk.CommitNothing();
@@ -53,17 +72,27 @@ bool CDataScript::HasFinding(const Chunk &chunk) {
   big_endian_ = order && order->big_endian;
 
   std::string narrowed;
-  void *text = chunk.Data();
-  auto length = chunk.length();
+  std::string_view script(reinterpret_cast<const char *>(bytes.data()), bytes.size());
   if (is_unicode_) {
     Log("%s", order->trace);
     narrowed = NarrowUnits(bytes, big_endian_);
-    text = narrowed.data();
-    length = static_cast<std::uint32_t>(narrowed.size());
+    script = narrowed;
+  }
+  CScriptStringScanner scanner(*context(), ads_, language_.categories);
+  Examine(script, scanner);
+  return ReportFinding(*context(), scanner);
+}
+
+void CDataScript::Examine(std::string_view script, CScriptStringScanner &scanner) const {
+  std::uint32_t examined = 0;
+  if (UsesFastPath()) {
+    if (!scanner.LooksForAnything()) return;
+    if (language_.examine(script, scanner, examined)) return;
   }
   const TokenListPointer list(
-      lexer_(&OS_SERVICES, &OS_SERVICES, text, 0, 0, 0, 0, length, nullptr, 0));
-  return ScanScriptStrings(*context(), ads_, categories_, list.get());
+      language_.lexer(&OS_SERVICES, &OS_SERVICES, const_cast<char *>(script.data()), 0, 0, 0, 0,
+                      static_cast<std::uint32_t>(script.size()), nullptr, 0));
+  ExamineStrings(list.get(), scanner, examined);
 }
 
 void CDataScript::Neutralise(const Chunk &chunk) const {

@@ -140,11 +140,7 @@ class JavaScriptLexer final : public ScriptLexer<JavaScriptLexer, State> {
  private:
   State StepOperator(char16_t unit) noexcept;
 
-  /// Does a "/" that follows the last token divide? Else it begins a regular expression.
-  bool Divides() const noexcept {
-    return Last() == CLOSING_PARENTHESIS || (Last() & 0x6000) == TOKEN_NUMBER ||
-           IsUnknownIdentifier(Last()) || IsKnownIdentifier(Last());
-  }
+  bool Divides() const noexcept { return DividesBehind(Last()); }
 
   // Ends of tokens: the unit that was not the token's any more is taken again.
   State EndIdentifier() noexcept {
@@ -355,6 +351,22 @@ CScriptTokenList *LexJavaScript(const OsServices *services, const OsServices *io
                                 const std::uint32_t *known_ids, std::int32_t known_count) noexcept {
   return Lex<JavaScriptLexer>(services, io, source, is_file, wide, big_endian, start, length,
                               known_ids, known_count);
+}
+
+CodeEnd ReadJavaScriptCode(std::string_view code, bool html_comment) noexcept {
+  return ReadCode<JavaScriptLexer>(code, html_comment);
+}
+
+bool IsJavaScriptKeyword(std::string_view name) noexcept {
+  if (name.size() > JavaScriptLexer::LONGEST_WORD) return false;
+  std::uint32_t crc = CRC_START;
+  for (const char unit : name) crc = CrcFold(crc, static_cast<std::uint8_t>(unit));
+  return JavaScriptLexer::WORDS.Find(name, crc) != 0;
+}
+
+bool DividesBehind(TokenCode last) noexcept {
+  return last == CLOSING_PARENTHESIS || (last & 0x6000) == TOKEN_NUMBER ||
+         IsUnknownIdentifier(last) || IsKnownIdentifier(last);
 }
 
 }  // namespace velmora

@@ -1,7 +1,7 @@
 // ScriptLexer: what the lexers of both languages share.
 //
 // A lexer is a state machine over 16-bit units. A language gives
-//   State          its states; value 0 is BETWEEN_TOKENS, and OPERATOR_SEEN is one
+//   State          its states; value 0 is BETWEEN_TOKENS, IDENTIFIER and OPERATOR_SEEN are two more
 //   CLASSES        the classes of its units
 //   WORDS          its keywords, and LONGEST_WORD, their greatest length
 //   OPERATORS      its operators and punctuation
@@ -18,6 +18,7 @@
 #include <span>
 #include <string_view>
 
+#include "script/code_reading.h"
 #include "script/crc32.h"
 #include "script/script_input.h"
 #include "script/token_list.h"
@@ -72,7 +73,7 @@ class WordTable {
     }
   }
 
-  /// The word's code; 0 when it is none.
+  /// The word's code; 0 when it is none. `crc` is that of the text.
   TokenCode Find(std::string_view text, std::uint32_t crc) const noexcept {
     for (std::uint32_t place = crc % SIZE; slots_[place].length != 0; place = (place + 1) % SIZE) {
       const Slot &slot = slots_[place];
@@ -149,6 +150,17 @@ class ScriptLexer {
     language.AtEnd(input_.HasFailed() ? State{} : state);
   }
 
+  /// Reads the source as a piece of code that something else stands before and behind.
+  CodeEnd ReadCode(bool html_comment) noexcept {
+    html_comment_ = html_comment;
+    last_ = TOKEN_STRING;
+    Language &language = static_cast<Language &>(*this);
+    State state{};
+    char16_t unit = 0;
+    while (input_.Take(unit)) state = language.Step(state, unit);
+    return {last_, text_length_, state == State::IDENTIFIER ? name_length_ : 0};
+  }
+
  protected:
   // Units.
   void PushBack() noexcept { input_.PushBack(); }
@@ -199,6 +211,7 @@ class ScriptLexer {
   void EmitText(TokenCode token_class, std::uint32_t end) noexcept {
     input_.AppendText(list_, token_class, text_start_, end);
     last_ = token_class;
+    text_length_ = end - text_start_;
   }
   std::uint32_t Here() const noexcept { return input_.Here(); }
   std::uint32_t Before() const noexcept { return input_.Before(); }
@@ -257,6 +270,7 @@ class ScriptLexer {
   std::uint32_t name_length_ = 0;
   std::array<char, WordTable::LONGEST> name_;
   std::uint32_t text_start_ = 0;
+  std::uint32_t text_length_ = 0;
   TokenCode last_ = 0;
 };
 
@@ -273,6 +287,14 @@ CScriptTokenList *Lex(const OsServices *services, const OsServices *io, void *so
   const ScriptSource input{io, source, is_file != 0, wide != 0, big_endian != 0, start, length};
   Language(input, list, {known_ids, known}).Run();
   return list;
+}
+
+/// Reads a piece of code in memory.
+template <class Language>
+CodeEnd ReadCode(std::string_view code, bool html_comment) noexcept {
+  const ScriptSource source{nullptr, const_cast<char *>(code.data()),        false, false, false,
+                            0,       static_cast<std::uint32_t>(code.size())};
+  return Language(source, nullptr, {}).ReadCode(html_comment);
 }
 
 }  // namespace velmora

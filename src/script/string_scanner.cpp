@@ -6,11 +6,13 @@
 #include <memory>
 #include <new>
 
+#include "core/fast_path.h"
 #include "core/report.h"
 #include "core/settings.h"
 #include "core/strings.h"
 #include "diag/log.h"
 #include "platform/character_classes.h"
+#include "script/byte_search.h"
 
 namespace velmora {
 namespace {
@@ -33,21 +35,12 @@ void Dump(std::string_view text) {
   Log("\n");
 }
 
-/// The bytes that one of the words above can begin with, in either case.
-class FirstBytes {
- public:
-  consteval FirstBytes(std::initializer_list<std::string_view> words) {
-    for (const std::string_view word : words) {
-      marked_[static_cast<unsigned char>(platform::ToLowerAscii(word.front()))] = true;
-      marked_[static_cast<unsigned char>(platform::ToUpperAscii(word.front()))] = true;
-    }
-  }
-  bool Contains(char byte) const noexcept { return marked_[static_cast<unsigned char>(byte)]; }
-
- private:
-  std::array<bool, 256> marked_{};
-};
-constexpr FirstBytes FIRST_BYTES{FLASH_CLASS_ID, FLASH_MIME_TYPE, WIDTH, HEIGHT};
+/// Where one of the words above can begin: two of its bytes stand there.
+using Candidate =
+    Any<All<LetterAt<0, 'd'>, At<2, '7'>>, All<LetterAt<0, 'a'>, LetterAt<2, 'p'>>,
+        All<LetterAt<0, 'w'>, LetterAt<2, 'd'>>, All<LetterAt<0, 'h'>, LetterAt<2, 'i'>>>;
+/// The shortest text in which there is something to find: a width of one digit.
+constexpr std::size_t SHORTEST_FINDING = WIDTH.size() + 2;
 
 /// Memory for one text at a time.
 class TextBuffer {
@@ -102,22 +95,49 @@ CScriptStringScanner::CScriptStringScanner(IDataContext &context, const AdBlocki
       ads_(ads),
       categories_(categories),
       enabled_(context, categories),
-      dump_strings_(IsSettingTrue(context, SETTING_DUMP_SCRIPT_STRINGS)) {
+      dump_strings_(IsSettingTrue(context, SETTING_DUMP_SCRIPT_STRINGS)),
+      asks_urls_(enabled_.ad_urls && ads.IsBound()) {
   if (!ads.IsBound()) return;
   const char *host = context.GetProperty(PROPERTY_HOST);
   if (host != nullptr) host_ = host;
 }
 
+bool CScriptStringScanner::LooksForAnything() const noexcept {
+  return dump_strings_ || enabled_.flash || asks_urls_ || (enabled_.ad_sizes && ads_.IsBound());
+}
+
 bool CScriptStringScanner::Check(std::string_view text) {
   if (dump_strings_) Dump(text);
-  const bool asks_urls = enabled_.ad_urls && ads_.IsBound();
+  return UsesFastPath() ? CheckCandidates(text) : CheckEveryByte(text);
+}
+
+bool CScriptStringScanner::CheckEveryByte(std::string_view text) {
   for (std::string_view rest = text; !rest.empty(); rest.remove_prefix(1)) {
-    const bool can_begin = FIRST_BYTES.Contains(rest.front());
-    if (can_begin && enabled_.flash && CheckFlash(rest)) return true;
-    if (asks_urls && !suppress_ads_) CheckUrl(rest);
-    if (can_begin && enabled_.ad_sizes && !suppress_ads_ && !ad_found_) CheckSizes(rest);
+    if (enabled_.flash && CheckFlash(rest)) return true;
+    CheckUrls(rest, 1);
+    CheckSizes(rest);
   }
   return false;
+}
+
+/// The same, with a look at those bytes alone at which something can begin.
+bool CScriptStringScanner::CheckCandidates(std::string_view text) {
+  const char *const end = text.data() + text.size();
+  const auto rest_from = [end](const char *place) {
+    return std::string_view(place, static_cast<std::size_t>(end - place));
+  };
+  const char *asked = text.data();
+  while (true) {
+    const std::string_view rest = rest_from(asked);
+    const char *const candidate =
+        rest.size() < SHORTEST_FINDING ? end : FindBytes<Candidate>(asked, end);
+    CheckUrls(rest, static_cast<std::size_t>(candidate - asked));
+    if (candidate == end) return false;
+    if (enabled_.flash && CheckFlash(rest_from(candidate))) return true;
+    CheckUrls(rest_from(candidate), 1);
+    CheckSizes(rest_from(candidate));
+    asked = candidate + 1;
+  }
 }
 
 bool CScriptStringScanner::CheckFlash(std::string_view rest) {
@@ -131,16 +151,23 @@ bool CScriptStringScanner::CheckFlash(std::string_view rest) {
   return false;
 }
 
-void CScriptStringScanner::CheckUrl(std::string_view rest) {
+/// Asks at the first `count` bytes of what is left of a text.
+void CScriptStringScanner::CheckUrls(std::string_view rest, std::size_t count) {
   std::string reason;
-  const std::uint8_t answer = ads_.CheckUrlText(host_, rest, reason, suppress_ads_);
-  if (answer == 0 || suppress_ads_ || ad_found_) return;
-  finding_category_ = categories_.ad_urls;
-  finding_text_ = QuoteValue(reason);
-  ad_found_ = true;
+  while (count > 0 && asks_urls_ && !suppress_ads_) {
+    std::uint8_t answer = 0;
+    const std::size_t asked = ads_.CheckUrlText(host_, rest, count, answer, reason, suppress_ads_);
+    rest.remove_prefix(asked);
+    count -= asked;
+    if (answer == 0 || suppress_ads_ || ad_found_) continue;
+    finding_category_ = categories_.ad_urls;
+    finding_text_ = QuoteValue(reason);
+    ad_found_ = true;
+  }
 }
 
 void CScriptStringScanner::CheckSizes(std::string_view rest) {
+  if (!enabled_.ad_sizes || suppress_ads_ || ad_found_) return;
   const auto read = [rest](std::string_view word, std::int32_t &value) {
     return StartsWithNoCase(rest, word) && ParseValue(rest.substr(word.size()), value);
   };
@@ -159,15 +186,17 @@ bool CScriptStringScanner::GetFinding(std::int32_t &category, std::string &text)
   return true;
 }
 
-bool ScanScriptStrings(IDataContext &context, const AdBlocking &ads,
-                       const ScriptCategories &categories, CScriptTokenList *list) {
-  CScriptStringScanner scanner(context, ads, categories);
+void ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::uint32_t skip) {
   TextBuffer buffer;
   const std::uint32_t count = CScriptTokenList::Count(list);
   for (std::uint32_t index = 0; index < count; ++index) {
     TokenCode code = 0;
     if (CScriptTokenList::CodeAt(list, index, &code) != LEX_OK) continue;
     if (TokenClass(code) != TOKEN_STRING) continue;
+    if (skip > 0) {
+      --skip;
+      continue;
+    }
     std::uint32_t length = 0;
     std::uint32_t position = 0;
     if (CScriptTokenList::TextAt(list, index, &length, &position) != LEX_OK) continue;
@@ -176,8 +205,18 @@ bool ScanScriptStrings(IDataContext &context, const AdBlocking &ads,
     char *text = buffer.Room(length);
     if (text == nullptr) continue;
     if (CScriptTokenList::ReadText(list, text, position, length) != LEX_OK) continue;
-    if (scanner.Check({text, length})) break;
+    if (scanner.Check({text, length})) return;
   }
+}
+
+bool ScanScriptStrings(IDataContext &context, const AdBlocking &ads,
+                       const ScriptCategories &categories, CScriptTokenList *list) {
+  CScriptStringScanner scanner(context, ads, categories);
+  ExamineStrings(list, scanner);
+  return ReportFinding(context, scanner);
+}
+
+bool ReportFinding(IDataContext &context, const CScriptStringScanner &scanner) {
   std::int32_t category = 0;
   std::string detail;
   if (!scanner.GetFinding(category, detail)) return false;

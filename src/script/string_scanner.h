@@ -48,14 +48,18 @@ class CScriptStringScanner {
   CScriptStringScanner(IDataContext &context, const AdBlocking &ads,
                        const ScriptCategories &categories);
 
+  /// False: whatever the strings are, nothing would be found, asked or logged.
+  bool LooksForAnything() const noexcept;
   /// True: no further string needs to be examined.
   bool Check(std::string_view text);
   /// The finding's category and the text that describes it; false when there is none.
   bool GetFinding(std::int32_t &category, std::string &text) const;
 
  private:
+  bool CheckEveryByte(std::string_view text);
+  bool CheckCandidates(std::string_view text);
   bool CheckFlash(std::string_view rest);
-  void CheckUrl(std::string_view rest);
+  void CheckUrls(std::string_view rest, std::size_t count);
   void CheckSizes(std::string_view rest);
 
   CountedPointer<IDataContext> context_;
@@ -65,6 +69,7 @@ class CScriptStringScanner {
   const char *host_ = "";
   const EnabledCategories enabled_;
   const bool dump_strings_;
+  const bool asks_urls_;
 
   bool suppress_ads_ = false;
   bool ad_found_ = false;
@@ -75,9 +80,13 @@ class CScriptStringScanner {
   std::int32_t height_ = 0;
 };
 
-/// Examines all strings of a token list (none when it is null) and reports a finding to the host;
-/// true when there was one.
+/// Examines the strings of a token list (none when it is null) behind the first `skip`.
+void ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::uint32_t skip = 0);
+
+/// Examines all strings of a token list and reports a finding to the host; true when there was one.
 bool ScanScriptStrings(IDataContext &context, const AdBlocking &ads,
                        const ScriptCategories &categories, CScriptTokenList *list);
+/// Reports what a scanner has found to the host; true when there was something.
+bool ReportFinding(IDataContext &context, const CScriptStringScanner &scanner);
 
 }  // namespace velmora

@@ -31,6 +31,9 @@ enum LexStatus : std::int32_t {
 /// Every operation takes the list first; none (null) is an empty list that takes nothing.
 class CScriptTokenList {
  public:
+  /// The text after one that is longer than this may be read back from a page too early.
+  static constexpr std::uint32_t LONGEST_PLAIN_TEXT = 8192 - sizeof(std::uint32_t);
+
   static LexStatus Create(const OsServices *services, CScriptTokenList **list, std::uint32_t wide,
                           std::uint32_t big_endian) noexcept;
   static LexStatus Destroy(CScriptTokenList *list) noexcept;

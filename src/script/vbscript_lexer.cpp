@@ -266,4 +266,8 @@ CScriptTokenList *LexVBScript(const OsServices *services, const OsServices *io, 
                             known_ids, known_count);
 }
 
+CodeEnd ReadVBScriptCode(std::string_view code, bool html_comment) noexcept {
+  return ReadCode<VBScriptLexer>(code, html_comment);
+}
+
 }  // namespace velmora

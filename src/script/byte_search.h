@@ -1,0 +1,103 @@
+// FindBytes: the first place in a text where a pattern of bytes stands, 16 places at a time where
+// the processor can.
+//
+// A pattern is a type made of these:
+//   At<OFFSET, BYTE>         the byte so far behind the place
+//   LetterAt<OFFSET, BYTE>   the same in either case; the letter is given in lower case
+//   All<Pattern...>          all of them
+//   Any<Pattern...>          one of them
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace velmora {
+
+#ifdef __SSE2__
+/// One byte for each of 16 places: all ones where a pattern stands.
+using PlaceMask = __m128i;
+
+inline PlaceMask LoadBytes(const char *place) noexcept {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i *>(place));
+}
+#endif
+
+template <std::ptrdiff_t OFFSET, char BYTE>
+struct At {
+  static constexpr std::ptrdiff_t REACH = OFFSET;
+  static bool Stands(const char *place, const char *end) noexcept {
+    return end - place > OFFSET && place[OFFSET] == BYTE;
+  }
+#ifdef __SSE2__
+  static PlaceMask Stands16(const char *place) noexcept {
+    return _mm_cmpeq_epi8(LoadBytes(place + OFFSET), _mm_set1_epi8(BYTE));
+  }
+#endif
+};
+
+template <std::ptrdiff_t OFFSET, char BYTE>
+struct LetterAt {
+  static_assert(BYTE >= 'a' && BYTE <= 'z');
+  static constexpr std::ptrdiff_t REACH = OFFSET;
+  static constexpr char CASE = 0x20;
+  static bool Stands(const char *place, const char *end) noexcept {
+    return end - place > OFFSET && (place[OFFSET] | CASE) == BYTE;
+  }
+#ifdef __SSE2__
+  static PlaceMask Stands16(const char *place) noexcept {
+    return _mm_cmpeq_epi8(_mm_or_si128(LoadBytes(place + OFFSET), _mm_set1_epi8(CASE)),
+                          _mm_set1_epi8(BYTE));
+  }
+#endif
+};
+
+template <class First, class... Rest>
+struct All {
+  static constexpr std::ptrdiff_t REACH = std::max({First::REACH, Rest::REACH...});
+  static bool Stands(const char *place, const char *end) noexcept {
+    return First::Stands(place, end) && (Rest::Stands(place, end) && ...);
+  }
+#ifdef __SSE2__
+  static PlaceMask Stands16(const char *place) noexcept {
+    PlaceMask mask = First::Stands16(place);
+    ((mask = _mm_and_si128(mask, Rest::Stands16(place))), ...);
+    return mask;
+  }
+#endif
+};
+
+template <class First, class... Rest>
+struct Any {
+  static constexpr std::ptrdiff_t REACH = std::max({First::REACH, Rest::REACH...});
+  static bool Stands(const char *place, const char *end) noexcept {
+    return First::Stands(place, end) || (Rest::Stands(place, end) || ...);
+  }
+#ifdef __SSE2__
+  static PlaceMask Stands16(const char *place) noexcept {
+    PlaceMask mask = First::Stands16(place);
+    ((mask = _mm_or_si128(mask, Rest::Stands16(place))), ...);
+    return mask;
+  }
+#endif
+};
+
+/// `end` when the pattern stands nowhere. Nothing at or behind `end` is read.
+template <class Pattern>
+const char *FindBytes(const char *place, const char *end) noexcept {
+#ifdef __SSE2__
+  constexpr std::ptrdiff_t PLACES = 16;
+  for (; end - place >= PLACES + Pattern::REACH; place += PLACES) {
+    const int mask = _mm_movemask_epi8(Pattern::Stands16(place));
+    if (mask != 0) return place + std::countr_zero(static_cast<unsigned>(mask));
+  }
+#endif
+  while (place != end && !Pattern::Stands(place, end)) ++place;
+  return place;
+}
+
+}  // namespace velmora
