@@ -17,11 +17,13 @@ class CEventAttributeStripper final : public CElementHandler {
 
   std::int32_t OnStartTag(CHTMLElement &element) override {
     if (!is_on_) return 0;
-    return element.RemoveAttributesIf([this](const CHTMLAttribute &attribute) {
-      if (!names_.IsEventAttribute(attribute.name)) return false;
-      ReportBlockedItem(context(), CATEGORY_SCRIPTS, attribute.name + "=" + attribute.value, {});
-      return true;
-    });
+    return element.RemoveAttributesIf(
+        [this](const CHTMLAttribute &attribute) { return names_.IsEventAttribute(attribute.name); },
+        [this](const CHTMLAttribute &attribute) {
+          std::string item(attribute.name);
+          item.append(1, '=').append(attribute.value);
+          ReportBlockedItem(context(), CATEGORY_SCRIPTS, item, {});
+        });
   }
 
  private:

@@ -35,27 +35,16 @@ CountedPointer<IDataProcessor> MakeContentHandler(const ScriptHandlerMaker &make
   }
 }
 
-/// The outermost of the element and those around it that is to be removed; the element itself when
-/// none is.
-CHTMLElement &OutermostRemoved(CHTMLElement &element) {
-  CHTMLElement *outermost = &element;
-  for (CHTMLElement *outer = &element; outer != nullptr; outer = outer->GetParent()) {
-    if (!outer->HasFlags(ELEMENT_REMOVE_AT_END)) continue;
-    Log("*** outer %s flagged for removal\n", outer->GetName().c_str());
-    outermost = outer;
+/// The depth of the outermost of the element and those around it that is to be removed; the
+/// element's own when none is.
+std::uint32_t OutermostRemoved(const CHTMLElement &element) {
+  std::uint32_t outermost = element.depth();
+  for (std::uint32_t depth = element.depth() + 1; depth-- != 0;) {
+    if ((element.FlagsAt(depth) & ELEMENT_REMOVE_AT_END) == 0) continue;
+    Log("*** outer %s flagged for removal\n", std::string(element.NameAt(depth)).c_str());
+    outermost = depth;
   }
-  return *outermost;
-}
-
-/// Inserts `text` before the element, and before all that will be removed around it, so that the
-/// text stays in the page.
-std::int32_t InsertOutside(CHTMLElement &element, std::string_view text) {
-  CHTMLElement &target = OutermostRemoved(element);
-  const std::int32_t inserted = target.InsertText(text, INSERT_BEFORE_START);
-  for (CHTMLElement *moved = &element; moved != &target; moved = moved->GetParent()) {
-    moved->Shift(inserted);
-  }
-  return inserted;
+  return outermost;
 }
 
 }  // namespace
@@ -77,7 +66,9 @@ std::int32_t CScriptHandler::OnFirstScript(CHTMLElement &script) {
   filter().SetScriptLanguage(language);
   if (switches::SCRIPT_LANGUAGE_TRACE) Trace(declared, language);
   const std::string popup_script = filter().TakePopupScript();
-  return popup_script.empty() ? 0 : InsertOutside(script, popup_script);
+  if (popup_script.empty()) return 0;
+  // Before all that will be removed around it, so that the text stays in the page.
+  return script.InsertBefore(OutermostRemoved(script), popup_script);
 }
 
 std::int32_t CScriptHandler::OnEndTag(CHTMLElement &element) {

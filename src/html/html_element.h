@@ -36,8 +36,9 @@ enum InsertPosition : std::uint32_t {
 class IHTMLElement {
  public:
   virtual std::string GetName() const = 0;
-  /// The innermost element that was open when this one started; null at top level.
-  virtual CHTMLElement *GetParent() const noexcept = 0;
+  /// The innermost element that was open when this one started; null at top level. Lives as long as
+  /// this one.
+  virtual CHTMLElement *GetParent() const = 0;
   virtual std::uint32_t GetAttributeCount() const noexcept = 0;
   /// False when there is no such attribute; otherwise copies its name and its value as written.
   virtual bool GetAttributeAt(std::uint32_t index, std::string &name, std::string &value) const = 0;

@@ -1,16 +1,11 @@
 // OpenElements: the elements whose end tag is still to come.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "html/element.h"
+#include "html/element_stack.h"
 #include "html/handler_list.h"
 #include "html/page_position.h"
 #include "html/text_place.h"
@@ -39,24 +34,21 @@ class OpenElements {
   /// The body has ended: closes everything, innermost first.
   std::int32_t CloseAll();
   /// A new call: while output is held, positions count from the new hold point.
-  void Rebase() noexcept;
+  void Rebase() noexcept {
+    if (position_.IsHeld()) elements_.SetAllBases(position_.hold_point());
+  }
   void Clear() noexcept;
 
  private:
   /// Runs the end-tag handlers on the innermost element, whose end tag stands at the given place.
   std::int32_t RunEndHandlers(std::uint32_t end_begin, std::uint32_t end_end);
-  bool IsOpen(std::string_view name) const;
-  /// Destroys the innermost element.
-  void Pop() noexcept;
 
   const PageChunk &page_;
   const PagePosition &position_;
   const TextPlace &place_;
   const EncodingStack &encodings_;
   const HandlerList &handlers_;
-  std::vector<std::unique_ptr<CHTMLElement>> elements_;
-  /// How many of those that are not searched one by one bear each name.
-  std::map<std::string, std::size_t, std::less<>> deep_names_;
+  ElementStack elements_;
   /// Only elements that carry `ELEMENT_HOLD` and `ELEMENT_NEED_END` together are counted down.
   std::int32_t hold_count_ = 0;
 };

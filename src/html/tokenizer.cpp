@@ -75,7 +75,8 @@ void Tokenizer::BeginTag() {
   position_.HoldFromHere();
   tag_.start = position_.Relative();
   tag_.name.clear();
-  tag_.tokens.clear();
+  tag_.attributes.Clear();
+  traced_tokens_.clear();
   value_expected_ = false;
 }
 
@@ -88,17 +89,26 @@ void Tokenizer::EndToken(State from) {
   if (from == State::TAG_NAME || from == State::RAW_END) {
     tag_.name = token_;
   } else if (token_start_ != UNKNOWN) {
-    tag_.tokens.push_back({token_, token_start_, position_.Relative() - token_start_});
+    KeepToken();
   }
   value_expected_ = from == State::EQUALS;
   token_start_ = UNKNOWN;
   token_.clear();
 }
 
+/// What stands in an end tag, or in one without a name, concerns nobody.
+void Tokenizer::KeepToken() {
+  if (tag_.name.empty()) return;
+  if (switches::TOKEN_TRACE) traced_tokens_.push_back(token_);
+  if (tag_.IsEndTag()) return;
+  tag_.attributes.AppendToken(token_, token_start_ - tag_.start,
+                              position_.Relative() - token_start_);
+}
+
 void Tokenizer::EndTag() {
   if (switches::TOKEN_TRACE && !tag_.name.empty()) {
     Log("TAG: %s\n", tag_.name.c_str());
-    for (const TagToken &token : tag_.tokens) Log("%s\n", token.text.c_str());
+    for (const std::string &token : traced_tokens_) Log("%s\n", token.c_str());
   }
   client_.OnTag(tag_);
 }

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "html/attribute.h"
+#include "html/attribute_list.h"
 #include "html/page_position.h"
 #include "html/text_place.h"
 #include "html/tokenizer_table.h"
@@ -21,7 +21,7 @@ struct Tag {
   std::string name;
   /// Its "<", relative to the hold point.
   std::uint32_t start = 0;
-  std::vector<TagToken> tokens;
+  AttributeWriter attributes;
 
   bool IsEndTag() const noexcept { return name.starts_with('/'); }
 };
@@ -78,6 +78,7 @@ class Tokenizer {
   void BeginTag();
   void BeginToken();
   void EndToken(State from);
+  void KeepToken();
   void EndTag();
   void LogPlace() const noexcept;
 
@@ -95,6 +96,8 @@ class Tokenizer {
   std::uint32_t token_start_ = UNKNOWN;
   std::string token_;
   Tag tag_;
+  /// The tokens of the tag as written, for the trace.
+  std::vector<std::string> traced_tokens_;
   /// The element whose content is raw text, and how much of its name has come behind "</".
   std::string raw_end_name_;
   std::size_t end_name_matched_ = 0;

@@ -47,7 +47,8 @@ const EditCase EDIT_CASES[] = {
      [](auto &e) { return e.RemoveAttributeAt(1); }, "<x a>", 0},
     {"removals in one pass leave the places of the others right", "<x on a=1 on=2 b on c=3>text",
      [](auto &e) {
-       return e.RemoveAttributesIf([](const auto &a) { return a.name == "on"; }) +
+       return e.RemoveAttributesIf([](const auto &a) { return a.name == "on"; },
+                                   [](const auto &) {}) +
               e.SetAttribute("a", "4") + e.SetAttribute("c", "56");
      },
      "<x  a=4  b  c=56>text", -7},
@@ -138,6 +139,75 @@ TEST(Element, FirstAttributeOfANameIsRead) {
             return 0;
           }));
   EXPECT_EQ(value, "'1'");
+}
+
+/// A host moves all bytes behind an edit: a tag of a megabyte must not call for one edit an
+/// attribute. The page comes out as if it had, odd places of equal names included.
+TEST(Element, TagsOfAnySizeAreEditedInFewSteps) {
+  constexpr std::uint32_t MANY = 20'000;
+  std::string tag = "<x";
+  std::string removed = "<x";
+  std::string set = "<x";
+  for (std::uint32_t i = 0; i < MANY; ++i) {
+    tag += " on=1 a='2'";
+    removed += "  a='2'";
+    set += " on=1 a='2'";
+  }
+  // Where the value of the i-th "on" stands before all edits is where it is written.
+  for (std::uint32_t i = 0; i < 200; ++i) set.replace(2 + i * 11 + 4, 1, "longer");
+  tag += ">text";
+  removed += ">text";
+  set += ">text";
+
+  struct Case {
+    std::string page, expected;
+    ScriptedHandler::Action action;
+  };
+  const std::string short_tag = tag.substr(0, 2 + 200 * 11) + ">text";
+  const std::string short_set = set.substr(0, set.size() - (MANY - 200) * 11 - 5) + ">text";
+  for (const Case &c : {Case{tag, removed,
+                             [](CHTMLElement &e) {
+                               return e.RemoveAttributesIf(
+                                   [](const auto &a) { return a.name == "on"; },
+                                   [](const auto &) {});
+                             }},
+                        Case{short_tag, short_set, [](CHTMLElement &e) {
+                               // The last change is the result; the position has to follow all.
+                               return 200 * e.SetAttribute("on", "longer");
+                             }}}) {
+    FakeContext context;
+    const CountedPointer<IDataProcessor> handler(new CDataHTML2(Filter(c.action)));
+    handler->SetContext(&context);
+    FakeBuffer buffer(c.page);
+    handler->ProcessData(&buffer, 0, buffer.GetSize(), DATA_FLAG_START | DATA_FLAG_END);
+    EXPECT_EQ(buffer.bytes, c.expected);
+    EXPECT_LT(buffer.replacements, 40);
+  }
+}
+
+TEST(Element, AncestorsAreSeenAndChangedFromWithin) {
+  const auto filter = Filter(
+      [](CHTMLElement &element) {
+        if (element.name() == "X") element.SetFlags(ELEMENT_HOLD | ELEMENT_NEED_END);
+        if (element.name() != "Z") return 0;
+        EXPECT_EQ(element.depth(), 2U);
+        EXPECT_EQ(element.NameAt(1), "Y");
+        CHTMLElement *const outer = element.GetParent()->GetParent();
+        EXPECT_EQ(outer->GetParent(), nullptr);
+        const std::int32_t change = outer->SetAttribute("a", "\"longer\"");
+        outer->SetFlags(ELEMENT_REMOVE_AT_END);
+        outer->ClearFlags(ELEMENT_REMOVE_AT_END);
+        std::string b;
+        EXPECT_TRUE(element.GetParent()->GetAttribute("b", b));
+        EXPECT_EQ(b, "2");
+        EXPECT_TRUE(element.GetAttribute("c", b));
+        EXPECT_EQ(b, "3");
+        return change;
+      },
+      [](CHTMLElement &element) { return element.SetAttribute("a", "4"); });
+  FakeContext context;
+  EXPECT_EQ(RunPage(context, {"<x a=1><y b=2><z c=3>t</x>u"}, filter),
+            "<x a=4><y b=2><z c=3>t</x>u");
 }
 
 /// Edits around both tags when an element that was held open is closed.

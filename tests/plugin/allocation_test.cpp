@@ -1,7 +1,9 @@
 // Allocations that fail: a transaction in trouble passes through, and nothing leaks or dies.
+#include <algorithm>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
+#include <malloc.h>
 #include <new>
 
 #include "pipeline/data_processor.h"
@@ -13,6 +15,9 @@ namespace {
 /// Allocations that still succeed on this thread; then one fails.
 thread_local long allocations_left = std::numeric_limits<long>::max();
 thread_local bool failed = false;
+/// Bytes in use through operator new, and the most since it was last set back.
+long in_use = 0;
+long most_in_use = 0;
 
 void *Allocate(std::size_t size) noexcept {
   if (--allocations_left < 0) {
@@ -20,7 +25,15 @@ void *Allocate(std::size_t size) noexcept {
     failed = true;
     return nullptr;
   }
-  return std::malloc(size == 0 ? 1 : size);
+  void *const memory = std::malloc(size == 0 ? 1 : size);
+  in_use += static_cast<long>(malloc_usable_size(memory));
+  most_in_use = std::max(most_in_use, in_use);
+  return memory;
+}
+
+void Free(void *memory) noexcept {
+  in_use -= static_cast<long>(malloc_usable_size(memory));
+  std::free(memory);
 }
 
 }  // namespace
@@ -34,10 +47,10 @@ void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
   return Allocate(size);
 }
 void operator delete(void *memory) noexcept {
-  std::free(memory);
+  Free(memory);
 }
 void operator delete(void *memory, std::size_t) noexcept {
-  std::free(memory);
+  Free(memory);
 }
 
 namespace velmora {
@@ -85,12 +98,13 @@ class QuietContext final : public IDataContext {
   }
   const char *GetSetting(const char *) noexcept override { return nullptr; }
   bool IsCategoryEnabled(std::int32_t category) noexcept override {
-    return category > 300 || category % 100 != 0;
+    return blocks_all || category > 300 || category % 100 != 0;
   }
   const std::vector<std::uint8_t> &GetOptionBlock() noexcept override { return no_block; }
   void ReportBlocked(std::int32_t, std::int32_t, const char *, const char *) noexcept override {}
 
   const char *type = "text/html";
+  bool blocks_all = false;
   std::vector<std::uint8_t> no_block;
   int references = 0;
 };
@@ -130,6 +144,40 @@ TEST(Allocations, EachOneMayFail) {
       ++failures;
     }
     EXPECT_GT(failures, 0) << type;
+  }
+}
+
+struct LargePage {
+  std::string_view begin, repeated, end;
+
+  std::string Text() const {
+    std::string text(begin);
+    while (text.size() < 256 * 1024) text += repeated;
+    return text.append(end);
+  }
+};
+
+TEST(Allocations, AByteOfPageTakesAtMostTen) {
+  const LargePage pages[] = {
+      {"", "<b>", ""},          {"", "<a>", ""},        {"", "<object>", ""},
+      {"", "<p a b=c>", ""},    {"<img ", "a ", ">"},   {"<a ", "a=b ", ">"},
+      {"<object ", "=", ">"},   {"<!", "a ", ">"},      {"</b ", "a ", ">"},
+      {"<a href='", "x", "'>"}, {"<", "x", ">"},        {"<p ", "onclick=a ", ">"},
+      {"<p ", "on=a ", ">"},    {"<b ", "\xE9='", ">"},
+  };
+  const Module module({}, {});
+  for (const LargePage &page : pages) {
+    const std::string body = page.Text();
+    QuietContext context;
+    context.blocks_all = true;
+    QuietBuffer buffer;
+    buffer.Append(body);
+    const CountedPointer<IDataProcessor> processor(new CDataProcessor(module.content_handlers()));
+    processor->SetContext(&context);
+    const long before = most_in_use = in_use;
+    processor->ProcessData(&buffer, 0, buffer.GetSize(), DATA_FLAG_START);
+    EXPECT_LE(most_in_use - before, static_cast<long>(10 * body.size())) << page.repeated;
+    processor->ProcessData(&buffer, 0, 0, DATA_FLAG_END);
   }
 }
 

@@ -1,0 +1,71 @@
+// The attributes of a start tag, packed into one string of bytes.
+//
+// A tag may have any number of attributes, and an element is kept with all of them until its end
+// tag, so that what an attribute takes counts. One attribute follows the other: its name, and its
+// value if it has one. Each of the two is
+//
+//   place   from the end of the one before (the tag's "<" at first) to its start in the page; below
+//           that a bit that says that it is a value, and one that says that a size follows
+//   length  of what it takes in the page
+//   size    of its text, only where it differs from the length
+//   text
+//
+// where the numbers are seven bits to a byte, the lowest first, and places have their sign lowest.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "html/attribute.h"
+
+namespace velmora {
+
+class AttributeWriter {
+ public:
+  void Clear() noexcept;
+
+  /// Takes the next token of a tag behind its name: a name, "=", or a value with its quotes. Each
+  /// token begins an attribute, and is followed by its value when "=" and one more token come
+  /// behind it. `start` is relative to the tag's "<".
+  void AppendToken(std::string_view text, std::uint32_t start, std::uint32_t length);
+  void Append(const CHTMLAttribute &attribute);
+
+  /// What was written; good until the next change.
+  std::string_view bytes() const noexcept { return bytes_; }
+
+ private:
+  enum class Expected { NAME, NAME_OR_EQUALS, VALUE };
+
+  void AppendPart(bool is_value, std::string_view text, std::uint32_t start, std::uint32_t length);
+
+  std::string bytes_;
+  /// Where the last part ends in the page.
+  std::uint32_t end_ = 0;
+  Expected expected_ = Expected::NAME;
+};
+
+/// Gives the attributes one after the other.
+class AttributeReader {
+ public:
+  /// `bytes` are an `AttributeWriter`'s, and outlive what is read.
+  explicit AttributeReader(std::string_view bytes) noexcept : rest_(bytes) {}
+
+  /// False when there are no more.
+  bool Next(CHTMLAttribute &attribute) noexcept;
+
+ private:
+  struct Part {
+    std::string_view text;
+    std::uint32_t start;
+    std::uint32_t length;
+  };
+
+  bool IsAtValue() const noexcept;
+  Part ReadPart() noexcept;
+
+  std::string_view rest_;
+  std::uint32_t end_ = 0;
+};
+
+}  // namespace velmora

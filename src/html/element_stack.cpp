@@ -1,0 +1,114 @@
+#include "html/element_stack.h"
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+
+#include "html/packed_number.h"
+
+namespace velmora {
+namespace {
+
+constexpr std::size_t FEWEST_SLOTS = 32;
+constexpr std::size_t MOST_TEXT = std::numeric_limits<std::uint32_t>::max();
+
+/// FNV-1a, begun from a place in memory, so that no page can be made to have its names collide.
+std::uint64_t Hash(std::string_view name, const void *seed) noexcept {
+  std::uint64_t hash = 0xCBF29CE484222325U ^ reinterpret_cast<std::uintptr_t>(seed);
+  for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+  return hash ^ hash >> 32U;
+}
+
+}  // namespace
+
+std::string_view ElementStack::Name(std::uint32_t depth) const noexcept {
+  std::string_view text = std::string_view(texts_).substr(entries_[depth].text_begin);
+  const std::uint64_t size = TakePacked(text);
+  return text.substr(0, size);
+}
+
+std::string_view ElementStack::Attributes(std::uint32_t depth) const noexcept {
+  const std::string_view name = Name(depth);
+  const char *const begin = name.data() + name.size();
+  return {begin, TextEnd(depth) - static_cast<std::size_t>(begin - texts_.data())};
+}
+
+void ElementStack::SetAttributes(std::uint32_t depth, std::string_view attributes) {
+  const std::string_view before = Attributes(depth);
+  const auto begin = static_cast<std::size_t>(before.data() - texts_.data());
+  const std::size_t old_size = before.size();
+  texts_.replace(begin, old_size, attributes);
+  for (std::uint32_t inner = depth + 1; inner < Size(); ++inner) {
+    entries_[inner].text_begin += static_cast<std::uint32_t>(attributes.size() - old_size);
+  }
+}
+
+std::uint32_t ElementStack::Base(std::uint32_t depth) const noexcept {
+  return depth < rebased_depth_ ? rebased_to_ : At(depth).base;
+}
+
+void ElementStack::SetBase(std::uint32_t depth, std::uint32_t base) noexcept {
+  for (; rebased_depth_ > depth; --rebased_depth_) At(rebased_depth_ - 1).base = rebased_to_;
+  At(depth).base = base;
+}
+
+void ElementStack::SetAllBases(std::uint32_t base) noexcept {
+  rebased_depth_ = Size();
+  rebased_to_ = base;
+}
+
+void ElementStack::Push(const OpenElement &element, std::string_view name,
+                        std::string_view attributes) {
+  if (2 * (distinct_names_ + std::size_t{1}) > slots_.size()) GrowSlots();
+  const std::size_t text_begin = texts_.size();
+  if (text_begin > MOST_TEXT || Size() == UNKNOWN) throw std::length_error("open elements");
+  AppendPacked(texts_, name.size());
+  texts_.append(name).append(attributes);
+  std::uint32_t &slot = Slot(name);
+  entries_.push_back({element, static_cast<std::uint32_t>(text_begin), slot});
+  if (slot == UNKNOWN) ++distinct_names_;
+  slot = Size() - 1;
+}
+
+void ElementStack::Pop() noexcept {
+  const Entry &innermost = entries_.back();
+  std::uint32_t &slot = Slot(Name(Size() - 1));
+  slot = innermost.namesake;
+  if (slot == UNKNOWN) --distinct_names_;
+  texts_.resize(innermost.text_begin);
+  entries_.pop_back();
+  rebased_depth_ = std::min(rebased_depth_, Size());
+}
+
+void ElementStack::Clear() noexcept {
+  entries_.clear();
+  texts_.clear();
+  slots_.clear();
+  distinct_names_ = 0;
+  rebased_depth_ = 0;
+}
+
+bool ElementStack::Contains(std::string_view name) const noexcept {
+  return !slots_.empty() && const_cast<ElementStack *>(this)->Slot(name) != UNKNOWN;
+}
+
+std::size_t ElementStack::TextEnd(std::uint32_t depth) const noexcept {
+  return depth + 1 < Size() ? entries_[depth + 1].text_begin : texts_.size();
+}
+
+/// The slot that holds the name, or the empty one that it would be put into.
+std::uint32_t &ElementStack::Slot(std::string_view name) noexcept {
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t index = Hash(name, this) & mask;
+  while (slots_[index] != UNKNOWN && Name(slots_[index]) != name) index = (index + 1) & mask;
+  return slots_[index];
+}
+
+void ElementStack::GrowSlots() {
+  std::vector<std::uint32_t> grown(std::max(FEWEST_SLOTS, 2 * slots_.size()), UNKNOWN);
+  slots_.swap(grown);
+  // From the outermost on, so that the names stand as if they had come to so many slots.
+  for (std::uint32_t depth = 0; depth < Size(); ++depth) Slot(Name(depth)) = depth;
+}
+
+}  // namespace velmora

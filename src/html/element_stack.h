@@ -1,0 +1,73 @@
+// ElementStack: the elements that are open, packed.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "html/attribute.h"
+
+namespace velmora {
+
+/// Where an element's start tag stands, and what handlers have asked for. Positions are relative to
+/// the base, a buffer index.
+struct OpenElement {
+  std::uint32_t base = 0;
+  /// The "<" of the start tag, and just behind its ">".
+  std::uint32_t start_begin = UNKNOWN;
+  std::uint32_t start_end = UNKNOWN;
+  std::uint32_t flags = 0;
+};
+
+/// A page may open any number of elements and close none, so an element takes few bytes here beside
+/// its texts, and nothing that is done for a tag depends on how many are open. Elements are
+/// numbered by their depth, the outermost is 0. Views of texts are good until the next change.
+class ElementStack {
+ public:
+  std::uint32_t Size() const noexcept { return static_cast<std::uint32_t>(entries_.size()); }
+  OpenElement &At(std::uint32_t depth) noexcept { return entries_[depth].element; }
+  const OpenElement &At(std::uint32_t depth) const noexcept { return entries_[depth].element; }
+  std::string_view Name(std::uint32_t depth) const noexcept;
+  /// As an `AttributeWriter` packs them.
+  std::string_view Attributes(std::uint32_t depth) const noexcept;
+  void SetAttributes(std::uint32_t depth, std::string_view attributes);
+
+  std::uint32_t Base(std::uint32_t depth) const noexcept;
+  void SetBase(std::uint32_t depth, std::uint32_t base) noexcept;
+  /// Gives all elements the base.
+  void SetAllBases(std::uint32_t base) noexcept;
+
+  void Push(const OpenElement &element, std::string_view name, std::string_view attributes);
+  /// Forgets the innermost element.
+  void Pop() noexcept;
+  void Clear() noexcept;
+  /// Is an element of this name open?
+  bool Contains(std::string_view name) const noexcept;
+
+ private:
+  struct Entry {
+    OpenElement element;
+    /// In `texts_`: the name's size, the name, the attributes.
+    std::uint32_t text_begin;
+    /// Depth of the next outer element of the same name; unknown when there is none.
+    std::uint32_t namesake;
+  };
+
+  std::size_t TextEnd(std::uint32_t depth) const noexcept;
+  std::uint32_t &Slot(std::string_view name) noexcept;
+  void GrowSlots();
+
+  std::deque<Entry> entries_;
+  std::string texts_;
+  /// A hash table with open addressing: depths of the innermost element of each name. Names leave
+  /// in the reverse of the order in which they came, so a slot can simply be emptied.
+  std::vector<std::uint32_t> slots_;
+  std::uint32_t distinct_names_ = 0;
+  /// The elements outside this depth have `rebased_to_` as their base, whatever they say.
+  std::uint32_t rebased_depth_ = 0;
+  std::uint32_t rebased_to_ = 0;
+};
+
+}  // namespace velmora
