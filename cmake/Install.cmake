@@ -10,10 +10,14 @@ foreach(library IN ITEMS velmora vexlar ecap_velmora)
   endif()
 endforeach()
 install(TARGETS velmora_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(DIRECTORY include/velmora adblock/include/vexlar
+install(DIRECTORY include/ adblock/include/vexlar
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 # For host programs: find_package(velmora), or pkg-config.
+install(TARGETS velmora_host_library EXPORT velmora_host
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(EXPORT velmora_host NAMESPACE velmora:: FILE velmoraHost.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/velmora)
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velmora)
 set(include_dir ${CMAKE_INSTALL_INCLUDEDIR})
@@ -24,11 +28,13 @@ write_basic_package_version_file(packaging/velmoraConfigVersion.cmake
 file(RELATIVE_PATH prefix_from_pc
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" prefix_from_pc "${prefix_from_pc}")
-configure_file(packaging/velmora.pc.in packaging/velmora.pc @ONLY)
+foreach(package IN ITEMS velmora velmora-host)
+  configure_file(packaging/${package}.pc.in packaging/${package}.pc @ONLY)
+endforeach()
 install(FILES ${CMAKE_BINARY_DIR}/packaging/velmoraConfig.cmake
   ${CMAKE_BINARY_DIR}/packaging/velmoraConfigVersion.cmake DESTINATION ${package_dir})
 install(FILES ${CMAKE_BINARY_DIR}/packaging/velmora.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  ${CMAKE_BINARY_DIR}/packaging/velmora-host.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # For people.
 install(FILES docs/man/velmora.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

@@ -7,7 +7,12 @@ namespace velmora::host {
 namespace {
 
 Policy ReadPolicyOf(const FilterFiles &files) {
-  Policy policy = ReadPolicy(files.policy);
+  Policy policy;
+  if (files.policy.empty()) {
+    policy.everywhere.block = CategorySet::Default();
+  } else {
+    policy = ReadPolicy(files.policy);
+  }
   if (files.event_log) {
     if (!policy.event_log) policy.event_log.emplace();
     policy.event_log->file = *files.event_log;

@@ -13,6 +13,7 @@ namespace velmora::host {
 
 struct FilterFiles {
   std::filesystem::path plugin;
+  /// Empty: what is blocked by default, and nothing else is decided.
   std::filesystem::path policy;
   /// Stands in for the one that the policy names.
   std::optional<std::filesystem::path> event_log{};

@@ -21,7 +21,7 @@ policy=$prefix/etc/velmora/velmora.toml
 # Everything has its place.
 for file in bin/velmora "$libdir/velmora/libvelmora.so" "$libdir/velmora/libvexlar.so" \
   include/velmora/velmora.h include/vexlar/vexlar.h "$libdir/cmake/velmora/velmoraConfig.cmake" \
-  "$libdir/pkgconfig/velmora.pc" share/man/man1/velmora.1 share/man/man5/velmora.toml.5 \
+  "$libdir/pkgconfig/velmora.pc" include/velmora_host.h share/man/man1/velmora.1 share/man/man5/velmora.toml.5 \
   share/bash-completion/completions/velmora etc/velmora/velmora.toml etc/logrotate.d/velmora \
   share/velmora/squid.conf share/doc/velmora/policy.md; do
   [ -f "$prefix/$file" ] || fail "$file is not installed"
@@ -47,24 +47,32 @@ echo '# mine' >>"$policy"
 "$cmake" --install "$build" --prefix "$prefix" >/dev/null
 grep -q '# mine' "$policy" || fail "the policy was overwritten"
 
-# A host builds against the package alone, by CMake and by pkg-config, and works.
+# Hosts in C++, C and Python work with the package alone, found by CMake and by pkg-config, and do
+# the same as the command.
 cp -r "$source/examples/host" "$prefix/host"
 "$cmake" -G Ninja -S "$prefix/host" -B "$prefix/host/build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 "$cmake" --build "$prefix/host/build" >/dev/null
-filtered=$(echo "$page" | "$prefix/host/build/small_host" 2>"$prefix/report")
-case $filtered in
-  *onload=* | *'b()'*) fail "small_host does not filter: $filtered" ;;
-  '<html><body >a'*'c</body>'*) ;;
-  *) fail "small_host damages the page: $filtered" ;;
-esac
-grep -q '^300: ' "$prefix/report" || fail "small_host reports: $(cat "$prefix/report")"
 export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
-# shellcheck disable=SC2046
-"${CXX:-c++}" -std=c++20 -DPLUGIN="\"$(pkg-config --variable=plugindir velmora)/libvelmora.so\"" \
-  $(pkg-config --cflags velmora) "$prefix/host/small_host.cpp" $(pkg-config --libs velmora) \
+strict=(-Wall -Wextra -Wpedantic -Werror)
+read -ra flags <<<"$(pkg-config --cflags --libs velmora-host) -Wl,-rpath,$prefix/$libdir"
+"${CC:-cc}" -std=c99 "${strict[@]}" "$prefix/host/small_host.c" "${flags[@]}" -o "$prefix/small_host_c"
+"${CXX:-c++}" -std=c++17 "${strict[@]}" "$prefix/host/small_host.cpp" "${flags[@]}" \
   -o "$prefix/small_host"
-echo "$page" | "$prefix/small_host" 2>/dev/null | cmp - <(
-  echo "$page" | "$prefix/host/build/small_host" 2>/dev/null)
+printf '[filter]\nblock = "scripts"\n[ads]\nenabled = false\n' >"$prefix/scripts.toml"
+"$velmora" filter -q --block scripts --type html - <<<"$page" >"$prefix/expected"
+for host in "$prefix"/{host/build/,}small_host{,_c} \
+  "python3 $prefix/host/small_host.py $prefix/$libdir/libvelmora-host.so.0"; do
+  $host "$prefix/scripts.toml" <<<"$page" >"$prefix/found" 2>"$prefix/events" ||
+    fail "$host: $(cat "$prefix/events")"
+  diff "$prefix/expected" "$prefix/found" || fail "$host does not do what the command does"
+  grep -qF 'scripts: onload="x()"' "$prefix/events" || fail "$host: $(cat "$prefix/events")"
+done
+# So do those that speak to the plug-in themselves.
+[ -f "$(pkg-config --variable=plugindir velmora)/libvelmora.so" ] || fail "no plug-in by pkg-config"
+# shellcheck disable=SC2046
+"${CXX:-c++}" -std=c++20 -fsyntax-only $(pkg-config --cflags velmora) -x c++ - <<<\
+  '#include <velmora/velmora.h>
+   static_assert(velmora::RESULT_OK == 0x10000);' || fail "the plug-in's headers cannot be used"
 
 # The completion knows commands, options and categories.
 complete_line() {

@@ -35,7 +35,7 @@ check(host "base;host")
 
 # The rooms of host/, lowest first.
 set(allowed "")
-foreach(room loading limits web codings bodies events policy)
+foreach(room loading limits web codings bodies events policy interface)
   list(APPEND allowed ${room})
   file(GLOB files ${ROOT}/host/${room}/*.h ${ROOT}/host/${room}/*.cpp)
   foreach(file IN LISTS files)

@@ -1,0 +1,207 @@
+// The host library for C++ programs: <velmora_host.h> with objects, exceptions and views.
+//
+//   velmora::Host host({.policy = "/etc/velmora/velmora.toml"});
+//   auto response = host.Begin({.url = url, .content_type = type}, [](const auto &event) { ... });
+//   if (!response) the response goes on as it is; otherwise, without the headers that do not hold,
+//   for each piece that arrives:
+//     for (auto out = response->Push(piece); !out.empty(); out = response->Next()) send(out);
+//   for (auto out = response->Finish(); !out.empty(); out = response->Next()) send(out);
+//   if (response->HasFailed()) break the response off;
+//
+// It is compiled into the program that includes it, so that nothing of C++ crosses to the library:
+// the two need not share a compiler or a standard library. C++17 and later.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <velmora_host.h>
+
+namespace velmora {
+inline namespace host_api_0 {
+
+/// What the library cannot do. The text says what is wrong, for a bad policy in several lines.
+class HostError : public std::runtime_error {
+ public:
+  HostError(velmora_code code, const std::string &what) : std::runtime_error(what), code_(code) {}
+
+  velmora_code Code() const noexcept { return code_; }
+
+ private:
+  velmora_code code_;
+};
+
+/// Paths; an empty one is as `velmora_host_options` says.
+struct HostOptions {
+  std::string plugin{};
+  std::string policy{};
+  std::string event_log{};
+};
+
+/// As `velmora_response_head`; empty: not known, or no such header.
+struct ResponseHead {
+  int status = 0;
+  std::string url{};
+  std::string client{};
+  std::string content_type{};
+  std::string content_encoding{};
+  std::string accept_encoding{};
+  /// Categories in the place of the policy's: "ads,popups".
+  std::optional<std::string> block{};
+};
+
+/// Valid during the call that brings it.
+struct HostEvent {
+  velmora_event_kind kind;
+  std::int32_t category;
+  std::string_view category_name;
+  std::string_view item;
+  std::string_view detail;
+  std::string_view reason;
+};
+
+/// Hears of events, on the thread that works on the response. What it throws comes out of the call
+/// that caused the event, when that is done.
+using HostListener = std::function<void(const HostEvent &)>;
+
+/// One response's body on its way. One thread at a time. Throws `HostError`, and `std::bad_alloc`
+/// when memory cannot be had.
+class HostResponse {
+ public:
+  /// "gzip", or empty for none.
+  std::string_view Coding() const noexcept { return velmora_response_coding(response_.get()); }
+
+  /// The next piece, which is copied; answers the first bytes that may go on, as `Next` does. All
+  /// of an earlier piece has come out.
+  std::string_view Push(std::string_view piece) {
+    velmora_bytes out;
+    return Taken(velmora_response_push(response_.get(), piece.data(), piece.size(), &out), out);
+  }
+  /// The next bytes that may go on; empty: none for now. They are valid until the next call.
+  std::string_view Next() {
+    velmora_bytes out;
+    return Taken(velmora_response_next(response_.get(), &out), out);
+  }
+  /// The body is at its end.
+  std::string_view Finish() {
+    velmora_bytes out;
+    return Taken(velmora_response_finish(response_.get(), &out), out);
+  }
+  /// The body broke off: what is held back is dropped.
+  void Abort() noexcept {
+    velmora_response_abort(response_.get());
+    has_failed_ = true;
+  }
+  /// The body is broken off, and the client is to see it; no more bytes come.
+  bool HasFailed() const noexcept { return has_failed_; }
+
+ private:
+  friend class Host;
+
+  struct Hearing {
+    HostListener listener;
+    std::exception_ptr thrown{};
+  };
+  struct Ender {
+    void operator()(velmora_response *response) const noexcept { velmora_response_end(response); }
+  };
+
+  HostResponse() = default;
+
+  static void Hear(void *user, const velmora_event *event) noexcept {
+    auto *const hearing = static_cast<Hearing *>(user);
+    if (!hearing->listener || hearing->thrown) return;
+    try {
+      hearing->listener({event->kind,
+                         event->category,
+                         event->category_name,
+                         {event->item.data, event->item.size},
+                         {event->detail.data, event->detail.size},
+                         event->reason});
+    } catch (...) {
+      hearing->thrown = std::current_exception();
+    }
+  }
+
+  void Check(velmora_code code) {
+    if (hearing_->thrown) std::rethrow_exception(std::exchange(hearing_->thrown, nullptr));
+    if (code == VELMORA_FAILED) has_failed_ = true;
+    if (code == VELMORA_OUT_OF_MEMORY) throw std::bad_alloc();
+    if (code > VELMORA_FAILED) throw HostError(code, velmora_describe(code));
+  }
+  std::string_view Taken(velmora_code code, const velmora_bytes &out) {
+    Check(code);
+    return {out.data, out.size};
+  }
+
+  std::unique_ptr<Hearing> hearing_ = std::make_unique<Hearing>();
+  std::unique_ptr<velmora_response, Ender> response_;
+  bool has_failed_ = false;
+};
+
+/// The plug-in with a policy. Any number of threads use it at once; responses may outlive it.
+class Host {
+ public:
+  /// Throws `HostError`.
+  explicit Host(const HostOptions &options = {}) {
+    velmora_host_options given = VELMORA_HOST_OPTIONS_INIT;
+    given.plugin = options.plugin.c_str();
+    given.policy = options.policy.c_str();
+    given.event_log = options.event_log.c_str();
+    velmora_host *host = nullptr;
+    char message[MOST_MESSAGE];
+    const velmora_code code = velmora_host_open(&given, &host, message, sizeof message);
+    host_.reset(host);
+    if (code != VELMORA_OK) throw HostError(code, message);
+  }
+
+  /// Reads policy and lists anew, and opens the log again. Throws `HostError`; then all stays as it
+  /// was.
+  void Renew() {
+    char message[MOST_MESSAGE];
+    const velmora_code code = velmora_host_renew(host_.get(), message, sizeof message);
+    if (code != VELMORA_OK) throw HostError(code, message);
+  }
+
+  /// None: the response goes on as it is. Throws `HostError` with the code `VELMORA_FAILED` when
+  /// the body must not go on at all.
+  std::optional<HostResponse> Begin(const ResponseHead &head, HostListener listener = {}) const {
+    velmora_response_head given = VELMORA_RESPONSE_HEAD_INIT;
+    given.status = head.status;
+    given.url = head.url.c_str();
+    given.client = head.client.c_str();
+    given.content_type = head.content_type.c_str();
+    given.content_encoding = head.content_encoding.c_str();
+    given.accept_encoding = head.accept_encoding.c_str();
+    if (head.block) given.block = head.block->c_str();
+    HostResponse response;
+    response.hearing_->listener = std::move(listener);
+    velmora_response *begun = nullptr;
+    const velmora_code code = velmora_response_begin(host_.get(), &given, HostResponse::Hear,
+                                                     response.hearing_.get(), &begun);
+    response.response_.reset(begun);
+    response.Check(code);
+    if (code == VELMORA_FAILED) throw HostError(code, velmora_describe(code));
+    if (code == VELMORA_UNTOUCHED) return std::nullopt;
+    return response;
+  }
+
+ private:
+  static constexpr std::size_t MOST_MESSAGE = 4096;
+
+  struct Closer {
+    void operator()(velmora_host *host) const noexcept { velmora_host_close(host); }
+  };
+  std::unique_ptr<velmora_host, Closer> host_;
+};
+
+}  // namespace host_api_0
+}  // namespace velmora
