@@ -160,7 +160,7 @@ TEST_F(Interface, SaysWhatItCannotDo) {
   EXPECT_EQ(open(options), std::pair(VELMORA_OK, std::string()));
   options.policy = "/no/such/folder/velmora.toml";
   EXPECT_EQ(open(options),
-            std::pair(VELMORA_BAD_POLICY, std::string("/no/such/folder/velmora.toml: ")));
+            std::pair(VELMORA_BAD_POLICY, std::string("/no/such/folder/velmora.toml: c")));
   options.size = offsetof(velmora_host_options, policy);  // of a program that knows less
   EXPECT_EQ(open(options).first, VELMORA_OK);
   options.plugin = "/no/such/plugin";
