@@ -94,6 +94,10 @@ CDebugLog *InstallLog(CDebugLog *log) noexcept {
   return current_log.exchange(log != nullptr && log->mode() != 0 ? log : nullptr);
 }
 
+bool IsLogOn() noexcept {
+  return current_log.load(std::memory_order_acquire) != nullptr;
+}
+
 void Log(const char *format, ...) noexcept {
   CDebugLog *const log = current_log.load(std::memory_order_acquire);
   if (log == nullptr) return;

@@ -64,6 +64,9 @@ class CDebugLog {
 /// is taken away may still get lines of other threads; it is destroyed when they are done.
 CDebugLog *InstallLog(CDebugLog *log) noexcept;
 
+/// Is there a log that lines go to?
+bool IsLogOn() noexcept;
+
 /// Writes a line to the process-wide log. When the log is off this costs one comparison.
 [[gnu::format(printf, 1, 2)]] void Log(const char *format, ...) noexcept;
 [[gnu::format(printf, 1, 2)]] void LogException(const char *format, ...) noexcept;

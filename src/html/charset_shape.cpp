@@ -1,6 +1,8 @@
 #include "html/charset_shape.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <iconv.h>
 #include <mutex>
 #include <string_view>
@@ -174,27 +176,38 @@ void CharsetShape::LearnBytes(const Converter &decoder) noexcept {
     is_itself_[b] = b < ASCII_END && is_whole[b] && first.unit == b;
   }
 
-  std::array<bool, ASCII_END> is_swallowed{};
+  begins_.fill(true);
   for (unsigned b = 0; b < 256; ++b) {
     if (is_whole[b]) continue;
     bytes[0] = static_cast<char>(b);
-    for (unsigned c = 0; c < (is_single_byte_ ? 256 : ASCII_END); ++c) {
+    for (unsigned c = 0; c < 256; ++c) {
       bytes[1] = static_cast<char>(c);
-      if (Try(decoder, bytes).consumed < 2) continue;
-      is_single_byte_ = false;
-      if (c < ASCII_END) is_swallowed[c] = true;
+      if (begins_[c] && Try(decoder, bytes).consumed > 1) begins_[c] = false;
     }
     bytes[1] = 'a';
   }
+  is_single_byte_ = std::ranges::all_of(begins_, std::identity());
 
   bool is_markup_alone = true;
   bool is_ascii_alone = true;
   for (unsigned c = 0; c < ASCII_END; ++c) {
-    const bool is_alone = is_itself_[c] && !is_swallowed[c];
+    const bool is_alone = is_itself_[c] && begins_[c];
     is_ascii_alone &= is_alone;
-    is_markup_alone &= is_alone || !IsOfMarkup(c);
+    is_markup_alone &= IsOfMarkup(c) ? is_alone : is_itself_[c] || c == '\\' || c == '~';
   }
   kind_ = is_ascii_alone ? Kind::ASCII_ALONE : is_markup_alone ? Kind::MARKUP_ALONE : Kind::NONE;
+}
+
+std::size_t CharsetShape::SafeEnd(std::span<const std::uint8_t> bytes,
+                                  std::size_t from) const noexcept {
+  // More than the longest character and one byte of the one behind it.
+  static constexpr std::size_t LOOKED_AT = 8;
+  const auto is_ascii = [](std::uint8_t byte) { return byte < ASCII_END; };
+  const std::size_t tail = bytes.size() - std::min(LOOKED_AT, bytes.size() - from);
+  if (is_single_byte_ || std::ranges::all_of(bytes.subspan(tail), is_ascii)) return bytes.size();
+  std::size_t end = tail;
+  while (end > from && !begins_[bytes[end]] && !is_ascii(bytes[end - 1])) --end;
+  return end;
 }
 
 }  // namespace velmora

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -25,7 +26,7 @@ class CharsetShape {
     /// Nothing is known but which bytes are themselves.
     NONE,
     /// 00 to 2F, "<", "=" and ">" stand for themselves wherever they stand; other ASCII bytes may
-    /// belong to a character that began before them.
+    /// belong to a character that began before them. "\\" and "~" may be other characters.
     MARKUP_ALONE,
     /// So does every ASCII byte.
     ASCII_ALONE,
@@ -42,6 +43,12 @@ class CharsetShape {
   bool IsWide() const noexcept { return kind_ >= Kind::UNITS_LITTLE_ENDIAN; }
   /// Every byte is a whole character or an invalid one.
   bool IsSingleByte() const noexcept { return is_single_byte_; }
+  /// No character that began before this byte goes on with it.
+  bool BeginsCharacter(std::uint8_t byte) const noexcept { return begins_[byte]; }
+  /// How far the characters from `from` on, where one begins, can be passed over: a character
+  /// begins there too (or the bytes end), and none that begins before it, nor the one behind that,
+  /// is cut off by the end of the bytes.
+  std::size_t SafeEnd(std::span<const std::uint8_t> bytes, std::size_t from) const noexcept;
   /// A character that begins with this byte is this ASCII character.
   bool IsItself(std::uint8_t byte) const noexcept { return is_itself_[byte]; }
 
@@ -77,6 +84,7 @@ class CharsetShape {
   Kind kind_ = Kind::NONE;
   bool is_single_byte_ = true;
   std::array<bool, 256> is_itself_{};
+  std::array<bool, 256> begins_{};
 };
 
 }  // namespace velmora

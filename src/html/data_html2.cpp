@@ -10,8 +10,7 @@
 
 namespace velmora {
 
-CDataHTML2::CDataHTML2(FilterMaker make_filters, std::unique_ptr<CharacterSource> source)
-    : make_filters_(std::move(make_filters)), source_(std::move(source)) {
+CDataHTML2::CDataHTML2(FilterMaker make_filters) : make_filters_(std::move(make_filters)) {
   if (switches::HTML_OBJECT_TRACE) Log("CDataHTML2\n");
 }
 
@@ -60,13 +59,9 @@ void CDataHTML2::ReadCharacters() {
   // A host may present less than was left to it.
   position_.Follow(0, static_cast<std::uint32_t>(bytes_.size()));
   while (!Rest().empty()) {
-    if (const PassedOver passed_over = PassedOverIn(tokenizer_.state());
-        passed_over != PassedOver::NOTHING) {
-      position_.Advance(source_->PassOver(encodings_.Top(), Rest(), passed_over, place_),
-                        static_cast<std::uint32_t>(bytes_.size()));
-      if (Rest().empty()) return;
-    }
-    const DecodedChar decoded = source_->Decode(encodings_.Top(), Rest());
+    read_ahead_.Run(bytes_);
+    if (Rest().empty()) return;
+    const DecodedChar decoded = encodings_.Top().DecodeChar(Rest());
     if (decoded.IsIncomplete()) return;
     if (decoded.IsInvalid()) {
       SkipInvalidByte(Rest().front());

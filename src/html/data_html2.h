@@ -5,12 +5,12 @@
 #include <span>
 
 #include "core/content_handler.h"
-#include "html/character_source.h"
 #include "html/encoding_stack.h"
 #include "html/handler_list.h"
 #include "html/open_elements.h"
 #include "html/page_chunk.h"
 #include "html/page_position.h"
+#include "html/read_ahead.h"
 #include "html/text_place.h"
 #include "html/tokenizer.h"
 
@@ -22,8 +22,7 @@ namespace velmora {
 class CDataHTML2 final : public CContentHandler, private TokenizerClient {
  public:
   /// `make_filters` adds the page's handlers behind the charset handlers, at every `SetContext`.
-  explicit CDataHTML2(FilterMaker make_filters, std::unique_ptr<CharacterSource> source =
-                                                    std::make_unique<PlainCharacterSource>());
+  explicit CDataHTML2(FilterMaker make_filters);
   ~CDataHTML2() override;
 
  protected:
@@ -44,7 +43,6 @@ class CDataHTML2 final : public CContentHandler, private TokenizerClient {
   std::span<const std::uint8_t> Rest() const noexcept;
 
   FilterMaker make_filters_;
-  std::unique_ptr<CharacterSource> source_;
   PageChunk page_;
   PagePosition position_;
   TextPlace place_;
@@ -52,6 +50,7 @@ class CDataHTML2 final : public CContentHandler, private TokenizerClient {
   HandlerList handlers_;
   OpenElements elements_{page_, position_, place_, encodings_, handlers_};
   Tokenizer tokenizer_{position_, place_, *this};
+  ReadAhead read_ahead_{page_, position_, place_, encodings_, tokenizer_};
 
   /// The held bytes up to the chunk's end, as they stood after the last edit.
   std::span<const std::uint8_t> bytes_;

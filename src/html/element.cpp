@@ -128,6 +128,7 @@ std::int32_t CHTMLElement::FilterContent(IDataProcessor *handler) {
   const bool is_inside = static_cast<std::int32_t>(length) >= 0 && page_.Contains(begin, length);
   if (handler != nullptr && is_inside) {
     handler->ProcessData(&buffer, begin, length, DATA_FLAG_START | DATA_FLAG_END);
+    page_.NoteEdit();
   }
   const std::uint32_t size_after = buffer.GetSize();
   buffer.SetCommitted(size_after);

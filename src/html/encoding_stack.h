@@ -1,6 +1,7 @@
 // The encodings of a page; the top one is in force.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -20,15 +21,24 @@ class EncodingStack {
   bool IsEmpty() const noexcept { return encodings_.empty(); }
   /// The encoding in force; the stack must not be empty.
   CEncoding &Top() const noexcept { return *encodings_.back(); }
-  void Push(std::unique_ptr<CEncoding> encoding) { encodings_.push_back(std::move(encoding)); }
+  /// How often another encoding has come into force.
+  std::uint32_t changes() const noexcept { return changes_; }
+  void Push(std::unique_ptr<CEncoding> encoding) {
+    ++changes_;
+    encodings_.push_back(std::move(encoding));
+  }
   /// Destroys the encoding in force and puts another in its place.
-  void ReplaceTop(std::unique_ptr<CEncoding> encoding) { encodings_.back() = std::move(encoding); }
+  void ReplaceTop(std::unique_ptr<CEncoding> encoding) {
+    ++changes_;
+    encodings_.back() = std::move(encoding);
+  }
   void Clear() noexcept {
     while (!encodings_.empty()) encodings_.pop_back();
   }
 
  private:
   std::vector<std::unique_ptr<CEncoding>> encodings_;
+  std::uint32_t changes_ = 0;
 };
 
 }  // namespace velmora

@@ -14,6 +14,7 @@ std::int32_t PageChunk::Replace(std::uint32_t position, std::uint32_t old_length
   if (!Contains(position, 0)) return 0;
   old_length = std::min(old_length, chunk_->End() - position);
   if (old_length == 0 && text.empty()) return 0;
+  NoteEdit();
   const std::uint32_t size_before = buffer().GetSize();
   buffer().Replace(position, old_length, reinterpret_cast<const std::uint8_t *>(text.data()),
                    static_cast<std::uint32_t>(text.size()));

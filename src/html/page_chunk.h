@@ -13,7 +13,14 @@ namespace velmora {
 class PageChunk {
  public:
   /// From here on `chunk`, which must outlive the call, is the one that is edited.
-  void Enter(const Chunk &chunk) noexcept { chunk_ = &chunk; }
+  void Enter(const Chunk &chunk) noexcept {
+    chunk_ = &chunk;
+    ++changes_;
+  }
+  /// Somebody else had the bytes to edit.
+  void NoteEdit() const noexcept { ++changes_; }
+  /// Moves whenever the bytes, or where they lie, may have changed.
+  std::uint32_t changes() const noexcept { return changes_; }
 
   const Chunk &chunk() const noexcept { return *chunk_; }
   IDataBuffer &buffer() const noexcept { return chunk_->buffer(); }
@@ -28,6 +35,7 @@ class PageChunk {
 
  private:
   const Chunk *chunk_ = nullptr;
+  mutable std::uint32_t changes_ = 0;
 };
 
 }  // namespace velmora

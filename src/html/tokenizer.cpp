@@ -1,5 +1,6 @@
 #include "html/tokenizer.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "core/switches.h"
@@ -32,6 +33,15 @@ void TraceNonAscii(char16_t c) {
 }
 
 }  // namespace
+
+void Tokenizer::TakeRun(RunEffect effect, std::string_view characters) {
+  if (effect == RunEffect::NOTHING) return;
+  const std::size_t size_before = token_.size();
+  token_.append(characters);
+  if (effect == RunEffect::APPEND) return;
+  const auto added = token_.begin() + static_cast<std::ptrdiff_t>(size_before);
+  std::transform(added, token_.end(), added, platform::ToUpperAscii);
+}
 
 void Tokenizer::Enter(State next) {
   const State from = std::exchange(state_, next);

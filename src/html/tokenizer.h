@@ -6,10 +6,12 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "html/attribute_list.h"
 #include "html/page_position.h"
+#include "html/state_runs.h"
 #include "html/text_place.h"
 #include "html/tokenizer_table.h"
 
@@ -45,12 +47,15 @@ class Tokenizer {
       : position_(position), place_(place), client_(client) {}
 
   State state() const noexcept { return state_; }
+  Situation situation() const noexcept { return {state_, value_expected_, return_state_, quote_}; }
   /// Runs the table on a character; once more as long as it says so.
   Taken Take(char16_t c) {
     Taken taken = RunTable(state_, c, *this);
     while (taken == Taken::AGAIN) taken = RunTable(state_, c, *this);
     return taken;
   }
+  /// Takes characters that the run of the situation covers, without moving on.
+  void TakeRun(RunEffect effect, std::string_view characters);
   /// The body has ended: completes a pending tag.
   void Finish() {
     if (state_ != State::TEXT) Enter(State::TEXT);

@@ -28,20 +28,4 @@ enum class State : std::uint8_t {
   RAW_END = 19,           // after the whole end name in raw text
 };
 
-/// The characters that a state merely passes over: each is consumed without any action, so that a
-/// character source may skip a run of them.
-enum class PassedOver : std::uint8_t { NOTHING, ALL_BUT_LESS_THAN, ALL_BUT_DASH };
-
-constexpr PassedOver PassedOverIn(State state) noexcept {
-  switch (state) {
-    case State::TEXT:
-    case State::RAW_TEXT:
-      return PassedOver::ALL_BUT_LESS_THAN;
-    case State::COMMENT:
-      return PassedOver::ALL_BUT_DASH;
-    default:
-      return PassedOver::NOTHING;
-  }
-}
-
 }  // namespace velmora

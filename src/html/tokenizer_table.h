@@ -19,7 +19,7 @@ constexpr bool IsQuoteUnit(char16_t c) noexcept {
 }
 
 template <class Actions>
-Taken RunTable(State state, char16_t c, Actions &a) {
+constexpr Taken RunTable(State state, char16_t c, Actions &a) {
   using enum State;
   using enum Taken;
   using platform::IsAlphanumeric;

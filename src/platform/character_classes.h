@@ -22,17 +22,17 @@ constexpr bool IsAscii(char16_t unit) noexcept {
 }
 
 /// General category L; surrogates and U+FFFD are no letters.
-inline bool IsLetter(char16_t unit) noexcept {
+constexpr bool IsLetter(char16_t unit) noexcept {
   return IsAscii(unit) ? IsLetterAscii(static_cast<char>(unit)) : IsLetterBeyondAscii(unit);
 }
 /// A letter or general category Nd.
-inline bool IsAlphanumeric(char16_t unit) noexcept {
+constexpr bool IsAlphanumeric(char16_t unit) noexcept {
   if (!IsAscii(unit)) return IsAlphanumericBeyondAscii(unit);
   const char c = static_cast<char>(unit);
   return IsLetterAscii(c) || IsDigitAscii(c);
 }
 /// Unicode's White_Space.
-inline bool IsSpace(char16_t unit) noexcept {
+constexpr bool IsSpace(char16_t unit) noexcept {
   return IsAscii(unit) ? IsSpaceAscii(static_cast<char>(unit)) : IsSpaceBeyondAscii(unit);
 }
 
