@@ -74,7 +74,8 @@ FileResult BodyFilter::FilterFile(const Job &job, std::string_view shown_name, R
                                   Totals &totals) const {
   Input input(job.input);
   std::string piece = input.Read(options_.chunk_size);
-  FileResult result{.type = ContentType(job.input, piece)};
+  FileResult result;
+  FindType(job.input, piece, result);
   ReportSink sink(report, totals, shown_name);
   host::Transaction transaction({.url = options_.url,
                                  .content_type = result.type,
@@ -122,10 +123,12 @@ FileResult BodyFilter::FilterFile(const Job &job, std::string_view shown_name, R
   return result;
 }
 
-std::string BodyFilter::ContentType(const std::string &name, std::string_view first_bytes) const {
-  std::string type = options_.type.empty() ? BodyType(name, first_bytes) : FullType(options_.type);
-  if (!options_.charset.empty()) type += "; charset=" + options_.charset;
-  return type;
+void BodyFilter::FindType(const std::string &name, std::string_view first_bytes,
+                          FileResult &result) const {
+  result.type = options_.type.empty() ? TypeOfName(name) : FullType(options_.type);
+  result.is_type_guessed = result.type.empty();
+  if (result.is_type_guessed) result.type = TypeOfBytes(first_bytes);
+  if (!options_.charset.empty()) result.type += "; charset=" + options_.charset;
 }
 
 }  // namespace velmora::command

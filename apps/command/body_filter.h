@@ -50,7 +50,7 @@ class BodyFilter {
                         Totals &totals) const;
 
  private:
-  std::string ContentType(const std::string &name, std::string_view first_bytes) const;
+  void FindType(const std::string &name, std::string_view first_bytes, FileResult &result) const;
 
   const FilterOptions &options_;
   host::Policy policy_;

@@ -61,13 +61,15 @@ bool LooksLikeHtml(std::string_view bytes) {
 
 }  // namespace
 
-std::string BodyType(std::string_view name, std::string_view first_bytes) {
-  const auto by_name = std::ranges::find_if(
-      EXTENSIONS, [&](const NamedType &type) { return EndsWithNoCase(name, type.name); });
-  if (by_name != EXTENSIONS.end()) return std::string(by_name->type);
-  if (first_bytes.starts_with("GIF8")) return std::string(GIF);
-  if (LooksLikeHtml(first_bytes)) return std::string(HTML);
-  return "application/octet-stream";
+std::string_view TypeOfName(std::string_view name) noexcept {
+  const auto type = std::ranges::find_if(
+      EXTENSIONS, [&](const NamedType &named) { return EndsWithNoCase(name, named.name); });
+  return type == EXTENSIONS.end() ? std::string_view() : type->type;
+}
+
+std::string_view TypeOfBytes(std::string_view first_bytes) {
+  if (first_bytes.starts_with("GIF8")) return GIF;
+  return LooksLikeHtml(first_bytes) ? HTML : "application/octet-stream";
 }
 
 std::string FullType(std::string_view type) {

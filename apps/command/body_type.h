@@ -1,4 +1,4 @@
-// The content type of a saved body, by its name and its first bytes.
+// The content type of a saved body, by its name or its first bytes.
 #pragma once
 
 #include <string>
@@ -6,9 +6,13 @@
 
 namespace velmora::command {
 
-/// The type of a name's extension (of ".html", ".js", ".vbs", ".gif" and the like), else of the
-/// bytes (a GIF, an HTML page in ASCII, UTF-8 or UTF-16), else "application/octet-stream".
-std::string BodyType(std::string_view name, std::string_view first_bytes);
+/// The type that a name's extension says (".html", ".js", ".vbs", ".gif" and the like); empty when
+/// it says none.
+std::string_view TypeOfName(std::string_view name) noexcept;
+
+/// The type that the bytes look like: a GIF, an HTML page in ASCII, UTF-8 or UTF-16, else
+/// "application/octet-stream".
+std::string_view TypeOfBytes(std::string_view first_bytes);
 
 /// A type as the user gives it: "html", "js", "vbs" and "gif" stand for the full names.
 std::string FullType(std::string_view type);

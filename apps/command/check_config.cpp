@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "command/argument_checks.h"
 #include "command/commands.h"
 #include "command/files.h"
 #include "command/messages.h"
@@ -121,14 +122,6 @@ int CheckConfig(const CheckOptions &options) {
   }
 }
 
-std::string CheckAddress(const std::string &text) {
-  return host::ClientAddress::Parse(text) ? "" : "\"" + text + "\" is no IP address";
-}
-
-std::string CheckUrl(const std::string &text) {
-  return host::HostOfUrl(text).empty() ? "\"" + text + "\" is no URL with a host" : "";
-}
-
 }  // namespace
 
 void AddCheckConfig(CLI::App &application, Action &action) {
@@ -139,7 +132,7 @@ void AddCheckConfig(CLI::App &application, Action &action) {
       .add_option("FILE", options->file,
                   fmt::format("The policy file (default: {})", options->file))
       ->type_name("");
-  command.add_option("--url", options->url, "Show what applies to this address")
+  command.add_option("--url", options->url, "Show what applies to this URL")
       ->type_name("URL")
       ->check(CheckUrl);
   command.add_option("--client", options->client, "Show what applies to this client")

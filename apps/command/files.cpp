@@ -1,6 +1,8 @@
 #include "command/files.h"
 
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <fcntl.h>
 #include <string>
 #include <system_error>
@@ -21,6 +23,46 @@ std::filesystem::path ReplaceablePath(const std::filesystem::path &path) {
   const bool replaceable =
       std::filesystem::is_regular_file(status) || !std::filesystem::exists(status);
   return replaceable ? real : std::filesystem::path();
+}
+
+// The file that grows, for the handler of signals that end the program.
+char growing_file[PATH_MAX];
+volatile std::sig_atomic_t is_growing = 0;
+
+constexpr int ENDING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU, SIGXFSZ};
+
+void RemoveGrowingFile(int signal) {
+  if (is_growing != 0) unlink(growing_file);
+  // The handler is reset by now.
+  raise(signal);
+}
+
+/// Signals that come meanwhile wait.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  SignalsHeld(const SignalsHeld &) = delete;
+  SignalsHeld &operator=(const SignalsHeld &) = delete;
+  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_;
+};
+
+void HandleEndingSignals() {
+  for (const int signal : ENDING_SIGNALS) {
+    struct sigaction before {};
+    struct sigaction action {};
+    action.sa_handler = RemoveGrowingFile;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
+    if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_DFL) {
+      sigaction(signal, &action, nullptr);
+    }
+  }
 }
 
 std::FILE *CreateFile(const std::filesystem::path &path, int how) {
@@ -54,12 +96,22 @@ Output::Output(const std::filesystem::path &path) : path_(path), file_(stdout) {
     temporary_ = real;
     temporary_ += ".part-" + std::to_string(getpid());
   }
-  opened_.reset(temporary_.empty() ? CreateFile(path_, O_TRUNC) : CreateFile(temporary_, O_EXCL));
+  if (temporary_.empty()) {
+    opened_.reset(CreateFile(path_, O_TRUNC));
+  } else {
+    HandleEndingSignals();
+    const SignalsHeld held;
+    opened_.reset(CreateFile(temporary_, O_EXCL));
+    temporary_.native().copy(growing_file, sizeof growing_file - 1);
+    is_growing = 1;
+  }
   file_ = opened_.get();
 }
 
 Output::~Output() {
-  if (!temporary_.empty()) unlink(temporary_.c_str());
+  if (temporary_.empty()) return;
+  unlink(temporary_.c_str());
+  is_growing = 0;
 }
 
 void Output::Write(std::string_view bytes) {
@@ -73,6 +125,7 @@ void Output::Finish() {
   if (!is_written) ThrowErrno(path_.empty() ? "standard output" : path_.string());
   if (temporary_.empty()) return;
   std::filesystem::rename(temporary_, path_);
+  is_growing = 0;
   temporary_.clear();
 }
 

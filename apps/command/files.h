@@ -22,7 +22,7 @@ class Input {
  public:
   /// `STANDARD_INPUT` or a file.
   explicit Input(const std::string &name);
-  /// The next `size` bytes; fewer only at the end, none behind it.
+  /// The next `size` bytes; fewer only at the end, none after it.
   std::string Read(std::size_t size);
 
  private:
@@ -31,7 +31,8 @@ class Input {
 };
 
 /// Throws `std::system_error` when something goes wrong. A file appears under its name only when
-/// all of it is written, so that an output may take its own input's place.
+/// all of it is written, so that an output may take its own input's place; what a signal ends
+/// early leaves nothing behind.
 class Output {
  public:
   /// An empty path is standard output.

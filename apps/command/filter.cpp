@@ -15,6 +15,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "command/argument_checks.h"
 #include "command/body_filter.h"
 #include "command/commands.h"
 #include "command/files.h"
@@ -115,20 +116,23 @@ void AddFilter(CLI::App &application, Action &action) {
   command
       .add_option("--type", options->type,
                   "Content type: html, js, vbs, gif or a full one (default: by name and content)")
-      ->type_name("TYPE");
+      ->type_name("TYPE")
+      ->check(CheckType);
   command.add_option("--charset", options->charset, "Character set that the Content-Type names")
-      ->type_name("NAME");
-  command.add_option("--url", options->url, "Address that the body came from")->type_name("URL");
+      ->type_name("NAME")
+      ->check(CheckCharset);
+  command.add_option("--url", options->url, "URL that the body came from")->type_name("URL");
   CLI::Option *const block = AddCategoryOption(command, "--block", options->block,
                                                "Categories to block (default: \"default\")");
   AddCategoryOption(command, "--allow", options->allow, "Categories to leave alone after all");
   command
       .add_option("--policy", options->policy,
-                  "Block what this policy file says for the address and the client")
+                  "Block what this policy file says for the URL and the client")
       ->type_name("FILE")
       ->excludes(block);
   command.add_option("--client", options->client, "Address of the client, for the policy")
-      ->type_name("ADDRESS");
+      ->type_name("ADDRESS")
+      ->check(CheckAddress);
   command.add_option("--set", options->settings, "A setting of the plug-in (repeatable)")
       ->type_name("NAME=VALUE")
       ->allow_extra_args(false);

@@ -38,6 +38,18 @@ void AddFolder(const std::string &name, const fs::path &output, std::vector<Sour
             [](const Source &a, const Source &b) { return a.place < b.place; });
 }
 
+/// The folder named with -o is made, and those in it; the one that it lies in is the user's.
+void CheckOutput(const fs::path &output, bool is_folder) {
+  if (output.empty()) return;
+  if (is_folder && fs::exists(output) && !fs::is_directory(output)) {
+    throw UsageError("-o: " + output.string() + " is no folder");
+  }
+  const fs::path parent = (output.has_filename() ? output : output.parent_path()).parent_path();
+  if (!parent.empty() && !fs::is_directory(parent)) {
+    throw UsageError("-o: there is no folder " + parent.string());
+  }
+}
+
 }  // namespace
 
 std::vector<Job> PlanJobs(const std::vector<std::string> &names, const fs::path &output,
@@ -56,6 +68,7 @@ std::vector<Job> PlanJobs(const std::vector<std::string> &names, const fs::path 
   if (output.empty() && are_several && !is_optional) throw UsageError("several files need -o DIR");
 
   const bool is_folder = are_several || !output.has_filename() || fs::is_directory(output);
+  CheckOutput(output, is_folder);
   std::vector<Job> jobs;
   std::set<fs::path> taken;
   for (const Source &source : sources) {

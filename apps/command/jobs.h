@@ -17,6 +17,7 @@ struct Job {
 /// The files named, and all those in the folders named, which keep their places below the output
 /// folder. `output` may be a file for one file, and empty for one whose result goes to standard
 /// output; when `is_optional`, results of several may go nowhere.
+/// The output folder itself may be missing, the one that it lies in may not.
 /// Throws `UsageError`, and `std::filesystem::filesystem_error` for folders that cannot be read.
 std::vector<Job> PlanJobs(const std::vector<std::string> &names,
                           const std::filesystem::path &output, bool is_optional);

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "command/commands.h"
 #include "command/files.h"
@@ -40,10 +41,14 @@ struct Token {
 
 std::string ReadAll(const std::string &name) {
   constexpr std::size_t PIECE = 1U << 20;
-  Input input(name);
   std::string bytes;
-  for (std::string piece; !(piece = input.Read(PIECE)).empty();) bytes += piece;
-  if (bytes.size() >= LENGTH_TO_END) throw std::runtime_error("the script is too long");
+  try {
+    Input input(name);
+    for (std::string piece; !(piece = input.Read(PIECE)).empty();) bytes += piece;
+  } catch (const std::system_error &error) {
+    throw std::runtime_error(name + ": " + error.what());
+  }
+  if (bytes.size() >= LENGTH_TO_END) throw std::runtime_error(name + ": too long");
   return bytes;
 }
 

@@ -19,6 +19,8 @@ namespace velmora::command {
 /// How a file went through.
 struct FileResult {
   std::string type;
+  /// Neither the command line nor the file's name says the type: the first bytes do.
+  bool is_type_guessed = false;
   bool was_filtered = false;
   std::size_t blocked = 0;
   std::size_t bytes_in = 0;

@@ -20,6 +20,9 @@ class TextReport final : public Report {
     if (result.stopped) {
       Say("{}: {}: the rest is not filtered", file, host::Describe(*result.stopped));
     }
+    if (result.is_type_guessed) {
+      Say("{}: taken for {}; --type says what it is", file, Printable(result.type));
+    }
     if (result.was_filtered) {
       Say("{}: {} blocked, {} bytes in, {} out", file, result.blocked, result.bytes_in,
           result.bytes_out);

@@ -64,11 +64,16 @@ TEST(FilterCommand, ChoosesTheTypeByNameAndContent) {
       {"b", "GIF89a<html><ad>", false},
       {"a.txt", "about <html><ad>", false},
       {"empty", "", false},
+      {"-", "<html><ad>", true},
+      {"-", "var a;", false},
   };
   for (const auto &[name, body, is_filtered] : cases) {
     SCOPED_TRACE(name);
     shell.Write(name, body);
-    const Result result = shell.Filter(name);
+    const Result result = shell.Filter(name + " <" + name);
+    // What only the bytes tell, the report tells too.
+    const bool is_known = name.find('.') != name.npos && name != "a.asp" && name != "a.txt";
+    EXPECT_EQ(result.errors.find("taken for ") == std::string::npos, is_known);
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.output == body, !is_filtered);
     EXPECT_EQ(result.errors.find("nothing to filter in") != std::string::npos, !is_filtered);
@@ -99,11 +104,11 @@ TEST(FilterCommand, WritesFilesWhereItIsTold) {
   EXPECT_EQ(shell.Filter("b.html -o /dev/stdout").output, "b");
 
   // A file that fails leaves the others.
-  const Result several = shell.Filter("none.html b.html -o new/folder");
+  const Result several = shell.Filter("none.html b.html -o new");
   EXPECT_EQ(several.exit_code, 1);
   EXPECT_EQ(several.output, "");
   EXPECT_THAT(several.errors, HasSubstr("velmora: none.html: No such file or directory\n"));
-  EXPECT_EQ(shell.Read("new/folder/b.html"), "b");
+  EXPECT_EQ(shell.Read("new/b.html"), "b");
   EXPECT_EQ(shell.List(), "a.html\nb.html\nfolder\nnew\nout.html\n") << "nothing else is left";
 }
 
@@ -116,6 +121,23 @@ TEST(FilterCommand, AnUnfinishedResultIsNotLeftBehind) {
   EXPECT_EQ(held.exit_code, 1);
   EXPECT_EQ(held.errors, "velmora: a.html: more bytes held back than allowed (see --max-held)\n");
   EXPECT_EQ(shell.List(), "a.html\n");
+  // Nor when a signal ends the program while its input goes on.
+  for (const std::string signal : {"INT", "TERM", "HUP", "PIPE"}) {
+    const Result ended = shell.Run("signal=" + signal + R"(
+        mkfifo pipe
+        $velmora filter --plugin $plugin --type html --chunk-size 4 - -o out.html <pipe &
+        exec 9>pipe
+        echo some bytes >&9
+        for i in $(seq 600); do ls out.html.part-* >.found 2>&1 && break; sleep 0.05; done
+        ls
+        kill -$signal $(ls | sed 's/.*part-//;t;d')
+        wait $!
+        echo $?
+        exec 9>&-
+        rm pipe)");
+    EXPECT_THAT(ended.output, MatchesRegex("a.html\nout.html.part-[0-9]+\npipe\n[0-9]+\n"));
+    EXPECT_EQ(shell.List(), "a.html\n") << signal;
+  }
   const Result full = shell.Filter("a.html >/dev/full");
   EXPECT_EQ(full.exit_code, 1);
   EXPECT_THAT(full.errors, HasSubstr("standard output"));
@@ -126,7 +148,16 @@ TEST(FilterCommand, RefusesACommandLineThatMakesNoSense) {
   shell.Write("a.html", "");
   const std::pair<std::string, std::string> cases[] = {
       {"", "sub-command"},
-      {"dance", "dance"},
+      {"dance", "unexpected word \"dance\"\n"},
+      {"fliter a.html", "unexpected word \"fliter\"; did you mean \"filter\"?\n"},
+      {"help lexx", "did you mean \"lex\"?"},
+      {"filter a.html --blok all", "unknown option \"--blok\"; did you mean \"--block\"?\n"},
+      {"filter a.html --type foo", "--type: \"foo\" is neither html, js, vbs, gif nor a content"},
+      {"filter a.html --client 1.2.3", "--client: \"1.2.3\" is no IP address"},
+      {"filter a.html --charset klingon", "\"klingon\" is no character set that browsers know"},
+      {"filter a.html -o new/a.html", "there is no folder new"},
+      {"filter a.html - -o new/folder/", "there is no folder new"},
+      {"filter a.html b.html -o a.html", "-o: a.html is no folder"},
       {"filter", "FILE"},
       {"filter a.html --no-such", "--no-such"},
       {"filter a.html --block flash,popup", "unknown category \"popup\""},
@@ -166,6 +197,9 @@ TEST(FilterCommand, HelpAndVersionGoToStandardOutput) {
   EXPECT_EQ(help.errors, "");
   EXPECT_THAT(help.output,
               AllOf(HasSubstr("--chunk-size N"), HasSubstr("gif-animation        400")));
+  EXPECT_THAT(shell.Run("$velmora help filter").output,
+              AllOf(HasSubstr("Usage: velmora filter"), HasSubstr("--chunk-size N")));
+  EXPECT_EQ(shell.Run("$velmora help").output, shell.Run("$velmora --help").output);
 }
 
 }  // namespace

@@ -56,7 +56,9 @@ TEST(LexCommand, TextEndsInTheFingerprint) {
   const Result result = shell.Run("$velmora lex a.js");
   EXPECT_THAT(result.output, HasSubstr("0x11fe  end-of-script"));
   EXPECT_THAT(result.output, HasSubstr("fingerprint 0x"));
-  EXPECT_EQ(shell.Run("$velmora lex no-such-file").exit_code, 1);
+  const Result missing = shell.Run("$velmora lex nosuch.js");
+  EXPECT_EQ(missing.exit_code, 1);
+  EXPECT_EQ(missing.errors, "velmora: nosuch.js: No such file or directory\n");
   EXPECT_EQ(shell.Run("$velmora lex --wide middle a.js").exit_code, 2);
 }
 
