@@ -1,14 +1,21 @@
 """The programs behind `./run` and `./run proxy`, and what they leave behind: no process."""
 
+import argparse
+import contextlib
+import io
+import ipaddress
+import os
 import pathlib
 import re
 import signal
 import subprocess
 import sys
+import tempfile
 import unittest
 
 from proxy_case import MODULES, ROOT, ProxyCase
-from squid import free_port, is_listening
+import proxy
+from squid import Squid, free_port, is_listening
 
 PROGRAMS = ROOT / "tools" / "proxy"
 
@@ -44,28 +51,84 @@ class Run(unittest.TestCase):
             self.assertNotEqual((before / name).read_bytes(), (after / name).read_bytes(), name)
         self.assertEqual(leftovers(ROOT / "build" / "proxy" / "squid.conf"), [])
 
+    def start(self, *arguments):
+        proxy = subprocess.Popen(
+            self.program("proxy", "--modules", MODULES, *arguments),
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+        )
+        self.addCleanup(proxy.kill)
+        return proxy
+
+    def end(self, proxy, number=signal.SIGINT):
+        proxy.send_signal(number)
+        output, errors = proxy.communicate(timeout=30)
+        self.assertIn("Stopped", output)
+        self.assertEqual(proxy.returncode, 0)
+        self.assertEqual(leftovers(ROOT / "build" / "proxy" / "squid.conf"), [])
+        return errors
+
     def test_an_interrupt_stops_the_proxy(self):
         for number in (signal.SIGINT, signal.SIGTERM):
             with self.subTest(number):
                 port = free_port()
-                proxy = subprocess.Popen(
-                    self.program("proxy", "--port", str(port), "--modules", MODULES),
-                    stdout=subprocess.PIPE,
-                    text=True,
-                )
-                self.assertIn(str(port), proxy.stdout.readline())
-                self.assertTrue(is_listening(port))
-                proxy.send_signal(number)
-                self.assertIn("Stopped", proxy.communicate(timeout=30)[0])
-                self.assertEqual(proxy.returncode, 0)
+                proxy = self.start("--port", str(port), "--listen", "127.0.0.2")
+                self.assertIn(f"127.0.0.2:{port}", proxy.stdout.readline())
+                self.assertTrue(is_listening(port, ipaddress.ip_address("127.0.0.2")))
                 self.assertFalse(is_listening(port))
-                self.assertEqual(leftovers(ROOT / "build" / "proxy" / "squid.conf"), [])
+                self.assertEqual(self.end(proxy, number), "")
+                self.assertFalse(is_listening(port, ipaddress.ip_address("127.0.0.2")))
+
+    def test_a_changed_policy_is_read_and_earlier_events_are_kept(self):
+        with tempfile.TemporaryDirectory() as folder:
+            os.chmod(folder, 0o755)
+            policy = pathlib.Path(folder, "velmora.toml")
+            policy.write_text("[filter]\n")
+            proxy = self.start("--port", str(free_port()), "--policy", policy)
+            while "Ctrl-C" not in proxy.stdout.readline():
+                self.assertIsNone(proxy.poll())
+            policy.write_text('[filter]\nblock = "nonsense"\n')
+            self.assertIn("has changed", proxy.stdout.readline())
+            self.assertIn('unknown category "nonsense"', proxy.stdout.readline())
+            self.end(proxy)
+            self.end_at_once()
+        log = ROOT / "build" / "proxy" / "log" / "events"
+        self.assertNotIn("nonsense", log.read_text())
+        self.assertIn("nonsense", log.with_name("events.1").read_text())
+
+    def end_at_once(self):
+        proxy = self.start("--port", str(free_port()))
+        proxy.stdout.readline()
+        self.end(proxy)
+
+    def test_who_may_come_is_said_and_meant(self):
+        for address, is_open in (("127.0.0.1", False), ("::1", False), ("192.0.2.1", True)):
+            with self.subTest(address), tempfile.TemporaryDirectory() as folder:
+                os.chmod(folder, 0o755)
+                options = argparse.Namespace(
+                    listen=ipaddress.ip_address(address), https=False, policy=None, block="ads"
+                )
+                squid = Squid(folder, None, port=3128, address=options.listen)
+                access = re.findall(
+                    r"(?m)^http_access (.*)", (squid.folder / "squid.conf").read_text()
+                )
+                others = ["deny to_localhost", "allow all"] if is_open else []
+                self.assertEqual(access, ["allow loopback", *others, "deny all"])
+                errors = io.StringIO()
+                with contextlib.redirect_stderr(errors), contextlib.redirect_stdout(io.StringIO()):
+                    proxy.say_hello(squid, options)
+                self.assertEqual("open to whoever" in errors.getvalue(), is_open)
 
     def test_faults_are_said_in_a_line(self):
-        port = free_port()
+        port = str(free_port())
         for arguments, text in (
-            (["--block", "nonsense", "--port", str(port)], 'unknown category "nonsense"'),
-            (["--modules", "/nowhere", "--port", str(port)], "/nowhere"),
+            (["--block", "nonsense", "--port", port], 'unknown category "nonsense"'),
+            (["--modules", "/nowhere", "--port", port], "/nowhere"),
+            (["--policy", "none.toml", "--port", port], "none.toml: no such file"),
+            (["--port", "80000"], "'80000' is no port: 1 to 65535"),
+            (["--listen", "1.2.3"], "'1.2.3' is no IP address"),
+            (["--workers", "0"], "'0' is no number from 1 on"),
         ):
             run = subprocess.run(
                 self.program("proxy", "--modules", MODULES, *arguments),
@@ -73,7 +136,7 @@ class Run(unittest.TestCase):
                 text=True,
                 timeout=60,
             )
-            self.assertEqual(run.returncode, 1)
+            self.assertNotEqual(run.returncode, 0)
             self.assertIn(text, run.stderr)
             self.assertNotIn("Traceback", run.stderr)
 

@@ -1,13 +1,14 @@
 """`./run proxy`: the filtering proxy in the foreground, until Ctrl-C."""
 
 import argparse
+import ipaddress
 import json
 import pathlib
 import signal
 import sys
 
 import events
-from squid import ProxyError, Squid
+from squid import LOOPBACK, ProxyError, Squid
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
@@ -16,9 +17,36 @@ def stop(*_):
     raise KeyboardInterrupt
 
 
-def main():
+def port(text):
+    if not text.isdecimal() or not 1 <= int(text) <= 65535:
+        raise argparse.ArgumentTypeError(f"{text!r} is no port: 1 to 65535")
+    return int(text)
+
+
+def address(text):
+    try:
+        return ipaddress.ip_address(text)
+    except ValueError:
+        raise argparse.ArgumentTypeError(f"{text!r} is no IP address") from None
+
+
+def count(text):
+    if not text.isdecimal() or int(text) == 0:
+        raise argparse.ArgumentTypeError(f"{text!r} is no number from 1 on")
+    return int(text)
+
+
+def parse_arguments():
     parser = argparse.ArgumentParser(prog="./run proxy", description=__doc__)
-    parser.add_argument("--port", type=int, default=3128, help="port on 127.0.0.1 (default: 3128)")
+    parser.add_argument("--port", type=port, default=3128, help="its port (default: %(default)s)")
+    parser.add_argument(
+        "--listen",
+        type=address,
+        default=LOOPBACK,
+        metavar="ADDRESS",
+        help="the IP address that it listens on; one that is not this machine's own loopback serves "
+        "whoever reaches it (default: %(default)s)",
+    )
     what = parser.add_mutually_exclusive_group()
     what.add_argument(
         "--block",
@@ -30,7 +58,8 @@ def main():
         "--policy",
         type=pathlib.Path,
         metavar="FILE",
-        help="a policy file instead; its event log stays unused (examples: docs/policy.md)",
+        help="a policy file instead, read again whenever it changes; its event log stays unused "
+        "(examples: docs/policy.md)",
     )
     parser.add_argument(
         "--https",
@@ -39,7 +68,7 @@ def main():
     )
     parser.add_argument(
         "--workers",
-        type=int,
+        type=count,
         default=1,
         metavar="N",
         help="processes that share the work (default: %(default)s)",
@@ -50,10 +79,68 @@ def main():
         metavar="DIR",
         help="folder with the built libraries (default: build/release)",
     )
-    options = parser.parse_args()
+    return parser.parse_args()
+
+
+class Watched:
+    """A file that somebody may change, or replace by another one of its name."""
+
+    def __init__(self, path):
+        self.path = path
+        self.state = self._state()
+
+    def _state(self):
+        try:
+            status = self.path.stat()
+            return status.st_mtime_ns, status.st_size, status.st_ino
+        except OSError:
+            return None
+
+    def has_changed(self):
+        """Since the last question. A file that is not there just now has not."""
+        state = self._state()
+        if state is None or state == self.state:
+            return False
+        self.state = state
+        return True
+
+
+def say_hello(squid, options):
+    if not options.listen.is_loopback:
+        print(
+            f"WARNING: open to whoever reaches {squid.shown_address}: they browse in this machine's "
+            "name, and see what it sees of its networks.",
+            file=sys.stderr,
+        )
+    if options.https:
+        print(f"Proxy for HTTP and HTTPS on {squid.shown_address}.")
+        print(squid.interception.authority.how_to_trust())
+    else:
+        print(f"Proxy for HTTP on {squid.shown_address}; encrypted traffic passes as it is.")
+    print(f"Blocking {options.policy or options.block}")
+    print(f"Its files: {squid.folder}   Ctrl-C stops it.", flush=True)
+
+
+def serve(squid, policy):
+    """Shows what happens, until something stops it."""
+    for event in events.follow(squid.events):
+        if event is not None:
+            print(events.line(event), flush=True)
+        elif squid.process.poll() is not None:
+            raise ProxyError("the proxy has ended:\n" + squid.complaints())
+        elif policy and policy.has_changed():
+            print(f"{policy.path} has changed: it is read again.", flush=True)
+            squid.reconfigure()
+        else:
+            events.wait()
+
+
+def main():
+    options = parse_arguments()
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, stop)
     try:
+        policy = Watched(options.policy) if options.policy else None
         squid = Squid(
             ROOT / "build" / "proxy",
             options.modules,
@@ -61,22 +148,11 @@ def main():
             port=options.port,
             https=options.https,
             workers=options.workers,
+            address=options.listen,
         )
         with squid:
-            if options.https:
-                print(f"Proxy for HTTP and HTTPS on 127.0.0.1:{squid.port}.")
-                print(squid.interception.authority.how_to_trust())
-            else:
-                print(f"Proxy for HTTP on 127.0.0.1:{squid.port}; encrypted traffic passes as it is.")
-            print(f"Blocking {options.policy or options.block}")
-            print(f"Its files: {squid.folder}   Ctrl-C stops it.", flush=True)
-            for event in events.follow(squid.events):
-                if event is not None:
-                    print(events.line(event), flush=True)
-                elif squid.process.poll() is not None:
-                    raise ProxyError("the proxy has ended:\n" + squid.complaints())
-                else:
-                    events.wait()
+            say_hello(squid, options)
+            serve(squid, policy)
     except KeyboardInterrupt:
         print("\nStopped.")
     except ProxyError as error:

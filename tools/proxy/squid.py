@@ -4,10 +4,12 @@ Nothing of the system's Squid is touched. Started by root it runs as the user "p
 must be one that this user can reach.
 """
 
+import ipaddress
 import os
 import pathlib
 import pwd
 import shutil
+import signal
 import socket
 import subprocess
 import tempfile
@@ -20,10 +22,11 @@ SQUID = "/usr/sbin/squid"
 MODULES = ("ecap_velmora.so", "libvelmora.so", "libvexlar.so")
 
 CONFIGURATION = """\
-http_port 127.0.0.1:{port}{port_options}
+http_port {address}{port_options}
 visible_hostname velmora
-acl loopback src 127.0.0.0/8
+acl loopback src 127.0.0.0/8 ::1/128
 http_access allow loopback
+{others}
 http_access deny all
 # Filtered pages may differ from client to client.
 cache deny all
@@ -36,6 +39,11 @@ netdb_filename none
 pinger_enable off
 shutdown_lifetime 1 second
 """
+
+# For those who come from elsewhere, what listens on this machine's loopback is out of reach.
+OTHERS_MAY_COME = """\
+http_access deny to_localhost
+http_access allow all"""
 
 # Where the processes of a Squid with several workers meet, compiled into it.
 SOCKETS = pathlib.Path("/run/squid")
@@ -98,16 +106,36 @@ class User:
             os.chown(path, self.account.pw_uid, self.account.pw_gid)
 
 
+LOOPBACK = ipaddress.ip_address("127.0.0.1")
+# How many event logs of earlier runs are kept.
+EARLIER_LOGS = 7
+
+
 def free_port():
     with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
+        probe.bind((str(LOOPBACK), 0))
         return probe.getsockname()[1]
 
 
-def is_listening(port):
-    with socket.socket() as probe:
-        probe.settimeout(1)
-        return probe.connect_ex(("127.0.0.1", port)) == 0
+def is_listening(port, address=LOOPBACK):
+    """An address that stands for all of the machine's is asked for by its loopback."""
+    if address.is_unspecified:
+        address = LOOPBACK if address.version == 4 else ipaddress.ip_address("::1")
+    try:
+        with socket.create_connection((str(address), port), timeout=1):
+            return True
+    except OSError:
+        return False
+
+
+def keep_earlier(log):
+    """The log of the run before gets the name log.1, the one before that log.2, and so on."""
+    for number in range(EARLIER_LOGS - 1, 0, -1):
+        earlier = log.with_name(f"{log.name}.{number}")
+        if earlier.exists():
+            earlier.rename(log.with_name(f"{log.name}.{number + 1}"))
+    if log.exists():
+        log.rename(log.with_name(f"{log.name}.1"))
 
 
 class Squid:
@@ -116,13 +144,24 @@ class Squid:
     `modules` is the folder with the built libraries (None: no adapter); `policy` is the policy's text,
     or the file that it stands in; `adapter` stands for another library and its service's address.
     With `https` it looks into encrypted traffic, by the authority that it keeps in `folder`/ca. Lines of
-    configuration in `extra` come before all others.
+    configuration in `extra` come before all others. It listens on `address`; when that is none of the
+    loopback's, it serves whoever reaches it.
     """
 
     def __init__(
-        self, folder, modules, policy="", port=None, extra="", adapter=None, https=False, workers=1
+        self,
+        folder,
+        modules,
+        policy="",
+        port=None,
+        extra="",
+        adapter=None,
+        https=False,
+        workers=1,
+        address=LOOPBACK,
     ):
         self.user = User()
+        self.address = address
         self.port = port or free_port()
         self.kept_folder = pathlib.Path(folder).absolute()
         self.folder = self._reachable(self.kept_folder)
@@ -141,7 +180,12 @@ class Squid:
             options = self.interception.port_options
         if workers > 1:
             extra += WORKERS.format(workers=workers)
-        text = CONFIGURATION.format(port=self.port, folder=self.folder, port_options=options)
+        text = CONFIGURATION.format(
+            address=self.shown_address,
+            folder=self.folder,
+            port_options=options,
+            others="" if address.is_loopback else OTHERS_MAY_COME,
+        )
         (self.folder / "squid.conf").write_text(extra + text + adaptation)
         # Shared memory is named after the service.
         self.name = f"velmora{os.getpid()}p{self.port}"
@@ -155,6 +199,11 @@ class Squid:
         folder = pathlib.Path(tempfile.mkdtemp(prefix="velmora-proxy-"))
         self.user.make_folder(folder)
         return folder
+
+    @property
+    def shown_address(self):
+        host = f"[{self.address}]" if self.address.version == 6 else self.address
+        return f"{host}:{self.port}"
 
     @property
     def events(self):
@@ -174,13 +223,19 @@ class Squid:
             raise ProxyError(f"another proxy runs in {self.folder}")
 
     def _make_folders(self):
-        for name in ("log", "home", "run"):
+        keep_earlier(self.kept_folder / "log" / self.events.name)
+        for name in ("home", "run"):
             shutil.rmtree(self.folder / name, ignore_errors=True)
+        for name in ("log", "home", "run"):
             self.user.make_folder(self.folder / name)
+        for log in (self.folder / "log").glob("*.log"):
+            log.unlink()
         (self.folder / "squid.pid").unlink(missing_ok=True)
 
     def _policy_file(self, policy):
         if isinstance(policy, pathlib.Path):
+            if not policy.exists():
+                raise ProxyError(f"{policy}: no such file")
             if not self.user.can_read(policy.absolute()):
                 raise ProxyError(f"{policy} cannot be read by the proxy's user")
             return policy.absolute()
@@ -236,7 +291,7 @@ class Squid:
         )
 
     def start(self):
-        if is_listening(self.port):
+        if is_listening(self.port, self.address):
             raise ProxyError(f"port {self.port} is in use already")
         # What it says before it has a log of its own.
         with (self.folder / "log" / "start.log").open("w") as start_log:
@@ -251,12 +306,16 @@ class Squid:
                 start_new_session=True,
             )
         deadline = time.monotonic() + 30
-        while not is_listening(self.port):
+        while not is_listening(self.port, self.address):
             if self.process.poll() is not None or time.monotonic() > deadline:
                 self.stop()
                 raise ProxyError(f"the proxy does not start:\n{self.complaints()}")
             time.sleep(0.02)
         return self
+
+    def reconfigure(self):
+        """Reads the policy and all else again, without an end of the service."""
+        self.process.send_signal(signal.SIGHUP)
 
     def complaints(self):
         log = self.folder / "log" / "cache.log"
