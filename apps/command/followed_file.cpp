@@ -10,7 +10,7 @@
 namespace velmora::command {
 namespace {
 
-constexpr std::size_t PIECE = 4U << 20;
+constexpr std::size_t PIECE = 1U << 20;
 
 [[noreturn]] void ThrowErrno(const std::filesystem::path &path) {
   throw std::system_error(errno, std::generic_category(), path.string());
@@ -31,41 +31,33 @@ FollowedFile::~FollowedFile() {
   close(descriptor_);
 }
 
-std::vector<std::string> FollowedFile::NextLines() {
-  std::vector<std::string> lines;
-  if (!ReadMore() && !ReadPastRotation()) return lines;
-  std::size_t begin = 0;
-  for (std::size_t end; (end = rest_.find('\n', begin)) != rest_.npos; begin = end + 1) {
-    lines.push_back(rest_.substr(begin, end - begin));
-  }
-  rest_.erase(0, begin);
-  return lines;
+bool FollowedFile::Read(std::vector<std::string> &lines) {
+  return ReadMore(lines) || ReadPastRotation(lines);
 }
 
-bool FollowedFile::ReadMore() {
+bool FollowedFile::ReadMore(std::vector<std::string> &lines) {
   struct stat status;
   if (fstat(descriptor_, &status) != 0) ThrowErrno(path_);
   if (S_ISREG(status.st_mode) && status.st_size < position_) {
     position_ = 0;
-    rest_.clear();
+    splitter_.Clear();
     lseek(descriptor_, 0, SEEK_SET);
   }
-  const std::size_t kept = rest_.size();
-  rest_.resize(kept + PIECE);
+  bytes_.resize(PIECE);
   ssize_t length = 0;
   do {
-    length = read(descriptor_, rest_.data() + kept, PIECE);
+    length = read(descriptor_, bytes_.data(), PIECE);
   } while (length < 0 && errno == EINTR);
   if (length < 0) ThrowErrno(path_);
-  rest_.resize(kept + static_cast<std::size_t>(length));
+  splitter_.Split({bytes_.data(), static_cast<std::size_t>(length)}, lines);
   position_ += length;
   return length != 0;
 }
 
-bool FollowedFile::ReadPastRotation() {
+bool FollowedFile::ReadPastRotation(std::vector<std::string> &lines) {
   if (!HasNewFile()) return false;
   // The old one may have got its last lines since it was read.
-  return ReadMore() || (GoToNewFile() && ReadMore());
+  return ReadMore(lines) || (GoToNewFile() && ReadMore(lines));
 }
 
 bool FollowedFile::HasNewFile() const noexcept {
@@ -80,7 +72,7 @@ bool FollowedFile::GoToNewFile() {
   if (descriptor < 0) return false;
   close(std::exchange(descriptor_, descriptor));
   position_ = 0;
-  rest_.clear();
+  splitter_.Clear();
   return true;
 }
 

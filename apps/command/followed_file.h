@@ -4,9 +4,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <sys/types.h>
 #include <vector>
+
+#include "command/line_splitter.h"
 
 namespace velmora::command {
 
@@ -18,24 +19,21 @@ class FollowedFile {
   FollowedFile &operator=(const FollowedFile &) = delete;
   ~FollowedFile();
 
-  /// The complete lines that came since the last call, at most some MiB of them at a time, without
-  /// their line feeds; empty when there are none. What an old file still had comes before a new
-  /// one's. Throws `std::system_error` when the file cannot be read.
-  std::vector<std::string> NextLines();
+  /// Adds the lines that the next bytes complete; false when there are no more bytes for now.
+  bool Read(std::vector<std::string> &lines);
 
  private:
-  /// Answers whether there is more to read.
-  bool ReadMore();
-  bool ReadPastRotation();
-  /// Another file has the name now.
+  /// These answer whether there was something to read.
+  bool ReadMore(std::vector<std::string> &lines);
+  bool ReadPastRotation(std::vector<std::string> &lines);
   bool HasNewFile() const noexcept;
   bool GoToNewFile();
 
   const std::filesystem::path path_;
   int descriptor_;
   off_t position_ = 0;
-  /// Of a line that is not complete.
-  std::string rest_;
+  std::string bytes_;
+  LineSplitter splitter_;
 };
 
 }  // namespace velmora::command

@@ -3,12 +3,15 @@
 #include <ctime>
 #include <fmt/format.h>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "command/commands.h"
+#include "command/event_filter.h"
+#include "command/event_source.h"
 #include "command/event_totals.h"
 #include "command/files.h"
 #include "command/followed_file.h"
@@ -27,33 +30,65 @@ constexpr auto REFRESH = std::chrono::seconds(1);
 constexpr std::size_t MOST_SITES = 20;
 
 struct TopOptions {
-  std::filesystem::path file;
+  std::vector<std::string> files;
   bool is_summary = false;
+  bool is_json = false;
+  EventFilter filter{};
 };
 
-/// The log's file as given, else as the installed policy names it.
-std::filesystem::path LogFile(const TopOptions &options) {
-  if (!options.file.empty()) return options.file;
+/// The logs as given, else the one that the installed policy names.
+std::vector<std::string> LogFiles(const TopOptions &options) {
+  if (!options.files.empty()) return options.files;
   const std::filesystem::path file = host::DefaultPolicy();
   const host::Policy policy = host::ReadPolicy(file);
   if (!policy.event_log || policy.event_log->file.empty()) {
     throw std::runtime_error(file.string() + " names no file for the event log");
   }
-  return policy.event_log->file;
+  return {policy.event_log->file.string()};
 }
 
-/// Adds what has come; answers whether there may be more.
-bool AddNew(FollowedFile &file, EventTotals &totals) {
-  const Lines lines = file.NextLines();
-  for (const std::string &line : lines) {
-    if (const auto event = host::FromLine(line)) {
-      totals.Add(*event);
-    } else {
-      totals.AddUnreadable();
+/// Logs, and what of them passes the filter, added up.
+class Logs {
+ public:
+  Logs(const std::vector<std::string> &names, const EventFilter &filter) : filter_(filter) {
+    for (const std::string &name : names) {
+      title_ += (title_.empty() ? "" : " ") + name;
+      if (IsFinishedLog(name)) {
+        ReadFinishedLog(name, [this](std::string_view line) { Add(line); });
+      } else {
+        followed_.push_back(std::make_unique<FollowedFile>(name));
+      }
+    }
+    ReadNew();
+  }
+
+  /// Adds what has come since the last time.
+  void ReadNew() {
+    std::vector<std::string> lines;
+    for (const auto &file : followed_) {
+      for (bool is_more = true; is_more; lines.clear()) {
+        is_more = file->Read(lines);
+        for (const std::string &line : lines) Add(line);
+      }
     }
   }
-  return !lines.empty();
-}
+
+  const EventTotals &Totals() const noexcept { return totals_; }
+  /// The names of them all.
+  const std::string &Title() const noexcept { return title_; }
+
+ private:
+  void Add(std::string_view line) {
+    const auto event = host::FromLine(line);
+    if (!event) return totals_.AddUnreadable();
+    if (filter_.Passes(*event)) totals_.Add(*event);
+  }
+
+  const EventFilter &filter_;
+  std::string title_;
+  std::vector<std::unique_ptr<FollowedFile>> followed_;
+  EventTotals totals_;
+};
 
 std::string LocalTime(EventTotals::Time time, const char *format) {
   const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
@@ -75,7 +110,7 @@ std::string Counts(const EventTotals &totals) {
 std::string Cell(const EventTotals::Count &count, std::size_t width) {
   constexpr std::size_t COUNT_WIDTH = 9;
   const std::size_t name_width = width - COUNT_WIDTH;
-  const std::string name = Printable(count.first, name_width - 3).substr(0, name_width);
+  const std::string name = Fitting(count.first, name_width);
   return fmt::format("{:<{}}{:>{}}", name, name_width, count.second, COUNT_WIDTH);
 }
 
@@ -92,10 +127,12 @@ std::string LatestLine(const host::Event &event) {
 }
 
 /// Categories and sites side by side, the latest items below.
-Lines Screen(const std::filesystem::path &file, const EventTotals &totals, TerminalSize size) {
+Lines Screen(const Logs &logs, TerminalSize size) {
+  const EventTotals &totals = logs.Totals();
   const auto now = std::chrono::system_clock::now();
   Lines lines = {
-      fmt::format("velmora top  {}  {}", file.string(), LocalTime(now, "%H:%M:%S")),
+      fmt::format("velmora top  {}  {}", Printable(logs.Title(), size.columns - 26),
+                  LocalTime(now, "%H:%M:%S")),
       fmt::format("{}; {:.1f}/s in 10 s, {:.1f}/s in 50 s", Counts(totals), totals.Rate(now, 10),
                   totals.Rate(now, 50)),
       "",
@@ -115,11 +152,9 @@ Lines Screen(const std::filesystem::path &file, const EventTotals &totals, Termi
   lines.insert(lines.end(), {"", "latest"});
   const auto &latest = totals.Latest();
   for (auto event = latest.rbegin(); event != latest.rend() && lines.size() < size.lines; ++event) {
-    lines.push_back(Printable(LatestLine(*event), size.columns - 3));
+    lines.push_back(LatestLine(*event));
   }
-  for (std::string &line : lines) {
-    if (line.size() > size.columns) line = Printable(line, size.columns - 3);
-  }
+  for (std::string &line : lines) line = Fitting(line, size.columns);
   return lines;
 }
 
@@ -145,6 +180,30 @@ Lines Summary(const EventTotals &totals) {
   return lines;
 }
 
+nlohmann::ordered_json Json(const std::vector<EventTotals::Count> &counts) {
+  auto object = nlohmann::ordered_json::object();
+  for (const auto &[name, count] : counts) object[name] = count;
+  return object;
+}
+
+/// The summary as an object, with every site and client.
+std::string JsonSummary(const EventTotals &totals) {
+  nlohmann::ordered_json object;
+  if (const auto period = totals.Period()) {
+    object["from"] = host::TimeText(period->first);
+    object["to"] = host::TimeText(period->second);
+  }
+  object["blocked"] = totals.Blocked();
+  object["stopped"] = totals.Stopped();
+  object["errors"] = totals.Errors();
+  object["missing"] = totals.Dropped();
+  object["unreadable"] = totals.Unreadable();
+  object["categories"] = Json(totals.ByCategory());
+  object["sites"] = Json(totals.BySite());
+  object["clients"] = Json(totals.ByClient());
+  return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
 void Print(const Lines &lines) {
   Output output({});
   for (const std::string &line : lines) output.Write(line + "\n");
@@ -152,24 +211,56 @@ void Print(const Lines &lines) {
 }
 
 int Top(const TopOptions &options) {
-  const std::filesystem::path path = LogFile(options);
-  FollowedFile file(path);
-  EventTotals totals;
-  while (AddNew(file, totals)) {
-  }
-  if (options.is_summary) {
-    Print(Summary(totals));
+  Logs logs(LogFiles(options), options.filter);
+  if (options.is_json) {
+    Print({JsonSummary(logs.Totals())});
+  } else if (options.is_summary) {
+    Print(Summary(logs.Totals()));
   } else if (!Terminal::IsThere()) {
-    Print(Screen(path, totals, {}));
+    Print(Screen(logs, {}));
   } else {
     Terminal terminal;
     do {
-      while (AddNew(file, totals)) {
-      }
-      terminal.Show(Screen(path, totals, terminal.Size()));
+      logs.ReadNew();
+      terminal.Show(Screen(logs, terminal.Size()));
     } while (!terminal.WaitForLeaving(REFRESH));
   }
   return EXIT_OK;
+}
+
+/// An option whose text is taken in by a function that throws `std::invalid_argument`.
+template <class Function>
+void AddOption(CLI::App &command, const std::string &name, const std::string &type,
+               const std::string &help, Function take) {
+  command
+      .add_option_function<std::string>(
+          name,
+          [name, take](const std::string &text) {
+            try {
+              take(text);
+            } catch (const std::invalid_argument &error) {
+              throw CLI::ValidationError(name, error.what());
+            }
+          },
+          help)
+      ->type_name(type);
+}
+
+void AddFilterOptions(CLI::App &command, EventFilter &filter) {
+  AddOption(
+      command, "--client", "NETWORK", "Only what came to this IP address or network",
+      [&filter](const std::string &text) { filter.clients = {host::ClientNetwork::Parse(text)}; });
+  AddOption(command, "--site", "HOST", "Only what came from this host or its sub-domains",
+            [&filter](const std::string &text) { filter.sites.Add(text); });
+  AddOption(
+      command, "--category", "LIST", "Only blocked items of these categories",
+      [&filter](const std::string &text) { filter.categories = host::CategorySet::Parse(text); });
+  const auto now = std::chrono::system_clock::now();
+  AddOption(command, "--since", "TIME",
+            "Only from then on: 2026-03-01, \"2026-03-01 12:34\", or 24h for the last day",
+            [&filter, now](const std::string &text) { filter.since = ParseMoment(text, now); });
+  AddOption(command, "--until", "TIME", "Only before then",
+            [&filter, now](const std::string &text) { filter.until = ParseMoment(text, now); });
 }
 
 }  // namespace
@@ -179,11 +270,14 @@ void AddTop(CLI::App &application, Action &action) {
       *application.add_subcommand("top", "Show what is blocked, live, or a log's summary");
   const auto options = std::make_shared<TopOptions>();
   command
-      .add_option("FILE", options->file,
-                  fmt::format("The event log (default: the one that {} names)",
+      .add_option("FILE", options->files,
+                  fmt::format("Event logs, compressed with gzip or not, or \"-\" for standard "
+                              "input (default: the one that {} names)",
                               host::DefaultPolicy().string()))
       ->type_name("");
-  command.add_flag("--summary", options->is_summary, "Sum the log up and end");
+  command.add_flag("--summary", options->is_summary, "Sum the logs up and end");
+  command.add_flag("--json", options->is_json, "The summary as a JSON object");
+  AddFilterOptions(command, options->filter);
   command.footer(
       "Leave with \"q\". Where standard output is no terminal, the display is printed once.");
   command.callback([options, &action] { action = [options] { return Top(*options); }; });

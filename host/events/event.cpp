@@ -25,6 +25,23 @@ constexpr KindName KINDS[] = {
     {EventKind::DROPPED, "dropped"},
 };
 
+std::optional<std::chrono::system_clock::time_point> ParseTime(const std::string &text) {
+  int year, hour, minute, second, millisecond;
+  unsigned month, day;
+  if (std::sscanf(text.c_str(), "%4d-%2u-%2uT%2d:%2d:%2d.%3dZ", &year, &month, &day, &hour, &minute,
+                  &second, &millisecond) != 7) {
+    return std::nullopt;
+  }
+  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
+                                         std::chrono::day(day)};
+  // Years that the clock can count.
+  if (!date.ok() || year < 1700 || year > 2200) return std::nullopt;
+  return sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
+         std::chrono::seconds(second) + milliseconds(millisecond);
+}
+
+}  // namespace
+
 std::string TimeText(std::chrono::system_clock::time_point time) {
   const auto day = std::chrono::floor<std::chrono::days>(time);
   const std::chrono::year_month_day date(day);
@@ -37,22 +54,6 @@ std::string TimeText(std::chrono::system_clock::time_point time) {
                 static_cast<int>(clock.subseconds().count()));
   return text;
 }
-
-std::optional<std::chrono::system_clock::time_point> ParseTime(const std::string &text) {
-  int year, hour, minute, second, millisecond;
-  unsigned month, day;
-  if (std::sscanf(text.c_str(), "%4d-%2u-%2uT%2d:%2d:%2d.%3dZ", &year, &month, &day, &hour, &minute,
-                  &second, &millisecond) != 7) {
-    return std::nullopt;
-  }
-  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
-                                         std::chrono::day(day)};
-  if (!date.ok()) return std::nullopt;
-  return sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
-         std::chrono::seconds(second) + milliseconds(millisecond);
-}
-
-}  // namespace
 
 std::string ToLine(const Event &event) {
   nlohmann::ordered_json line;

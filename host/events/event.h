@@ -51,6 +51,9 @@ struct Event {
   }
 };
 
+/// "2026-03-01T12:34:56.789Z".
+std::string TimeText(std::chrono::system_clock::time_point time);
+
 /// The event's line, with the line feed at its end. What is not UTF-8 becomes U+FFFD.
 std::string ToLine(const Event &event);
 

@@ -61,22 +61,79 @@ TEST(Top, SumsALogUp) {
                 row("a.example", "3") + row("(unknown)", "1") + row("b.example", "1") +
                 "\nby client\n" + row("10.0.0.1", "3") + row("(unknown)", "1") +
                 row("10.0.0.2", "1"));
-  EXPECT_THAT(shell.Run("$velmora top --summary - </dev/null").errors, HasSubstr("No such file"));
+  // Whole, in pieces, compressed, through a pipe.
+  shell.Run("head -3 log >log.1; gzip <log.1 >log.2.gz; tail -n +4 log >log.3");
+  for (const std::string way : {"log.1 log.3", "log.3 log.2.gz", "- <log", "- log.2.gz <log.3"}) {
+    EXPECT_EQ(shell.Run("TZ=UTC $velmora top --summary " + way).output, result.output) << way;
+  }
+  EXPECT_EQ(shell.Run("$velmora top --json log").output,
+            R"j({"from":"1970-01-01T00:00:00.000Z","to":"2026-03-01T00:01:01.000Z","blocked":5,)j"
+            R"j("stopped":1,"errors":1,"missing":7,"unreadable":2,)j"
+            R"j("categories":{"ad-urls":3,"999":1,"flash":1},)j"
+            R"j("sites":{"a.example":3,"(unknown)":1,"b.example":1},)j"
+            R"j("clients":{"10.0.0.1":3,"(unknown)":1,"10.0.0.2":1}})j"
+            "\n");
+  shell.Run("head -c 60 log.2.gz >cut.gz");
+  const Result cut = shell.Run("$velmora top --summary cut.gz");
+  EXPECT_EQ(cut.errors, "velmora: cut.gz: cut off before its end\n");
   const Result none = shell.Run("$velmora top --summary none");
   EXPECT_EQ(none.exit_code, 1);
   EXPECT_EQ(none.errors, "velmora: none: No such file or directory\n");
 }
 
+TEST(Top, CountsWhatPassesTheFilter) {
+  const Shell shell;
+  shell.Write("log", Log());
+  const std::pair<std::string, std::string> cases[] = {
+      {"--client 10.0.0.1", "3 blocked, 0 stopped"},
+      {"--client 10.0.0.0/24", "4 blocked, 0 stopped"},
+      {"--site a.example", "3 blocked, 0 stopped"},
+      {"--site example", "4 blocked, 1 stopped"},
+      {"--category ads", "3 blocked, 0 stopped"},
+      {"--category flash,999", ""},
+      {"--since 2026-03-01T00:00:02", "3 blocked, 0 stopped"},
+      {"--since 2026-03-01 --until '2026-03-01 00:01'", "3 blocked, 0 stopped"},
+      {"--since 7d --until 0s", "0 blocked, 0 stopped"},
+      {"--since yesterday", ""},
+      {"--client 10.0.0.1/24", ""},
+  };
+  for (const auto &[options, counts] : cases) {
+    const Result result = shell.Run("TZ=UTC $velmora top --summary log " + options);
+    EXPECT_EQ(result.exit_code, counts.empty() ? 2 : 0) << options;
+    EXPECT_THAT(result.output, HasSubstr(counts)) << options;
+  }
+}
+
+TEST(Top, ReadsADamagedLogToItsEnd) {
+  const Shell shell;
+  const std::string event = Blocked(0, CATEGORY_FLASH, "http://a.example/");
+  std::string late = event;
+  late.replace(late.find("2026"), 4, "9999");
+  const std::pair<std::string, std::string> cases[] = {
+      {event + std::string(4 << 20, '\0') + event, "2 blocked, 0 stopped, 0 errors\n"},
+      {event + std::string(9 << 20, 'x') + "\n" + event,
+       "2 blocked, 0 stopped, 0 errors, 1 lines unreadable\n"},
+      {late + event, "1 blocked, 0 stopped, 0 errors, 1 lines unreadable\n"},
+  };
+  for (const auto &[log, counts] : cases) {
+    shell.Write("log", log);
+    EXPECT_THAT(shell.Run("$velmora top --summary log").output, HasSubstr(counts));
+    EXPECT_THAT(shell.Run("$velmora top --summary - <log").output, HasSubstr(counts));
+  }
+}
+
 TEST(Top, PrintsTheDisplayOnceWithoutATerminal) {
   const Shell shell;
-  shell.Write("log",
-              Log() + "\n" + Blocked(70, CATEGORY_POPUPS, "http://d.example/", "", "\x1B[2J"));
+  shell.Write("log", Log() + "\n" +
+                         Blocked(70, CATEGORY_POPUPS, "http://d.example/", "", "\x1B[2J") +
+                         Blocked(71, CATEGORY_POPUPS, "http://e.example/", "", "a\u202Eb"));
   const Result result = shell.Run("TZ=UTC $velmora top log");
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_THAT(
       result.output,
-      AllOf(HasSubstr("velmora top  log"), HasSubstr("6 blocked, 1 stopped, 1 errors"),
+      AllOf(HasSubstr("velmora top  log"), HasSubstr("7 blocked, 1 stopped, 1 errors"),
             HasSubstr("\n00:01:10 popups               d.example  \\x1B[2J"),
+            HasSubstr("\n00:01:11 popups               e.example  a\\xE2\\x80\\xAEb"),
             HasSubstr("\n00:00:00 error                  policy: bad"),
             HasSubstr("stopped              c.example  out of memory"), Not(HasSubstr("\x1B"))));
 }
