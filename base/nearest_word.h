@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace velmora {
+namespace velmora::base {
 
 /// How many letters have to be typed, taken away or changed to make one word of the other.
 inline std::size_t EditDistance(std::string_view from, std::string_view to) {
@@ -42,4 +42,4 @@ inline std::string_view NearestWord(std::string_view typed,
   return nearest;
 }
 
-}  // namespace velmora
+}  // namespace velmora::base

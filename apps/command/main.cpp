@@ -49,7 +49,7 @@ std::string Unknown(const CLI::App &application, const std::string &word) {
   const bool is_option = word.starts_with('-');
   const std::vector<std::string> words = KnownWords(application, is_option);
   const std::vector<std::string_view> known(words.begin(), words.end());
-  const std::string_view nearest = NearestWord(word.substr(0, word.find('=')), known);
+  const std::string_view nearest = base::NearestWord(word.substr(0, word.find('=')), known);
   std::string text = is_option ? "unknown option \"" : "unexpected word \"";
   text += word + "\"";
   if (!nearest.empty()) text += "; did you mean \"" + std::string(nearest) + "\"?";

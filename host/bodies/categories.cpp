@@ -30,7 +30,7 @@ std::string Unknown(const std::string &word) {
   std::vector<std::string_view> names;
   for (const Category &category : CATEGORY_TABLE) names.push_back(category.name);
   for (const CategoryGroup &group : CATEGORY_GROUPS) names.push_back(group.name);
-  const std::string_view nearest = NearestWord(word, names);
+  const std::string_view nearest = base::NearestWord(word, names);
   std::string text = "unknown category \"" + word + "\"";
   if (!nearest.empty()) text += "; did you mean \"" + std::string(nearest) + "\"?";
   return text;
