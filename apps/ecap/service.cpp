@@ -9,6 +9,7 @@
 #include <libecap/common/options.h>
 #include <libecap/common/registry.h>
 #include <libecap/host/host.h>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -83,6 +84,7 @@ void Service::configure(const libecap::Options &options) {
     if (filtering_ == nullptr) throw libecap::TextException("velmora: cannot be configured");
     Complain("cannot be configured");
   }
+  TellOfEventLog();
 }
 
 std::shared_ptr<const host::Filtering> Service::Configured(const libecap::Options &options) const {
@@ -97,11 +99,22 @@ void Service::Complain(const char *reason) const {
   if (filtering_->events != nullptr) filtering_->events->AddError(reason);
 }
 
+void Service::TellOfEventLog() const noexcept {
+  if (filtering_->events == nullptr) return;
+  try {
+    const std::optional<std::string> news = filtering_->events->News();
+    if (news) LogToProxy("velmora: " + *news);
+  } catch (...) {
+    // What cannot be said now is no reason to keep an answer back.
+  }
+}
+
 bool Service::wantsUrl(const char *) const {
   return true;
 }
 
 Service::MadeXactionPointer Service::makeXaction(libecap::host::Xaction *host) {
+  TellOfEventLog();
   return MadeXactionPointer(new Transaction(filtering_, host));
 }
 

@@ -27,6 +27,8 @@ class Service final : public libecap::adapter::Service {
   std::shared_ptr<const host::Filtering> Configured(const libecap::Options &options) const;
   /// Says in both logs why the proxy goes on as before.
   void Complain(const char *reason) const;
+  /// Says in the proxy's log what the event log cannot say of itself.
+  void TellOfEventLog() const noexcept;
 
   /// Null until the first `configure`.
   std::shared_ptr<const host::Filtering> filtering_;

@@ -1,9 +1,7 @@
 #include "host/events/event_log.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
-#include <fcntl.h>
 #include <new>
 #include <system_error>
 #include <unistd.h>
@@ -11,12 +9,6 @@
 
 namespace velmora::host {
 namespace {
-
-/// Negative with `errno` when it fails. What users visit is nobody else's business.
-int Open(const std::filesystem::path &file) noexcept {
-  if (file.empty()) return fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
-  return open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
-}
 
 /// Cut to `MOST_TEXT`, in front of a character of UTF-8.
 std::string Cut(std::string_view text) {
@@ -53,27 +45,20 @@ std::thread QuietThread(Function function) {
 
 }  // namespace
 
-EventLog::EventLog(EventLogOptions options)
-    : options_(std::move(options)), descriptor_(Open(options_.file)) {
-  if (descriptor_ < 0) {
-    throw std::system_error(errno, std::generic_category(), "event log " + options_.file.string());
-  }
-  try {
-    writer_ = QuietThread([this] { Write(); });
-  } catch (const std::system_error &) {
-    close(descriptor_);
-    throw;
-  }
+EventLog::EventLog(EventLogOptions options) : options_(std::move(options)), file_(options_.file) {
+  Descriptor opened = file_.Open(open_trouble_);
+  has_file_ = opened.IsOpen();
+  file_.Use(std::move(opened));
+  writer_ = QuietThread([this] { Write(); });
 }
 
 EventLog::~EventLog() {
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     is_ending_ = true;
   }
   has_work_.notify_one();
   writer_.join();
-  close(descriptor_);
 }
 
 void EventLog::AddBlocked(std::string_view client, std::string_view url,
@@ -113,7 +98,7 @@ void EventLog::Add(Maker make_event) noexcept {
   try {
     Enqueue(make_event());
   } catch (const std::bad_alloc &) {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     ++dropped_;
   }
 }
@@ -121,7 +106,7 @@ void EventLog::Add(Maker make_event) noexcept {
 void EventLog::Enqueue(Event event) {
   const std::size_t size = event.Size();
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (size <= options_.queue_bytes - std::min(bytes_, options_.queue_bytes)) {
       queue_.push_back(std::move(event));
       bytes_ += size;
@@ -133,67 +118,129 @@ void EventLog::Enqueue(Event event) {
 }
 
 void EventLog::Reopen() noexcept {
-  {
-    const std::lock_guard lock(mutex_);
-    ++reopens_asked_;
-  }
+  OpenFile();
   has_work_.notify_one();
 }
 
+void EventLog::OpenFile() noexcept {
+  std::error_code error;
+  Descriptor opened = file_.Open(error);
+  bool has_old_file = false;
+  {
+    const base::MutexLock lock(mutex_);
+    open_trouble_ = error;
+    has_old_file = has_file_;
+    if (!error) {
+      // One that the writer has not come to yet is of no use any more.
+      if (!opened_.IsOpen()) before_opened_ = queue_.size();
+      opened_ = std::move(opened);
+      has_file_ = true;
+    }
+  }
+  if (!error || !has_old_file) return;
+  Add([&] {
+    Event event = MakeEvent(EventKind::ERROR);
+    event.reason = "event log not opened again: " + error.message();
+    return event;
+  });
+}
+
 void EventLog::Flush() {
-  std::unique_lock lock(mutex_);
-  is_idle_.wait(lock, [this] { return bytes_ == 0 && !HasOtherWork(); });
+  const base::MutexLock lock(mutex_);
+  while (bytes_ != 0 || HasOtherWork()) is_idle_.wait(mutex_);
 }
 
 std::uint64_t EventLog::Dropped() const noexcept {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   return dropped_;
 }
 
+std::error_code EventLog::Trouble() const noexcept {
+  const base::MutexLock lock(mutex_);
+  return AnyTrouble();
+}
+
+std::optional<std::string> EventLog::News() {
+  const auto now = std::chrono::steady_clock::now();
+  const base::MutexLock lock(mutex_);
+  const std::error_code trouble = AnyTrouble();
+  if (trouble == trouble_told_ || (told_at_ && now - *told_at_ < options_.news)) {
+    return std::nullopt;
+  }
+  std::string news = "event log " + file_.Name() + ": ";
+  news += trouble ? trouble.message() + "; it is tried again, and what is lost meanwhile is counted"
+                  : "all is well again";
+  news += "; events lost so far: " + std::to_string(dropped_);
+  trouble_told_ = trouble;
+  told_at_ = now;
+  return news;
+}
+
+void EventLog::WaitForWork() {
+  while (queue_.empty() && !HasOtherWork() && !is_ending_) {
+    if (!IsWaitingForFile()) {
+      has_work_.wait(mutex_);
+    } else if (has_work_.wait_for(mutex_, options_.retry) == std::cv_status::timeout) {
+      return;
+    }
+  }
+}
+
 void EventLog::Write() {
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point next_try = Clock::now() + options_.retry;
   std::vector<Event> events;
-  std::uint64_t said = 0;
-  std::unique_lock lock(mutex_);
+  mutex_.lock();
   for (bool is_last = false; !is_last;) {
-    has_work_.wait(lock, [this] { return !queue_.empty() || HasOtherWork() || is_ending_; });
+    WaitForWork();
     events.swap(queue_);
     const std::size_t bytes = bytes_;
-    const std::uint64_t reopens = reopens_asked_;
+    Descriptor opened = std::move(opened_);
+    std::size_t place_of_opening = std::exchange(before_opened_, 0);
+    std::error_code open_trouble = open_trouble_;
     std::uint64_t dropped = dropped_;
+    std::uint64_t said = dropped_said_;
     is_last = is_ending_;
-    lock.unlock();
+    mutex_.unlock();
 
-    if (reopens != reopens_done_) OpenAgain();
+    const bool is_try_due = open_trouble && !opened.IsOpen() && Clock::now() >= next_try;
+    if (is_try_due) {
+      next_try = Clock::now() + options_.retry;
+      opened = file_.Open(open_trouble);
+      place_of_opening = 0;
+    }
     std::uint64_t not_taken = 0;
-    for (const Event &event : events) not_taken += WriteEvent(event) ? 0 : 1;
+    for (std::size_t i = 0; i <= events.size(); ++i) {
+      if (i == place_of_opening && opened.IsOpen()) file_.Use(std::exchange(opened, Descriptor()));
+      if (i < events.size() && !WriteEvent(events[i])) ++not_taken;
+    }
     events.clear();
     dropped += not_taken;
     if (dropped != said && WriteDropped(dropped - said)) said = dropped;
 
-    lock.lock();
+    mutex_.lock();
     bytes_ -= bytes;
-    reopens_done_ = reopens;
     dropped_ += not_taken;
     dropped_tried_ = dropped;
+    dropped_said_ = said;
+    write_trouble_ = last_write_;
+    if (is_try_due) {
+      open_trouble_ = open_trouble;
+      has_file_ = has_file_ || !open_trouble;
+    }
     is_idle_.notify_all();
   }
+  mutex_.unlock();
+  SayWhatIsLost();
 }
 
 bool EventLog::WriteEvent(const Event &event) noexcept {
   try {
-    std::string line = ToLine(event);
-    if (is_line_broken_) line.insert(line.begin(), '\n');
-    std::string_view rest = line;
-    while (!rest.empty()) {
-      const ssize_t length = write(descriptor_, rest.data(), rest.size());
-      if (length < 0 && errno != EINTR) break;
-      if (length > 0) rest.remove_prefix(static_cast<std::size_t>(length));
-    }
-    if (rest.size() < line.size()) is_line_broken_ = !rest.empty();
-    return rest.empty();
+    last_write_ = file_.Write(ToLine(event));
   } catch (const std::bad_alloc &) {
-    return false;
+    last_write_ = std::make_error_code(std::errc::not_enough_memory);
   }
+  return !last_write_;
 }
 
 bool EventLog::WriteDropped(std::uint64_t count) noexcept {
@@ -202,20 +249,16 @@ bool EventLog::WriteDropped(std::uint64_t count) noexcept {
   return WriteEvent(event);
 }
 
-void EventLog::OpenAgain() noexcept {
-  const int descriptor = Open(options_.file);
-  if (descriptor >= 0) {
-    close(std::exchange(descriptor_, descriptor));
-    return;
-  }
-  const int error = errno;
+void EventLog::SayWhatIsLost() noexcept {
+  const base::MutexLock lock(mutex_);
+  const std::uint64_t lost = dropped_ - dropped_said_;
+  if (lost == 0 || options_.file.empty()) return;
   try {
-    Event event = MakeEvent(EventKind::ERROR);
-    event.reason =
-        "event log not opened again: " + std::error_code(error, std::generic_category()).message();
-    WriteEvent(event);
+    const std::string text = "velmora: event log " + file_.Name() + ": " + AnyTrouble().message() +
+                             "; events lost: " + std::to_string(lost) + "\n";
+    [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
   } catch (const std::bad_alloc &) {
-    // The old file goes on as it is.
+    // Without memory there are no words either.
   }
 }
 

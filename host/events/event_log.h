@@ -1,19 +1,23 @@
 // EventLog: the file that events are written to, a line each.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "base/mutex.h"
 #include "host/bodies/transaction.h"
 #include "host/events/event.h"
+#include "host/events/event_file.h"
 
 namespace velmora::host {
 
@@ -22,6 +26,10 @@ struct EventLogOptions {
   std::filesystem::path file{};
   /// Memory that events may take until they are written. Those beyond are dropped.
   std::size_t queue_bytes = 4U << 20;
+  /// How often a file that cannot be opened, or does not take lines, is tried again.
+  std::chrono::milliseconds retry{1000};
+  /// `EventLog::News` has something at most this often.
+  std::chrono::milliseconds news{10'000};
 
   bool operator==(const EventLogOptions &) const = default;
 };
@@ -29,15 +37,15 @@ struct EventLogOptions {
 /// Any thread adds events and never waits for the file: a thread of the log's own writes them. That
 /// thread does not outlive a fork, so the process that uses a log makes it; it takes no signals.
 ///
-/// A line is one `write` to a file that is open for appending, so several processes may share it.
-/// Events that are dropped, for want of room or because the file does not take them, are counted,
-/// and a line says so as soon as the file takes one.
+/// Trouble with the file stops nobody. Events that are dropped, for want of room or because there
+/// is no file that takes them, are counted, and a line says so as soon as the file takes one; if it
+/// does not take one to the end, standard error gets it.
 class EventLog {
  public:
   /// Texts are cut to so many bytes.
   static constexpr std::size_t MOST_TEXT = 2048;
 
-  /// Throws `std::system_error` when the file cannot be opened.
+  /// Opens the file. Throws `std::system_error` when there can be no thread to write it.
   explicit EventLog(EventLogOptions options);
   EventLog(const EventLog &) = delete;
   EventLog &operator=(const EventLog &) = delete;
@@ -48,47 +56,76 @@ class EventLog {
   void AddStopped(std::string_view client, std::string_view url, StopReason reason) noexcept;
   void AddError(std::string_view reason) noexcept;
 
-  /// The file was renamed: it is opened anew under its name as soon as the writer comes to it. If
-  /// that fails, the old file stays in use and gets a line about it.
+  /// The file was renamed: it is opened anew under its name, at once and by the user that made the
+  /// log; what was added before goes to the old one. If that fails, the old file stays in use, with
+  /// a line about it, until a later try does better.
   void Reopen() noexcept;
   /// Waits until what was added before is written.
   void Flush();
   /// Events that were dropped so far.
   std::uint64_t Dropped() const noexcept;
+  /// What keeps the file from being opened or written; empty when all is well.
+  std::error_code Trouble() const noexcept;
+  /// A line for the host's own log when the file's state is another than the last such line said.
+  std::optional<std::string> News();
 
  private:
   template <class Maker>
   void Add(Maker make_event) noexcept;
   void Enqueue(Event event);
+  /// Hands the writer a file opened by this thread, or notes why there is none.
+  void OpenFile() noexcept;
+
   /// The writer thread.
   void Write();
-  /// These answer whether the file took the line.
+  void WaitForWork() VELMORA_REQUIRES(mutex_);
+  /// Whether the file took the line.
   bool WriteEvent(const Event &event) noexcept;
   bool WriteDropped(std::uint64_t count) noexcept;
-  void OpenAgain() noexcept;
+  /// Standard error gets what the file did not.
+  void SayWhatIsLost() noexcept;
+
   /// Something to do besides writing what is queued.
-  bool HasOtherWork() const noexcept {
-    return reopens_asked_ != reopens_done_ || dropped_ != dropped_tried_;
+  bool HasOtherWork() const noexcept VELMORA_REQUIRES(mutex_) {
+    return opened_.IsOpen() || dropped_ != dropped_tried_;
+  }
+  /// The file is to be tried again, though nobody asks for it.
+  bool IsWaitingForFile() const noexcept VELMORA_REQUIRES(mutex_) {
+    return open_trouble_ || dropped_ != dropped_said_;
+  }
+  std::error_code AnyTrouble() const noexcept VELMORA_REQUIRES(mutex_) {
+    return open_trouble_ ? open_trouble_ : write_trouble_;
   }
 
   const EventLogOptions options_;
-  /// The writer's alone.
-  int descriptor_;
-  /// The file took the beginning of the last line only.
-  bool is_line_broken_ = false;
+  /// But for opening, the writer's alone.
+  EventFile file_;
+  /// The writer's: how its last line went.
+  std::error_code last_write_;
 
-  mutable std::mutex mutex_;
-  std::condition_variable has_work_;
-  std::condition_variable is_idle_;
-  std::vector<Event> queue_;
+  mutable base::Mutex mutex_;
+  std::condition_variable_any has_work_;
+  std::condition_variable_any is_idle_;
+  std::vector<Event> queue_ VELMORA_GUARDED_BY(mutex_);
   /// Of what is queued or being written.
-  std::size_t bytes_ = 0;
-  std::uint64_t dropped_ = 0;
-  /// Those that a line was tried for, written or not.
-  std::uint64_t dropped_tried_ = 0;
-  std::uint64_t reopens_asked_ = 0;
-  std::uint64_t reopens_done_ = 0;
-  bool is_ending_ = false;
+  std::size_t bytes_ VELMORA_GUARDED_BY(mutex_) = 0;
+  std::uint64_t dropped_ VELMORA_GUARDED_BY(mutex_) = 0;
+  /// Those that a line was tried for, and those that one was written for.
+  std::uint64_t dropped_tried_ VELMORA_GUARDED_BY(mutex_) = 0;
+  std::uint64_t dropped_said_ VELMORA_GUARDED_BY(mutex_) = 0;
+  /// Opened, and not yet taken up by the writer.
+  Descriptor opened_ VELMORA_GUARDED_BY(mutex_);
+  /// How many events belong into the file before it.
+  std::size_t before_opened_ VELMORA_GUARDED_BY(mutex_) = 0;
+  /// There is a file, if only an old one.
+  bool has_file_ VELMORA_GUARDED_BY(mutex_) = false;
+  /// Why there is no file, or none under its name.
+  std::error_code open_trouble_ VELMORA_GUARDED_BY(mutex_);
+  /// Why the last line was not taken.
+  std::error_code write_trouble_ VELMORA_GUARDED_BY(mutex_);
+  std::error_code trouble_told_ VELMORA_GUARDED_BY(mutex_);
+  std::optional<std::chrono::steady_clock::time_point> told_at_ VELMORA_GUARDED_BY(mutex_);
+  bool is_ending_ VELMORA_GUARDED_BY(mutex_) = false;
 
   std::thread writer_;
 };

@@ -1,6 +1,7 @@
 #include "host/policy/filtering.h"
 
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace velmora::host {
@@ -46,6 +47,9 @@ std::shared_ptr<const Filtering> RenewFiltering(const Filtering &before, const F
   }
   const bool is_log_kept = policy.event_log == before.policy.event_log;
   std::shared_ptr<EventLog> events = is_log_kept ? before.events : OpenLog(policy);
+  if (!is_log_kept && events && events->Trouble()) {
+    throw std::system_error(events->Trouble(), "event log " + policy.event_log->file.string());
+  }
   auto after = std::make_shared<const Filtering>(
       Filtering{std::move(policy), before.plugin, std::move(events)});
   // From here on there is something to see, so nothing else may fail.

@@ -29,7 +29,8 @@ struct Filtering {
 };
 
 /// Reads the policy, opens its event log, and loads the plug-in with the policy's ad-blocking
-/// library. Throws what they throw.
+/// library. Throws what they throw; trouble with the event log's file is the log's to tell, and
+/// stops nothing.
 std::shared_ptr<const Filtering> StartFiltering(const FilterFiles &files);
 
 /// The same anew, beside what is in force: lists and policy are read again, the log is opened again

@@ -201,7 +201,101 @@ TEST_F(EventLogTest, GoesOnInANewFileAfterRotation) {
   ASSERT_EQ(events.size(), 3U);
   EXPECT_EQ(events[1].reason, "event log not opened again: Is a directory");
   EXPECT_EQ(events[2].reason, "four");
-  EXPECT_THROW(EventLog({.file = file_}), std::system_error);
+}
+
+TEST_F(EventLogTest, OpensAtTheCallAndSplitsThere) {
+  EventLog log({.file = file_});
+  const std::filesystem::path old = file_.string() + ".1";
+  for (int i = 0; i < 1000; ++i) log.AddError("before");
+  std::filesystem::rename(file_, old);
+  log.Reopen();
+  EXPECT_TRUE(std::filesystem::exists(file_));
+  log.AddError("after");
+  log.Flush();
+  EXPECT_EQ(Events(old).size(), 1000U);
+  EXPECT_EQ(Events(file_).size(), 1U);
+}
+
+/// A proxy's worker has its user's rights, and those of root while it reads its configuration.
+TEST_F(EventLogTest, MakesFilesAsTheUserWhoMadeTheLog) {
+  if (geteuid() != 0) GTEST_SKIP() << "takes root";
+  constexpr uid_t USER = 65534;
+  ASSERT_EQ(chown(folder_.path().c_str(), USER, USER), 0);
+  EXPECT_EXIT(
+      {
+        const bool is_user = setegid(USER) == 0 && seteuid(USER) == 0;
+        EventLog log({.file = file_});
+        const bool is_root = seteuid(0) == 0 && setegid(0) == 0;
+        std::filesystem::rename(file_, file_.string() + ".1");
+        log.Reopen();
+        std::ofstream(folder_.path() + "/roots") << "as before";
+        _exit(is_user && is_root ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+  for (const auto &[name, owner] : {std::pair("events.jsonl", USER), std::pair("roots", 0U)}) {
+    struct stat status;
+    ASSERT_EQ(stat((folder_.path() + "/" + name).c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, owner);
+    EXPECT_EQ(status.st_gid, owner);
+  }
+}
+
+TEST_F(EventLogTest, AFileThatCannotBeOpenedIsTriedAgain) {
+  using std::chrono::milliseconds;
+  const std::string missing = folder_.path() + "/missing";
+  EventLog log({.file = missing + "/log", .retry = milliseconds(5), .news = milliseconds(0)});
+  for (int i = 0; i < 3; ++i) log.AddError("lost");
+  log.Flush();
+  EXPECT_EQ(log.Dropped(), 3U);
+  EXPECT_EQ(log.Trouble(), std::errc::no_such_file_or_directory);
+  EXPECT_THAT(log.News().value_or(""), HasSubstr("/log: No such file or directory; it is tried"));
+  EXPECT_EQ(log.News(), std::nullopt);
+
+  std::filesystem::create_directory(missing);
+  while (log.Trouble()) std::this_thread::sleep_for(milliseconds(1));
+  log.AddError("written");
+  log.Flush();
+  const auto events = Events(missing + "/log");
+  ASSERT_EQ(events.size(), 2U);
+  EXPECT_EQ(events[0].count, 3U) << "without an event that asks for it";
+  EXPECT_EQ(events[1].reason, "written");
+  EXPECT_THAT(log.News().value_or(""), HasSubstr("all is well again; events lost so far: 3"));
+}
+
+/// A disk that stays full, and pipes that nobody reads from the beginning, not any more, or too
+/// slowly: nothing waits, and the count is told in the end.
+TEST_F(EventLogTest, WhatIsLostToTheEndIsSaidOnStandardError) {
+  constexpr int EVENTS = 1353;
+  ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
+  const struct {
+    std::string file, reason;
+    bool has_reader, leaves;
+  } cases[] = {
+      {"/dev/full", "No space left on device", false, false},
+      {file_, "No such device or address", false, false},
+      {file_, "Broken pipe", true, true},
+      {file_, "Resource temporarily unavailable", true, false},
+  };
+  for (const auto &[file, reason, has_reader, leaves] : cases) {
+    const int reader = has_reader ? open(file.c_str(), O_RDONLY | O_NONBLOCK) : -1;
+    std::uint64_t dropped = 0;
+    ::testing::internal::CaptureStderr();
+    {
+      EventLog log({.file = file});
+      if (leaves) close(reader);
+      for (int i = 0; i < EVENTS; ++i) log.AddError(std::string(100, 'e'));
+      log.Flush();
+      dropped = log.Dropped();
+    }
+    if (has_reader && !leaves) close(reader);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "velmora: event log " + file + ": " + reason +
+                  "; events lost: " + std::to_string(dropped) + "\n");
+    if (!has_reader || leaves) {
+      EXPECT_EQ(dropped, EVENTS);
+    }
+    EXPECT_GT(dropped, 0U);
+  }
 }
 
 TEST_F(EventLogTest, ProcessesAndThreadsShareAFile) {

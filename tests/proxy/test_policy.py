@@ -117,6 +117,26 @@ class Reconfiguration(ProxyCase):
         self.assertEqual([e["category"] for e in self.events_of("/page")][-1:], ["scripts"])
         self.assertEqual(old.stat().st_size, size)
 
+    def test_a_log_that_cannot_be_opened_stops_nothing(self):
+        log = self.squid.folder / "log" / "cache.log"
+        complaint = f"{self.squid.events}: Is a directory"
+        self.squid.events.rename(self.squid.events.with_name("events.2"))
+        self.squid.events.mkdir()
+        self.reconfigure()
+        self.wait_until(lambda: complaint in log.read_text())
+        self.wait_for(NO_SCRIPT)
+
+        self.squid.stop()
+        before = len(log.read_text())
+        self.squid.start()
+        type(self).worker = self.squid.worker()
+        self.wait_for(NO_SCRIPT)
+        self.assertIn(complaint, log.read_text()[before:])
+        # Tried again, with a count of what was lost.
+        self.squid.events.rmdir()
+        self.wait_until(lambda: self.squid.events.exists() and self.squid.events.stat().st_size > 0)
+        self.assertEqual(events.read(self.squid.events)[0]["event"], "dropped")
+
 
 if __name__ == "__main__":
     unittest.main()
