@@ -91,12 +91,12 @@ class CScriptRemover final : public CElementHandler {
 // The order is that in which the host is asked for categories.
 CActiveContentFilter::CActiveContentFilter(IDataContext &context, const EventAttributeNames &names)
     : CElementHandlerMap(context) {
-  Add(EVERY_ELEMENT, std::make_unique<CEventAttributeStripper>(context, names));
-  Add("A", std::make_unique<CScriptLinkStripper>(context));
-  Add("AREA", std::make_unique<CScriptLinkStripper>(context));
-  Add("APPLET", std::make_unique<CAppletRemover>(context));
-  Add("OBJECT", std::make_unique<CActiveXRemover>(context));
-  Add("SCRIPT", std::make_unique<CScriptRemover>(context));
+  Make<CEventAttributeStripper>(EVERY_ELEMENT, context, names);
+  Make<CScriptLinkStripper>("A", context);
+  Make<CScriptLinkStripper>("AREA", context);
+  Make<CAppletRemover>("APPLET", context);
+  Make<CActiveXRemover>("OBJECT", context);
+  Make<CScriptRemover>("SCRIPT", context);
 }
 
 }  // namespace velmora

@@ -34,7 +34,7 @@ std::int32_t CAnchorAdHandler::OnStartTag(CHTMLElement &element) {
 }
 
 std::int32_t CAnchorAdHandler::OnEndTag(CHTMLElement &element) {
-  filter().TellOfLink(filter().current_link());
+  filter().TellOfCurrentLink();
   return CAdHandler::OnEndTag(element);
 }
 

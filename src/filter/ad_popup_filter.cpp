@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "core/strings.h"
-#include "filter/absolute_url.h"
 #include "filter/ad_handlers.h"
 #include "filter/base_handler.h"
 #include "filter/popup_handlers.h"
@@ -18,16 +17,21 @@ std::string Property(IDataContext &context, std::int32_t property) {
   return value == nullptr ? std::string() : std::string(value);
 }
 
+/// An attribute value without its quotes and the white space in them.
+std::string_view AddressIn(std::string_view value) noexcept {
+  return TrimSpace(StripQuotes(value));
+}
+
 }  // namespace
 
-// The order is that in which the host is asked for categories.
+// The order is that in which the host is asked for properties and categories.
 CAdPopupFilter::CAdPopupFilter(IDataContext &context, const AdBlocking &ads,
                                ScriptHandlerMakers makers)
     : CElementHandlerMap(context),
       ads_(ads),
       makers_(std::move(makers)),
-      host_name_(Property(context, PROPERTY_HOST)),
-      page_url_(Property(context, PROPERTY_URL)) {
+      page_{Property(context, PROPERTY_HOST), Property(context, PROPERTY_URL)},
+      page_of_link_(page_) {
   AddHandler<CAnchorAdHandler>("A");
   AddHandler<CAppletAdHandler>("APPLET");
   AddHandler<CBaseHandler>("BASE");
@@ -45,26 +49,39 @@ CAdPopupFilter::CAdPopupFilter(IDataContext &context, const AdBlocking &ads,
 
 template <class Handler>
 void CAdPopupFilter::AddHandler(std::string_view tag_name) {
-  Add(tag_name, std::make_unique<Handler>(context(), *this));
+  Make<Handler>(tag_name, context(), *this);
 }
 
-std::string CAdPopupFilter::ResolveValue(std::string_view value) const {
-  return MakeAbsoluteUrl(host_name_, page_url_, TrimSpace(StripQuotes(value)));
+void CAdPopupFilter::SetPageUrl(std::string_view url) {
+  page_.SetUrl(url);
+  page_of_link_.SetUrl(url);
+  full_link_ = nullptr;
 }
 
-bool CAdPopupFilter::IsAdUrl(std::string_view value, std::string &reason, bool &exempt) const {
+void CAdPopupFilter::SetHostName(std::string_view host) {
+  page_.SetHost(host);
+  page_of_link_.SetHost(host);
+  full_link_ = nullptr;
+}
+
+bool CAdPopupFilter::IsAdUrl(std::string_view value, std::string &reason, bool &exempt) {
   if (value.empty()) return false;
-  return ads_.CheckUrl(host_name_, ResolveValue(value), reason, exempt) != 0;
+  return ads_.CheckUrl(page_.host(), page_.MakeAbsolute(AddressIn(value)), reason, exempt) != 0;
 }
 
 bool CAdPopupFilter::IsAdSize(std::int32_t width, std::int32_t height) const noexcept {
-  return ads_.CheckSize(host_name_.c_str(), width, height);
+  return ads_.CheckSize(page_.host().c_str(), width, height);
 }
 
-void CAdPopupFilter::TellOfLink(std::string_view value) const {
-  const std::string link = ResolveValue(value);
+void CAdPopupFilter::SetCurrentLink(std::string value) {
+  current_link_ = std::move(value);
+  full_link_ = nullptr;
+}
+
+void CAdPopupFilter::TellOfCurrentLink() {
+  if (full_link_ == nullptr) full_link_ = &page_of_link_.MakeAbsolute(AddressIn(current_link_));
   // The text of links is not collected.
-  if (!link.empty()) ads_.CheckLink(link, host_name_, {});
+  if (!full_link_->empty()) ads_.CheckLink(*full_link_, page_.host(), {});
 }
 
 std::string CAdPopupFilter::TakePopupScript() {

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "core/ad_blocking.h"
+#include "filter/page_address.h"
 #include "filter/script_handler_makers.h"
 #include "filter/script_language.h"
 #include "html/element_handler_map.h"
@@ -22,20 +22,19 @@ class CAdPopupFilter final : public CElementHandlerMap {
   CAdPopupFilter(IDataContext &context, const AdBlocking &ads, ScriptHandlerMakers makers);
 
   /// The page has moved to another address: a BASE element says so.
-  void SetPageUrl(std::string_view url) { page_url_ = url; }
-  void SetHostName(std::string_view host) { host_name_ = host; }
+  void SetPageUrl(std::string_view url);
+  void SetHostName(std::string_view host);
 
   /// Is the attribute value an advertisement's address? `reason` is the library's text, written by
   /// an answer of exactly 1; `exempt` is set when the address is expressly allowed. An empty value
   /// is not asked about.
-  bool IsAdUrl(std::string_view value, std::string &reason, bool &exempt) const;
+  bool IsAdUrl(std::string_view value, std::string &reason, bool &exempt);
   bool IsAdSize(std::int32_t width, std::int32_t height) const noexcept;
-  /// Tells the library of a link, given as an attribute value.
-  void TellOfLink(std::string_view value) const;
 
   /// The href of the last A start tag, as written.
-  const std::string &current_link() const noexcept { return current_link_; }
-  void SetCurrentLink(std::string value) { current_link_ = std::move(value); }
+  void SetCurrentLink(std::string value);
+  /// Tells the library of it.
+  void TellOfCurrentLink();
 
   /// The language of the page's first SCRIPT element.
   ScriptLanguage script_language() const noexcept { return script_language_; }
@@ -52,15 +51,15 @@ class CAdPopupFilter final : public CElementHandlerMap {
  private:
   template <class Handler>
   void AddHandler(std::string_view tag_name);
-  /// An attribute value as an absolute address, without its quotes and the white space in them.
-  std::string ResolveValue(std::string_view value) const;
 
   const AdBlocking &ads_;
   const ScriptHandlerMakers makers_;
-  // The host is asked for the two in this order.
-  std::string host_name_;
-  std::string page_url_;
+  PageAddress page_;
+  /// Of its own, so that a link that is told of again and again is put together once.
+  PageAddress page_of_link_;
   std::string current_link_;
+  /// The link in full; null when it has to be put together anew.
+  const std::string *full_link_ = nullptr;
   ScriptLanguage script_language_ = ScriptLanguage::JAVASCRIPT;
   bool popup_script_taken_ = false;
 };

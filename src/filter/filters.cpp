@@ -7,8 +7,8 @@ namespace velmora {
 
 void AppendFilters(HandlerList &handlers, IDataContext &context, const EventAttributeNames &names,
                    const AdBlocking &ads, const ScriptHandlerMakers &makers) {
-  handlers.Add(std::make_unique<CActiveContentFilter>(context, names));
-  handlers.Add(std::make_unique<CAdPopupFilter>(context, ads, makers));
+  handlers.AddMade([&] { return std::make_unique<CActiveContentFilter>(context, names); });
+  handlers.AddMade([&] { return std::make_unique<CAdPopupFilter>(context, ads, makers); });
 }
 
 }  // namespace velmora

@@ -59,8 +59,8 @@ std::int32_t CElementDumpHandler::OnStartTag(CHTMLElement &element) {
 std::unique_ptr<CElementHandlerMap> MakeCharsetHandlerMap(IDataContext &context,
                                                           EncodingStack &encodings) {
   auto map = std::make_unique<CElementHandlerMap>(context);
-  map->Add(EVERY_ELEMENT, std::make_unique<CElementDumpHandler>(context));
-  map->Add("META", std::make_unique<CMetaCharsetHandler>(context, encodings));
+  map->Make<CElementDumpHandler>(EVERY_ELEMENT, context);
+  map->Make<CMetaCharsetHandler>("META", context, encodings);
   return map;
 }
 

@@ -22,7 +22,7 @@ CDataHTML2::~CDataHTML2() {
 bool CDataHTML2::Attach() {
   handlers_.Clear();
   if (context() == nullptr) return true;
-  handlers_.Add(MakeCharsetHandlerMap(*context(), encodings_));
+  handlers_.AddMade([this] { return MakeCharsetHandlerMap(*context(), encodings_); });
   if (make_filters_) make_filters_(*context(), handlers_);
   return true;
 }

@@ -3,8 +3,10 @@
 
 #include <map>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "html/element_handler.h"
 
@@ -21,6 +23,14 @@ class CElementHandlerMap : public CElementHandler {
 
   /// `tag_name` is upper case or `EVERY_ELEMENT`; names compare byte by byte.
   void Add(std::string_view tag_name, std::unique_ptr<CElementHandler> handler);
+  /// Makes the handler too. One for which there is no memory costs itself alone.
+  template <class Handler, class... Arguments>
+  void Make(std::string_view tag_name, Arguments &&...arguments) {
+    try {
+      Add(tag_name, std::make_unique<Handler>(std::forward<Arguments>(arguments)...));
+    } catch (const std::bad_alloc &) {
+    }
+  }
 
   std::int32_t OnStartTag(CHTMLElement &element) override;
   std::int32_t OnEndTag(CHTMLElement &element) override;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "html/element_handler.h"
@@ -13,6 +14,14 @@ namespace velmora {
 class HandlerList {
  public:
   void Add(std::unique_ptr<CElementHandler> handler) { handlers_.push_back(std::move(handler)); }
+  /// Adds what `make` makes. A handler for which there is no memory costs itself alone.
+  template <class MakeHandler>
+  void AddMade(MakeHandler make) {
+    try {
+      Add(make());
+    } catch (const std::bad_alloc &) {
+    }
+  }
   void Clear() noexcept { handlers_.clear(); }
 
   /// Offers the element to every handler; at its end in reverse order. Both return the sum of the

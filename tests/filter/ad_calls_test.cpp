@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <regex>
 
-#include "filter/absolute_url.h"
 #include "filter/filter_page.h"
+#include "filter/page_address.h"
 #include "support/log_recorder.h"
 
 namespace velmora::testing {
@@ -118,7 +118,7 @@ TEST(Categories, AreAskedAnewOnlyForAppletsControlsAndScriptTexts) {
               ElementsAreArray({PROPERTY_CONTENT_TYPE, 306, 307, 301, 302, 301, 308}));
 }
 
-TEST(MakeAbsoluteUrl, ResolvesAgainstThePage) {
+TEST(PageAddress, IsWhatRelativeAddressesStandOn) {
   const std::tuple<std::string_view, std::string_view, std::string_view> cases[] = {
       {"http://h/d/p.html", "", ""},
       {"http://h/d/p.html", "x.gif", "http://h/d/x.gif"},
@@ -138,7 +138,9 @@ TEST(MakeAbsoluteUrl, ResolvesAgainstThePage) {
       {"http://h/d/p.html", ":", "http://h/d/:"},
   };
   for (const auto &[page_url, url, expected] : cases) {
-    EXPECT_EQ(MakeAbsoluteUrl("host", page_url, url), expected) << url;
+    PageAddress page("host", page_url);
+    page.MakeAbsolute("long/before");
+    EXPECT_EQ(page.MakeAbsolute(url), expected) << url;
   }
 }
 

@@ -5,6 +5,8 @@
 #include <limits>
 #include <malloc.h>
 #include <new>
+#include <set>
+#include <string>
 
 #include "pipeline/data_processor.h"
 #include "plugin/module.h"
@@ -97,14 +99,14 @@ class QuietContext final : public IDataContext {
     return property == PROPERTY_CONTENT_TYPE ? type : "http://a.example/b/c";
   }
   const char *GetSetting(const char *) noexcept override { return nullptr; }
-  bool IsCategoryEnabled(std::int32_t category) noexcept override {
-    return blocks_all || category > 300 || category % 100 != 0;
-  }
+  bool IsCategoryEnabled(std::int32_t category) noexcept override { return blocks(category); }
   const std::vector<std::uint8_t> &GetOptionBlock() noexcept override { return no_block; }
   void ReportBlocked(std::int32_t, std::int32_t, const char *, const char *) noexcept override {}
 
   const char *type = "text/html";
-  bool blocks_all = false;
+  bool (*blocks)(std::int32_t) noexcept = [](std::int32_t category) noexcept {
+    return category > 300 || category % 100 != 0;
+  };
   std::vector<std::uint8_t> no_block;
   int references = 0;
 };
@@ -147,6 +149,41 @@ TEST(Allocations, EachOneMayFail) {
   }
 }
 
+/// Each of these goes by a handler of its own.
+TEST(Allocations, AHandlerForWhichThereIsNoMemoryCostsItselfAlone) {
+  const std::string_view page =
+      "<object></object><applet></applet><i onclick=a><script></script>"
+      "<a href=javascript:b>c</a><embed type=application/x-shockwave-flash></embed>t";
+  const auto module = std::make_shared<Module>(platform::Registry(), ModuleAccess());
+  std::set<std::string> results;
+  failed = true;
+  for (long allowed = 0; failed; ++allowed) {
+    QuietContext context;
+    context.blocks = [](std::int32_t category) noexcept {
+      return category >= 300 && category < 304;
+    };
+    QuietBuffer buffer;
+    const CountedPointer<IDataProcessor> processor(new CDataProcessor(module->content_handlers()));
+    processor->SetContext(&context);
+    buffer.Append(page);
+    failed = false;
+    allocations_left = allowed;
+    processor->ProcessData(&buffer, 0, buffer.GetSize(), DATA_FLAG_START | DATA_FLAG_END);
+    allocations_left = std::numeric_limits<long>::max();
+    results.emplace(reinterpret_cast<const char *>(buffer.GetData()), buffer.GetSize());
+  }
+  for (const char *expected : {
+           "<object></object><i ><a href=\"\">c</a>t",
+           "<applet></applet><i ><a href=\"\">c</a>t",
+           "<i onclick=a><a href=\"\">c</a>t",
+           "<i ><script></script><a href=\"\">c</a>t",
+           "<i ><a href=javascript:b>c</a>t",
+           "<i ><a href=\"\">c</a><embed type=application/x-shockwave-flash></embed>t",
+       }) {
+    EXPECT_TRUE(results.contains(expected)) << expected;
+  }
+}
+
 struct LargePage {
   std::string_view begin, repeated, end;
 
@@ -165,14 +202,14 @@ TEST(Allocations, AByteOfPageTakesAtMostTen) {
       {"<a href='", "x", "'>"}, {"<", "x", ">"},        {"<p ", "onclick=a ", ">"},
       {"<p ", "on=a ", ">"},    {"<b ", "\xE9='", ">"},
   };
-  const Module module({}, {});
+  const auto module = std::make_shared<Module>(platform::Registry(), ModuleAccess());
   for (const LargePage &page : pages) {
     const std::string body = page.Text();
     QuietContext context;
-    context.blocks_all = true;
+    context.blocks = [](std::int32_t) noexcept { return true; };
     QuietBuffer buffer;
     buffer.Append(body);
-    const CountedPointer<IDataProcessor> processor(new CDataProcessor(module.content_handlers()));
+    const CountedPointer<IDataProcessor> processor(new CDataProcessor(module->content_handlers()));
     processor->SetContext(&context);
     const long before = most_in_use = in_use;
     processor->ProcessData(&buffer, 0, buffer.GetSize(), DATA_FLAG_START);
