@@ -49,7 +49,8 @@ Address::Address(std::string_view text) noexcept : original_(text.substr(0, MAX_
   std::size_t authority_end = size;
   for (at = NextBound(start); at < size; at = NextBound(at + 1)) {
     if (bytes[at] == '@') start = at + 1;
-    if (bytes[at] == '/' || bytes[at] == '?' || bytes[at] == '#') {
+    // Browsers take a backslash for a slash.
+    if (bytes[at] == '/' || bytes[at] == '\\' || bytes[at] == '?' || bytes[at] == '#') {
       authority_end = at;
       break;
     }

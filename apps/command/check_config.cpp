@@ -9,6 +9,7 @@
 #include "command/files.h"
 #include "command/messages.h"
 #include "host/policy/policy.h"
+#include "host/web/url.h"
 
 namespace velmora::command {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "base/ascii.h"
 #include "host/bodies/categories.h"
-#include "host/bodies/transaction.h"
+#include "host/web/url.h"
 
 namespace velmora::command {
 namespace {

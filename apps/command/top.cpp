@@ -18,8 +18,8 @@
 #include "command/messages.h"
 #include "command/terminal.h"
 #include "host/bodies/categories.h"
-#include "host/bodies/transaction.h"
 #include "host/policy/policy.h"
+#include "host/web/url.h"
 
 namespace velmora::command {
 namespace {

@@ -5,6 +5,7 @@
 #include <libecap/common/header.h>
 #include <libecap/common/message.h>
 #include <libecap/common/name.h>
+#include <libecap/common/named_values.h>
 #include <libecap/common/names.h>
 #include <libecap/host/xaction.h>
 #include <string>
@@ -36,7 +37,35 @@ const libecap::Name STALE_HEADERS[] = {
     libecap::Name("Accept-Ranges"),
 };
 
+const libecap::Name CONTENT_RANGE("Content-Range");
+const libecap::Name RANGE("Range");
+const libecap::Name CONTENT_SECURITY_POLICY("Content-Security-Policy");
+
+constexpr int OK = 200;
 constexpr int PARTIAL_CONTENT = 206;
+
+/// The values of all lines of one name, with commas between them.
+class LinesOf final : public libecap::NamedValueVisitor {
+ public:
+  explicit LinesOf(const libecap::Name &name) : name_(name) {}
+
+  void visit(const libecap::Name &name, const libecap::Area &value) override {
+    if (name != name_) return;
+    if (joined) joined->append(", ").append(value.start, value.size);
+    if (!joined) joined.emplace(value.start, value.size);
+  }
+
+  std::optional<std::string> joined;
+
+ private:
+  const libecap::Name &name_;
+};
+
+std::optional<std::string> ContentType(const libecap::Header &header) {
+  LinesOf lines(CONTENT_TYPE);
+  header.visitEach(lines);
+  return std::move(lines.joined);
+}
 
 std::optional<std::string> HeaderValue(const libecap::Header &header, const libecap::Name &name) {
   if (!header.hasAny(name)) return std::nullopt;
@@ -46,6 +75,20 @@ std::optional<std::string> HeaderValue(const libecap::Header &header, const libe
 bool IsPartial(const libecap::Message &response) {
   const auto *status = dynamic_cast<const libecap::StatusLine *>(&response.firstLine());
   return status == nullptr || status->statusCode() == PARTIAL_CONTENT;
+}
+
+/// Takes off what will not hold of a body that is changed.
+void DropStaleHeaders(libecap::Message &head) {
+  // By the proxy's own name: only so does it forget the number too.
+  head.header().removeAny(libecap::headerContentLength);
+  for (const libecap::Name &name : STALE_HEADERS) head.header().removeAny(name);
+  if (!IsPartial(head)) return;
+  // A part that nobody asked for is shown as the whole.
+  head.header().removeAny(CONTENT_RANGE);
+  if (auto *const status = dynamic_cast<libecap::StatusLine *>(&head.firstLine())) {
+    status->statusCode(OK);
+    status->reasonPhrase(libecap::Area::FromTempString("OK"));
+  }
 }
 
 std::string Url(const libecap::Message &request) {
@@ -91,48 +134,58 @@ void Transaction::start() {
 
 void Transaction::Begin() {
   const libecap::Message &response = host_->virgin();
-  // A part of a body cannot be judged, and its length must not change. Answers to HEAD and such
-  // have no body.
-  if (response.body() == nullptr || IsPartial(response)) {
-    return LastCall(&libecap::host::Xaction::useVirgin);
-  }
   const libecap::Message &request = host_->cause();
   std::string url = Url(request);
   std::string client = host_->option(libecap::metaClientIp).toString();
   host::PolicyAnswer answer = filtering_->policy.For(url, client);
-  if (!answer.IsFiltered()) return LastCall(&libecap::host::Xaction::useVirgin);
-  if (filtering_->events) events_.emplace(*filtering_->events, std::move(client), url);
-  filter_.emplace(
-      filtering_->plugin->CreateProcessor(),
-      host::TransactionInfo{.url = std::move(url),
-                            .content_type = HeaderValue(response.header(), CONTENT_TYPE),
-                            .categories = answer.categories,
-                            .settings = std::move(answer.settings),
-                            .option_block = std::move(answer.option_block)},
-      host::ResponseHeaders{
-          .content_encoding = HeaderValue(response.header(), CONTENT_ENCODING).value_or(""),
-          .accept_encoding = HeaderValue(request.header(), ACCEPT_ENCODING).value_or("")},
-      events_ ? static_cast<host::TransactionSink &>(*events_) : unheard,
-      filtering_->policy.responses);
-  if (filter_->State() == host::StreamState::FAILED) {
-    return LastCall(&libecap::host::Xaction::blockVirgin);
+  // Answers to HEAD and such have no body. A part of a body cannot be judged, and its length must
+  // not change; but only who asks for a part takes it for one.
+  const bool is_wanted = answer.IsFiltered() && response.body() != nullptr &&
+                         !(IsPartial(response) && request.header().hasAny(RANGE));
+  if (is_wanted) {
+    if (filtering_->events) events_.emplace(*filtering_->events, std::move(client), url);
+    filter_.emplace(
+        filtering_->plugin->CreateProcessor(),
+        host::TransactionInfo{.url = std::move(url),
+                              .content_type = ContentType(response.header()),
+                              .categories = answer.categories,
+                              .settings = std::move(answer.settings),
+                              .option_block = std::move(answer.option_block)},
+        host::ResponseHeaders{
+            .content_encoding = HeaderValue(response.header(), CONTENT_ENCODING).value_or(""),
+            .accept_encoding = HeaderValue(request.header(), ACCEPT_ENCODING).value_or("")},
+        events_ ? static_cast<host::TransactionSink &>(*events_) : unheard,
+        filtering_->policy.responses);
+    if (filter_->State() == host::StreamState::FAILED) {
+      return LastCall(&libecap::host::Xaction::blockVirgin);
+    }
+    if (!filter_->IsWanted()) filter_.reset();
   }
-  if (!filter_->IsWanted()) return LastCall(&libecap::host::Xaction::useVirgin);
-  const auto head = FilteredHead();
-  host_->vbMake();
-  receiving_ = Side::OPEN;
-  sending_ = Side::OPEN;
+  if (!filter_ && answer.security_policy.empty()) {
+    return LastCall(&libecap::host::Xaction::useVirgin);
+  }
+  const auto head = SentHead(answer.security_policy);
+  if (response.body() != nullptr) {
+    host_->vbMake();
+    receiving_ = Side::OPEN;
+    sending_ = Side::OPEN;
+  } else {
+    sending_ = Side::CLOSED;
+  }
   host_->useAdapted(head);
 }
 
-libecap::shared_ptr<libecap::Message> Transaction::FilteredHead() const {
+libecap::shared_ptr<libecap::Message> Transaction::SentHead(
+    std::string_view security_policy) const {
   const libecap::shared_ptr<libecap::Message> head = host_->virgin().clone();
   libecap::Header &header = head->header();
-  // By the proxy's own name: only so does it forget the number too.
-  header.removeAny(libecap::headerContentLength);
-  for (const libecap::Name &name : STALE_HEADERS) header.removeAny(name);
-  if (filter_->SentCoding() == host::ContentCoding::GZIP) {
+  if (filter_) DropStaleHeaders(*head);
+  if (filter_ && filter_->SentCoding() == host::ContentCoding::GZIP) {
     header.add(CONTENT_ENCODING, libecap::Area::FromTempString("gzip"));
+  }
+  if (!security_policy.empty()) {
+    header.add(CONTENT_SECURITY_POLICY,
+               libecap::Area::FromTempBuffer(security_policy.data(), security_policy.size()));
   }
   return head;
 }
@@ -194,11 +247,17 @@ void Transaction::Pump() {
   }
   is_pumping_ = false;
   if (host_ == nullptr || !ready_.empty() || sending_ != Side::OPEN) return;
-  if (filter_->State() == host::StreamState::FINISHED) EndSending(true);
-  if (filter_->State() == host::StreamState::FAILED) EndSending(false);
+  if (!filter_) {
+    if (has_arrived_) EndSending(!is_broken_);
+  } else if (filter_->State() == host::StreamState::FINISHED) {
+    EndSending(true);
+  } else if (filter_->State() == host::StreamState::FAILED) {
+    EndSending(false);
+  }
 }
 
 void Transaction::Refill() {
+  if (!filter_) return RefillUnfiltered();
   ready_ = filter_->Next();
   while (ready_.empty() && receiving_ == Side::OPEN) {
     TakePiece();
@@ -212,6 +271,12 @@ void Transaction::Refill() {
   } else {
     ready_ = filter_->Finish();
   }
+}
+
+void Transaction::RefillUnfiltered() {
+  if (receiving_ != Side::OPEN) return;
+  TakePiece();
+  ready_ = {piece_.start, piece_.size};
 }
 
 void Transaction::TakePiece() {

@@ -44,11 +44,13 @@ class Transaction final : public libecap::adapter::Xaction {
   enum class Side { NOT_BEGUN, OPEN, CLOSED };
 
   void Begin();
-  libecap::shared_ptr<libecap::Message> FilteredHead() const;
+  /// The head with what is known of the body that goes out, and a security policy if there is one.
+  libecap::shared_ptr<libecap::Message> SentHead(std::string_view security_policy) const;
   /// Gives the proxy what it takes, and says so when there is no more.
   void Pump();
   /// Makes the next bytes ready, if there are any.
   void Refill();
+  void RefillUnfiltered();
   void TakePiece();
   void StopReceiving();
   void EndSending(bool is_whole);
@@ -61,6 +63,7 @@ class Transaction final : public libecap::adapter::Xaction {
   std::shared_ptr<const host::Filtering> filtering_;
   libecap::host::Xaction *host_;
   std::optional<host::EventLogSink> events_;
+  /// None where the body goes on as it comes, under another head.
   std::optional<host::ResponseFilter> filter_;
   Side receiving_ = Side::NOT_BEGUN;
   Side sending_ = Side::NOT_BEGUN;

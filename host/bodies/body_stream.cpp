@@ -30,9 +30,16 @@ BodyStream::BodyStream(ProcessorPointer processor, Transaction &transaction,
   if (!processor_->IsSupported()) PassRest();
 }
 
+bool BodyStream::Wait(std::string_view bytes) noexcept {
+  if (buffer_.Append(bytes)) return true;
+  Stop(StopReason::OUT_OF_MEMORY);
+  return false;
+}
+
 std::string_view BodyStream::Push(std::string_view piece) noexcept {
   assert(piece_.empty() && !piece_is_last_);
   piece_ = piece;
+  has_waiting_ = !started_ && buffer_.GetSize() != 0;
   return Next();
 }
 
@@ -44,7 +51,7 @@ std::string_view BodyStream::Finish(std::string_view last_piece) noexcept {
 }
 
 std::string_view BodyStream::Next() noexcept {
-  while (state_ == StreamState::FILTERING && (!piece_.empty() || piece_is_last_)) {
+  while (state_ == StreamState::FILTERING && (!piece_.empty() || piece_is_last_ || has_waiting_)) {
     ProcessSlice();
     if (state_ != StreamState::FILTERING) break;
     if (buffer_.GetCommitted() != 0) return buffer_.TakeCommitted();
@@ -83,6 +90,7 @@ void BodyStream::ProcessSlice() noexcept {
   const std::string_view slice = piece_.substr(0, options_.slice_size);
   if (!buffer_.Append(slice)) return Stop(StopReason::OUT_OF_MEMORY);
   piece_.remove_prefix(slice.size());
+  has_waiting_ = false;
   const bool is_last = piece_is_last_ && piece_.empty();
   CallProcessor(is_last);
   if (buffer_.EditFailed()) return Stop(StopReason::OUT_OF_MEMORY);

@@ -58,6 +58,11 @@ class BodyStream {
   /// The next bytes that may go on; empty when there are none for now. They are good until the next
   /// call, and may lie in the piece itself.
   std::string_view Next() noexcept;
+  /// Before the first push: bytes that wait for those that are pushed, because more must come
+  /// before it is known what they are. False when there is no memory for them: then the stream has
+  /// stopped, and they are pushed like all others.
+  bool Wait(std::string_view bytes) noexcept;
+  std::string_view Waiting() noexcept { return buffer_.All(); }
   /// Ends the transaction; bytes not taken are dropped.
   void Abort() noexcept;
   /// From now on bytes go by as they come.
@@ -77,6 +82,7 @@ class BodyStream {
   StreamState state_ = StreamState::FILTERING;
   std::string_view piece_;
   bool piece_is_last_ = false;
+  bool has_waiting_ = false;
   bool started_ = false;
   std::chrono::nanoseconds time_spent_{0};
 };

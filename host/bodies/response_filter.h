@@ -22,16 +22,19 @@
 #include "host/bodies/transaction.h"
 #include "host/codings/decoded_body.h"
 #include "host/codings/gzip_encoder.h"
+#include "host/web/mime_type.h"
 
 namespace velmora::host {
 
 struct ResponseOptions {
   StreamOptions stream{};
-  /// Types that mean the same as one that the plug-in knows are presented as that one.
+  /// Types that mean the same as one that the plug-in knows are presented as that one; bodies
+  /// without a type as what they look like; SVG and XML as pages, where active content is blocked.
   bool maps_types = true;
   /// Charset labels are presented as the converter's names.
   bool maps_charsets = true;
-  /// The charset of a page whose header names none is looked for in its first bytes.
+  /// The charset of a page is looked for in its first bytes: a byte-order mark stands above the
+  /// header, a declaration in the page counts where the header names none.
   bool reads_page_charset = true;
   /// A "GIF" that does not begin as one is not handed over.
   bool checks_gifs = true;
@@ -40,6 +43,8 @@ struct ResponseOptions {
   DecodingLimits decoding{};
   /// What was decoded is put into gzip again if the client takes it; otherwise it goes on plain.
   bool gzips_again = false;
+  /// Where scripts are blocked, the response tells the browser not to run any.
+  bool adds_security_policy = true;
 };
 
 /// The headers that matter beyond what the plug-in's context tells.
@@ -82,11 +87,19 @@ class ResponseFilter {
   void PrepareCoding(const ResponseHeaders &headers) noexcept;
   std::string_view NextFiltered() noexcept;
   Part NextPart() noexcept;
-  void ReadFirstBytes(std::string_view bytes) noexcept;
+  /// Sees to it that the plug-in gets nothing before it is known what the body is. False when more
+  /// bytes must come: then all of the part waits in the stream.
+  bool TakeFirstBytes(Part &part) noexcept;
+  /// The same for the body's first bytes; `is_all` says that there are no others.
+  bool ReadFirstBytes(std::string_view bytes, bool is_all) noexcept;
+  bool Sniff(std::string_view bytes, bool is_all) noexcept;
+  bool ReadCharset(std::string_view bytes, bool is_all) noexcept;
   /// Says what is wrong with the coding and fails if the policy says so.
   void ReportCoding(StopReason reason) noexcept;
 
   const ResponseOptions options_;
+  const std::optional<MimeType> type_;
+  BodyKind kind_;
   Transaction transaction_;
   BodyStream stream_;
   std::optional<DecodedBody> decoded_;

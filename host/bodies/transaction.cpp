@@ -2,20 +2,9 @@
 
 #include <utility>
 
-namespace velmora::host {
+#include "host/web/url.h"
 
-std::string_view HostOfUrl(std::string_view url) noexcept {
-  const std::size_t scheme_end = url.find("://");
-  if (scheme_end == url.npos) return {};
-  url.remove_prefix(scheme_end + 3);
-  std::string_view host = url.substr(0, url.find_first_of("/\\?#"));
-  if (const std::size_t user_end = host.rfind('@'); user_end != host.npos) {
-    host.remove_prefix(user_end + 1);
-  }
-  const std::size_t address_end = host.starts_with('[') ? host.find(']') : 0;
-  if (address_end == host.npos) return {};
-  return host.substr(0, host.find(':', address_end));
-}
+namespace velmora::host {
 
 Transaction::Transaction(TransactionInfo info, TransactionSink &sink)
     : info_(std::move(info)), sink_(sink) {

@@ -42,7 +42,8 @@ struct TransactionInfo {
   std::string url{};
   /// Empty: taken from the URL.
   std::string host{};
-  /// The Content-Type value with its parameters; none: the body is not filtered.
+  /// The Content-Type value with its parameters, those of several header lines with commas between
+  /// them; none when the response has none.
   std::optional<std::string> content_type{};
   /// What is to be blocked.
   CategorySet categories{};
@@ -52,20 +53,17 @@ struct TransactionInfo {
   std::vector<std::uint8_t> option_block{};
 };
 
-/// The host part of "scheme://user@host:port/path": no user, no port, brackets of an IPv6 address
-/// kept. Empty when there is none.
-std::string_view HostOfUrl(std::string_view url) noexcept;
-
 /// Outlives the processor that it is given to, and its sink outlives it.
 class Transaction final : public HostOwned<IDataContext> {
  public:
   Transaction(TransactionInfo info, TransactionSink &sink);
 
   const TransactionInfo &Info() const noexcept { return info_; }
-  /// Before the first bytes go to the plug-in: a type that says more than the header did.
+  // Before the first bytes go to the plug-in: what they say beyond the header.
   void SetContentType(std::string content_type) noexcept {
     info_.content_type = std::move(content_type);
   }
+  void SetCategories(CategorySet categories) noexcept { info_.categories = categories; }
   void ReportStopped(StopReason reason) noexcept { sink_.OnStopped(reason); }
 
   const char *GetProperty(std::int32_t property) noexcept override;

@@ -1,7 +1,10 @@
 #include "host/policy/policy.h"
 
 #include <algorithm>
+#include <initializer_list>
 #include <utility>
+
+#include "host/web/url.h"
 
 namespace velmora::host {
 namespace {
@@ -31,6 +34,17 @@ void Apply(const PolicyChange &change, PolicyAnswer &answer) {
       change.only.value_or(answer.categories).With(change.block).Without(change.allow);
   for (const auto &[name, value] : change.settings) answer.settings[name] = value;
   if (change.option_block) answer.option_block = *change.option_block;
+}
+
+bool HasAll(const CategorySet &categories, std::initializer_list<std::int32_t> codes) {
+  return std::ranges::all_of(codes, [&](std::int32_t code) { return categories.Contains(code); });
+}
+
+std::string_view SecurityPolicyFor(const CategorySet &categories) {
+  if (!categories.Contains(CATEGORY_SCRIPTS)) return {};
+  return HasAll(categories, {CATEGORY_APPLETS, CATEGORY_ACTIVEX, CATEGORY_FLASH})
+             ? "script-src 'none'; object-src 'none'"
+             : "script-src 'none'";
 }
 
 }  // namespace
@@ -64,6 +78,7 @@ PolicyAnswer Policy::For(std::string_view url, std::string_view client) const {
   if (answer.is_allowed) return answer;
   Apply(everywhere, answer);
   for (const PolicyRule *const rule : RulesFor(url, client)) Apply(rule->change, answer);
+  if (responses.adds_security_policy) answer.security_policy = SecurityPolicyFor(answer.categories);
   return answer;
 }
 

@@ -83,6 +83,10 @@ struct PolicyAnswer {
   CategorySet categories{};
   PluginSettings settings{};
   std::vector<std::uint8_t> option_block{};
+  /// The value of a Content-Security-Policy header that every response goes out with, filtered or
+  /// not, beside those that it has; empty for none. Where scripts are blocked, the browser refuses
+  /// those too that the filter does not see.
+  std::string_view security_policy{};
 
   /// When false, the response goes by untouched. Where nothing is to be blocked, a setting may
   /// still ask for the plug-in: for a record of what passes.

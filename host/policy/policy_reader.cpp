@@ -268,6 +268,7 @@ constexpr Key<ResponseOptions> RESPONSES_TABLE[] = {
     {"check-gifs", READ_FLAG<&ResponseOptions::checks_gifs>},
     {"decode", READ_FLAG<&ResponseOptions::decodes>},
     {"gzip-again", READ_FLAG<&ResponseOptions::gzips_again>},
+    {"security-policy", READ_FLAG<&ResponseOptions::adds_security_policy>},
 };
 
 constexpr std::uint64_t MOST = std::numeric_limits<std::int64_t>::max();

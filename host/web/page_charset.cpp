@@ -2,6 +2,8 @@
 // attributes, and nothing else of HTML: what stands in a script counts. This is the same scan.
 #include "host/web/page_charset.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 
 #include "base/ascii.h"
@@ -10,16 +12,30 @@
 namespace velmora::host {
 namespace {
 
-struct ByteOrderMark {
+using namespace std::string_view_literals;
+
+struct Beginning {
   std::string_view bytes;
   std::string_view converter_name;
 };
 
-constexpr ByteOrderMark BYTE_ORDER_MARKS[] = {
-    {"\xEF\xBB\xBF", "UTF-8"},
-    {"\xFF\xFE", "UTF-16LE"},
-    {"\xFE\xFF", "UTF-16BE"},
+constexpr Beginning BYTE_ORDER_MARKS[] = {
+    {"\xEF\xBB\xBF"sv, "UTF-8"},
+    {"\xFF\xFE"sv, "UTF-16LE"},
+    {"\xFE\xFF"sv, "UTF-16BE"},
 };
+/// "<?x" in 16-bit letters.
+constexpr Beginning WIDE_DECLARATIONS[] = {
+    {"<\0?\0x\0"sv, "UTF-16LE"},
+    {"\0<\0?\0x"sv, "UTF-16BE"},
+};
+
+template <std::size_t COUNT>
+std::string_view CharsetOf(const Beginning (&beginnings)[COUNT], std::string_view bytes) noexcept {
+  const auto *const found = std::ranges::find_if(
+      beginnings, [&](const Beginning &b) { return bytes.starts_with(b.bytes); });
+  return found == std::end(beginnings) ? std::string_view{} : found->converter_name;
+}
 
 constexpr bool IsSpace(char c) noexcept {
   return base::WEB_SPACE.find(c) != base::WEB_SPACE.npos;
@@ -38,11 +54,12 @@ std::size_t FindNoCase(std::string_view text, std::string_view lower_case) noexc
   return found.empty() ? text.npos : static_cast<std::size_t>(found.begin() - text.begin());
 }
 
-/// The converter's name for the label in a META. A page in which this could be read is in no 16-bit
-/// set, whatever it says.
+/// The converter's name for the label in a META or an XML declaration. A page in which this could
+/// be read is in no 16-bit set, whatever it says.
 std::string_view DeclaredConverter(std::string_view label) noexcept {
   const std::string_view name = ConverterName(label);
-  return name.starts_with("UTF-16") ? "UTF-8" : name;
+  if (name.starts_with("UTF-16")) return "UTF-8";
+  return base::EqualNoCase(base::TrimWebSpace(label), "x-user-defined") ? "CP1252" : name;
 }
 
 /// The label in "text/html; charset=LABEL", read as browsers do: the word may stand anywhere.
@@ -60,6 +77,29 @@ std::string_view LabelIn(std::string_view content) noexcept {
     return content.substr(0, std::min(content.find_first_of("; \t\r\n\f"), content.size()));
   }
   return {};
+}
+
+/// What "<?xml ... encoding='LABEL' ...>" says.
+std::string_view EncodingOfXml(std::string_view bytes) noexcept {
+  constexpr std::string_view BLANKS = " \t\r\n\f\v";
+  constexpr std::string_view WORD = "encoding";
+  if (!bytes.starts_with("<?xml")) return {};
+  const std::size_t end = bytes.find('>');
+  if (end == bytes.npos) return {};
+  std::string_view rest = bytes.substr(0, end);
+  const auto skip_blanks = [&] {
+    rest.remove_prefix(std::min(rest.find_first_not_of(BLANKS), rest.size()));
+  };
+  rest.remove_prefix(std::min(rest.find(WORD), rest.size()));
+  rest.remove_prefix(std::min(WORD.size(), rest.size()));
+  skip_blanks();
+  if (!rest.starts_with('=')) return {};
+  rest.remove_prefix(1);
+  skip_blanks();
+  if (!rest.starts_with('"') && !rest.starts_with('\'')) return {};
+  const std::size_t label_end = rest.find(rest.front(), 1);
+  if (label_end == rest.npos) return {};
+  return DeclaredConverter(rest.substr(1, label_end - 1));
 }
 
 struct Attribute {
@@ -171,11 +211,29 @@ class Scan {
 
 }  // namespace
 
+std::string_view MarkedCharset(std::string_view bytes) noexcept {
+  return CharsetOf(BYTE_ORDER_MARKS, bytes);
+}
+
+bool MayBeginMark(std::string_view bytes) noexcept {
+  const auto may_begin = [&](const Beginning &beginning) {
+    return bytes.size() < beginning.bytes.size() && beginning.bytes.starts_with(bytes);
+  };
+  return std::ranges::any_of(BYTE_ORDER_MARKS, may_begin) ||
+         std::ranges::any_of(WIDE_DECLARATIONS, may_begin);
+}
+
 std::string_view PageCharset(std::string_view bytes) noexcept {
-  for (const ByteOrderMark &mark : BYTE_ORDER_MARKS) {
-    if (bytes.starts_with(mark.bytes)) return mark.converter_name;
-  }
-  return Scan(bytes.substr(0, PAGE_CHARSET_BYTES)).FindCharset();
+  bytes = bytes.substr(0, PAGE_CHARSET_BYTES);
+  if (const auto wide = CharsetOf(WIDE_DECLARATIONS, bytes); !wide.empty()) return wide;
+  const std::string_view declared = Scan(bytes).FindCharset();
+  return declared.empty() ? EncodingOfXml(bytes) : declared;
+}
+
+std::string_view XmlCharset(std::string_view bytes) noexcept {
+  bytes = bytes.substr(0, PAGE_CHARSET_BYTES);
+  const std::string_view wide = CharsetOf(WIDE_DECLARATIONS, bytes);
+  return wide.empty() ? EncodingOfXml(bytes) : wide;
 }
 
 }  // namespace velmora::host

@@ -29,6 +29,8 @@ TEST(ConverterName, ReadsUnderALabelWhatBrowsersRead) {
   using namespace std::string_view_literals;
   const std::tuple<std::string_view, std::string_view, std::string_view> cases[] = {
       {"utf8", "\xC3\xA9", "é"},
+      {"unicode11utf8", "\xC3\xA9", "é"},
+      {"x-unicode20utf8", "\xC3\xA9", "é"},
       {" UTF-8\t", "\xC3\xA9", "é"},
       {"cp866", "\x8F", "П"},
       {"latin2", "\xB1", "ą"},
@@ -82,8 +84,9 @@ TEST(ConverterName, ReadsUnderALabelWhatBrowsersRead) {
 }
 
 TEST(ConverterName, IsEmptyForWhatBrowsersDoNotRead) {
-  for (const std::string_view label : {"", "utf", "utf-7", "utf-32", "iso-2022-kr", "hz-gb-2312",
-                                       "utf-8x", "x", "a-label-that-is-longer-than-any-other"}) {
+  for (const std::string_view label :
+       {"", "utf", "utf-7", "utf-32", "ucs-2be", "iso-2022-kr", "hz-gb-2312", "utf-8x", "x",
+        "a-label-that-is-longer-than-any-other"}) {
     EXPECT_EQ(ConverterName(label), "") << label;
   }
 }

@@ -9,6 +9,7 @@
 #include "host/compressed.h"
 #include "host/scripted_processor.h"
 #include "host/web/page_charset.h"
+#include "host/web/sniffing.h"
 
 namespace velmora::host {
 namespace {
@@ -20,12 +21,14 @@ using ::testing::IsEmpty;
 struct DashRemover {
   ScriptedProcessor processor{[this](IDataBuffer &buffer, std::uint32_t) {
     type = processor.context->GetProperty(PROPERTY_CONTENT_TYPE);
+    puts_in = processor.context->IsCategoryEnabled(CATEGORY_POPUPS);
     const std::string_view text(reinterpret_cast<const char *>(buffer.GetData()), buffer.GetSize());
     const std::size_t dash = text.find('-');
     if (dash != text.npos) buffer.Replace(static_cast<std::uint32_t>(dash), 1, nullptr, 0);
     buffer.SetCommitted(buffer.GetSize());
   }};
   std::string type;
+  bool puts_in = false;
 };
 
 struct Response {
@@ -33,11 +36,24 @@ struct Response {
   std::string coding{};
   std::string accepts{};
   ResponseOptions options{};
+  std::string_view blocked{};
 };
+
+std::string WithoutDashes(std::string text) {
+  std::erase(text, '-');
+  return text;
+}
+
+std::string Joined(const std::vector<std::string> &pieces) {
+  std::string joined;
+  for (const std::string &piece : pieces) joined += piece;
+  return joined;
+}
 
 struct FilterRun {
   explicit FilterRun(const Response &response)
-      : filter(ProcessorPointer(&remover.processor), {.content_type = response.type},
+      : filter(ProcessorPointer(&remover.processor),
+               {.content_type = response.type, .categories = CategorySet::Parse(response.blocked)},
                {.content_encoding = response.coding, .accept_encoding = response.accepts}, sink,
                response.options) {}
 
@@ -61,47 +77,86 @@ TEST(ResponseFilter, TellsThePluginATypeThatItKnows) {
   const ResponseOptions no_types{.maps_types = false};
   const ResponseOptions no_labels{.maps_charsets = false};
   const ResponseOptions no_reading{.reads_page_charset = false};
+  const ResponseOptions nothing{.maps_types = false, .maps_charsets = false};
+  // The body goes by.
+  const std::string UNTOLD;
   struct {
     std::string type;
     std::vector<std::string> pieces;
     std::string told;
     ResponseOptions options;
+    std::string_view blocked{};
   } const cases[] = {
-      // Names for the same types.
-      {"text/javascript; v=1", {"a"}, "application/x-javascript; v=1", {}},
+      // Names for the same types; of the line go on the type and one charset.
+      {"text/javascript; v=1", {"a"}, "application/x-javascript", {}},
       {"Application/JavaScript", {"a"}, "application/x-javascript", {}},
-      {"text/ecmascript ;v=1", {"a"}, "application/x-javascript;v=1", {}},
       {"text/vbs", {"a"}, "text/vbscript", {}},
       {"text/javascripts", {"a"}, "text/javascripts", {}},
-      {"application/json", {"a"}, "application/json", {}},
-      {"text/javascript; v=1", {"a"}, "text/javascript; v=1", no_types},
-      // Names for the same character sets; the first charset with a value counts.
+      {"text/javascript; v=1", {"a"}, "text/javascript", no_types},
+      {"text/html;charset=l9;v=1", {"a"}, "text/html;charset=l9;v=1", nothing},
+      // Labels of the same character sets, where and as browsers read them.
       {"application/xhtml+xml; charset=x-sjis", {"a"}, "text/html; charset=CP932", {}},
-      {" text/html ; Charset = \"L9\" ; a=b", {"a"}, "text/html; charset=ISO-8859-15; a=b", {}},
-      {"text/html;charset='l9'", {"a"}, "text/html; charset=ISO-8859-15", {}},
+      {" text/html ; Charset=\"L9\" ; a=b", {"a"}, "text/html; charset=ISO-8859-15", {}},
       {"text/html; charset=\"l9", {"a"}, "text/html; charset=ISO-8859-15", {}},
-      {"text/html; a=\"; charset=b\"; charset=l9",
-       {"a"},
-       "text/html; a=\"; charset=b\"; charset=ISO-8859-15",
-       {}},
-      {"text/html; charset=; charset=l9", {"a"}, "text/html; charset=; charset=ISO-8859-15", {}},
-      {"text/html; charset=l9; charset=b", {"a"}, "text/html; charset=ISO-8859-15; charset=b", {}},
-      {"text/html; charsets=l9", {"a"}, "text/html; charsets=l9", {}},
+      {"text/html; charset=\"l\\9\"x", {"a"}, "text/html; charset=ISO-8859-15", {}},
+      {"text/html; a=\"; charset=b\"; charset=l9", {"a"}, "text/html; charset=ISO-8859-15", {}},
+      {"text/html; charset=; charset=l9", {"a"}, "text/html; charset=ISO-8859-15", {}},
+      {"text/html; charset=l9; charset=koi8", {"a"}, "text/html; charset=ISO-8859-15", {}},
+      {"text/html; charset0utf-16be; charset=utf-8", {"a"}, "text/html; charset=UTF-8", {}},
       {"text/html; charset=x-sjis", {"a"}, "text/html; charset=x-sjis", no_labels},
-      {"text/html; charset=who-knows", {"a"}, "text/html; charset=who-knows", {}},
-      {"text/html;", {"<meta charset=koi8-r>"}, "text/html;; charset=KOI8-R", {}},
+      // What no browser takes for a charset.
+      {"text/html; charset='l9'", {"a"}, "text/html", {}},
+      {"text/html; charset =l9", {"a"}, "text/html", {}},
+      {"text/html; charset=\"\"; charset=l9", {"a"}, "text/html", {}},
+      {"text/html; charset=ucs-2be", {"<meta charset=koi8-r>"}, "text/html; charset=KOI8-R", {}},
+      // Several lines: the last good type, and a charset of the same type.
+      {"text/html; charset=l9, text/html", {"a"}, "text/html; charset=ISO-8859-15", {}},
+      {"text/html; charset=l9, text/html; charset=koi8", {"a"}, "text/html; charset=KOI8-R", {}},
+      {"text/css; charset=l9, text/html", {"a"}, "text/html", {}},
+      {"text/html, text/css", {"a"}, "text/css", {}},
+      {"text/html; a=\", text/css\", */*, nonsense", {"a"}, "text/html", {}},
+      // Nearly a type, as browsers take it.
+      {"text/html (a page); charset=l9", {"a"}, "text/html; charset=ISO-8859-15", {}},
+      {"text/html charset=l9", {"a"}, "text/html", {}},
+      // A byte-order mark stands above the header, the header above the page.
       {"text/html", {"", "\xEF\xBB\xBF"}, "text/html; charset=UTF-8", {}},
-      {"text/html", {"<meta charset=koi8-r>"}, "text/html", no_reading},
-      // Only what arrives first is looked at, and only where the header names nothing.
-      {"text/html", {"<meta cha", "rset=koi8-r>"}, "text/html", {}},
+      {"text/html; charset=utf-16be", {"\xEF", "\xBB", "\xBF"}, "text/html; charset=UTF-8", {}},
+      {"text/html; charset=utf-16be", {"\xEF", "a"}, "text/html; charset=UTF-16BE", {}},
       {"text/html; charset=utf-8", {"<meta charset=koi8-r>"}, "text/html; charset=UTF-8", {}},
+      {"text/html;", {"<meta charset=koi8-r>"}, "text/html; charset=KOI8-R", {}},
+      {"text/html", {"<meta charset=koi8-r>"}, "text/html", no_reading},
+      {"text/html", {"<meta cha", "rset=koi8-r>"}, "text/html", {}},
       {"text/javascript", {"<meta charset=koi8-r>"}, "application/x-javascript", {}},
+      // No type: what it looks like, whatever pieces it comes in.
+      {"", {"\n <HTML>"}, "text/html", {}},
+      {"*/*",
+       {" ", "<", "!doc", "type html><meta charset=koi8-r>"},
+       "text/html; charset=KOI8-R",
+       {}},
+      {"unknown/unknown", {"<p>"}, "text/html", {}},
+      {"page", {"<!--"}, "text/html", {}},
+      {"", {"<!--"}, UNTOLD, no_types},
+      {"", {"<img>"}, UNTOLD, {}},
+      {"", {"<", ""}, UNTOLD, {}},
+      {"", {std::string(SNIFFED_BYTES - 2, ' ') + "<p>"}, "text/html", {}},
+      {"", {std::string(SNIFFED_BYTES - 1, ' ') + "<p>"}, UNTOLD, {}},
+      // Documents in which scripts run, where active content is blocked.
+      {"image/svg+xml", {"<svg/>"}, "text/html", {}, "scripts"},
+      {"text/xml",
+       {"<?xml encoding='koi8-r'?><meta charset=l9>"},
+       "text/html; charset=KOI8-R",
+       {},
+       "flash"},
+      {"", {"<?xml version='1.0'?>"}, "text/html", {}, "scripts,popups"},
+      {"", {"<?xml version='1.0'?>"}, UNTOLD, {}, "popups"},
+      {"text/xml", {"<a/>"}, "text/xml", {}, "popups"},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.type + " " + c.pieces.back());
-    FilterRun run({.type = c.type, .options = c.options});
-    run.Feed(c.pieces);
+    FilterRun run({.type = c.type, .options = c.options, .blocked = c.blocked});
+    EXPECT_EQ(WithoutDashes(run.Feed(c.pieces)), WithoutDashes(Joined(c.pieces)));
     EXPECT_EQ(run.remover.type, c.told);
+    EXPECT_FALSE(run.remover.puts_in && c.told != c.type) << "a pop-up script would break it";
   }
 }
 
@@ -138,6 +193,12 @@ TEST(ResponseFilter, TellsThePluginTheCharsetThatAPageNames) {
       {"<a title='<meta charset=utf-8>'>", ""},
       {"</a title='<meta charset=utf-8>'><meta charset=koi8-r>", "KOI8-R"},
       {"<?xml encoding='koi8-r'?><meta charset=utf-8>", "UTF-8"},
+      // An XML declaration, where there is no META.
+      {"<?xml version=\"1.0\" encoding = \"koi8-r\"?><p>", "KOI8-R"},
+      {"<?xml encoding='utf-16be'?>", "UTF-8"},
+      {"<?xml encoding=koi8-r?>", ""},
+      {"<?xml encoding='koi8-r'", ""},
+      {std::string("<\0?\0x\0", 6), "UTF-16LE"},
       {"<? <meta charset=utf-8>", ""},
       {"<metadata charset=utf-8>", ""},
       {"1 < 2 <meta charset=utf-8>", "UTF-8"},
