@@ -35,13 +35,14 @@ const libecap::Name STALE_HEADERS[] = {
     libecap::Name("Content-Digest"),
     libecap::Name("Repr-Digest"),
     libecap::Name("Accept-Ranges"),
+    // Of a part that nobody asked for, which browsers show as the whole. The status stays: the proxy
+    // does not bear another one.
+    libecap::Name("Content-Range"),
 };
 
-const libecap::Name CONTENT_RANGE("Content-Range");
 const libecap::Name RANGE("Range");
 const libecap::Name CONTENT_SECURITY_POLICY("Content-Security-Policy");
 
-constexpr int OK = 200;
 constexpr int PARTIAL_CONTENT = 206;
 
 /// The values of all lines of one name, with commas between them.
@@ -82,13 +83,6 @@ void DropStaleHeaders(libecap::Message &head) {
   // By the proxy's own name: only so does it forget the number too.
   head.header().removeAny(libecap::headerContentLength);
   for (const libecap::Name &name : STALE_HEADERS) head.header().removeAny(name);
-  if (!IsPartial(head)) return;
-  // A part that nobody asked for is shown as the whole.
-  head.header().removeAny(CONTENT_RANGE);
-  if (auto *const status = dynamic_cast<libecap::StatusLine *>(&head.firstLine())) {
-    status->statusCode(OK);
-    status->reasonPhrase(libecap::Area::FromTempString("OK"));
-  }
 }
 
 std::string Url(const libecap::Message &request) {

@@ -7,15 +7,17 @@ import threading
 class Page:
     """What a path answers. HEAD, a range and If-None-Match are answered as they ask for it."""
 
-    def __init__(self, body, content_type="text/html", pieces=None, **headers):
+    def __init__(self, body, content_type="text/html", pieces=None, status=200, **headers):
         self.body = body
+        self.status = status
         # A body in pieces is sent in chunks, without a length.
         self.pieces = pieces
-        self.headers = {"Content-Type": content_type}
+        # A type on several lines has line ends in it.
+        self.headers = {} if content_type is None else {"Content-Type": content_type}
         self.headers |= {name.replace("_", "-"): value for name, value in headers.items()}
 
     def __call__(self, handler):
-        status, body = 200, self.body
+        status, body = self.status, self.body
         if handler.headers.get("If-None-Match") == self.headers.get("ETag", "-"):
             status, body = 304, None
         elif handler.headers.get("Range"):
@@ -25,7 +27,7 @@ class Page:
         handler.send_response(status)
         for name, value in self.headers.items():
             handler.send_header(name, value)
-        if status == 206:
+        if status == 206 and self.status != 206:
             handler.send_header("Content-Range", handler.ranged)
         if self.pieces is not None:
             handler.send_chunks(self.pieces)

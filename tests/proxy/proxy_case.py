@@ -26,9 +26,13 @@ class Answer:
         head, _, self.body = process.stdout.partition(b"\r\n\r\n")
         status, *lines = head.decode("latin-1").split("\r\n")
         self.status = int(status.split()[1]) if status else 0
-        self.headers = {
-            name.lower(): value for name, _, value in (line.partition(": ") for line in lines)
-        }
+        self._lines = [
+            (name.lower(), value) for name, _, value in (line.partition(": ") for line in lines)
+        ]
+        self.headers = dict(self._lines)
+
+    def lines(self, name):
+        return [value for key, value in self._lines if key == name]
 
 
 class ProxyCase(unittest.TestCase):

@@ -49,6 +49,44 @@ clients = ["127.0.0.4"]
             [("127.0.0.1", "scripts"), ("127.0.0.2", "scripts"), ("127.0.0.2", "ad-urls")],
         )
 
+    def test_where_scripts_are_blocked_every_answer_says_so(self):
+        self.serve("/page", PAGE, Content_Security_Policy="img-src *", ETag='"1"')
+        self.serve("/image", b"\x89PNG", "image/png")
+        self.serve("/missing", PAGE, status=404)
+        self.serve("/empty", b"")
+        asked = (
+            ("/page", (), 200),
+            ("/page", ("--head",), 200),
+            ("/page", ("-H", 'If-None-Match: "1"'), 304),
+            ("/page", ("-r", "0-9"), 206),
+            ("/image", (), 200),
+            ("/missing", (), 404),
+            ("/empty", (), 200),
+        )
+        for path, options, status in asked:
+            with self.subTest(path, options=options):
+                answer = self.fetch(path, *options)
+                self.assertEqual((answer.code, answer.status), (0, status))
+                policies = answer.lines("content-security-policy")
+                self.assertIn("script-src 'none'", policies)
+                self.assertEqual("img-src *" in policies, path == "/page")
+        self.assertEqual(self.fetch("/image").headers["content-length"], "4")
+        free = self.fetch("/page", "--interface", "127.0.0.3")
+        self.assertEqual(free.lines("content-security-policy"), ["img-src *"])
+
+    def test_what_browsers_take_for_a_page_is_filtered(self):
+        no_type = NO_SCRIPT[len("<p>page</p>") :]
+        self.serve("/no-type", b"<!doctype html>" + PAGE, None)
+        self.serve("/part", PAGE, status=206, Content_Range=f"bytes 0-{len(PAGE) - 1}/{len(PAGE)}")
+        self.serve("/lines", PAGE, "text/css\r\nContent-Type: text/html")
+        for path in ("/no-type", "/part", "/lines"):
+            with self.subTest(path):
+                answer = self.fetch(path)
+                self.assertEqual((answer.code, answer.status), (0, 206 if path == "/part" else 200))
+                self.assertIn(no_type, answer.body)
+                self.assertNotIn(SCRIPT, answer.body)
+                self.assertNotIn("content-range", answer.headers)
+
 
 class Reconfiguration(ProxyCase):
     policy = ADS + '[filter]\nblock = "scripts"\n'
