@@ -154,13 +154,15 @@ typedef struct velmora_response velmora_response;
 typedef struct velmora_response_head {
   /* sizeof(velmora_response_head) */
   size_t size;
-  /* The HTTP status; 0: not known. The body of a 206 is a part, which cannot be judged. */
+  /* The HTTP status; 0: not known. The body of a 206 that answers a Range is a part, which cannot be
+   * judged; without one, browsers show it as the whole. */
   int32_t status;
   /* Absolute, as it was asked for; empty: not known. */
   const char *url;
   /* The IP address of who asked for it; empty: not known. */
   const char *client;
-  /* Values of the response's headers of these names; empty: there is none. */
+  /* Values of the response's headers of these names, those of several lines with commas between
+   * them; empty: there is none. */
   const char *content_type;
   const char *content_encoding;
   /* Of the request's header. */
@@ -168,10 +170,19 @@ typedef struct velmora_response_head {
   /* Categories to block in this response in the place of the policy's, by names and codes with commas
    * between them: "ads,popups". Null: the policy's. What the policy allows stays untouched. */
   const char *block;
+  /* Of the request's header; empty: there is none. */
+  const char *range;
 } velmora_response_head;
 
 #define VELMORA_RESPONSE_HEAD_INIT \
-  {sizeof(velmora_response_head), 0, NULL, NULL, NULL, NULL, NULL, NULL}
+  {sizeof(velmora_response_head), 0, NULL, NULL, NULL, NULL, NULL, NULL, NULL}
+
+/* The Content-Security-Policy that a response goes out with beside its own, filtered or not; "" for
+ * none. Where scripts are blocked it tells the browser to run none, not even those that a filter of
+ * pages does not see. Valid for ever, never null. */
+VELMORA_API const char *velmora_response_security_policy(const velmora_host *host,
+                                                         const velmora_response_head *head)
+    VELMORA_NOEXCEPT;
 
 /* Begins a response. VELMORA_OK: `*response` is for velmora_response_end. VELMORA_UNTOUCHED: the
  * response goes on as it is. VELMORA_FAILED: the body must not go on (the client gets an error

@@ -1,6 +1,7 @@
 #include "ecap/transaction.h"
 
 #include <algorithm>
+#include <iterator>
 #include <libecap/common/body.h>
 #include <libecap/common/header.h>
 #include <libecap/common/message.h>
@@ -10,6 +11,9 @@
 #include <libecap/host/xaction.h>
 #include <string>
 #include <utility>
+#include <vector>
+
+#include "host/web/stale_headers.h"
 
 namespace velmora::ecap {
 namespace {
@@ -25,20 +29,6 @@ Unheard unheard;
 const libecap::Name CONTENT_TYPE("Content-Type");
 const libecap::Name CONTENT_ENCODING("Content-Encoding");
 const libecap::Name ACCEPT_ENCODING("Accept-Encoding");
-
-/// Headers that tell of the body's bytes as they were, besides Content-Length.
-const libecap::Name STALE_HEADERS[] = {
-    CONTENT_ENCODING,
-    libecap::Name("ETag"),
-    libecap::Name("Content-MD5"),
-    libecap::Name("Digest"),
-    libecap::Name("Content-Digest"),
-    libecap::Name("Repr-Digest"),
-    libecap::Name("Accept-Ranges"),
-    // Of a part that nobody asked for, which browsers show as the whole. The status stays: the proxy
-    // does not bear another one.
-    libecap::Name("Content-Range"),
-};
 
 const libecap::Name RANGE("Range");
 const libecap::Name CONTENT_SECURITY_POLICY("Content-Security-Policy");
@@ -82,7 +72,9 @@ bool IsPartial(const libecap::Message &response) {
 void DropStaleHeaders(libecap::Message &head) {
   // By the proxy's own name: only so does it forget the number too.
   head.header().removeAny(libecap::headerContentLength);
-  for (const libecap::Name &name : STALE_HEADERS) head.header().removeAny(name);
+  static const std::vector<libecap::Name> names(std::begin(host::STALE_HEADERS),
+                                                std::end(host::STALE_HEADERS));
+  for (const libecap::Name &name : names) head.header().removeAny(name);
 }
 
 std::string Url(const libecap::Message &request) {
@@ -155,10 +147,9 @@ void Transaction::Begin() {
     }
     if (!filter_->IsWanted()) filter_.reset();
   }
-  if (!filter_ && answer.security_policy.empty()) {
-    return LastCall(&libecap::host::Xaction::useVirgin);
-  }
-  const auto head = SentHead(answer.security_policy);
+  const std::string_view security_policy = filtering_->policy.SecurityPolicyFor(answer);
+  if (!filter_ && security_policy.empty()) return LastCall(&libecap::host::Xaction::useVirgin);
+  const auto head = SentHead(security_policy);
   if (response.body() != nullptr) {
     host_->vbMake();
     receiving_ = Side::OPEN;

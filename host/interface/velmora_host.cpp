@@ -158,6 +158,12 @@ FilterFiles Files(const velmora_host_options &options) {
   return files;
 }
 
+PolicyAnswer AnswerTo(const Policy &policy, const velmora_response_head &head) {
+  PolicyAnswer answer = policy.For(View(head.url), View(head.client));
+  if (head.block != nullptr) answer.categories = CategorySet::Parse(head.block);
+  return answer;
+}
+
 }  // namespace
 
 struct velmora_response {
@@ -169,9 +175,9 @@ struct velmora_response {
   bool Begin(const velmora_response_head &head) {
     const std::string url(View(head.url));
     const std::string client(View(head.client));
-    PolicyAnswer answer = filtering->policy.For(url, client);
-    if (head.block != nullptr) answer.categories = CategorySet::Parse(head.block);
-    if (head.status == PARTIAL_CONTENT || !answer.IsFiltered()) return false;
+    PolicyAnswer answer = AnswerTo(filtering->policy, head);
+    const bool is_part = head.status == PARTIAL_CONTENT && !View(head.range).empty();
+    if (is_part || !answer.IsFiltered()) return false;
     if (filtering->events) sink.LogTo(*filtering->events, client, url);
     TransactionInfo info{.url = url,
                          .categories = answer.categories,
@@ -297,6 +303,18 @@ velmora_code velmora_response_begin(const velmora_host *host, const velmora_resp
     *response = made.release();
     return VELMORA_OK;
   });
+}
+
+const char *velmora_response_security_policy(const velmora_host *host,
+                                             const velmora_response_head *head) noexcept {
+  std::string_view policy;
+  if (host == nullptr || head == nullptr) return "";
+  Caught([&] {
+    const auto filtering = host->Current();
+    policy = filtering->policy.SecurityPolicyFor(AnswerTo(filtering->policy, Known(*head)));
+    return VELMORA_OK;
+  });
+  return policy.empty() ? "" : policy.data();
 }
 
 const char *velmora_response_coding(const velmora_response *response) noexcept {

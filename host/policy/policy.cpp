@@ -36,15 +36,8 @@ void Apply(const PolicyChange &change, PolicyAnswer &answer) {
   if (change.option_block) answer.option_block = *change.option_block;
 }
 
-bool HasAll(const CategorySet &categories, std::initializer_list<std::int32_t> codes) {
+bool HasAll(const CategorySet &categories, std::initializer_list<std::int32_t> codes) noexcept {
   return std::ranges::all_of(codes, [&](std::int32_t code) { return categories.Contains(code); });
-}
-
-std::string_view SecurityPolicyFor(const CategorySet &categories) {
-  if (!categories.Contains(CATEGORY_SCRIPTS)) return {};
-  return HasAll(categories, {CATEGORY_APPLETS, CATEGORY_ACTIVEX, CATEGORY_FLASH})
-             ? "script-src 'none'; object-src 'none'"
-             : "script-src 'none'";
 }
 
 }  // namespace
@@ -78,8 +71,15 @@ PolicyAnswer Policy::For(std::string_view url, std::string_view client) const {
   if (answer.is_allowed) return answer;
   Apply(everywhere, answer);
   for (const PolicyRule *const rule : RulesFor(url, client)) Apply(rule->change, answer);
-  if (responses.adds_security_policy) answer.security_policy = SecurityPolicyFor(answer.categories);
   return answer;
+}
+
+std::string_view Policy::SecurityPolicyFor(const PolicyAnswer &answer) const noexcept {
+  const bool blocks_scripts = !answer.is_allowed && answer.categories.Contains(CATEGORY_SCRIPTS);
+  if (!responses.adds_security_policy || !blocks_scripts) return "";
+  const bool blocks_objects =
+      HasAll(answer.categories, {CATEGORY_APPLETS, CATEGORY_ACTIVEX, CATEGORY_FLASH});
+  return blocks_objects ? "script-src 'none'; object-src 'none'" : "script-src 'none'";
 }
 
 std::filesystem::path DefaultPolicy() {

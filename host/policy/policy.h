@@ -83,10 +83,6 @@ struct PolicyAnswer {
   CategorySet categories{};
   PluginSettings settings{};
   std::vector<std::uint8_t> option_block{};
-  /// The value of a Content-Security-Policy header that every response goes out with, filtered or
-  /// not, beside those that it has; empty for none. Where scripts are blocked, the browser refuses
-  /// those too that the filter does not see.
-  std::string_view security_policy{};
 
   /// When false, the response goes by untouched. Where nothing is to be blocked, a setting may
   /// still ask for the plug-in: for a record of what passes.
@@ -112,6 +108,10 @@ struct Policy {
   /// What applies to a URL asked for by a client; an empty or unreadable address is a client that
   /// is not known.
   PolicyAnswer For(std::string_view url, std::string_view client) const;
+  /// The value of a Content-Security-Policy header that a response goes out with, filtered or not,
+  /// beside those that it has; empty for none. Where scripts are blocked, the browser is to refuse
+  /// those too that the filter does not see. A literal, which ends in a NUL.
+  std::string_view SecurityPolicyFor(const PolicyAnswer &answer) const noexcept;
   /// The rules that `For` applies, in order.
   std::vector<const PolicyRule *> RulesFor(std::string_view url, std::string_view client) const;
   bool Allows(std::string_view url, std::string_view client) const;

@@ -54,6 +54,7 @@ struct ResponseHead {
   std::string content_type{};
   std::string content_encoding{};
   std::string accept_encoding{};
+  std::string range{};
   /// Categories in the place of the policy's: "ads,popups".
   std::optional<std::string> block{};
 };
@@ -174,14 +175,7 @@ class Host {
   /// None: the response goes on as it is. Throws `HostError` with the code `VELMORA_FAILED` when
   /// the body must not go on at all.
   std::optional<HostResponse> Begin(const ResponseHead &head, HostListener listener = {}) const {
-    velmora_response_head given = VELMORA_RESPONSE_HEAD_INIT;
-    given.status = head.status;
-    given.url = head.url.c_str();
-    given.client = head.client.c_str();
-    given.content_type = head.content_type.c_str();
-    given.content_encoding = head.content_encoding.c_str();
-    given.accept_encoding = head.accept_encoding.c_str();
-    if (head.block) given.block = head.block->c_str();
+    const velmora_response_head given = Given(head);
     HostResponse response;
     response.hearing_->listener = std::move(listener);
     velmora_response *begun = nullptr;
@@ -194,8 +188,28 @@ class Host {
     return response;
   }
 
+  /// The Content-Security-Policy that the response goes out with beside its own, filtered or not;
+  /// empty for none.
+  std::string_view SecurityPolicy(const ResponseHead &head) const noexcept {
+    const velmora_response_head given = Given(head);
+    return velmora_response_security_policy(host_.get(), &given);
+  }
+
  private:
   static constexpr std::size_t MOST_MESSAGE = 4096;
+
+  static velmora_response_head Given(const ResponseHead &head) noexcept {
+    velmora_response_head given = VELMORA_RESPONSE_HEAD_INIT;
+    given.status = head.status;
+    given.url = head.url.c_str();
+    given.client = head.client.c_str();
+    given.content_type = head.content_type.c_str();
+    given.content_encoding = head.content_encoding.c_str();
+    given.accept_encoding = head.accept_encoding.c_str();
+    given.range = head.range.c_str();
+    if (head.block) given.block = head.block->c_str();
+    return given;
+  }
 
   struct Closer {
     void operator()(velmora_host *host) const noexcept { velmora_host_close(host); }

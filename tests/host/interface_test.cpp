@@ -59,9 +59,14 @@ TEST_F(Interface, FiltersWhatThePolicySays) {
   } cases[] = {
       {PAGE, "abc"},
       {with([](auto &head) { head.client = "10.0.0.1"; }), "untouched"},
-      {with([](auto &head) { head.status = 206; }), "untouched"},
+      {with([](auto &head) { head.status = 206; }), "abc"},
+      {with([](auto &head) {
+         head.status = 206;
+         head.range = "bytes=0-";
+       }),
+       "untouched"},
       {with([](auto &head) { head.content_type = "text/plain"; }), "untouched"},
-      {with([](auto &head) { head.content_type.clear(); }), "untouched"},
+      {with([](auto &head) { head.content_type.clear(); }), "a<ad>b<ad>c"},
       {with([](auto &head) { head.block = "flash"; }), "a<ad>b<ad>c"},
       {with([](auto &head) { head.block = ""; }), "untouched"},
   };
@@ -69,6 +74,21 @@ TEST_F(Interface, FiltersWhatThePolicySays) {
     EXPECT_EQ(Filtered(host.Begin(head), "a<ad>b<ad>c"), result);
   }
   EXPECT_EQ(Filtered(Host({.plugin = PLUGIN}).Begin(PAGE), "a<ad>b"), "ab");
+}
+
+TEST_F(Interface, TellsWhatTheBrowserIsNotToRun) {
+  const std::string rules =
+      "[[rule]]\nclients = '10.0.0.1'\nallow = 'flash'\n[allow]\nclients = '::1'";
+  const Host host = Open("[filter]\nblock = ['scripts', 'applets', 'activex', 'flash']\n" + rules);
+  const Host off = Open("[responses]\nsecurity-policy = false\n[filter]\nblock = 'scripts'");
+  const auto from = [](const char *client, std::optional<std::string> block = {}) {
+    return ResponseHead{.url = "http://www.example.com/", .client = client, .block = block};
+  };
+  EXPECT_EQ(host.SecurityPolicy(from("10.0.0.2")), "script-src 'none'; object-src 'none'");
+  EXPECT_EQ(host.SecurityPolicy(from("10.0.0.1")), "script-src 'none'");
+  EXPECT_EQ(host.SecurityPolicy(from("10.0.0.1", "javascript,popups")), "");
+  EXPECT_EQ(host.SecurityPolicy(from("::1", "scripts")), "");
+  EXPECT_EQ(off.SecurityPolicy(from("10.0.0.2")), "");
 }
 
 TEST_F(Interface, TellsOfEvents) {
