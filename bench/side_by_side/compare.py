@@ -42,6 +42,19 @@ COMPARISONS = [
     Comparison("EUC-JP", "plugin: off euc-jp", "plugin: off latin1", 0.8),
     Comparison("UTF-16", "plugin: off utf16", "plugin: off latin1", 0.35),
     Comparison("a page of 2 KB", "plugin: off small", "bun: lol-html small", 1),
+    Comparison("JavaScript, 101 to 103", "plugin: plain", "node: es-module-lexer plain", 1.5),
+    Comparison("", "plugin: plain", "node: acorn plain"),
+    Comparison("", "plugin: plain", "plugin: plain by the table"),
+    Comparison("the same with a library", "plugin: plain asking", "node: es-module-lexer plain", 1.2),
+    Comparison("JavaScript, minified", "plugin: minified", "node: es-module-lexer minified", 1.5),
+    Comparison("", "plugin: minified", "node: acorn minified"),
+    Comparison("", "plugin: minified", "plugin: minified by the table"),
+    Comparison("the same with a library", "plugin: minified asking", "node: es-module-lexer minified", 1.2),
+    Comparison("VBScript, 201 to 203", "plugin: vbs", "plugin: plain", 1),
+    Comparison("", "plugin: vbs", "plugin: vbs by the table"),
+    Comparison("the same with a library", "plugin: vbs asking", "plugin: plain asking", 1),
+    Comparison("scripts of which nothing can come", "plugin: plain off", "plugin: plain"),
+    Comparison("a byte of string, asking", "plugin: strings asking", "plugin: questions"),
 ]
 
 
@@ -103,11 +116,13 @@ def main():
     parser.add_argument("--only", default="", help="rows of work or contenders that contain this text")
     arguments = parser.parse_args()
 
+    scripts = arguments.peers / "scripts"
     bun = next(arguments.peers.glob("node_modules/@oven/*/bin/bun"))
     contenders = {
-        "plugin": Contender([arguments.bench, arguments.pages]),
-        "log": Contender([arguments.bench, arguments.pages, "log"]),
+        "plugin": Contender([arguments.bench, arguments.pages, scripts]),
+        "log": Contender([arguments.bench, arguments.pages, scripts, "log"]),
         "bun": Contender([bun, HERE / "peers.mjs", arguments.pages]),
+        "node": Contender(["node", HERE / "script_peers.mjs", arguments.peers, scripts]),
     }
     print("| work | ours | MB/s | against | MB/s | ratio | target |\n|---|---|---|---|---|---|---|")
     for comparison in COMPARISONS:

@@ -1,7 +1,7 @@
 // A contender of the comparison: reads the names of rows, one a line, and answers each with
 // "BYTES WALL_SECONDS CPU_SECONDS".
 //
-//   bench_side_by_side PAGES [log]
+//   bench_side_by_side PAGES SCRIPTS [log]
 //
 // With "log", the debug log is on (and its lines go nowhere).
 #include <algorithm>
@@ -63,13 +63,14 @@ void Run(const Round &round) {
 
 int main(int count, char **arguments) {
   using namespace velmora;
-  if (count < 2) {
-    std::fprintf(stderr, "usage: bench_side_by_side PAGES [log]\n");
+  if (count < 3) {
+    std::fprintf(stderr, "usage: bench_side_by_side PAGES SCRIPTS [log]\n");
     return 2;
   }
   bench::Rows rows;
   bench::AddPageRows(rows, arguments[1]);
-  CDebugLog log(count > 2 && std::string_view(arguments[2]) == "log" ? LOG_TO_DEBUGGER : 0, "",
+  bench::AddScriptRows(rows, arguments[2]);
+  CDebugLog log(count > 3 && std::string_view(arguments[3]) == "log" ? LOG_TO_DEBUGGER : 0, "",
                 [](std::string_view line) noexcept { bench::Keep(line.size()); });
   InstallLog(&log);
   for (std::string name; std::getline(std::cin, name); std::fflush(stdout)) {

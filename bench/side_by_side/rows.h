@@ -20,6 +20,8 @@ std::vector<std::string> ReadFiles(const std::filesystem::path &folder,
 
 /// Adds the rows over the pages of a folder.
 void AddPageRows(Rows &rows, const std::filesystem::path &pages);
+/// Adds the rows over scripts: `plain/*.js`, `minified/*.js` and `vbs/*.vbs` of a folder.
+void AddScriptRows(Rows &rows, const std::filesystem::path &scripts);
 
 /// Keeps the compiler from leaving out what makes `value`.
 template <class T>

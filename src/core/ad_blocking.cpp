@@ -27,25 +27,6 @@ class ReasonBuffer {
 
 }  // namespace
 
-/// Counted before it looks, so that an object it finds is not released until it is done.
-class AdBlocking::Use {
- public:
-  explicit Use(const AdBlocking &ads) noexcept : ads_(ads) {
-    ads_.users_.fetch_add(1);
-    library_ = ads_.library_.load();
-  }
-  Use(const Use &) = delete;
-  Use &operator=(const Use &) = delete;
-  ~Use() { ads_.Leave(); }
-
-  explicit operator bool() const noexcept { return library_ != nullptr; }
-  IAdBlocker *operator->() const noexcept { return library_; }
-
- private:
-  const AdBlocking &ads_;
-  IAdBlocker *library_;
-};
-
 void AdBlocking::Leave() const noexcept {
   if (users_.fetch_sub(1) != 1) return;
   if (IAdBlocker *const object = owned_.exchange(nullptr)) object->Release();
@@ -57,7 +38,7 @@ void AdBlocking::Close() noexcept {
 
 std::uint8_t AdBlocking::CheckUrl(const std::string &host, const std::string &url,
                                   std::string &reason, bool &exempt) const {
-  const Use library(*this);
+  const AdLibraryUse library(*this);
   if (!library) return 0;
   ReasonBuffer buffer;
   const std::uint8_t answer =
@@ -66,35 +47,33 @@ std::uint8_t AdBlocking::CheckUrl(const std::string &host, const std::string &ur
   return answer;
 }
 
-std::size_t AdBlocking::CheckUrlText(const char *host, std::string_view text, std::size_t count,
-                                     std::uint8_t &answer, std::string &reason,
-                                     bool &exempt) const {
-  answer = 0;
-  const Use library(*this);
-  if (!library) return count;
-  ReasonBuffer buffer;
-  std::size_t asked = 0;
-  while (asked < count && answer == 0 && !exempt) {
-    buffer.Clear();
-    answer = library->CheckUrlText(host, text.data() + asked,
-                                   static_cast<std::uint32_t>(text.size() - asked), buffer.data(),
-                                   ReasonBuffer::size(), &exempt);
-    ++asked;
-  }
-  buffer.CopyTo(reason, answer);
-  return asked;
-}
-
 bool AdBlocking::CheckSize(const char *host, std::int32_t width,
                            std::int32_t height) const noexcept {
-  const Use library(*this);
+  const AdLibraryUse library(*this);
   return library && library->CheckSize(host, width, height) != 0;
 }
 
 void AdBlocking::CheckLink(const std::string &link, const std::string &host,
                            const std::string &text) const noexcept {
-  const Use library(*this);
+  const AdLibraryUse library(*this);
   if (library) library->CheckLink(link.c_str(), host.c_str(), text.c_str());
+}
+
+std::size_t CheckUrlText(IAdBlocker &library, const char *host, std::string_view text,
+                         std::size_t count, std::uint8_t &answer, std::string &reason,
+                         bool &exempt) {
+  ReasonBuffer buffer;
+  answer = 0;
+  std::size_t asked = 0;
+  while (asked < count && answer == 0 && !exempt) {
+    buffer.Clear();
+    answer = library.CheckUrlText(host, text.data() + asked,
+                                  static_cast<std::uint32_t>(text.size() - asked), buffer.data(),
+                                  ReasonBuffer::size(), &exempt);
+    ++asked;
+  }
+  buffer.CopyTo(reason, answer);
+  return asked;
 }
 
 }  // namespace velmora

@@ -30,25 +30,51 @@ class AdBlocking {
   /// is. `exempt` is set when the address is expressly allowed, never cleared.
   std::uint8_t CheckUrl(const std::string &host, const std::string &url, std::string &reason,
                         bool &exempt) const;
-  /// Asks about `text`, about what follows its first byte, its second, and so on, `count` questions
-  /// at most (no more than it has bytes): until an answer is not 0 or `exempt` is set. Returns how
-  /// many questions that were; `answer` and `reason` are the last one's, as with `CheckUrl`.
-  std::size_t CheckUrlText(const char *host, std::string_view text, std::size_t count,
-                           std::uint8_t &answer, std::string &reason, bool &exempt) const;
   bool CheckSize(const char *host, std::int32_t width, std::int32_t height) const noexcept;
   void CheckLink(const std::string &link, const std::string &host,
                  const std::string &text) const noexcept;
 
  private:
-  /// One user of the library's object: a question, or the binding itself.
-  class Use;
+  friend class AdLibraryUse;
+  void Enter() const noexcept { users_.fetch_add(1); }
   void Leave() const noexcept;
 
   /// What questions go to.
   std::atomic<IAdBlocker *> library_{nullptr};
   /// What the last user releases.
   mutable std::atomic<IAdBlocker *> owned_{nullptr};
+  /// The binding itself, and every `AdLibraryUse`.
   mutable std::atomic<std::int32_t> users_{1};
 };
+
+/// A use of the library's object, for one question or for many: it is not released before.
+class AdLibraryUse {
+ public:
+  explicit AdLibraryUse(const AdBlocking &ads) noexcept : ads_(ads) {
+    // Counted before it looks, so that an object it finds is still there.
+    ads_.Enter();
+    library_ = ads_.library_.load();
+  }
+  AdLibraryUse(const AdLibraryUse &) = delete;
+  AdLibraryUse &operator=(const AdLibraryUse &) = delete;
+  ~AdLibraryUse() { ads_.Leave(); }
+
+  /// Null when unbound.
+  IAdBlocker *get() const noexcept { return library_; }
+  explicit operator bool() const noexcept { return library_ != nullptr; }
+  IAdBlocker *operator->() const noexcept { return library_; }
+
+ private:
+  const AdBlocking &ads_;
+  IAdBlocker *library_;
+};
+
+/// Asks a library about `text`, about what follows its first byte, its second, and so on, `count`
+/// questions at most (no more than it has bytes): until an answer is not 0 or `exempt` is set.
+/// Returns how many questions that were; `answer` and `reason` are the last one's, as with
+/// `AdBlocking::CheckUrl`.
+std::size_t CheckUrlText(IAdBlocker &library, const char *host, std::string_view text,
+                         std::size_t count, std::uint8_t &answer, std::string &reason,
+                         bool &exempt);
 
 }  // namespace velmora

@@ -86,18 +86,26 @@ struct Any {
 #endif
 };
 
-/// `end` when the pattern stands nowhere. Nothing at or behind `end` is read.
+/// The first place in [place, end) where the pattern may stand; at or behind `end` when there is
+/// none. Bytes up to `readable`, at or behind `end`, are read and may be taken for the pattern's.
 template <class Pattern>
-const char *FindBytes(const char *place, const char *end) noexcept {
+const char *FindBytes(const char *place, const char *end, const char *readable) noexcept {
 #ifdef __SSE2__
   constexpr std::ptrdiff_t PLACES = 16;
-  for (; end - place >= PLACES + Pattern::REACH; place += PLACES) {
+  for (; place < end && readable - place >= PLACES + Pattern::REACH; place += PLACES) {
     const int mask = _mm_movemask_epi8(Pattern::Stands16(place));
     if (mask != 0) return place + std::countr_zero(static_cast<unsigned>(mask));
   }
 #endif
-  while (place != end && !Pattern::Stands(place, end)) ++place;
+  while (place < end && !Pattern::Stands(place, end)) ++place;
   return place;
+}
+
+/// The first place where the pattern stands; `end` when there is none. Nothing at or behind `end`
+/// is read.
+template <class Pattern>
+const char *FindBytes(const char *place, const char *end) noexcept {
+  return FindBytes<Pattern>(place, end, end);
 }
 
 }  // namespace velmora

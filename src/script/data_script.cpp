@@ -37,11 +37,13 @@ std::string NarrowUnits(std::span<const std::uint8_t> bytes, bool big_endian) {
 template <class Strings>
 bool ExamineStringsOf(std::string_view script, CScriptStringScanner &scanner,
                       std::uint32_t &examined) {
+  const char *const end = script.data() + script.size();
   Strings strings(script);
   std::string_view text;
   while (strings.Next(text)) {
     ++examined;
-    if (scanner.Check(text)) return true;
+    if (scanner.Check(text, static_cast<std::size_t>(end - (text.data() + text.size()))))
+      return true;
   }
   return !strings.IsLost();
 }

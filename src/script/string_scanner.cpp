@@ -92,23 +92,23 @@ EnabledCategories::EnabledCategories(IDataContext &context,
 CScriptStringScanner::CScriptStringScanner(IDataContext &context, const AdBlocking &ads,
                                            const ScriptCategories &categories)
     : context_(&context),
-      ads_(ads),
+      library_(ads),
       categories_(categories),
       enabled_(context, categories),
       dump_strings_(IsSettingTrue(context, SETTING_DUMP_SCRIPT_STRINGS)),
-      asks_urls_(enabled_.ad_urls && ads.IsBound()) {
-  if (!ads.IsBound()) return;
+      asks_urls_(enabled_.ad_urls && library_) {
+  if (!library_) return;
   const char *host = context.GetProperty(PROPERTY_HOST);
   if (host != nullptr) host_ = host;
 }
 
 bool CScriptStringScanner::LooksForAnything() const noexcept {
-  return dump_strings_ || enabled_.flash || asks_urls_ || (enabled_.ad_sizes && ads_.IsBound());
+  return dump_strings_ || enabled_.flash || asks_urls_ || (enabled_.ad_sizes && library_);
 }
 
-bool CScriptStringScanner::Check(std::string_view text) {
+bool CScriptStringScanner::Check(std::string_view text, std::size_t readable) {
   if (dump_strings_) Dump(text);
-  return UsesFastPath() ? CheckCandidates(text) : CheckEveryByte(text);
+  return UsesFastPath() ? CheckCandidates(text, readable) : CheckEveryByte(text);
 }
 
 bool CScriptStringScanner::CheckEveryByte(std::string_view text) {
@@ -121,7 +121,7 @@ bool CScriptStringScanner::CheckEveryByte(std::string_view text) {
 }
 
 /// The same, with a look at those bytes alone at which something can begin.
-bool CScriptStringScanner::CheckCandidates(std::string_view text) {
+bool CScriptStringScanner::CheckCandidates(std::string_view text, std::size_t readable) {
   const char *const end = text.data() + text.size();
   const auto rest_from = [end](const char *place) {
     return std::string_view(place, static_cast<std::size_t>(end - place));
@@ -129,8 +129,10 @@ bool CScriptStringScanner::CheckCandidates(std::string_view text) {
   const char *asked = text.data();
   while (true) {
     const std::string_view rest = rest_from(asked);
-    const char *const candidate =
-        rest.size() < SHORTEST_FINDING ? end : FindBytes<Candidate>(asked, end);
+    const char *candidate = end;
+    if (rest.size() >= SHORTEST_FINDING) {
+      candidate = std::min(FindBytes<Candidate>(asked, end, end + readable), end);
+    }
     CheckUrls(rest, static_cast<std::size_t>(candidate - asked));
     if (candidate == end) return false;
     if (enabled_.flash && CheckFlash(rest_from(candidate))) return true;
@@ -156,7 +158,8 @@ void CScriptStringScanner::CheckUrls(std::string_view rest, std::size_t count) {
   std::string reason;
   while (count > 0 && asks_urls_ && !suppress_ads_) {
     std::uint8_t answer = 0;
-    const std::size_t asked = ads_.CheckUrlText(host_, rest, count, answer, reason, suppress_ads_);
+    const std::size_t asked =
+        CheckUrlText(*library_.get(), host_, rest, count, answer, reason, suppress_ads_);
     rest.remove_prefix(asked);
     count -= asked;
     if (answer == 0 || suppress_ads_ || ad_found_) continue;
@@ -167,12 +170,12 @@ void CScriptStringScanner::CheckUrls(std::string_view rest, std::size_t count) {
 }
 
 void CScriptStringScanner::CheckSizes(std::string_view rest) {
-  if (!enabled_.ad_sizes || suppress_ads_ || ad_found_) return;
+  if (!enabled_.ad_sizes || !library_ || suppress_ads_ || ad_found_) return;
   const auto read = [rest](std::string_view word, std::int32_t &value) {
     return StartsWithNoCase(rest, word) && ParseValue(rest.substr(word.size()), value);
   };
   if (!read(WIDTH, width_) && !read(HEIGHT, height_)) return;
-  if (!ads_.CheckSize(host_, width_, height_)) return;
+  if (library_->CheckSize(host_, width_, height_) == 0) return;
   finding_category_ = categories_.ad_sizes;
   finding_text_ = SizeText(width_, height_);
   ad_found_ = true;

@@ -50,20 +50,21 @@ class CScriptStringScanner {
 
   /// False: whatever the strings are, nothing would be found, asked or logged.
   bool LooksForAnything() const noexcept;
-  /// True: no further string needs to be examined.
-  bool Check(std::string_view text);
+  /// True: no further string needs to be examined. `readable` bytes behind the text may be read,
+  /// whatever they are.
+  bool Check(std::string_view text, std::size_t readable = 0);
   /// The finding's category and the text that describes it; false when there is none.
   bool GetFinding(std::int32_t &category, std::string &text) const;
 
  private:
   bool CheckEveryByte(std::string_view text);
-  bool CheckCandidates(std::string_view text);
+  bool CheckCandidates(std::string_view text, std::size_t readable);
   bool CheckFlash(std::string_view rest);
   void CheckUrls(std::string_view rest, std::size_t count);
   void CheckSizes(std::string_view rest);
 
   CountedPointer<IDataContext> context_;
-  const AdBlocking &ads_;
+  const AdLibraryUse library_;
   const ScriptCategories categories_;
   /// The host of every check: the transaction's.
   const char *host_ = "";

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Collects real scripts for bench_script: get_scripts.sh FOLDER
+# Collects real scripts: get_scripts.sh FOLDER
 #
 # Installs npm packages below FOLDER, for the benchmark only, and copies their scripts to
 # FOLDER/plain, FOLDER/minified and FOLDER/vbs. Real VBScript is rare there: all of it that these
