@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <random>
 
+#include "support/body_pieces.h"
+
 namespace velmora::testing {
 namespace {
 
@@ -79,98 +81,6 @@ TEST(TwoPaths, EveryCutOfShortPages) {
   }
 }
 
-/// What random pages are made of.
-const std::string PIECES[] = {
-    "<",
-    ">",
-    "</",
-    "<!--",
-    "-->",
-    "--",
-    "-",
-    "<!",
-    "<p>",
-    "</p>",
-    "<div class=\"a b\">",
-    "</div>",
-    "<a href='u'>",
-    "<a href=\"/ads/\xC3\xA9\">",
-    "</a>",
-    "<IMG src=/track/x>",
-    "<br/>",
-    "<b",
-    " ",
-    "<script>",
-    "</script>",
-    "</SCRIPT>",
-    "<style>",
-    "</style>",
-    "<object>",
-    "<param name=movie value=/ads/>",
-    "</object>",
-    "onclick=f()",
-    " a=b",
-    " href=",
-    "=",
-    "\"",
-    "'",
-    "\\",
-    "/",
-    "x",
-    "text ",
-    "\n",
-    "\r\n",
-    "\t",
-    "<html>",
-    "</html>",
-    "<body onload='f()'>",
-    "<meta http-equiv=content-type content='text/html;charset=",
-    "utf-8'>",
-    "~",
-    "|",
-    "`",
-    "^",
-    "[",
-    "{",
-    "0",
-    "\0"s,
-    "\x0B",
-    "\x1C",
-    "\x7F",
-    "\x80",
-    "\x82\xA0",
-    "\x81",
-    "\x83\\",
-    "\x85",
-    "\xA0",
-    "\xA1",
-    "\xB0\xA1",
-    "\xC3\xA9",
-    "\xC2\xA0",
-    "\xC3",
-    "\xE2\x82\xAC",
-    "\xE2\x82",
-    "\xE2",
-    "\xF0\x9F\x98\x80",
-    "\xFF",
-    "\xFE",
-    "\x8E\xA1",
-    "\x8F\xA1\xA1",
-    "\x81\x30\x81\x30",
-    "\x1B$B",
-    "\x1B(B",
-    "\x0E",
-    "\x0F",
-    "~{",
-    "~}",
-    "+AGE-",
-    "\xD8\x00\xDC\x00"s,
-    "\x3C\x00\x62\x00"s,
-    "\xE9\xE9\xE9\xE9\xE9\xE9",
-    "some words of text that go on for a while, ",
-    "<span id=s1 title='long enough for words of sixteen'>",
-};
-
 class RandomPages {
  public:
   explicit RandomPages(unsigned seed) : random_(seed) {}
@@ -182,7 +92,7 @@ class RandomPages {
     std::string page;
     const unsigned count = 1 + Below(40);
     for (unsigned i = 0; i < count; ++i) {
-      const std::string &piece = PIECES[Below(std::size(PIECES))];
+      const std::string &piece = PAGE_PIECES[Below(std::size(PAGE_PIECES))];
       page += Below(4) == 0 ? piece : CEncoding(charset).Encode(piece);
     }
     return page;

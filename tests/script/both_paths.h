@@ -11,35 +11,17 @@
 #include "core/counted_pointer.h"
 #include "core/fast_path.h"
 #include "script/data_script.h"
+#include "support/body_pieces.h"
 #include "support/fake_host.h"
 #include "support/log_recorder.h"
 
 namespace velmora::testing {
 
-/// Scripts are made of these, one a byte of the recipe: what the two readers see differently.
-inline const std::vector<std::string> &OddPieces() {
-  // clang-format off
-  static const std::vector<std::string> pieces = {
-      "<!--", "-->", "<!-", "<", "<<", ">", "!", "-", "--", "/", "//", "/*", "*/", "*", "=", "/=",
-      "\"", "\"", "'", "'", "\\", "\n", "\r", "\r\n", "\n", " ", "\t", ")", "(", "[", "]", "{", "}",
-      ",", ";", ".", ":", "?", "~", "|", "&", "^", "%", "+", "0", "1", "7", "98", "0x1f", "1e", "1.",
-      "e", "E", "g", "i", "m", "in", "do", "if", "return", "typeof", "synchronized", "a", "x1", "_",
-      "$", "@", "@if", "#", "#", "`", "rem", "REM ", "re", "m", "dim", std::string(1, '\0'), "\x80",
-      "\xff\xe9", "<![CDATA[", "]]>", "width=", "'468'", "height=\"60", "60", "ad.", "ok!", "two",
-      "D27CDB6E-AE6D-11CF-96B8-444553540000", "application/X-shockwave-flash", "</script>",
-      "var s = 'text' + /a\\/b/gi;", "a = b / c / d;", "f(\"1\", '2')", "<!--\n",
-      "x = \"\"\"\" & #1/1/99#\n", "a-->/b'c/", "-->/'/", "1.e5in/'/",
-      std::string(8188, 'x'), std::string(17000, '9') + "/**/'q'",
-      std::string(17000, '9') + " rem\n\"q\"", std::string(8200, ' '), std::string(17000, 'z'),
-      std::string(9000, '\0')};
-  // clang-format on
-  return pieces;
-}
-
+/// One piece a byte of the recipe.
 inline std::string OddScript(std::string_view recipe) {
   std::string script;
   for (const char byte : recipe) {
-    script += OddPieces()[static_cast<unsigned char>(byte) % OddPieces().size()];
+    script += ScriptPieces()[static_cast<unsigned char>(byte) % ScriptPieces().size()];
   }
   return script;
 }

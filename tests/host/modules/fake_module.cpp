@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -85,24 +84,51 @@ class Processor final : public Counted<IDataProcessor> {
   IDataContext *context_ = nullptr;
 };
 
-/// Addresses that contain FAKE_AD_URLS are advertisements, with that as the reason.
+/// What the ad-blocking library was asked, a line a call.
+std::string ad_calls;
+
+/// Addresses that contain FAKE_AD_URLS are advertisements, with that as the reason; those with a
+/// "?" too are expressly allowed.
 class Blocker final : public Counted<IAdBlocker> {
  public:
   std::uint8_t IsReady() noexcept override { return 1; }
   std::uint8_t Reserved4() noexcept override { return 0; }
-  std::uint8_t CheckUrl(const char *, const char *url, char *text, std::size_t size,
-                        bool *) noexcept override {
+  std::uint8_t CheckUrl(const char *host, const char *url, char *text, std::size_t size,
+                        bool *exempt) noexcept override {
+    Note("url", host, url);
+    return Judge(url, text, size, exempt);
+  }
+  std::uint8_t CheckUrlText(const char *host, const char *piece, std::uint32_t length, char *text,
+                            std::size_t size, bool *exempt) noexcept override {
+    // Asked at every place of a text, each time for all that follows.
+    const std::string_view start = std::string_view(piece, length).substr(0, 64);
+    Note("text", host, std::to_string(length).append(" ").append(start));
+    return Judge(start, text, size, exempt);
+  }
+  std::uint8_t CheckSize(const char *host, std::int32_t width,
+                         std::int32_t height) noexcept override {
+    Note("size", host, std::to_string(width) + "x" + std::to_string(height));
+    return width == 468 && std::getenv("FAKE_AD_URLS") != nullptr;
+  }
+  std::uint8_t CheckLink(const char *link, const char *host, const char *text) noexcept override {
+    Note("link", host, link + std::string(" ") + text);
+    return 0;
+  }
+
+ private:
+  static void Note(const char *what, const char *host, std::string_view text) {
+    ad_calls.append(what).append(" ").append(host).append(" ").append(text).append("\n");
+  }
+  static std::uint8_t Judge(std::string_view url, char *text, std::size_t size, bool *exempt) {
     const char *const part = std::getenv("FAKE_AD_URLS");
-    if (part == nullptr || std::strstr(url, part) == nullptr) return 0;
+    if (part == nullptr || url.find(part) == url.npos) return 0;
+    if (url.find('?') != url.npos) {
+      *exempt = true;
+      return 0;
+    }
     std::snprintf(text, size, "%s", part);
     return 1;
   }
-  std::uint8_t CheckUrlText(const char *, const char *, std::uint32_t, char *, std::size_t,
-                            bool *) noexcept override {
-    return 0;
-  }
-  std::uint8_t CheckSize(const char *, std::int32_t, std::int32_t) noexcept override { return 0; }
-  std::uint8_t CheckLink(const char *, const char *, const char *) noexcept override { return 0; }
 };
 
 class Factory final : public Counted<IDataProcessorFactory> {
@@ -146,4 +172,8 @@ velmora::Status GetFactory(const velmora::Identifier *object,
   }
   *factory = new velmora::Factory;
   return velmora::RESULT_OK;
+}
+FAKE_EXPORT std::string *FakeAdCalls();
+std::string *FakeAdCalls() {
+  return &velmora::ad_calls;
 }
