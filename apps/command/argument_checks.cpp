@@ -4,6 +4,7 @@
 #include "host/bodies/transaction.h"
 #include "host/web/charset_labels.h"
 #include "host/web/client_network.h"
+#include "host/web/url.h"
 
 namespace velmora::command {
 namespace {
