@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "host/bodies/transaction.h"
+#include "host/web/url.h"
 
 namespace velmora::command {
 namespace {
