@@ -31,14 +31,55 @@ std::size_t AddressLength(std::string_view text) noexcept {
   const std::size_t host = slashes + 2;
   if (text.size() <= host || text[slashes] != '/' || text[slashes + 1] != '/') return 0;
   if (!IsByte(text[host], BYTE_HOST) && text[host] != '[') return 0;
-  const std::string_view looked_at = text.substr(0, MAX_ADDRESS);
-  const auto end = std::find_if(looked_at.begin(), looked_at.end(),
-                                [](char byte) { return IsByte(byte, BYTE_ENDS_ADDRESS); });
-  return static_cast<std::size_t>(end - looked_at.begin());
+  const std::string_view looked_at = text.substr(0, MAX_ADDRESS_IN_TEXT);
+  std::size_t at = host;
+  for (; at + BLOCK <= looked_at.size(); at += BLOCK) {
+    const std::uint64_t ends = FindAddressEnd(looked_at.data() + at);
+    if (ends != 0) return at + static_cast<std::size_t>(std::countr_zero(ends));
+  }
+  while (at < looked_at.size() && !IsByte(looked_at[at], BYTE_ENDS_ADDRESS)) ++at;
+  return at;
 }
 
 Address::Address(std::string_view text) noexcept : original_(text.substr(0, MAX_ADDRESS)) {
   MarkTokens();
+  if (!FindPlainHost()) FindHost();
+  if (host_size_ > MAX_HOST) host_size_ = 0;
+}
+
+/// The usual case: "http://" or "https://", a host, and a slash or the end.
+bool Address::FindPlainHost() noexcept {
+  constexpr auto word = [](std::string_view scheme) {
+    std::uint64_t bytes = 0;
+    for (std::size_t at = 0; at < scheme.size(); ++at) {
+      bytes |= std::uint64_t{static_cast<std::uint8_t>(scheme[at])} << (8 * at);
+    }
+    return bytes;
+  };
+  constexpr std::uint64_t PLAIN = word("http://");
+  constexpr std::uint64_t SECURE = word("https://");
+  const char *bytes = lowered_.Data();
+  const std::uint64_t first = LoadWord(bytes);
+  std::size_t start = 0;
+  if (first == SECURE) {
+    start = 8;
+  } else if ((first & FIRST_BYTES[7]) == PLAIN) {
+    start = 7;
+  } else {
+    return false;
+  }
+  std::size_t end = start;
+  std::uint64_t found = FindNoHostByte(bytes + end);
+  while (found == 0) found = FindNoHostByte(bytes + (end += BLOCK));
+  end += static_cast<std::size_t>(std::countr_zero(found));
+  if (end < original_.size() && bytes[end] != '/') return false;
+  if (end > start && bytes[end - 1] == '.') --end;
+  host_ = start;
+  host_size_ = end - start;
+  return true;
+}
+
+void Address::FindHost() noexcept {
   // Letters and digits are passed over many at a time: what ends a scheme or a host is neither.
   const char *bytes = lowered_.Data();
   const std::size_t size = original_.size();
@@ -70,19 +111,22 @@ Address::Address(std::string_view text) noexcept : original_(text.substr(0, MAX_
   }
   host_ = start;
   host_size_ = end - start;
+  is_host_beyond_ascii_ = IsBeyondAscii(Host());
 }
 
 void Address::MarkTokens() noexcept {
-  lowered_.Assign(original_);
-  const std::size_t size = original_.size();
-  for (std::size_t at = 0; at < size; at += 64) {
-    std::uint64_t bits = 0;
-    for (std::size_t part = 0; part < 64 && at + part < size; part += BLOCK) {
-      bits |= LowerBlock(lowered_.Data() + at + part) << part;
+  std::size_t at = 0;
+  std::uint64_t bits = 0;
+  lowered_.Assign(original_, [&](std::uint64_t found) noexcept {
+    bits |= found << (at % 64);
+    at += BLOCK;
+    if (at % 64 == 0) {
+      token_bits_[at / 64 - 1] = bits;
+      bits = 0;
     }
-    token_bits_[at / 64] = bits;
-  }
-  token_bits_[(size + 63) / 64] = 0;
+  });
+  token_bits_[at / 64] = bits;
+  token_bits_[(original_.size() + 63) / 64] = 0;
 }
 
 /// The first byte at or behind `at` that belongs to no token; the address's size when there is
@@ -98,8 +142,12 @@ std::size_t Address::NextBound(std::size_t at) const noexcept {
 PageHost::PageHost(std::string_view host) noexcept {
   host = host.substr(0, host.starts_with('[') ? host.find(']') + 1 : host.find(':'));
   if (host.ends_with('.')) host.remove_suffix(1);
-  text_.Assign(host.size() > MAX_HOST ? std::string_view() : host);
-  for (std::size_t at = 0; at < text_.Size(); at += BLOCK) LowerBlock(text_.Data() + at);
+  text_.Assign(host.size() > MAX_HOST ? std::string_view() : host, [](std::uint64_t) {});
+  std::uint64_t high_bits = 0;
+  for (std::size_t at = 0; at < text_.Size(); at += sizeof high_bits) {
+    high_bits |= LoadWord(text_.Data() + at);
+  }
+  is_beyond_ascii_ = (high_bits & 0x8080808080808080U) != 0;
 }
 
 }  // namespace velmora::adblock

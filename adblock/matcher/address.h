@@ -11,11 +11,14 @@
 
 #include "block.h"
 #include "hash.h"
+#include "host_names.h"
 
 namespace velmora::adblock {
 
 /// What of an address is looked at; rules speak of beginnings.
-inline constexpr std::size_t MAX_ADDRESS = 4096;
+inline constexpr std::size_t MAX_ADDRESS = 2048;
+/// What of one within a text is, where one may seem to begin at every other byte.
+inline constexpr std::size_t MAX_ADDRESS_IN_TEXT = 1024;
 /// Of an address's token, a word of letters and digits, this many first bytes are looked at.
 inline constexpr std::size_t TOKEN_SIZE = 6;
 
@@ -46,21 +49,30 @@ std::size_t AddressLength(std::string_view text) noexcept;
 template <std::size_t ROOM>
 class PaddedText {
  public:
-  /// `bytes`: at most `ROOM`. They are still to be brought into lower case.
-  void Assign(std::string_view bytes) noexcept {
+  /// Takes at most `ROOM` bytes. Calls `visit` for each block with the bits of those that belong to
+  /// tokens.
+  template <typename Visit>
+  void Assign(std::string_view bytes, Visit visit) noexcept {
     size_ = bytes.size();
     std::memset(bytes_, 0, BEFORE);
-    std::copy(bytes.begin(), bytes.end(), bytes_ + BEFORE);
-    std::memset(bytes_ + BEFORE + size_, 0, BEHIND);
+    char *to = bytes_ + BEFORE;
+    const char *from = bytes.data();
+    const char *const last = from + size_ / BLOCK * BLOCK;
+    for (; from != last; from += BLOCK, to += BLOCK) visit(LowerBlock(from, to));
+    std::memset(to, 0, BEHIND);
+    if (const std::size_t left = size_ % BLOCK; left > 0) {
+      std::memcpy(to, from, left);
+      visit(LowerBlock(to, to));
+    }
   }
-  char *Data() noexcept { return bytes_ + BEFORE; }
   const char *Data() const noexcept { return bytes_ + BEFORE; }
   std::size_t Size() const noexcept { return size_; }
   std::string_view View() const noexcept { return {Data(), size_}; }
 
  private:
   static constexpr std::size_t BEFORE = 8;
-  static constexpr std::size_t BEHIND = 32;
+  /// A block that is read from the last byte on, and a word behind that.
+  static constexpr std::size_t BEHIND = 3 * BLOCK;
 
   std::size_t size_ = 0;
   char bytes_[BEFORE + ROOM + BEHIND];
@@ -73,12 +85,15 @@ class Address {
   Address(const Address &) = delete;
   Address &operator=(const Address &) = delete;
 
-  /// False for what is no `scheme://host...`: nothing else is returned then.
+  /// False for what is no `scheme://host...`, and for hosts that cannot be as they are too long:
+  /// nothing else is returned then.
   bool HasHost() const noexcept { return host_size_ != 0; }
   std::string_view Original() const noexcept { return original_; }
   std::string_view Lowered() const noexcept { return lowered_.View(); }
   /// The host without user, port and final dot.
   std::string_view Host() const noexcept { return Lowered().substr(host_, host_size_); }
+  /// Requests spell such a host otherwise (`AsciiSpelling`).
+  bool IsHostBeyondAscii() const noexcept { return is_host_beyond_ascii_; }
   std::size_t HostStart() const noexcept { return host_; }
   std::size_t HostEnd() const noexcept { return host_ + host_size_; }
 
@@ -112,25 +127,29 @@ class Address {
 
  private:
   void MarkTokens() noexcept;
+  bool FindPlainHost() noexcept;
+  void FindHost() noexcept;
   std::size_t NextBound(std::size_t at) const noexcept;
 
   std::string_view original_;
   std::size_t host_ = 0;
   std::size_t host_size_ = 0;
+  bool is_host_beyond_ascii_ = false;
   /// One bit for each byte, and a word without any behind them.
   std::array<std::uint64_t, MAX_ADDRESS / 64 + 1> token_bits_;
   PaddedText<MAX_ADDRESS> lowered_;
 };
 
-/// The host as a page's: in lower case, without port and final dot.
+/// The host as a page's: in lower case, without port and final dot. Empty for one that is too long.
 class PageHost {
  public:
   explicit PageHost(std::string_view host) noexcept;
   std::string_view Get() const noexcept { return text_.View(); }
+  bool IsBeyondAscii() const noexcept { return is_beyond_ascii_; }
 
  private:
-  static constexpr std::size_t MAX_HOST = 256;
   PaddedText<MAX_HOST> text_;
+  bool is_beyond_ascii_ = false;
 };
 
 /// Calls `visit` for each suffix of `host` that begins with a label, the longest first, with the

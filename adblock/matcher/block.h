@@ -16,9 +16,9 @@ namespace velmora::adblock {
 inline constexpr std::size_t BLOCK = 16;
 
 #ifdef __SSE2__
-/// Brings a block of bytes into lower case; the bits of those that belong to tokens.
-inline std::uint64_t LowerBlock(char *block) noexcept {
-  __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block));
+/// Copies a block of bytes in lower case; the bits of those that belong to tokens.
+inline std::uint64_t LowerBlock(const char *from, char *block) noexcept {
+  __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(from));
   const auto within = [&](char first, char count) noexcept {
     const __m128i distance = _mm_sub_epi8(bytes, _mm_set1_epi8(first));
     const __m128i limit = _mm_set1_epi8(static_cast<char>(count - 1));
@@ -30,27 +30,69 @@ inline std::uint64_t LowerBlock(char *block) noexcept {
   return static_cast<std::uint32_t>(_mm_movemask_epi8(token));
 }
 
+/// The bits of those bytes of a block in lower case that no host has: all but letters, digits, "-",
+/// "." and "_".
+inline std::uint64_t FindNoHostByte(const char *block) noexcept {
+  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block));
+  const auto within = [&](char first, char count) noexcept {
+    const __m128i distance = _mm_sub_epi8(bytes, _mm_set1_epi8(first));
+    return _mm_cmpeq_epi8(_mm_min_epu8(distance, _mm_set1_epi8(static_cast<char>(count - 1))),
+                          distance);
+  };
+  const __m128i host =
+      _mm_or_si128(_mm_or_si128(within('0', 10), within('a', 26)),
+                   _mm_or_si128(within('-', 2), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('_'))));
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(host)) ^ 0xFFFFU;
+}
+
+/// The bits of those bytes of a block at which an address within a text ends (`BYTE_ENDS_ADDRESS`).
+inline std::uint64_t FindAddressEnd(const char *block) noexcept {
+  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block));
+  const auto is = [&](char byte) noexcept { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(byte)); };
+  const __m128i space = _mm_set1_epi8(' ');
+  const __m128i low = _mm_cmpeq_epi8(_mm_min_epu8(bytes, space), bytes);
+  const __m128i quotes = _mm_or_si128(_mm_or_si128(is('"'), is('\'')), is('`'));
+  const __m128i brackets = _mm_or_si128(_mm_or_si128(is('<'), is('>')), is('\\'));
+  const __m128i ends = _mm_or_si128(_mm_or_si128(low, is(0x7F)), _mm_or_si128(quotes, brackets));
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(ends));
+}
+
 /// The bits of those bytes of a block that are `byte`.
 inline std::uint64_t FindInBlock(const char *block, char byte) noexcept {
   const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block));
   return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(byte))));
 }
 #else
-inline std::uint64_t LowerBlock(char *block) noexcept {
+namespace block_detail {
+template <typename IsFound>
+std::uint64_t Find(const char *block, IsFound is_found) noexcept {
   std::uint64_t bits = 0;
   for (unsigned at = 0; at < BLOCK; ++at) {
-    block[at] = base::ToLowerAscii(block[at]);
+    bits |= static_cast<std::uint64_t>(is_found(block[at])) << at;
+  }
+  return bits;
+}
+}  // namespace block_detail
+
+inline std::uint64_t LowerBlock(const char *from, char *block) noexcept {
+  std::uint64_t bits = 0;
+  for (unsigned at = 0; at < BLOCK; ++at) {
+    block[at] = base::ToLowerAscii(from[at]);
     bits |= static_cast<std::uint64_t>(IsByte(block[at], BYTE_TOKEN)) << at;
   }
   return bits;
 }
 
+inline std::uint64_t FindNoHostByte(const char *block) noexcept {
+  return block_detail::Find(block, [](char byte) { return !IsByte(byte, BYTE_HOST); });
+}
+
+inline std::uint64_t FindAddressEnd(const char *block) noexcept {
+  return block_detail::Find(block, [](char byte) { return IsByte(byte, BYTE_ENDS_ADDRESS); });
+}
+
 inline std::uint64_t FindInBlock(const char *block, char byte) noexcept {
-  std::uint64_t bits = 0;
-  for (unsigned at = 0; at < BLOCK; ++at) {
-    bits |= static_cast<std::uint64_t>(block[at] == byte) << at;
-  }
-  return bits;
+  return block_detail::Find(block, [=](char other) { return other == byte; });
 }
 #endif
 

@@ -5,10 +5,9 @@
 #include <algorithm>
 #include <bit>
 #include <set>
-#include <unordered_map>
-#include <unordered_set>
+#include <stdexcept>
 
-#include "image.h"
+#include "open_table.h"
 #include "pattern.h"
 #include "text.h"
 
@@ -34,43 +33,88 @@ constexpr std::uint32_t COMMON_WEIGHT = 40;
 constexpr std::uint32_t HOSTS_WEIGHT = 300;
 constexpr std::uint32_t SUFFIX_WEIGHT = 6000;
 
-std::string LowerText(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), base::ToLowerAscii);
-  return lower;
+/// A rule of the lists, with its conditions as numbers: two rules say the same if all of it but the
+/// place is the same.
+struct ReadRule {
+  std::string_view text;
+  std::string_view pattern;
+  std::string_view replacement;
+  std::uint32_t line;
+  std::uint16_t list;
+  std::uint16_t flags;
+  std::uint16_t types;
+  std::uint16_t methods;
+  /// Numbers of domain lists; 0 for none.
+  std::uint32_t page_domains;
+  std::uint32_t address_domains;
+};
+
+bool SaysTheSame(const ReadRule &a, const ReadRule &b) noexcept {
+  constexpr auto WHAT = static_cast<std::uint16_t>(~RULE_BAD_FILTER);
+  return a.pattern == b.pattern && a.replacement == b.replacement &&
+         ((a.flags ^ b.flags) & WHAT) == 0 && a.types == b.types && a.methods == b.methods &&
+         a.page_domains == b.page_domains && a.address_domains == b.address_domains;
 }
 
-std::uint64_t IdentityOf(const std::vector<DomainName> &domains) {
-  std::uint64_t identity = domains.size();
-  for (const DomainName &domain : domains) {
-    identity += (FingerprintOf(domain.name).words[0] | 1) *
-                (1U + 2U * domain.excluded + 4U * domain.any_suffix);
+/// Of what `SaysTheSame` compares, most of it.
+std::uint64_t HashOf(const ReadRule &rule) noexcept {
+  const std::uint64_t conditions = rule.types | std::uint64_t{rule.page_domains} << 16;
+  return FingerprintOf(rule.pattern).words[0] ^ HashWord(conditions + rule.address_domains);
+}
+
+/// The lists of domain names that rules have, each once.
+class DomainLists {
+ public:
+  /// The number of a list; equal lists have the same.
+  std::uint32_t NumberOf(const std::vector<DomainName> &names) {
+    if (names.empty()) return 0;
+    std::uint64_t hash = names.size();
+    for (const DomainName &name : names) {
+      hash = (hash ^ HashBytes(name.name)) * 31 + 2U * name.excluded + name.any_suffix;
+    }
+    const auto number = static_cast<std::uint32_t>(lists_.size());
+    const std::uint32_t known = table_.FindOrAdd(HashWord(hash), number, [&](std::uint32_t other) {
+      const std::span<const DomainName> its = Names(other);
+      return std::equal(names.begin(), names.end(), its.begin(), its.end());
+    });
+    if (known != number) return known;
+    lists_.push_back(
+        {static_cast<std::uint32_t>(names_.size()), static_cast<std::uint32_t>(names.size()), 0});
+    names_.insert(names_.end(), names.begin(), names.end());
+    return number;
   }
-  return identity;
-}
 
-/// The same for rules that say the same, in whatever order and spelling their options stand.
-std::uint64_t IdentityOf(const Rule &rule) {
-  const std::uint64_t parts[] = {FingerprintOf(rule.pattern).words[0],
-                                 rule.flags & static_cast<std::uint64_t>(~RULE_BAD_FILTER),
-                                 IdentityOf(rule.page_domains), IdentityOf(rule.address_domains)};
-  return FingerprintOf({reinterpret_cast<const char *>(parts), sizeof parts}).words[0];
-}
+  std::span<const DomainName> Names(std::uint32_t number) const {
+    return {names_.data() + lists_[number].first, lists_[number].count};
+  }
+  /// Where the list's head is in the image; 0 until that is set.
+  std::uint32_t &Head(std::uint32_t number) { return lists_[number].head; }
+
+ private:
+  struct List {
+    std::uint32_t first;
+    std::uint32_t count;
+    std::uint32_t head;
+  };
+  /// List 0 stands for none.
+  std::vector<List> lists_{List{}};
+  std::vector<DomainName> names_;
+  OpenTable table_;
+};
 
 struct Key {
   explicit Key(std::uint64_t of) : hash(of) {}
-  /// The key of a piece of a pattern.
+  /// The key of a piece of a pattern in lower case.
   Key(const PatternPiece &piece, std::uint64_t kind)
-      : hash(HashBytes(LowerText(piece.text)) ^ kind),
-        before(static_cast<std::uint8_t>(base::ToLowerAscii(piece.before))),
+      : hash(HashBytes(piece.text) ^ kind),
+        before(static_cast<std::uint8_t>(piece.before)),
         span(static_cast<std::uint8_t>(piece.behind.size())) {
     if (piece.offset != ANYWHERE) offset = static_cast<std::uint32_t>(piece.offset);
-    const std::string lower = LowerText(piece.behind);
-    std::memcpy(&behind, lower.data(), lower.size());
+    std::memcpy(&behind, piece.behind.data(), piece.behind.size());
   }
 
   std::uint64_t Lookup() const {
-    return LookupKey(hash, behind, std::min<std::size_t>(span, LOOKUP_BYTES));
+    return span < 2 ? ShortLookupKey(hash) : LongLookupKey(hash, behind);
   }
 
   std::uint64_t hash;
@@ -82,27 +126,45 @@ struct Key {
 };
 
 /// The keys of a rule, each of which finds it alone.
-std::vector<Key> KeysOf(const Rule &rule) {
-  std::vector<Key> keys;
-  for (const PatternPiece &token : (rule.flags & RULE_EXPRESSION)
-                                       ? TokensOfExpression(rule.pattern)
-                                       : TokensOfPattern(rule.pattern, rule.flags)) {
-    keys.emplace_back(token, KEY_TOKEN);
+class SingleKeys {
+ public:
+  const std::vector<Key> &Of(const ReadRule &rule) {
+    keys_.clear();
+    pieces_.clear();
+    if (rule.flags & RULE_EXPRESSION) {
+      runs_ = LiteralRunsOf(rule.pattern);
+      AddTokensOfExpression(runs_, &pieces_);
+    } else {
+      std::string_view pattern = rule.pattern;
+      if (rule.flags & RULE_MATCH_CASE) {
+        lower_.resize(pattern.size());
+        std::transform(pattern.begin(), pattern.end(), lower_.begin(), base::ToLowerAscii);
+        pattern = lower_;
+      }
+      AddTokensOfPattern(pattern, rule.flags, &pieces_);
+      if (const auto host = HostOfPattern(pattern, rule.flags)) {
+        keys_.emplace_back(*host, KEY_ADDRESS_HOST);
+      }
+    }
+    for (const PatternPiece &token : pieces_) keys_.emplace_back(token, KEY_TOKEN);
+    return keys_;
   }
-  if (const auto host = HostOfPattern(rule.pattern, rule.flags)) {
-    keys.emplace_back(*host, KEY_ADDRESS_HOST);
-  }
-  return keys;
-}
+
+ private:
+  std::vector<Key> keys_;
+  PatternPieces pieces_;
+  std::vector<LiteralRun> runs_;
+  std::string lower_;
+};
 
 /// Keys that find a rule only together, as each of the hosts that it is for has its own.
 struct HostKeys {
-  std::vector<Key> keys;
+  std::vector<Key> keys{};
   std::uint32_t weight = HOSTS_WEIGHT;
 };
 
 /// None where the rule is for all hosts but some.
-HostKeys HostKeysOf(const std::vector<DomainName> &domains, std::uint64_t kind) {
+HostKeys HostKeysOf(std::span<const DomainName> domains, std::uint64_t kind) {
   HostKeys hosts;
   for (const DomainName &domain : domains) {
     if (domain.excluded) continue;
@@ -153,42 +215,46 @@ class Compiler {
     }
   }
 
+  /// Of rules that say the same the first stays, unless one says with `badfilter` that none does.
   void DropRepeated() {
-    std::unordered_set<std::uint64_t> cancelled;
-    for (const Rule &rule : rules_) {
-      if (rule.flags & RULE_BAD_FILTER) cancelled.insert(IdentityOf(rule));
-    }
-    std::unordered_set<std::uint64_t> seen;
-    seen.reserve(rules_.size());
-    std::erase_if(rules_, [&](const Rule &rule) {
-      if (rule.flags & RULE_BAD_FILTER) return true;
+    std::vector<bool> is_dropped(rules_.size());
+    OpenTable seen(rules_.size());
+    const auto same_as = [&](std::uint32_t number) {
+      return [this, number](std::uint32_t other) {
+        return SaysTheSame(rules_[number], rules_[other]);
+      };
+    };
+    for (std::uint32_t number = 0; number < rules_.size(); ++number) {
+      const ReadRule &rule = rules_[number];
+      if (rule.flags & RULE_BAD_FILTER) continue;
+      is_dropped[number] = seen.FindOrAdd(HashOf(rule), number, same_as(number)) != number;
       ListCounts &counts = lists_[rule.list].counts;
-      const std::uint64_t identity = IdentityOf(rule);
-      if (cancelled.contains(identity)) {
-        ++counts.cancelled;
-        return true;
-      }
-      if (!seen.insert(identity).second) {
-        ++counts.repeated;
-        return true;
-      }
-      ++counts.rules;
-      return false;
-    });
+      ++(is_dropped[number] ? counts.repeated : counts.rules);
+    }
+    for (std::uint32_t number = 0; number < rules_.size(); ++number) {
+      if (!(rules_[number].flags & RULE_BAD_FILTER)) continue;
+      is_dropped[number] = true;
+      const auto cancelled = seen.Find(HashOf(rules_[number]), same_as(number));
+      if (!cancelled || is_dropped[*cancelled]) continue;
+      is_dropped[*cancelled] = true;
+      ListCounts &counts = lists_[rules_[*cancelled].list].counts;
+      ++counts.cancelled;
+      --counts.rules;
+    }
+    std::uint32_t number = 0;
+    std::erase_if(rules_, [&](const ReadRule &) { return is_dropped[number++]; });
   }
 
   void ChooseKeys() {
     KeyCensus census(rules_.size());
-    for (const Rule &rule : rules_) {
-      for (const Key &key : KeysOf(rule)) census.Add(key);
+    for (const ReadRule &rule : rules_) {
+      for (const Key &key : single_keys_.Of(rule)) census.Add(key);
     }
     records_.reserve(rules_.size());
-    for (const Rule &rule : rules_) {
-      AddRule(rule, census);
-      for (const DomainName &domain : rule.page_domains) {
-        has_page_labels_ = has_page_labels_ || domain.any_suffix;
-      }
-    }
+    origins_.reserve(rules_.size());
+    entries_.reserve(rules_.size() + rules_.size() / 4);
+    for (const ReadRule &rule : rules_) AddRule(rule, census);
+    if (entries_.size() > MAX_ENTRIES) throw std::length_error("too many rules");
   }
 
   std::string Write(const Fingerprint &source) {
@@ -197,37 +263,24 @@ class Compiler {
     header.version = ImageVersion();
     header.byte_order = IMAGE_BYTE_ORDER;
     header.source = source;
-    header.bucket_bits = std::max(2U, static_cast<unsigned>(std::bit_width(entries_.size()))) - 1;
-    header.filter_bits = std::max(6U, header.bucket_bits + 4);
+    header.bucket_bits = std::max(3U, static_cast<unsigned>(std::bit_width(entries_.size())));
+    header.filter_bits = header.bucket_bits + 3;
     header.expressions = expressions_;
     header.has_page_labels = has_page_labels_;
 
-    const unsigned bucket_shift = 64 - header.bucket_bits;
-    std::stable_sort(entries_.begin(), entries_.end(), [&](const KeyedRule &a, const KeyedRule &b) {
-      return a.lookup >> bucket_shift < b.lookup >> bucket_shift;
-    });
-    std::vector<IndexEntry> entries;
-    entries.reserve(entries_.size());
-    std::vector<std::uint32_t> buckets((std::size_t{1} << header.bucket_bits) + 1);
     std::vector<std::uint64_t> filter(std::size_t{1} << (header.filter_bits - 6));
-    std::vector<std::uint64_t> filter_2(filter.size());
-    const auto mark = [&](std::uint64_t key, std::vector<std::uint64_t> &in) {
-      const std::uint64_t bit = key >> (64 - header.filter_bits);
-      in[bit / 64] |= std::uint64_t{1} << (bit % 64);
-    };
-    for (const auto &[key, rule, lookup] : entries_) {
-      entries.push_back({key.behind, rule, ComparedBits(lookup), key.before, key.span});
-      ++buckets[(lookup >> bucket_shift) + 1];
-      mark(key.hash, filter);
-      mark(lookup, filter_2);
+    for (const KeyedRule &entry : entries_) {
+      const std::uint64_t bit = entry.key.hash >> (64 - header.filter_bits);
+      filter[bit / 64] |= std::uint64_t{1} << (bit % 64);
     }
-    for (std::size_t at = 1; at < buckets.size(); ++at) buckets[at] += buckets[at - 1];
+    const Index index = MakeIndex(header.bucket_bits);
     std::vector<std::uint32_t> sizes;
     for (const Size &size : sizes_) sizes.push_back(std::uint32_t{size.width} << 16 | size.height);
 
     std::string image(sizeof header, '\0');
+    image.reserve(text_.size() + records_.size() * 64 + index.entries.size() * 32);
     const auto section = [&](const auto &records) {
-      image.resize((image.size() + 7) / 8 * 8);
+      image.resize((image.size() + 63) / 64 * 64);
       const Section place{static_cast<std::uint32_t>(image.size()),
                           static_cast<std::uint32_t>(records.size())};
       image.append(reinterpret_cast<const char *>(records.data()),
@@ -236,10 +289,10 @@ class Compiler {
     };
     header.lists = section(lists_);
     header.rules = section(records_);
-    header.entries = section(entries);
-    header.buckets = section(buckets);
+    header.origins = section(origins_);
+    header.entries = section(index.entries);
+    header.buckets = section(index.buckets);
     header.filter = section(filter);
-    header.filter_2 = section(filter_2);
     header.unkeyed = section(unkeyed_);
     header.domains = section(domains_);
     header.sizes = section(sizes);
@@ -256,6 +309,10 @@ class Compiler {
     std::uint32_t rule;
     std::uint64_t lookup;
   };
+  struct Index {
+    std::vector<IndexEntry> entries;
+    std::vector<std::uint32_t> buckets;
+  };
 
   void ReadList(std::string_view text, ListCounts *counts) {
     const auto list = static_cast<std::uint16_t>(lists_.size());
@@ -269,9 +326,9 @@ class Compiler {
           break;
         case LineKind::kRules:
           for (const Rule &rule : parsed.rules) {
-            rules_.push_back(rule);
-            rules_.back().list = list;
-            rules_.back().line = line;
+            rules_.push_back({rule.text, rule.pattern, rule.replacement, line, list, rule.flags,
+                              rule.types, rule.methods, domain_lists_.NumberOf(rule.page_domains),
+                              domain_lists_.NumberOf(rule.address_domains)});
           }
           break;
         case LineKind::kSize:
@@ -289,7 +346,7 @@ class Compiler {
     });
   }
 
-  void AddRule(const Rule &rule, const KeyCensus &census) {
+  void AddRule(const ReadRule &rule, const KeyCensus &census) {
     const auto number = static_cast<std::uint32_t>(records_.size());
     // Rules of one line share its text.
     if (rule.text.data() != last_text_.data()) {
@@ -297,63 +354,96 @@ class Compiler {
       last_place_ = Keep(rule.text);
     }
     RuleRecord record{};
-    record.text = last_place_;
-    record.pattern = PlaceOf(rule.pattern);
-    record.line = rule.line;
-    record.list = rule.list;
+    const TextPlace pattern = PlaceOf(rule.pattern);
+    record.pattern = pattern.offset;
+    record.pattern_size = static_cast<std::uint16_t>(pattern.size);
     record.flags = rule.flags;
-    record.page_domains = AddDomains(rule.page_domains);
-    record.address_domains = AddDomains(rule.address_domains);
+    record.types = rule.types;
+    record.methods = rule.methods;
+    record.page_domains = HeadOf(rule.page_domains);
+    record.address_domains = HeadOf(rule.address_domains);
     record.offset = AddKeys(rule, number, census);
     if (rule.flags & RULE_EXPRESSION) record.offset = expressions_++;
     records_.push_back(record);
+    origins_.push_back(
+        {last_place_.offset, static_cast<std::uint16_t>(last_place_.size), rule.list, rule.line});
   }
 
   /// Enters the rule into the index; where the chosen key's token begins in its pattern.
-  std::uint32_t AddKeys(const Rule &rule, std::uint32_t number, const KeyCensus &census) {
-    std::vector<Key> best;
+  std::uint32_t AddKeys(const ReadRule &rule, std::uint32_t number, const KeyCensus &census) {
+    const Key *best = nullptr;
     std::uint32_t best_weight = ~0U;
-    for (const Key &key : KeysOf(rule)) {
+    for (const Key &key : single_keys_.Of(rule)) {
       if (census.Count(key) >= best_weight) continue;
       best_weight = census.Count(key);
-      best = {key};
+      best = &key;
     }
-    for (HostKeys hosts : {HostKeysOf(rule.page_domains, KEY_PAGE_HOST),
-                           HostKeysOf(rule.address_domains, KEY_ADDRESS_HOST)}) {
-      if (hosts.keys.empty() || hosts.weight >= best_weight) continue;
-      best_weight = hosts.weight;
-      best = std::move(hosts.keys);
+    HostKeys best_hosts;
+    if (best_weight > HOSTS_WEIGHT) {
+      for (HostKeys hosts :
+           {HostKeysOf(domain_lists_.Names(rule.page_domains), KEY_PAGE_HOST),
+            HostKeysOf(domain_lists_.Names(rule.address_domains), KEY_ADDRESS_HOST)}) {
+        if (hosts.keys.empty() || hosts.weight >= best_weight) continue;
+        best_weight = hosts.weight;
+        best_hosts = std::move(hosts);
+      }
     }
-    if (best.empty()) unkeyed_.push_back(number);
-    for (const Key &key : best) entries_.push_back({key, number, key.Lookup()});
-    return best.empty() ? NO_OFFSET : best.front().offset;
+    if (!best_hosts.keys.empty()) {
+      for (const Key &key : best_hosts.keys) entries_.push_back({key, number, key.Lookup()});
+      return NO_OFFSET;
+    }
+    if (!best) {
+      unkeyed_.push_back(number);
+      return NO_OFFSET;
+    }
+    entries_.push_back({*best, number, best->Lookup()});
+    return best->offset;
   }
 
-  std::uint32_t AddDomains(const std::vector<DomainName> &domains) {
-    if (domains.empty()) return 0;
-    const auto [known, is_new] =
-        domain_lists_.try_emplace(IdentityOf(domains), static_cast<std::uint32_t>(domains_.size()));
-    if (!is_new) return known->second;
-    DomainRecord head{};
-    head.offset = static_cast<std::uint32_t>(domains.size());
-    std::vector<DomainRecord> names;
+  /// The entries in the order of their buckets, within one in the order of the rules.
+  Index MakeIndex(unsigned bucket_bits) const {
+    const auto bucket_of = [=](const KeyedRule &entry) {
+      return entry.lookup >> (64 - bucket_bits);
+    };
+    Index index;
+    index.buckets.resize((std::size_t{1} << bucket_bits) + 1);
+    for (const KeyedRule &entry : entries_) ++index.buckets[bucket_of(entry) + 1];
+    for (std::size_t at = 1; at < index.buckets.size(); ++at) {
+      index.buckets[at] += index.buckets[at - 1];
+    }
+    index.entries.resize(entries_.size());
+    std::vector<std::uint32_t> next = index.buckets;
+    for (const KeyedRule &entry : entries_) {
+      index.entries[next[bucket_of(entry)]++] = {entry.key.behind, entry.rule,
+                                                 ComparedBits(entry.lookup), entry.key.before,
+                                                 entry.key.span};
+      index.buckets[bucket_of(entry)] |= BucketMark(entry.lookup);
+    }
+    return index;
+  }
+
+  std::uint32_t HeadOf(std::uint32_t list) {
+    if (list == 0 || domain_lists_.Head(list) != 0) return domain_lists_.Head(list);
+    const auto place = static_cast<std::uint32_t>(domains_.size());
+    const std::span<const DomainName> domains = domain_lists_.Names(list);
+    domains_.emplace_back();
+    domains_[place].offset = static_cast<std::uint32_t>(domains.size());
     for (const DomainName &domain : domains) {
       DomainRecord name{};
-      const TextPlace place = PlaceOf(domain.name);
+      const TextPlace text = PlaceOf(domain.name);
       name.hash = static_cast<std::uint32_t>(HashBytes(domain.name) >> 32);
-      name.offset = place.offset;
-      name.size = static_cast<std::uint16_t>(place.size);
+      name.offset = text.offset;
+      name.size = static_cast<std::uint16_t>(text.size);
       if (domain.excluded) name.flags |= DOMAIN_EXCLUDED;
       if (domain.any_suffix) name.flags |= DOMAIN_ANY_SUFFIX;
-      if (!domain.excluded) head.flags |= DOMAINS_INCLUDE;
-      if (domain.any_suffix) head.flags |= DOMAINS_ANY_SUFFIX;
-      names.push_back(name);
+      if (!domain.excluded) domains_[place].flags |= DOMAINS_INCLUDE;
+      if (domain.any_suffix) domains_[place].flags |= DOMAINS_ANY_SUFFIX;
+      has_page_labels_ = has_page_labels_ || domain.any_suffix;
+      domains_.push_back(name);
     }
-    std::stable_sort(names.begin(), names.end(),
+    std::stable_sort(domains_.begin() + place + 1, domains_.end(),
                      [](const DomainRecord &a, const DomainRecord &b) { return a.hash < b.hash; });
-    domains_.push_back(head);
-    domains_.insert(domains_.end(), names.begin(), names.end());
-    return known->second;
+    return domain_lists_.Head(list) = place;
   }
 
   TextPlace Keep(std::string_view text) {
@@ -375,15 +465,17 @@ class Compiler {
   }
 
   StringArena arena_;
-  std::vector<Rule> rules_;
+  DomainLists domain_lists_;
+  SingleKeys single_keys_;
+  std::vector<ReadRule> rules_;
   std::set<Size> sizes_;
   std::vector<ListRecord> lists_;
   std::vector<RuleRecord> records_;
+  std::vector<OriginRecord> origins_;
   std::vector<KeyedRule> entries_;
   std::vector<std::uint32_t> unkeyed_;
   /// Head 0 stands for no list.
   std::vector<DomainRecord> domains_{DomainRecord{}};
-  std::unordered_map<std::uint64_t, std::uint32_t> domain_lists_;
   std::string text_;
   std::string_view last_text_;
   TextPlace last_place_{};

@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "text.h"
+
 namespace velmora::adblock {
 namespace {
 
@@ -27,19 +29,21 @@ Expression::Expression(std::string_view pattern, bool match_case)
   std::erase_if(runs_, [](const LiteralRun &run) { return run.text.size() < 2; });
 }
 
-bool Expression::MayMatch(const Address &address) const noexcept {
+bool Expression::MayMatch(const Address &address, Effort *effort) const noexcept {
   std::string_view rest = address.Lowered();
   for (const LiteralRun &run : runs_) {
     if (run.at_start && !rest.starts_with(run.text)) return false;
     if (run.at_end) return rest.ends_with(run.text);
-    const std::size_t at = rest.find(run.text);
+    effort->Spend(16 + rest.size() / 4);
+    const std::size_t at = FindBytes(rest, run.text, 0);
     if (at == std::string_view::npos) return false;
     rest.remove_prefix(at + run.text.size());
   }
   return true;
 }
 
-bool Expression::Matches(const Address &address) const noexcept {
+bool Expression::Matches(const Address &address, Effort *effort) const noexcept {
+  effort->Spend(256 + 2 * address.Original().size());
   return IsValid() && re2::RE2::PartialMatch(Piece(address.Original()), expression_);
 }
 

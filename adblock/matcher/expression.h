@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "address.h"
+#include "effort.h"
 #include "expression_literals.h"
 
 namespace velmora::adblock {
@@ -21,8 +22,8 @@ class Expression {
   bool IsValid() const { return expression_.ok(); }
   /// Has the address the literal bytes that every match has? Most lack some, which is seen faster
   /// than that they do not match.
-  bool MayMatch(const Address &address) const noexcept;
-  bool Matches(const Address &address) const noexcept;
+  bool MayMatch(const Address &address, Effort *effort) const noexcept;
+  bool Matches(const Address &address, Effort *effort) const noexcept;
 
  private:
   const re2::RE2 expression_;

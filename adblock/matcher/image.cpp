@@ -32,27 +32,27 @@ std::optional<Image> Image::Open(SharedBytes bytes) {
       header.content != FingerprintOf(view.substr(IMAGE_UNFINGERPRINTED))) {
     return std::nullopt;
   }
+  Table<std::uint32_t> buckets;
   Table<std::uint64_t> filter;
-  Table<std::uint64_t> filter_2;
   Table<char> text;
   const bool inside =
       OpenSection(view, header.lists, &image.lists) &&
       OpenSection(view, header.rules, &image.rules) &&
+      OpenSection(view, header.origins, &image.origins) &&
       OpenSection(view, header.entries, &image.entries) &&
-      OpenSection(view, header.buckets, &image.buckets) &&
-      OpenSection(view, header.filter, &filter) && OpenSection(view, header.filter_2, &filter_2) &&
+      OpenSection(view, header.buckets, &buckets) && OpenSection(view, header.filter, &filter) &&
       OpenSection(view, header.unkeyed, &image.unkeyed) &&
       OpenSection(view, header.domains, &image.domains) &&
       OpenSection(view, header.sizes, &image.sizes) && OpenSection(view, header.text, &text);
-  const bool buckets_fit = header.bucket_bits >= 1 && header.bucket_bits <= 30;
-  const bool filters_fit = header.filter_bits >= 6 && header.filter_bits <= 30 &&
-                           filter.Count() == 1U << (header.filter_bits - 6) &&
-                           filter_2.Count() == filter.Count();
-  if (!inside || !buckets_fit || !filters_fit || header.expressions > header.rules.count) {
+  const bool buckets_fit = header.bucket_bits >= 1 && header.bucket_bits <= 30 &&
+                           buckets.Count() == (1U << header.bucket_bits) + 1;
+  const bool filter_fits = header.filter_bits >= 6 && header.filter_bits <= 30 &&
+                           filter.Count() == 1U << (header.filter_bits - 6);
+  if (!inside || !buckets_fit || !filter_fits || header.expressions > header.rules.count) {
     return std::nullopt;
   }
+  image.buckets = Buckets(view.data() + header.buckets.offset, header.bucket_bits);
   image.filter = KeyFilter(view.data() + header.filter.offset, header.filter_bits);
-  image.filter_2 = KeyFilter(view.data() + header.filter_2.offset, header.filter_bits);
   image.text_ = view.substr(header.text.offset, header.text.count);
   image.bytes_ = std::move(bytes);
   return image;

@@ -4,10 +4,10 @@
 //   sections, each an array of one of the records below, or of numbers or bytes:
 //     lists      the lists that went in, with what was read in them
 //     rules      the rules, in the order of the lists
+//     origins    where each rule stands
 //     entries    the index: which rules a key finds, in the order of the keys' buckets
-//     buckets    where each bucket begins in `entries`, and one more
+//     buckets    where each bucket begins in `entries`, with marks for the keys in it; and one more
 //     filter     one bit for each value that a key's first bits can have: is there such a key?
-//     filter_2   the same for lookup keys
 //     unkeyed    rules that no key finds and that are tried at every question
 //     domains    lists of domain names: a head, then its names in the order of their hashes
 //     sizes      sizes of advertisements: width << 16 | height, ascending
@@ -75,20 +75,30 @@ struct ListRecord {
   ListCounts counts;
 };
 
+/// What a question looks at.
 struct RuleRecord {
-  TextPlace text;
-  TextPlace pattern;
-  std::uint32_t line;
-  /// Heads of lists in `domains`; 0 for none.
-  std::uint32_t page_domains;
-  std::uint32_t address_domains;
+  /// The pattern's place in `text`.
+  std::uint32_t pattern;
+  std::uint16_t pattern_size;
+  std::uint16_t flags;
+  std::uint16_t types;
+  std::uint16_t methods;
   /// Regular expressions: the number of the expression. Others: where the key's token begins in
   /// the pattern, or `NO_OFFSET`.
   std::uint32_t offset;
-  std::uint16_t list;
-  std::uint16_t flags;
+  /// Heads of lists in `domains`; 0 for none.
+  std::uint32_t page_domains;
+  std::uint32_t address_domains;
 };
 inline constexpr std::uint32_t NO_OFFSET = ~0U;
+
+/// Where a rule stands; only wanted when it has decided.
+struct OriginRecord {
+  std::uint32_t text;
+  std::uint16_t text_size;
+  std::uint16_t list;
+  std::uint32_t line;
+};
 
 /// Found by a token or a host at some place of the address, an entry is passed over when the bytes
 /// around that place are not those that the pattern has there.
@@ -103,17 +113,27 @@ struct IndexEntry {
   std::uint8_t span;
 };
 
-/// How many bytes behind a key may belong to a lookup key.
-inline constexpr std::size_t LOOKUP_BYTES = 2;
-
-/// `key` with the first `count` bytes of `behind`.
-inline std::uint64_t LookupKey(std::uint64_t key, std::uint64_t behind,
-                               std::size_t count) noexcept {
-  return hash_detail::Mix(key, (behind & FIRST_BYTES[count]) << 2 | (count + 1));
+/// The lookup key of an entry whose pattern has fewer than two certain bytes behind the key.
+inline std::uint64_t ShortLookupKey(std::uint64_t key) noexcept {
+  return key * hash_detail::ODD_A;
+}
+/// That of the others: `key` with the first two bytes of `behind`.
+inline std::uint64_t LongLookupKey(std::uint64_t key, std::uint64_t behind) noexcept {
+  return hash_detail::Mix(key, (behind & FIRST_BYTES[2]) + 1);
 }
 
 constexpr std::uint16_t ComparedBits(std::uint64_t lookup_key) noexcept {
   return static_cast<std::uint16_t>(lookup_key >> 24);
+}
+
+/// A bucket: its first entry's place in the low bits, and above them one bit of `BucketMark` for
+/// each lookup key in it.
+inline constexpr unsigned BUCKET_PLACE_BITS = 24;
+inline constexpr std::uint32_t MAX_ENTRIES = (1U << BUCKET_PLACE_BITS) - 1;
+
+/// One of the eight bits above the place, by bits of the lookup key that do not choose its bucket.
+constexpr std::uint32_t BucketMark(std::uint64_t lookup_key) noexcept {
+  return 1U << (BUCKET_PLACE_BITS + (lookup_key >> 21 & 7));
 }
 
 struct DomainRecord {
@@ -144,12 +164,11 @@ struct ImageHeader {
   /// Of the lists that went in.
   Fingerprint source;
   std::uint32_t bucket_bits;
-  /// Of both filters.
   std::uint32_t filter_bits;
   std::uint32_t expressions;
   /// Are there keys of the kind `KEY_PAGE_LABEL`?
   std::uint32_t has_page_labels;
-  Section lists, rules, entries, buckets, filter, filter_2, unkeyed, domains, sizes, text;
+  Section lists, rules, origins, entries, buckets, filter, unkeyed, domains, sizes, text;
 };
 
 inline constexpr char IMAGE_MAGIC[8] = {'v', 'x', 'r', 'u', 'l', 'e', 's', '\n'};
@@ -213,6 +232,26 @@ class KeyFilter {
   unsigned shift_ = 63;
 };
 
+/// Where the entries of the lookup keys are. There is a bucket for every key, so none is outside.
+class Buckets {
+ public:
+  Buckets() = default;
+  /// `heads` has one for each value of a key's first `bits` bits, and one more.
+  Buckets(const char *heads, std::uint32_t bits) noexcept : heads_(heads), shift_(64 - bits) {}
+
+  std::uint64_t NumberOf(std::uint64_t lookup_key) const noexcept { return lookup_key >> shift_; }
+  std::uint32_t Head(std::uint64_t bucket) const noexcept {
+    return hash_detail::Load<std::uint32_t>(heads_ + bucket * sizeof(std::uint32_t));
+  }
+  /// Where the bucket's entries begin and end. They may lie outside of the entries.
+  std::uint32_t First(std::uint64_t bucket) const noexcept { return Head(bucket) & MAX_ENTRIES; }
+  std::uint32_t Last(std::uint64_t bucket) const noexcept { return First(bucket + 1); }
+
+ private:
+  const char *heads_ = nullptr;
+  unsigned shift_ = 63;
+};
+
 class Image {
  public:
   /// Nothing when the bytes are no image of this version and machine, or damaged.
@@ -229,10 +268,10 @@ class Image {
 
   Table<ListRecord> lists;
   Table<RuleRecord> rules;
+  Table<OriginRecord> origins;
   Table<IndexEntry> entries;
-  Table<std::uint32_t> buckets;
+  Buckets buckets;
   KeyFilter filter;
-  KeyFilter filter_2;
   Table<std::uint32_t> unkeyed;
   Table<DomainRecord> domains;
   Table<std::uint32_t> sizes;

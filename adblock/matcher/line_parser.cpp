@@ -12,7 +12,7 @@
 //     ||host...                         anchored at the host or behind one of its dots
 //     |...|                             anchored at the start, at the end
 //     * ^                               any bytes; a separator or the end
-//     host.name                         in a list without an [Adblock] header: ||host.name^
+//     host.name                         a host alone: ||host.name^
 #include "line_parser.h"
 
 #include <algorithm>
@@ -20,8 +20,8 @@
 #include <optional>
 
 #include "expression.h"
+#include "host_names.h"
 #include "options.h"
-#include "registrable_domain.h"
 #include "text.h"
 
 namespace velmora::adblock {
@@ -29,14 +29,6 @@ namespace {
 
 /// Longer lines are no rules; the few that real lists have are for single web applications.
 constexpr std::size_t MAX_LINE = std::size_t{32} << 10;
-
-ParsedLine Skipped(Skip skip, std::string_view detail = {}) {
-  ParsedLine parsed;
-  parsed.kind = LineKind::kSkipped;
-  parsed.skip = skip;
-  parsed.detail = detail;
-  return parsed;
-}
 
 /// What stands behind the "#" of an element-hiding rule; npos for no such rule.
 std::size_t FindElementHiding(std::string_view line) noexcept {
@@ -52,26 +44,6 @@ std::size_t FindElementHiding(std::string_view line) noexcept {
   return std::string_view::npos;
 }
 
-std::optional<ParsedLine> ParseSize(std::string_view line) {
-  constexpr std::string_view PREFIX = "size:";
-  if (!line.starts_with(PREFIX)) return std::nullopt;
-  line = TrimSpace(line.substr(PREFIX.size()));
-  ParsedLine parsed;
-  parsed.kind = LineKind::kNoSizes;
-  if (line == "none") return parsed;
-  parsed.kind = LineKind::kSize;
-  const char *end = line.data() + line.size();
-  const auto width = std::from_chars(line.data(), end, parsed.size.width);
-  if (width.ec != std::errc() || width.ptr == end || *width.ptr != 'x') {
-    return Skipped(Skip::kUnreadable, "a size is written 468x60");
-  }
-  const auto height = std::from_chars(width.ptr + 1, end, parsed.size.height);
-  if (height.ec != std::errc() || height.ptr != end || !parsed.size.width || !parsed.size.height) {
-    return Skipped(Skip::kUnreadable, "a size is written 468x60");
-  }
-  return parsed;
-}
-
 /// The names of a hosts line: what stands behind an address that leads nowhere.
 std::optional<std::string_view> HostsNames(std::string_view line) noexcept {
   for (const std::string_view address : {"0.0.0.0", "127.0.0.1", "::1", "::"}) {
@@ -84,10 +56,10 @@ std::optional<std::string_view> HostsNames(std::string_view line) noexcept {
   return std::nullopt;
 }
 
-std::string ToLower(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), base::ToLowerAscii);
-  return lower;
+/// Names that stand for this machine or its net in every hosts file.
+bool IsLocalName(std::string_view name) noexcept {
+  return base::EqualNoCase(name, "localhost.localdomain") || name == "0.0.0.0" ||
+         name == "127.0.0.1" || name == "255.255.255.255";
 }
 
 /// Takes the anchors off and the stars that say nothing.
@@ -121,34 +93,44 @@ bool SaysNothing(std::string_view pattern) noexcept {
 
 }  // namespace
 
-ParsedLine LineParser::Parse(std::string_view line) {
-  line = TrimSpace(line);
-  ParsedLine parsed;
-  if (line.empty()) return parsed;
-  if (line.size() > MAX_LINE) return Skipped(Skip::kUnreadable, "the line is too long");
-  if (Directive(line)) {
-    parsed.kind = LineKind::kComment;
-    return parsed;
-  }
+const ParsedLine &LineParser::Parse(std::string_view line) {
+  parsed_.kind = LineKind::kBlank;
+  parsed_.detail = {};
+  parsed_.rules.clear();
+  Read(TrimSpace(line));
+  return parsed_;
+}
+
+void LineParser::SkipLine(Skip skip, std::string_view detail) {
+  parsed_.kind = LineKind::kSkipped;
+  parsed_.skip = skip;
+  parsed_.detail = detail;
+  parsed_.rules.clear();
+}
+
+void LineParser::Read(std::string_view line) {
+  if (line.empty()) return;
+  if (line.size() > MAX_LINE) return SkipLine(Skip::kUnreadable, "the line is too long");
+  parsed_.kind = LineKind::kComment;
+  if (Directive(line)) return;
   if (std::find(conditions_.begin(), conditions_.end(), false) != conditions_.end()) {
-    return Skipped(Skip::kCondition);
+    return SkipLine(Skip::kCondition);
   }
-  parsed.kind = LineKind::kComment;
-  if (line.front() == '!') return parsed;
+  if (line.front() == '!') return;
   if (line.front() == '[' && line.back() == ']') {
     has_header_ = has_header_ || line.starts_with("[Adblock");
-    return parsed;
+    return;
   }
   const std::size_t hiding = FindElementHiding(line);
   if (hiding != std::string_view::npos) {
     const bool scriptlet =
         line.substr(hiding).starts_with("+js(") || line.substr(hiding).starts_with("//scriptlet(");
-    return Skipped(scriptlet ? Skip::kScriptlet : Skip::kElementHiding);
+    return SkipLine(scriptlet ? Skip::kScriptlet : Skip::kElementHiding);
   }
-  if (line.front() == '#') return parsed;
-  if (auto size = ParseSize(line)) return *size;
-  if (const auto names = HostsNames(line)) return ParseHosts(line, *names);
-  return ParseRule(line);
+  if (line.front() == '#') return;
+  if (ReadSize(line)) return;
+  if (const auto names = HostsNames(line)) return ReadHosts(line, *names);
+  ReadRule(line);
 }
 
 bool LineParser::Directive(std::string_view line) {
@@ -165,27 +147,43 @@ bool LineParser::Directive(std::string_view line) {
   return true;
 }
 
-ParsedLine LineParser::ParseHosts(std::string_view line, std::string_view names) {
-  ParsedLine parsed;
-  parsed.kind = LineKind::kRules;
+bool LineParser::ReadSize(std::string_view line) {
+  constexpr std::string_view PREFIX = "size:";
+  if (!line.starts_with(PREFIX)) return false;
+  line = TrimSpace(line.substr(PREFIX.size()));
+  parsed_.kind = line == "none" ? LineKind::kNoSizes : LineKind::kSize;
+  if (parsed_.kind == LineKind::kNoSizes) return true;
+  const char *end = line.data() + line.size();
+  Size size{};
+  const auto width = std::from_chars(line.data(), end, size.width);
+  bool is_size = width.ec == std::errc() && width.ptr != end && *width.ptr == 'x';
+  if (is_size) {
+    const auto height = std::from_chars(width.ptr + 1, end, size.height);
+    is_size = height.ec == std::errc() && height.ptr == end && size.width != 0 && size.height != 0;
+  }
+  parsed_.size = size;
+  if (!is_size) SkipLine(Skip::kUnreadable, "a size is written 468x60");
+  return true;
+}
+
+void LineParser::ReadHosts(std::string_view line, std::string_view names) {
   while (!names.empty()) {
     const std::size_t end = std::min(names.find_first_of(" \t"), names.size());
     const std::string_view name = names.substr(0, end);
     names = TrimSpace(names.substr(end));
-    // "localhost" and its like belong to every hosts file and stand for no host outside.
-    if (!IsHostName(name)) continue;
-    Rule rule;
+    // A name without a dot, such as "localhost", stands for no host outside.
+    if (!IsHostName(name) || IsLocalName(name)) continue;
+    Rule &rule = parsed_.rules.emplace_back();
     rule.text = line;
-    rule.pattern = arena_.Keep(ToLower(name) + '^');
-    rule.flags = RULE_ELEMENT | RULE_HOST_ANCHOR;
-    parsed.rules.push_back(std::move(rule));
+    rule.pattern = arena_.Join(HostSpelling(name, arena_), "^");
+    rule.flags = RULE_HOST_ANCHOR;
   }
-  return parsed.rules.empty() ? Skipped(Skip::kUnreadable, "no host name outside this machine")
-                              : parsed;
+  parsed_.kind = LineKind::kRules;
+  if (parsed_.rules.empty()) SkipLine(Skip::kUnreadable, "no host name outside this machine");
 }
 
-ParsedLine LineParser::ParseRule(std::string_view line) {
-  Rule rule;
+void LineParser::ReadRule(std::string_view line) {
+  Rule &rule = parsed_.rules.emplace_back();
   rule.text = line;
   std::string_view pattern = line;
   if (pattern.starts_with("@@")) {
@@ -196,42 +194,53 @@ ParsedLine LineParser::ParseRule(std::string_view line) {
   if (options != std::string_view::npos) {
     OptionProblem problem{};
     if (!ReadOptions(pattern.substr(options + 1), arena_, &rule, &problem)) {
-      return Skipped(problem.skip, problem.option);
+      return SkipLine(problem.skip, problem.option);
     }
     pattern = pattern.substr(0, options);
-  } else {
-    rule.flags |= RULE_ELEMENT;
   }
+  if (ReadPattern(pattern, &rule)) parsed_.kind = LineKind::kRules;
+}
+
+bool LineParser::ReadPattern(std::string_view pattern, Rule *rule) {
   if (std::any_of(pattern.begin(), pattern.end(), [](char byte) {
         return static_cast<std::uint8_t>(byte) <= ' ' || byte == 0x7F;
       })) {
-    return Skipped(Skip::kUnreadable, "a space or a control character");
+    SkipLine(Skip::kUnreadable, "a space or a control character");
+    return false;
   }
-
   if (pattern.size() > 2 && pattern.front() == '/' && pattern.back() == '/') {
-    pattern = pattern.substr(1, pattern.size() - 2);
-    rule.flags |= RULE_EXPRESSION;
-    if (!Expression(pattern, rule.flags & RULE_MATCH_CASE).IsValid()) {
-      return Skipped(Skip::kExpression, pattern);
-    }
-    rule.pattern = pattern;
-  } else {
-    const bool bare_host = !has_header_ && IsHostName(pattern);
-    ReadAnchors(&pattern, &rule);
-    if (SaysNothing(pattern) && rule.page_domains.empty() && rule.address_domains.empty()) {
-      return Skipped(Skip::kTooGeneral);
-    }
-    std::string changed(rule.flags & RULE_MATCH_CASE ? std::string(pattern) : ToLower(pattern));
-    if (bare_host) {
-      rule.flags |= RULE_HOST_ANCHOR;
-      changed += '^';
-    }
-    rule.pattern = changed == pattern ? pattern : arena_.Keep(std::move(changed));
+    rule->pattern = pattern.substr(1, pattern.size() - 2);
+    rule->flags |= RULE_EXPRESSION;
+    const bool is_valid = Expression(rule->pattern, rule->flags & RULE_MATCH_CASE).IsValid();
+    if (!is_valid) SkipLine(Skip::kExpression, rule->pattern);
+    return is_valid;
   }
-  ParsedLine parsed;
-  parsed.kind = LineKind::kRules;
-  parsed.rules.push_back(std::move(rule));
-  return parsed;
+  if (IsHostAlone(pattern)) {
+    rule->flags |= RULE_HOST_ANCHOR;
+    rule->pattern = arena_.Join(HostSpelling(pattern, arena_), "^");
+    return true;
+  }
+  ReadAnchors(&pattern, rule);
+  if (SaysNothing(pattern) && rule->page_domains.empty() && rule->address_domains.empty()) {
+    SkipLine(Skip::kTooGeneral);
+    return false;
+  }
+  if (rule->flags & RULE_HOST_ANCHOR) {
+    const std::size_t end = std::min(pattern.find_first_of("/^*:?|"), pattern.size());
+    if (IsBeyondAscii(pattern.substr(0, end))) {
+      pattern = arena_.Join(HostSpelling(pattern.substr(0, end), arena_), pattern.substr(end));
+    }
+  }
+  const bool is_changed = !(rule->flags & RULE_MATCH_CASE) && HasUpper(pattern);
+  rule->pattern = is_changed ? arena_.KeepLower(pattern) : pattern;
+  return true;
+}
+
+/// "ads.js" in a list of addresses is a piece of one, and so is "ads.example" where lists say what
+/// they mean by a host; "ads.example.com" is a host wherever it stands alone.
+bool LineParser::IsHostAlone(std::string_view pattern) const noexcept {
+  if (!IsHostName(pattern)) return false;
+  return has_header_ ? HasKnownEnd(pattern) : !LooksLikeFileName(pattern);
 }
 
 }  // namespace velmora::adblock

@@ -3,12 +3,11 @@
 
 #include <array>
 #include <cstdint>
-#include <deque>
-#include <string>
 #include <string_view>
 #include <vector>
 
 #include "rule.h"
+#include "string_arena.h"
 
 namespace velmora::adblock {
 
@@ -16,7 +15,7 @@ namespace velmora::adblock {
 enum class Skip : std::uint8_t {
   kElementHiding,  // rules about elements of a page, not about addresses
   kScriptlet,      // rules that put scripts into a page
-  kNeverAsked,     // only for request types that nobody asks about
+  kNeverAsked,     // only for what is no request
   kCondition,      // #if: lines for other programs
   kOption,         // an option that cannot be judged by an address
   kExpression,     // a regular expression that cannot be compiled
@@ -26,9 +25,8 @@ enum class Skip : std::uint8_t {
 inline constexpr std::size_t SKIP_COUNT = 8;
 /// What a report calls the lines skipped, in the order of `Skip`.
 inline constexpr std::array<const char *, SKIP_COUNT> SKIP_NAMES = {
-    "element hiding",     "scriptlet",          "request types never asked",
-    "for other programs", "unsupported option", "expression",
-    "too general",        "unreadable"};
+    "element hiding",     "scriptlet",  "not about requests", "for other programs",
+    "unsupported option", "expression", "too general",        "unreadable"};
 
 /// Is there something wrong with the line, or is it only not for us?
 constexpr bool IsError(Skip skip) noexcept {
@@ -56,15 +54,6 @@ struct ParsedLine {
   std::vector<Rule> rules;
 };
 
-/// Keeps strings that are not part of a list's text.
-class StringArena {
- public:
-  std::string_view Keep(std::string text) { return strings_.emplace_back(std::move(text)); }
-
- private:
-  std::deque<std::string> strings_;
-};
-
 /// Reads a list line by line: what an "#if" line or the list's header says holds for the lines
 /// behind it.
 class LineParser {
@@ -72,15 +61,24 @@ class LineParser {
   /// Strings that a rule needs and the list's text does not hold are kept in `arena`.
   explicit LineParser(StringArena &arena) : arena_(arena) {}
 
-  ParsedLine Parse(std::string_view line);
+  /// What the line says: there until the next one is parsed.
+  const ParsedLine &Parse(std::string_view line);
 
  private:
+  void Read(std::string_view line);
   bool Directive(std::string_view line);
-  ParsedLine ParseHosts(std::string_view line, std::string_view names);
-  ParsedLine ParseRule(std::string_view line);
+  bool ReadSize(std::string_view line);
+  void ReadHosts(std::string_view line, std::string_view names);
+  void ReadRule(std::string_view line);
+  /// The part of a rule before its options. False: it has been skipped.
+  bool ReadPattern(std::string_view pattern, Rule *rule);
+  void SkipLine(Skip skip, std::string_view detail = {});
+  bool IsHostAlone(std::string_view pattern) const noexcept;
 
   StringArena &arena_;
-  /// After a "[Adblock" header a bare host name is a piece of an address, elsewhere it is a host.
+  ParsedLine parsed_;
+  /// After a "[Adblock" header a bare host name is a piece of an address, unless it ends in a
+  /// top-level domain; elsewhere it is a host, unless it ends like a file.
   bool has_header_ = false;
   /// For every open "#if", whether its lines count.
   std::vector<bool> conditions_;

@@ -3,16 +3,20 @@
 //   conditions   third-party 3p first-party 1p, "~" before them: the opposite
 //                domain= from=   a.example|~b.a.example|c.*   the page's host
 //                to= denyallow=                               the address's host
+//                method=         get|post, ~get
 //                match-case
-//   weight       important, badfilter
-//   types        what is asked for: script image object subdocument media other, and popup;
-//                what is not: stylesheet xmlhttprequest document ... "~type": all but that
+//   weight       important ("~important": as without it), badfilter
+//   types        script image ... (`TYPE_NAMES`), "all"; "~type": all that pages load but that
+//   not asked    what is about a page's elements and not about a request
 //   replacement  redirect= rewrite= empty mp4: the address is blocked, nothing put in its place
-//   unsupported  what changes requests or pages, or asks for more than an address
+//   unsupported  what changes requests or pages, or asks for more than a request says
 #include "options.h"
 
 #include <algorithm>
+#include <array>
 
+#include "host_names.h"
+#include "request_types.h"
 #include "text.h"
 
 namespace velmora::adblock {
@@ -20,11 +24,13 @@ namespace {
 
 enum class Meaning : std::uint8_t {
   kType,
+  kNotAsked,
   kThirdParty,
   kFirstParty,
   kPageDomains,
   kAddressDomains,
   kAllButAddressDomains,
+  kMethods,
   kMatchCase,
   kImportant,
   kBadFilter,
@@ -32,57 +38,25 @@ enum class Meaning : std::uint8_t {
   kUnsupported,
 };
 
-// Request types as bits; those that belong to the pages themselves and not to what they load take
-// part only when they are named.
-constexpr std::uint32_t TYPE_SCRIPT = 1U << 0;
-constexpr std::uint32_t TYPE_IMAGE = 1U << 1;
-constexpr std::uint32_t TYPE_OBJECT = 1U << 2;
-constexpr std::uint32_t TYPE_SUBDOCUMENT = 1U << 3;
-constexpr std::uint32_t TYPE_MEDIA = 1U << 4;
-constexpr std::uint32_t TYPE_OTHER = 1U << 5;
-constexpr std::uint32_t TYPE_POPUP = 1U << 6;
-constexpr std::uint32_t TYPE_NEVER_ASKED = 1U << 7;
-constexpr std::uint32_t TYPES_ELEMENT =
-    TYPE_SCRIPT | TYPE_IMAGE | TYPE_OBJECT | TYPE_SUBDOCUMENT | TYPE_MEDIA | TYPE_OTHER;
-
 struct Option {
   std::string_view name;
   Meaning meaning;
-  std::uint32_t types = 0;
+  std::uint16_t types = 0;
 };
 
-constexpr Option OPTIONS[] = {
-    {"script", Meaning::kType, TYPE_SCRIPT},
-    {"image", Meaning::kType, TYPE_IMAGE},
-    {"object", Meaning::kType, TYPE_OBJECT},
-    {"subdocument", Meaning::kType, TYPE_SUBDOCUMENT},
-    {"frame", Meaning::kType, TYPE_SUBDOCUMENT},
-    {"media", Meaning::kType, TYPE_MEDIA},
-    {"other", Meaning::kType, TYPE_OTHER},
-    {"popup", Meaning::kType, TYPE_POPUP},
-    {"all", Meaning::kType, TYPES_ELEMENT | TYPE_POPUP | TYPE_NEVER_ASKED},
-    {"stylesheet", Meaning::kType, TYPE_NEVER_ASKED},
-    {"css", Meaning::kType, TYPE_NEVER_ASKED},
-    {"xmlhttprequest", Meaning::kType, TYPE_NEVER_ASKED},
-    {"xhr", Meaning::kType, TYPE_NEVER_ASKED},
-    {"font", Meaning::kType, TYPE_NEVER_ASKED},
-    {"ping", Meaning::kType, TYPE_NEVER_ASKED},
-    {"beacon", Meaning::kType, TYPE_NEVER_ASKED},
-    {"websocket", Meaning::kType, TYPE_NEVER_ASKED},
-    {"webrtc", Meaning::kType, TYPE_NEVER_ASKED},
-    {"object-subrequest", Meaning::kType, TYPE_NEVER_ASKED},
-    {"document", Meaning::kType, TYPE_NEVER_ASKED},
-    {"doc", Meaning::kType, TYPE_NEVER_ASKED},
-    {"popunder", Meaning::kType, TYPE_NEVER_ASKED},
-    {"elemhide", Meaning::kType, TYPE_NEVER_ASKED},
-    {"ehide", Meaning::kType, TYPE_NEVER_ASKED},
-    {"generichide", Meaning::kType, TYPE_NEVER_ASKED},
-    {"ghide", Meaning::kType, TYPE_NEVER_ASKED},
-    {"specifichide", Meaning::kType, TYPE_NEVER_ASKED},
-    {"shide", Meaning::kType, TYPE_NEVER_ASKED},
-    {"genericblock", Meaning::kType, TYPE_NEVER_ASKED},
-    {"inline-script", Meaning::kType, TYPE_NEVER_ASKED},
-    {"inline-font", Meaning::kType, TYPE_NEVER_ASKED},
+constexpr Option OTHER_OPTIONS[] = {
+    {"all", Meaning::kType, TYPES_LOADED | TYPE_POPUP | TYPE_DOCUMENT},
+    {"webrtc", Meaning::kNotAsked},
+    {"popunder", Meaning::kNotAsked},
+    {"elemhide", Meaning::kNotAsked},
+    {"ehide", Meaning::kNotAsked},
+    {"generichide", Meaning::kNotAsked},
+    {"ghide", Meaning::kNotAsked},
+    {"specifichide", Meaning::kNotAsked},
+    {"shide", Meaning::kNotAsked},
+    {"genericblock", Meaning::kNotAsked},
+    {"inline-script", Meaning::kNotAsked},
+    {"inline-font", Meaning::kNotAsked},
     {"third-party", Meaning::kThirdParty},
     {"3p", Meaning::kThirdParty},
     {"first-party", Meaning::kFirstParty},
@@ -91,13 +65,14 @@ constexpr Option OPTIONS[] = {
     {"from", Meaning::kPageDomains},
     {"to", Meaning::kAddressDomains},
     {"denyallow", Meaning::kAllButAddressDomains},
+    {"method", Meaning::kMethods},
     {"match-case", Meaning::kMatchCase},
     {"important", Meaning::kImportant},
     {"badfilter", Meaning::kBadFilter},
     {"redirect", Meaning::kReplacement},
     {"rewrite", Meaning::kReplacement},
     {"empty", Meaning::kReplacement},
-    {"mp4", Meaning::kReplacement},
+    {"mp4", Meaning::kReplacement, TYPE_MEDIA},
     {"redirect-rule", Meaning::kUnsupported},
     {"removeparam", Meaning::kUnsupported},
     {"csp", Meaning::kUnsupported},
@@ -106,13 +81,25 @@ constexpr Option OPTIONS[] = {
     {"urlskip", Meaning::kUnsupported},
     {"uritransform", Meaning::kUnsupported},
     {"header", Meaning::kUnsupported},
-    {"method", Meaning::kUnsupported},
     {"ipaddress", Meaning::kUnsupported},
     {"cname", Meaning::kUnsupported},
     {"strict1p", Meaning::kUnsupported},
     {"strict3p", Meaning::kUnsupported},
     {"sitekey", Meaning::kUnsupported},
 };
+
+/// All options in the order of their names.
+constexpr auto OPTIONS = [] {
+  std::array<Option, std::size(OTHER_OPTIONS) + std::size(TYPE_NAMES)> options{};
+  auto *next = std::copy(std::begin(OTHER_OPTIONS), std::end(OTHER_OPTIONS), options.begin());
+  for (const TypeName &type : TYPE_NAMES) *next++ = {type.name, Meaning::kType, type.type};
+  std::sort(options.begin(), options.end(),
+            [](const Option &a, const Option &b) { return a.name < b.name; });
+  return options;
+}();
+
+constexpr std::string_view METHODS[] = {"connect", "delete", "get",  "head",
+                                        "options", "patch",  "post", "put"};
 
 struct Item {
   std::string_view whole;
@@ -144,9 +131,10 @@ bool IsName(std::string_view name) noexcept {
 }
 
 const Option *FindOption(std::string_view name) noexcept {
-  const auto option = std::find_if(std::begin(OPTIONS), std::end(OPTIONS),
-                                   [&](const Option &entry) { return entry.name == name; });
-  return option == std::end(OPTIONS) ? nullptr : option;
+  const auto *option = std::lower_bound(
+      OPTIONS.begin(), OPTIONS.end(), name,
+      [](const Option &entry, std::string_view wanted) { return entry.name < wanted; });
+  return option == OPTIONS.end() || option->name != name ? nullptr : option;
 }
 
 bool IsOptionList(std::string_view text) noexcept {
@@ -172,19 +160,40 @@ bool ReadDomains(std::string_view value, bool all_excluded, StringArena &arena,
       name.remove_suffix(2);
     }
     if (name.empty()) continue;
-    if (name.find_first_of("*/^") != std::string_view::npos || name.size() > 255) return false;
-    if (HasUpper(name)) {
-      std::string lower(name);
-      std::transform(lower.begin(), lower.end(), lower.begin(), base::ToLowerAscii);
-      name = arena.Keep(std::move(lower));
-    }
-    domain.name = name;
+    if (name.find_first_of("*/^") != std::string_view::npos || name.size() > MAX_HOST) return false;
+    domain.name = HostSpelling(name, arena);
     domains->push_back(domain);
   }
-  return domains->size() > before;
+  if (domains->size() == before) return false;
+  std::sort(domains->begin(), domains->end());
+  domains->erase(std::unique(domains->begin(), domains->end()), domains->end());
+  return true;
+}
+
+/// "get|post" or "~get".
+bool ReadMethods(std::string_view value, Rule *rule) noexcept {
+  std::uint16_t named = 0;
+  std::uint16_t excluded = 0;
+  while (!value.empty()) {
+    std::string_view name = CutPiece(value, '|');
+    const bool is_excluded = name.starts_with('~');
+    const std::uint16_t method = MethodOfName(name.substr(is_excluded));
+    if (method == 0) return false;
+    (is_excluded ? excluded : named) |= method;
+  }
+  if (named == 0) named = METHODS_ALL;
+  rule->methods = static_cast<std::uint16_t>(named & ~excluded);
+  return rule->methods != 0 && rule->methods != METHODS_ALL;
 }
 
 }  // namespace
+
+std::uint16_t MethodOfName(std::string_view name) noexcept {
+  const auto *method = std::find_if(std::begin(METHODS), std::end(METHODS),
+                                    [&](auto entry) { return base::EqualNoCase(entry, name); });
+  if (method == std::end(METHODS)) return 0;
+  return static_cast<std::uint16_t>(1U << (method - std::begin(METHODS)));
+}
 
 std::size_t FindOptions(std::string_view rule) noexcept {
   for (std::size_t at = rule.find('$'); at != std::string_view::npos; at = rule.find('$', at + 1)) {
@@ -196,8 +205,9 @@ std::size_t FindOptions(std::string_view rule) noexcept {
 }
 
 bool ReadOptions(std::string_view options, StringArena &arena, Rule *rule, OptionProblem *problem) {
-  std::uint32_t types = 0;
-  std::uint32_t excluded_types = 0;
+  std::uint16_t types = 0;
+  std::uint16_t excluded_types = 0;
+  bool names_not_asked = false;
   while (!options.empty()) {
     const Item item = ReadItem(CutPiece(options, ','));
     // Underscores only keep options apart.
@@ -211,6 +221,9 @@ bool ReadOptions(std::string_view options, StringArena &arena, Rule *rule, Optio
     switch (option->meaning) {
       case Meaning::kType:
         (item.inverse ? excluded_types : types) |= option->types;
+        break;
+      case Meaning::kNotAsked:
+        names_not_asked = names_not_asked || !item.inverse;
         break;
       case Meaning::kThirdParty:
         rule->flags |= item.inverse ? RULE_FIRST_PARTY : RULE_THIRD_PARTY;
@@ -231,12 +244,14 @@ bool ReadOptions(std::string_view options, StringArena &arena, Rule *rule, Optio
         }
         break;
       }
+      case Meaning::kMethods:
+        if (item.inverse || !ReadMethods(item.value, rule)) return fail(Skip::kOption);
+        break;
       case Meaning::kMatchCase:
         if (!item.inverse) rule->flags |= RULE_MATCH_CASE;
         break;
       case Meaning::kImportant:
-        if (item.inverse) return fail(Skip::kOption);
-        rule->flags |= RULE_IMPORTANT;
+        if (!item.inverse) rule->flags |= RULE_IMPORTANT;
         break;
       case Meaning::kBadFilter:
         if (item.inverse) return fail(Skip::kOption);
@@ -245,20 +260,17 @@ bool ReadOptions(std::string_view options, StringArena &arena, Rule *rule, Optio
       case Meaning::kReplacement:
         // An exception from a replacement lets the address be blocked without one.
         if (item.inverse || (rule->flags & RULE_ALLOW)) return fail(Skip::kOption);
+        types |= option->types;
+        rule->replacement = item.whole;
         break;
       case Meaning::kUnsupported:
         return fail(Skip::kOption);
     }
   }
-  if (types == 0) types = TYPES_ELEMENT;
-  types &= ~excluded_types;
-  if (types & TYPES_ELEMENT) rule->flags |= RULE_ELEMENT;
-  if (types & TYPE_POPUP) rule->flags |= RULE_POPUP;
-  if (!(rule->flags & (RULE_ELEMENT | RULE_POPUP))) {
-    *problem = {Skip::kNeverAsked, {}};
-    return false;
-  }
-  return true;
+  if (types == 0 && !names_not_asked) types = TYPES_LOADED;
+  rule->types = static_cast<std::uint16_t>(types & ~excluded_types);
+  if (rule->types == 0) *problem = {Skip::kNeverAsked, {}};
+  return rule->types != 0;
 }
 
 }  // namespace velmora::adblock

@@ -1,13 +1,13 @@
 // A pattern is a row of segments with stars between them. A segment matches at one place or not,
 // so that the first place found for each segment is as good as any other, and only the first one
 // (tried at each place that its anchor allows) and the last one (at the end, if it is anchored
-// there) are bound. Time is at most linear in address times pattern; no place is tried twice for
-// the same segment behind the first.
+// there) are bound. So where the first one matched and the rest did not, it will not for a later
+// place of the first one either.
 #include "pattern.h"
 
 #include <algorithm>
+#include <cstring>
 
-#include "expression_literals.h"
 #include "rule.h"
 #include "text.h"
 
@@ -36,15 +36,19 @@ inline std::size_t MatchSegment(std::string_view text, std::size_t at, std::stri
 }
 
 /// The end of the first occurrence of `segment` at or behind `at`.
-std::size_t FindSegment(std::string_view text, std::size_t at, std::string_view segment) noexcept {
+std::size_t FindSegment(std::string_view text, std::size_t at, std::string_view segment,
+                        Effort *effort) noexcept {
   if (segment.empty()) return at;
+  const std::size_t literal = std::min(segment.find('^'), segment.size());
+  effort->Spend(16 + (text.size() - at) / 4);
   for (; at <= text.size(); ++at) {
-    if (segment[0] != '^') {
-      at = text.find(segment[0], at);
+    if (literal > 0) {
+      at = FindBytes(text, segment.substr(0, literal), at);
       if (at == std::string_view::npos) return NO_MATCH;
     }
     const std::size_t end = MatchSegment(text, at, segment);
     if (end != NO_MATCH) return end;
+    effort->Spend(literal > 0 ? 16 : 2);
   }
   return NO_MATCH;
 }
@@ -62,15 +66,15 @@ bool EndsWithSegment(std::string_view text, std::size_t at, std::string_view seg
 }
 
 /// The segments of `pattern` behind its first star, from `at` on.
-bool MatchRest(std::string_view text, std::size_t at, std::string_view pattern,
-               bool to_end) noexcept {
+bool MatchRest(std::string_view text, std::size_t at, std::string_view pattern, bool to_end,
+               Effort *effort) noexcept {
   while (true) {
     const std::size_t star = pattern.find('*');
     if (star == std::string_view::npos) {
       return to_end ? EndsWithSegment(text, at, pattern)
-                    : FindSegment(text, at, pattern) != NO_MATCH;
+                    : FindSegment(text, at, pattern, effort) != NO_MATCH;
     }
-    at = FindSegment(text, at, pattern.substr(0, star));
+    at = FindSegment(text, at, pattern.substr(0, star), effort);
     if (at == NO_MATCH) return false;
     pattern.remove_prefix(star + 1);
   }
@@ -92,51 +96,57 @@ PatternPiece PieceOf(std::string_view text, std::size_t start, std::size_t end,
   constexpr std::string_view WILD = "*^";
   const std::string_view behind = text.substr(end, 8);
   const char before = start > 0 ? text[start - 1] : '^';
-  return {std::string(text.substr(start, end - start)), offset,
+  return {text.substr(start, end - start), offset,
           WILD.find(before) == std::string_view::npos ? before : '\0',
-          std::string(behind.substr(0, behind.find_first_of(WILD)))};
+          behind.substr(0, behind.find_first_of(WILD))};
 }
 
 /// Adds the token [start, end) of `text`, as far as its sides are bound.
 void AddToken(std::string_view text, std::size_t start, std::size_t end, bool bound_before,
-              bool bound_behind, std::size_t offset, std::vector<PatternPiece> *tokens) {
+              bool bound_behind, std::size_t offset, PatternPieces *pieces) {
   if (!bound_before || (!bound_behind && end - start < TOKEN_SIZE)) return;
-  tokens->push_back(PieceOf(text, start, std::min(end, start + TOKEN_SIZE), offset));
+  pieces->push_back(PieceOf(text, start, std::min(end, start + TOKEN_SIZE), offset));
 }
 
 }  // namespace
 
-bool MatchPattern(const Address &address, std::string_view pattern, std::uint16_t flags,
-                  std::size_t start) noexcept {
+Match MatchPattern(const Address &address, std::string_view pattern, std::uint16_t flags,
+                   std::size_t start, Effort *effort) noexcept {
   const std::string_view text = (flags & RULE_MATCH_CASE) ? address.Original() : address.Lowered();
   const bool to_end = (flags & RULE_END_ANCHOR) != 0;
 
   const auto match_at = [&](std::size_t at) noexcept {
     const char *rest = nullptr;
     const std::size_t end = MatchSegment(text, at, pattern, &rest);
-    if (end == NO_MATCH) return false;
-    if (!rest) return !to_end || end == text.size();
+    if (end == NO_MATCH) return Match::kNo;
+    if (!rest) return to_end && end != text.size() ? Match::kNo : Match::kYes;
     const std::string_view behind(rest, static_cast<std::size_t>(pattern.end() - rest));
-    return MatchRest(text, end, behind, to_end);
+    return MatchRest(text, end, behind, to_end, effort) ? Match::kYes : Match::kNotBehind;
   };
 
   if (flags & RULE_HOST_ANCHOR) {
-    if (start != ANYWHERE) return IsHostStart(address, text, start) && match_at(start);
+    if (start != ANYWHERE) {
+      return IsHostStart(address, text, start) ? match_at(start) : Match::kNo;
+    }
     for (std::size_t at = address.HostStart(); at < address.HostEnd();) {
-      if (match_at(at)) return true;
+      effort->Spend(16);
+      const Match match = match_at(at);
+      if (match != Match::kNo) return match;
       const std::size_t dot = text.find('.', at);
-      if (dot == std::string_view::npos) return false;
+      if (dot == std::string_view::npos) break;
       at = dot + 1;
     }
-    return false;
+    return Match::kNotBehind;
   }
-  if (flags & RULE_START_ANCHOR) return (start == ANYWHERE || start == 0) && match_at(0);
+  if (flags & RULE_START_ANCHOR) {
+    return (start == ANYWHERE || start == 0) && match_at(0) == Match::kYes ? Match::kYes
+                                                                           : Match::kNotBehind;
+  }
   if (start != ANYWHERE) return match_at(start);
-  return MatchRest(text, 0, pattern, to_end);
+  return MatchRest(text, 0, pattern, to_end, effort) ? Match::kYes : Match::kNotBehind;
 }
 
-std::vector<PatternPiece> TokensOfPattern(std::string_view pattern, std::uint16_t flags) {
-  std::vector<PatternPiece> tokens;
+void AddTokensOfPattern(std::string_view pattern, std::uint16_t flags, PatternPieces *pieces) {
   bool after_star = false;
   for (std::size_t at = 0; at < pattern.size();) {
     if (!IsByte(pattern[at], BYTE_TOKEN)) {
@@ -149,15 +159,13 @@ std::vector<PatternPiece> TokensOfPattern(std::string_view pattern, std::uint16_
         at == 0 ? (flags & (RULE_HOST_ANCHOR | RULE_START_ANCHOR)) != 0 : pattern[at - 1] != '*';
     const bool bound_behind =
         end == pattern.size() ? (flags & RULE_END_ANCHOR) != 0 : pattern[end] != '*';
-    AddToken(pattern, at, end, bound_before, bound_behind, after_star ? ANYWHERE : at, &tokens);
+    AddToken(pattern, at, end, bound_before, bound_behind, after_star ? ANYWHERE : at, pieces);
     at = end;
   }
-  return tokens;
 }
 
-std::vector<PatternPiece> TokensOfExpression(std::string_view expression) {
-  std::vector<PatternPiece> tokens;
-  for (const LiteralRun &run : LiteralRunsOf(expression)) {
+void AddTokensOfExpression(const std::vector<LiteralRun> &runs, PatternPieces *pieces) {
+  for (const LiteralRun &run : runs) {
     const std::string_view text = run.text;
     for (std::size_t at = 0; at < text.size();) {
       const std::size_t end = EndOfToken(text, at);
@@ -166,11 +174,10 @@ std::vector<PatternPiece> TokensOfExpression(std::string_view expression) {
         continue;
       }
       AddToken(text, at, end, at > 0 || run.at_start, end < text.size() || run.at_end, ANYWHERE,
-               &tokens);
+               pieces);
       at = end;
     }
   }
-  return tokens;
 }
 
 std::optional<PatternPiece> HostOfPattern(std::string_view pattern, std::uint16_t flags) {

@@ -73,21 +73,10 @@ std::string_view WithoutPublicSuffix(std::string_view host) noexcept {
   return host.substr(0, suffix);
 }
 
-bool IsHostName(std::string_view text) noexcept {
-  if (text.size() > 253 || text.find('.') == std::string_view::npos) return false;
-  if (text.ends_with('.')) return false;
-  std::size_t labels = 0;
-  for (std::string_view rest = text; !rest.empty(); ++labels) {
-    const std::string_view label = CutPiece(rest, '.');
-    if (label.empty() || label.size() > 63 || label.front() == '-' || label.back() == '-' ||
-        !std::all_of(label.begin(), label.end(), [](char c) { return IsByte(c, BYTE_HOST); })) {
-      return false;
-    }
-  }
-  if (IsNumeric(text)) return labels == 4;
-  HostText suffix(text.substr(LastLabels(text, 1)));
-  suffix.ToLower();
-  return psl_is_public_suffix2(psl_builtin(), suffix.Get(), PSL_TYPE_ANY | PSL_TYPE_NO_STAR_RULE) ==
+bool IsPublicSuffix(std::string_view name) noexcept {
+  HostText text(name);
+  text.ToLower();
+  return psl_is_public_suffix2(psl_builtin(), text.Get(), PSL_TYPE_ANY | PSL_TYPE_NO_STAR_RULE) ==
          1;
 }
 

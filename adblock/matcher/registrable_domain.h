@@ -12,9 +12,8 @@ bool IsThirdParty(std::string_view page_host, std::string_view address_host) noe
 /// `host` without its public suffix and the dot before it; empty when nothing is left.
 std::string_view WithoutPublicSuffix(std::string_view host) noexcept;
 
-/// Is it a whole host name in its usual form: an IPv4 address, or labels under a suffix that
-/// exists?
-bool IsHostName(std::string_view text) noexcept;
+/// Is it, in any letter case, on the list of public suffixes?
+bool IsPublicSuffix(std::string_view name) noexcept;
 
 /// Tells one state of the list of public suffixes from another.
 std::string_view PublicSuffixVersion() noexcept;

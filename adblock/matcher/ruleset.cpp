@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "hash.h"
+#include "host_names.h"
 #include "pattern.h"
 #include "registrable_domain.h"
 #include "text.h"
@@ -56,32 +59,38 @@ bool IsOnList(const Image &image, std::uint32_t head, std::string_view host) noe
 
 }  // namespace
 
-/// One question on its way through the rules.
+/// One address on its way through the rules, asked about in one way or two.
 class Ruleset::Inquiry {
  public:
   Inquiry(const Ruleset &ruleset, const Address &address, std::string_view page_host,
-          std::uint16_t asked) noexcept
+          std::uint16_t method, std::uint16_t types, std::uint16_t more_types = 0) noexcept
       : image_(ruleset.image_),
         expressions_(ruleset.expressions_),
         address_(address),
         page_host_(page_host),
-        asked_(asked),
-        bucket_shift_(64 - image_.Header().bucket_bits) {}
+        method_(method),
+        any_types_(types | more_types) {
+    leaders_[0].types = types;
+    leaders_[1].types = more_types;
+  }
 
-  Verdict Find() noexcept {
+  void Find() noexcept {
+    is_indexed_ = true;
     NoteHosts();
     NoteTokens();
     TryNoted();
-    for (std::uint32_t at = 0; at < image_.unkeyed.Count(); ++at) {
+    for (std::uint32_t at = 0; at < image_.unkeyed.Count() && !effort_.IsSpent(); ++at) {
       Try(image_.unkeyed[at], NO_PLACE);
     }
-    return verdict_;
   }
 
-  Verdict TryAll() noexcept {
+  void TryAll() noexcept {
     for (std::uint32_t number = 0; number < image_.rules.Count(); ++number) Try(number, NO_PLACE);
-    return verdict_;
   }
+
+  const Verdict &First() const noexcept { return leaders_[0].verdict; }
+  const Verdict &Second() const noexcept { return leaders_[1].verdict; }
+  std::size_t Spent() const noexcept { return effort_.Spent(); }
 
  private:
   static constexpr std::size_t NOTED = 64;
@@ -91,12 +100,22 @@ class Ruleset::Inquiry {
     std::uint32_t place;
     std::uint32_t end;
   };
+  /// A lookup key that may be there, and the place that it comes from.
   struct Found {
     std::uint64_t key;
-    std::uint64_t behind;
     std::uint32_t place;
-    std::uint32_t first;
-    std::uint32_t last;
+    std::uint32_t end;
+  };
+  /// The rule that decides as far as is known.
+  struct Leader {
+    std::uint16_t types = 0;
+    unsigned rank = 0;
+    Verdict verdict;
+
+    bool YieldsTo(std::uint16_t rule_types, unsigned rule_rank, std::uint32_t number) const {
+      return (rule_types & types) != 0 &&
+             (rule_rank > rank || (rule_rank == rank && number < verdict.rule));
+    }
   };
 
   void NoteHosts() noexcept {
@@ -147,67 +166,83 @@ class Ruleset::Inquiry {
   /// Tries the rules that have the keys noted, in the same way: what each key leads to is looked
   /// up for all of them before anything is done with it.
   void TryNoted() noexcept {
-    std::array<Found, NOTED *(LOOKUP_BYTES + 1)> found;
+    std::array<Found, NOTED * 2> found;
     std::size_t found_count = 0;
+    const Buckets buckets = image_.buckets;
     for (std::size_t at = 0; at < noted_count_; ++at) {
       const Noted &note = noted_[at];
-      const std::uint64_t behind = note.place == NO_PLACE ? 0 : address_.WordAt(note.end);
-      for (std::size_t count = 0; count <= LOOKUP_BYTES; ++count) {
-        const std::uint64_t key = LookupKey(note.key, behind, count);
-        found[found_count] = {key, behind, note.place, 0, 0};
-        found_count += image_.filter_2.Has(key);
+      for (const std::uint64_t key :
+           {LongLookupKey(note.key, address_.WordAt(note.end)), ShortLookupKey(note.key)}) {
+        const std::uint32_t head = buckets.Head(buckets.NumberOf(key));
+        found[found_count] = {key, note.place, note.end};
+        image_.entries.Prefetch(head & MAX_ENTRIES);
+        found_count += (head & BucketMark(key)) != 0;
       }
     }
     noted_count_ = 0;
-    for (std::size_t at = 0; at < found_count; ++at) {
-      const std::uint64_t bucket = found[at].key >> bucket_shift_;
-      found[at].first = image_.buckets[bucket];
-      found[at].last = std::min(image_.buckets[bucket + 1], image_.entries.Count());
-      image_.entries.Prefetch(found[at].first);
-    }
-    for (std::size_t at = 0; at < found_count; ++at) TryFound(found[at]);
+    for (std::size_t at = 0; at < found_count && !effort_.IsSpent(); ++at) TryFound(found[at]);
   }
 
   void TryFound(const Found &found) noexcept {
+    const std::uint64_t bucket = image_.buckets.NumberOf(found.key);
+    const std::uint32_t first = image_.buckets.First(bucket);
+    const std::uint32_t last = std::min(image_.buckets.Last(bucket), image_.entries.Count());
     const std::uint16_t key = ComparedBits(found.key);
-    for (std::uint32_t number = found.first; number < found.last; ++number) {
+    const std::uint64_t behind = found.place == NO_PLACE ? 0 : address_.WordAt(found.end);
+    const unsigned before = found.place == NO_PLACE ? 0 : address_.ByteBefore(found.place);
+    for (std::uint32_t number = first; number < last; ++number) {
       const IndexEntry entry = image_.entries[number];
-      if (entry.key == key &&
-          ((entry.behind ^ found.behind) & FIRST_BYTES[entry.span % FIRST_BYTES.size()]) == 0 &&
-          (entry.before == 0 ||
-           (found.place != NO_PLACE && entry.before == address_.ByteBefore(found.place)))) {
-        Try(entry.rule, found.place);
-      }
+      const std::uint64_t differs =
+          ((entry.behind ^ behind) & FIRST_BYTES[entry.span % FIRST_BYTES.size()]) |
+          static_cast<unsigned>(entry.key ^ key);
+      const bool other_before = (entry.before != 0) & (entry.before != before);
+      if ((differs != 0) | other_before) continue;
+      Try(entry.rule, found.place);
     }
+    if (last > first) effort_.Spend(std::size_t{last - first});
   }
 
   /// The rule of the highest rank decides, of several the first.
   void Try(std::uint32_t number, std::uint32_t place) noexcept {
     const RuleRecord rule = image_.rules[number];
-    if (!(rule.flags & asked_)) return;
+    if (!(rule.types & any_types_)) return;
     const unsigned rank = RankOf(rule.flags);
-    if (rank < rank_ || (rank == rank_ && number >= verdict_.rule)) return;
-    if (!Matches(rule, place)) return;
-    rank_ = rank;
-    verdict_ = {(rule.flags & RULE_ALLOW) ? Verdict::Kind::kAllowed : Verdict::Kind::kBlocked,
-                number};
+    const std::array<bool, 2> yields = {leaders_[0].YieldsTo(rule.types, rank, number),
+                                        leaders_[1].YieldsTo(rule.types, rank, number)};
+    if (!(yields[0] | yields[1]) || IsSettled(number)) return;
+    effort_.Spend(16);
+    const Match match = Matches(rule, place);
+    if (match == Match::kYes) {
+      const auto kind =
+          (rule.flags & RULE_ALLOW) ? Verdict::Kind::kAllowed : Verdict::Kind::kBlocked;
+      for (std::size_t at = 0; at < leaders_.size(); ++at) {
+        if (yields[at]) leaders_[at] = {leaders_[at].types, rank, {kind, number}};
+      }
+    } else if (match == Match::kNotBehind) {
+      Settle(number);
+    }
   }
 
-  /// Pattern and conditions, what costs least first.
-  bool Matches(const RuleRecord &rule, std::uint32_t place) noexcept {
-    const std::string_view pattern = image_.Text(rule.pattern);
+  /// Pattern and conditions, what costs least first. Keys come in the order of their places, so
+  /// that a rule that will not match behind one of them need not be tried again.
+  Match Matches(const RuleRecord &rule, std::uint32_t place) noexcept {
+    if (rule.methods != 0 && !(rule.methods & method_)) return Match::kNotBehind;
+    const std::string_view pattern = image_.Text(rule.pattern, rule.pattern_size);
     if (rule.flags & RULE_EXPRESSION) {
       const Expression *expression =
           expressions_.Get(rule.offset, pattern, rule.flags & RULE_MATCH_CASE);
-      return expression && expression->MayMatch(address_) && Applies(rule) &&
-             expression->Matches(address_);
+      return expression && expression->MayMatch(address_, &effort_) && Applies(rule) &&
+                     expression->Matches(address_, &effort_)
+                 ? Match::kYes
+                 : Match::kNotBehind;
     }
     std::size_t start = ANYWHERE;
     if (place != NO_PLACE && rule.offset != NO_OFFSET) {
-      if (rule.offset > place) return false;
+      if (rule.offset > place) return Match::kNo;
       start = place - rule.offset;
     }
-    return MatchPattern(address_, pattern, rule.flags, start) && Applies(rule);
+    const Match match = MatchPattern(address_, pattern, rule.flags, start, &effort_);
+    return match == Match::kYes && !Applies(rule) ? Match::kNotBehind : match;
   }
 
   bool Applies(const RuleRecord &rule) noexcept {
@@ -216,40 +251,120 @@ class Ruleset::Inquiry {
       if (!third_party_) third_party_ = IsThirdParty(page_host_, address_.Host());
       if (*third_party_ != ((rule.flags & RULE_THIRD_PARTY) != 0)) return false;
     }
-    if (rule.page_domains && !IsOnList(image_, rule.page_domains, page_host_)) return false;
-    return !rule.address_domains || IsOnList(image_, rule.address_domains, address_.Host());
+    if (rule.page_domains && !IsOnList(rule.page_domains, page_host_)) return false;
+    return !rule.address_domains || IsOnList(rule.address_domains, address_.Host());
+  }
+
+  bool IsOnList(std::uint32_t head, std::string_view host) noexcept {
+    effort_.Spend(32 + host.size());
+    return adblock::IsOnList(image_, head, host);
+  }
+
+  /// Rules of which it is known that they will not match; of two with the same slot the later one.
+  bool IsSettled(std::uint32_t number) const noexcept {
+    return has_settled_ && settled_[number % settled_.size()] == number;
+  }
+  void Settle(std::uint32_t number) noexcept {
+    if (!is_indexed_) return;
+    if (!has_settled_) settled_.fill(Verdict::NO_RULE);
+    has_settled_ = true;
+    settled_[number % settled_.size()] = number;
   }
 
   const Image &image_;
   ExpressionCache &expressions_;
   const Address &address_;
   const std::string_view page_host_;
-  const std::uint16_t asked_;
-  const unsigned bucket_shift_;
+  const std::uint16_t method_;
+  const std::uint16_t any_types_;
+  bool is_indexed_ = false;
+  bool has_settled_ = false;
+  Effort effort_;
   std::optional<bool> third_party_;
-  unsigned rank_ = 0;
-  Verdict verdict_;
+  std::array<Leader, 2> leaders_;
   std::size_t noted_count_ = 0;
   std::array<Noted, NOTED> noted_;
+  std::array<std::uint32_t, 64> settled_;
 };
+
+namespace {
+
+/// The host of a page, or the address, as requests spell it.
+std::string WithAsciiHost(const Address &address) {
+  const std::string_view text = address.Original();
+  std::string spelled(text.substr(0, address.HostStart()));
+  spelled += AsciiSpelling(address.Host()).value_or(std::string(address.Host()));
+  return spelled.append(text.substr(address.HostEnd()));
+}
+
+/// Calls `ask` with the address and the page's host, if there is a host to ask about.
+template <typename Ask>
+void WithParts(std::string_view address_text, std::string_view page_host_text, Ask ask) noexcept {
+  const Address address(address_text);
+  if (!address.HasHost()) return;
+  const PageHost page_host(page_host_text);
+  if (!address.IsHostBeyondAscii() && !page_host.IsBeyondAscii()) {
+    ask(address, page_host.Get());
+    return;
+  }
+  try {
+    const std::string spelled = WithAsciiHost(address);
+    const Address other(spelled);
+    const PageHost other_page(
+        AsciiSpelling(page_host.Get()).value_or(std::string(page_host.Get())));
+    ask(other, other_page.Get());
+  } catch (const std::bad_alloc &) {
+    ask(address, page_host.Get());
+  }
+}
+
+}  // namespace
 
 Ruleset::Ruleset(Image image)
     : image_(std::move(image)), expressions_(image_.Header().expressions) {}
 
 Verdict Ruleset::Judge(const Question &question) const noexcept {
-  const Address address(question.address);
-  if (!address.HasHost()) return {};
-  const PageHost page_host(question.page_host);
-  return Inquiry(*this, address, page_host.Get(), static_cast<std::uint16_t>(question.asked))
-      .Find();
+  Verdict verdict;
+  WithParts(question.address, question.page_host, [&](const Address &address, auto page_host) {
+    Inquiry inquiry(*this, address, page_host, question.method, question.types);
+    inquiry.Find();
+    verdict = inquiry.First();
+  });
+  return verdict;
+}
+
+PageVerdicts Ruleset::JudgeInPage(std::string_view page_host,
+                                  std::string_view address) const noexcept {
+  const AnswerMemory::Key key = AnswerMemory::KeyOf(page_host, address);
+  if (const auto known = memory_.Find(key)) return *known;
+  PageVerdicts verdicts;
+  WithParts(address, page_host, [&](const Address &parts, auto host) {
+    Inquiry inquiry(*this, parts, host, METHOD_GET, TYPES_ELEMENT, TYPE_POPUP);
+    inquiry.Find();
+    verdicts = {inquiry.First(), inquiry.Second()};
+  });
+  memory_.Keep(key, verdicts);
+  return verdicts;
 }
 
 Verdict Ruleset::JudgePlainly(const Question &question) const noexcept {
-  const Address address(question.address);
-  if (!address.HasHost()) return {};
-  const PageHost page_host(question.page_host);
-  return Inquiry(*this, address, page_host.Get(), static_cast<std::uint16_t>(question.asked))
-      .TryAll();
+  Verdict verdict;
+  WithParts(question.address, question.page_host, [&](const Address &address, auto page_host) {
+    Inquiry inquiry(*this, address, page_host, question.method, question.types);
+    inquiry.TryAll();
+    verdict = inquiry.First();
+  });
+  return verdict;
+}
+
+std::size_t Ruleset::EffortOf(const Question &question) const noexcept {
+  std::size_t effort = 0;
+  WithParts(question.address, question.page_host, [&](const Address &address, auto page_host) {
+    Inquiry inquiry(*this, address, page_host, question.method, question.types);
+    inquiry.Find();
+    effort = inquiry.Spent();
+  });
+  return effort;
 }
 
 bool Ruleset::IsAdSize(std::int32_t width, std::int32_t height) const noexcept {
@@ -271,8 +386,9 @@ bool Ruleset::IsAdSize(std::int32_t width, std::int32_t height) const noexcept {
 }
 
 RuleOrigin Ruleset::OriginOf(std::uint32_t number) const noexcept {
-  const RuleRecord rule = image_.rules[number];
-  return {image_.Text(rule.text), image_.Text(image_.lists[rule.list].name), rule.line};
+  const OriginRecord origin = image_.origins[number];
+  return {image_.Text(origin.text, origin.text_size), image_.Text(image_.lists[origin.list].name),
+          origin.line};
 }
 
 }  // namespace velmora::adblock

@@ -5,29 +5,20 @@
 #include <string_view>
 
 #include "address.h"
+#include "answer_memory.h"
 #include "expression.h"
 #include "image.h"
+#include "verdict.h"
 
 namespace velmora::adblock {
-
-enum class Asked : std::uint16_t {
-  kElement = RULE_ELEMENT,
-  kPopup = RULE_POPUP,
-};
 
 struct Question {
   std::string_view page_host;
   std::string_view address;
-  Asked asked = Asked::kElement;
-};
-
-struct Verdict {
-  enum class Kind : std::uint8_t { kNone, kBlocked, kAllowed };
-  static constexpr std::uint32_t NO_RULE = ~0U;
-
-  Kind kind = Kind::kNone;
-  /// The rule that decided.
-  std::uint32_t rule = NO_RULE;
+  /// A rule applies if it is for any of these types.
+  std::uint16_t types = TYPES_ELEMENT;
+  /// 0: unknown, so that rules for certain methods do not apply.
+  std::uint16_t method = 0;
 };
 
 /// Where a rule stands. The strings live as long as the ruleset.
@@ -42,10 +33,16 @@ class Ruleset {
  public:
   explicit Ruleset(Image image);
 
-  /// Of the rules that match, the first of the highest rank decides.
+  /// Of the rules that match, the first of the highest rank decides. What it costs is bounded
+  /// (`Effort`): beyond that, rules that are still to be tried count as not matching.
   Verdict Judge(const Question &question) const noexcept;
-  /// The same by trying every rule in turn, without the index: what `Judge` is held against.
+  /// Both verdicts for hardly more than one, and the last ones remembered.
+  PageVerdicts JudgeInPage(std::string_view page_host, std::string_view address) const noexcept;
+  /// As `Judge`, by trying every rule in turn, without the index and the bound: what `Judge` is
+  /// held against.
   Verdict JudgePlainly(const Question &question) const noexcept;
+  /// What `Judge` spends on a question.
+  std::size_t EffortOf(const Question &question) const noexcept;
   bool IsAdSize(std::int32_t width, std::int32_t height) const noexcept;
 
   RuleOrigin OriginOf(std::uint32_t rule) const noexcept;
@@ -56,6 +53,7 @@ class Ruleset {
 
   Image image_;
   mutable ExpressionCache expressions_;
+  mutable AnswerMemory memory_;
 };
 
 }  // namespace velmora::adblock

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "base/ascii.h"
@@ -46,6 +47,16 @@ constexpr bool HasUpper(std::string_view text) noexcept {
     if (byte != base::ToLowerAscii(byte)) return true;
   }
   return false;
+}
+
+/// `text.find(wanted, at)`. In long texts in a time that no text can make more than linear.
+inline std::size_t FindBytes(std::string_view text, std::string_view wanted,
+                             std::size_t at) noexcept {
+  constexpr std::size_t LONG = 256;
+  if (text.size() < LONG + at) return text.find(wanted, at);
+  const void *found = memmem(text.data() + at, text.size() - at, wanted.data(), wanted.size());
+  if (!found) return std::string_view::npos;
+  return static_cast<std::size_t>(static_cast<const char *>(found) - text.data());
 }
 
 /// Cuts `text` at the first `separator` and returns the piece before it; `text` keeps the rest.

@@ -64,8 +64,7 @@ std::uint8_t AdBlocker::IsReady() noexcept {
 std::uint8_t AdBlocker::CheckUrl(const char *host, const char *url, char *text, std::size_t size,
                                  bool *exempt) noexcept {
   const std::string_view page_host = View(host);
-  return Answer({page_host, NamedAddress(page_host, View(url)), Asked::kElement}, text, size,
-                exempt);
+  return Answer(page_host, NamedAddress(page_host, View(url)), text, size, exempt);
 }
 
 std::uint8_t AdBlocker::CheckUrlText(const char *host, const char *piece, std::uint32_t length,
@@ -80,13 +79,13 @@ std::uint8_t AdBlocker::CheckAddressInText(const char *host, const char *piece,
   const std::size_t length = AddressLength({piece, piece_length});
   if (length == 0) return 0;
   std::string_view address(piece, length);
-  char with_scheme[MAX_ADDRESS + SCHEME_ROOM];
+  char with_scheme[MAX_ADDRESS_IN_TEXT + SCHEME_ROOM];
   if (address[0] == '/') {
     std::memcpy(with_scheme, DEFAULT_SCHEME.data(), DEFAULT_SCHEME.size());
     std::memcpy(with_scheme + DEFAULT_SCHEME.size(), address.data(), length);
     address = {with_scheme, DEFAULT_SCHEME.size() + length};
   }
-  return Answer({View(host), address, Asked::kElement}, text, size, exempt);
+  return Answer(View(host), address, text, size, exempt);
 }
 
 std::uint8_t AdBlocker::CheckSize(const char *, std::int32_t width, std::int32_t height) noexcept {
@@ -96,15 +95,17 @@ std::uint8_t AdBlocker::CheckSize(const char *, std::int32_t width, std::int32_t
 
 std::uint8_t AdBlocker::CheckLink(const char *link, const char *host, const char *) noexcept {
   const std::string_view page_host = View(host);
-  return Answer({page_host, NamedAddress(page_host, View(link)), Asked::kPopup}, nullptr, 0,
-                nullptr);
-}
-
-std::uint8_t AdBlocker::Answer(const Question &question, char *text, std::size_t size,
-                               bool *exempt) const noexcept {
   const Blocker::Rules rules = blocker_.Current();
   if (!rules) return 0;
-  const Verdict verdict = rules->Judge(question);
+  const Verdict verdict = rules->JudgeInPage(page_host, NamedAddress(page_host, View(link))).link;
+  return verdict.kind == Verdict::Kind::kBlocked ? 1 : 0;
+}
+
+std::uint8_t AdBlocker::Answer(std::string_view page_host, std::string_view address, char *text,
+                               std::size_t size, bool *exempt) const noexcept {
+  const Blocker::Rules rules = blocker_.Current();
+  if (!rules) return 0;
+  const Verdict verdict = rules->JudgeInPage(page_host, address).element;
   if (verdict.kind == Verdict::Kind::kAllowed && exempt) *exempt = true;
   if (verdict.kind != Verdict::Kind::kBlocked) return 0;
   CopyText(rules->OriginOf(verdict.rule).text, text, size);

@@ -60,8 +60,8 @@ class AdBlocker final : public Counted<IAdBlocker> {
   std::uint8_t CheckLink(const char *link, const char *host, const char *text) noexcept override;
 
  private:
-  std::uint8_t Answer(const Question &question, char *text, std::size_t size,
-                      bool *exempt) const noexcept;
+  std::uint8_t Answer(std::string_view page_host, std::string_view address, char *text,
+                      std::size_t size, bool *exempt) const noexcept;
   /// Takes what `CheckUrlText` does, so that nothing has to be moved or saved at the many places
   /// where no address begins.
   [[gnu::noinline]] std::uint8_t CheckAddressInText(const char *host, const char *piece,

@@ -10,6 +10,7 @@
 #include "command/messages.h"
 #include "matcher/address.h"
 #include "matcher/loader.h"
+#include "matcher/request_types.h"
 #include "matcher/sources.h"
 
 namespace velmora::command {
@@ -20,6 +21,8 @@ struct AdsOptions {
   std::string page{};
   std::vector<std::string> lists{};
   std::string checked{};
+  /// Kinds of requests to judge for; what elements load where none is named.
+  std::uint16_t types = adblock::TYPES_ELEMENT;
   bool is_link = false;
   bool is_stats = false;
 };
@@ -51,8 +54,8 @@ std::string Judge(const adblock::Ruleset &rules, const AdsOptions &options,
     throw UsageError("\"" + Printable(url) + "\" is not an absolute address");
   }
   const std::string page_host = HostOf(options.page);
-  const adblock::Verdict verdict = rules.Judge(
-      {page_host, url, options.is_link ? adblock::Asked::kPopup : adblock::Asked::kElement});
+  const adblock::Verdict verdict =
+      rules.Judge({page_host, url, options.is_link ? adblock::TYPE_POPUP : options.types});
   constexpr const char *NAMES[] = {"no ad", "blocked", "allowed"};
   std::string text =
       fmt::format("{:<8} {}\n", NAMES[static_cast<int>(verdict.kind)], Printable(url));
@@ -62,15 +65,27 @@ std::string Judge(const adblock::Ruleset &rules, const AdsOptions &options,
                             origin.line);
 }
 
+/// The types that a rule is for, where it names some.
+std::string TypesText(std::uint16_t types) {
+  using namespace adblock;
+  if (types == TYPES_LOADED) return " what pages load";
+  std::string text;
+  std::uint16_t left = types;
+  for (const TypeName &entry : TYPE_NAMES) {
+    if (!(left & entry.type)) continue;
+    text += fmt::format("{}{}", text.empty() ? " " : ", ", entry.name);
+    left = static_cast<std::uint16_t>(left & ~entry.type);
+  }
+  return text;
+}
+
 /// What a rule does, in words.
 std::string Reading(const adblock::Rule &rule) {
   using namespace adblock;
   if (rule.flags & RULE_BAD_FILTER) return "takes a rule out of force";
   std::string text = rule.flags & RULE_ALLOW ? "allows" : "blocks";
   if (rule.flags & RULE_IMPORTANT) text += ", above all others,";
-  text += !(rule.flags & RULE_POPUP)     ? " elements"
-          : !(rule.flags & RULE_ELEMENT) ? " links"
-                                         : " elements and links";
+  text += TypesText(rule.types);
   if (rule.flags & RULE_THIRD_PARTY) text += ", third party";
   if (rule.flags & RULE_FIRST_PARTY) text += ", first party";
   const auto add_domains = [&](const std::vector<DomainName> &domains, const char *where) {

@@ -225,8 +225,7 @@ void PrintVerdicts(const std::vector<PageAddress> &addresses, const std::string 
       adblock::LoadRules(adblock::ReadPaths(paths).lists, std::string());
   constexpr const char *NAMES[] = {"none", "blocked", "allowed"};
   for (const PageAddress &address : addresses) {
-    const adblock::Verdict verdict =
-        loaded.rules->Judge({address.page_host, address.address, adblock::Asked::kElement});
+    const adblock::Verdict verdict = loaded.rules->Judge({address.page_host, address.address});
     const std::string rule(loaded.rules->OriginOf(verdict.rule).text);
     std::printf("%s\t%s\t%s\t%s\n", address.page_host.c_str(), address.address.c_str(),
                 NAMES[static_cast<int>(verdict.kind)], rule.c_str());
@@ -240,7 +239,7 @@ std::size_t CompareWithPlainPath(const std::vector<PageAddress> &addresses,
       adblock::LoadRules(adblock::ReadPaths(paths).lists, std::string());
   std::size_t different = 0;
   for (const PageAddress &address : addresses) {
-    const adblock::Question question{address.page_host, address.address, adblock::Asked::kElement};
+    const adblock::Question question{address.page_host, address.address};
     const adblock::Verdict verdict = loaded.rules->Judge(question);
     const adblock::Verdict plain = loaded.rules->JudgePlainly(question);
     if (verdict.kind == plain.kind && verdict.rule == plain.rule) continue;

@@ -22,8 +22,8 @@ void AskEverything(const Ruleset &rules) {
     for (const char *address :
          {"http://x.ads.example/", "http://c.example/ad1.js?x.y", "http://good.example/banner/x.",
           "http://c.example/x.js", "https://user@[::1]:80/banner/ad22.js"}) {
-      for (const Asked asked : {Asked::kElement, Asked::kPopup}) {
-        const Verdict verdict = rules.Judge({page, address, asked});
+      for (const std::uint16_t types : {TYPES_ELEMENT, TYPE_POPUP}) {
+        const Verdict verdict = rules.Judge({page, address, types});
         rules.OriginOf(verdict.rule);
       }
     }

@@ -106,6 +106,12 @@ std::string RandomRule(Dice &dice) {
   return rule;
 }
 
+std::uint16_t Types(Dice &dice) {
+  constexpr std::uint16_t TYPES[] = {TYPES_ELEMENT, TYPES_ELEMENT, TYPE_POPUP,
+                                     TYPE_SCRIPT,   TYPE_IMAGE,    TYPE_DOCUMENT};
+  return TYPES[dice.Below(std::size(TYPES))];
+}
+
 TEST(Index, AnswersAsAllRulesInTurn) {
   std::size_t decided = 0;
   for (unsigned seed = 1; seed <= 60; ++seed) {
@@ -119,9 +125,18 @@ TEST(Index, AnswersAsAllRulesInTurn) {
     for (int count = 0; count < 400; ++count) {
       const std::string page = dice.OneIn(9) ? "" : dice.Pick(HOSTS);
       const std::string address = RandomAddress(dice);
-      const Question question{page, address, dice.OneIn(4) ? Asked::kPopup : Asked::kElement};
+      const Question question{page, address, Types(dice)};
       const Verdict expected = rules->JudgePlainly(question);
       const Verdict verdict = rules->Judge(question);
+      if (question.types == TYPES_ELEMENT) {
+        // The first time found, the second time remembered; with the answer for a link beside it.
+        const Verdict link = rules->JudgePlainly({page, address, TYPE_POPUP});
+        for (int time = 0; time < 2; ++time) {
+          const PageVerdicts both = rules->JudgeInPage(page, address);
+          ASSERT_EQ(both.element.rule, expected.rule) << address << " on " << page;
+          ASSERT_EQ(both.link.rule, link.rule) << address << " on " << page;
+        }
+      }
       decided += verdict.kind != Verdict::Kind::kNone;
       ASSERT_TRUE(verdict.kind == expected.kind && verdict.rule == expected.rule)
           << address << " on " << page << ": " << rules->OriginOf(verdict.rule).text

@@ -48,8 +48,8 @@ TEST(Lists, EveryLineIsTakenForSomething) {
       {"a.example##+js(set, x, 1)", "scriptlet"},
       {"a.example#@#+js(set)", "scriptlet"},
       {"||a.example/##x", "rule"},
-      {"/ad.$document", "request types never asked"},
-      {"@@||a.example^$generichide", "request types never asked"},
+      {"/ad.$document", "rule"},
+      {"@@||a.example^$generichide", "not about requests"},
       {"/ad.$csp=script-src 'none'", "unsupported option"},
       {"/ad.$unheard-of", "unsupported option"},
       {"/ad.$domain=", "unsupported option"},
@@ -81,6 +81,9 @@ TEST(Lists, EveryLineIsTakenForSomething) {
       {"0.0.0.0\tads.example.com track.example.com # both", "2 rules"},
       {"::1 ads.example.com", "rule"},
       {"127.0.0.1 localhost", "unreadable"},
+      {"127.0.0.1 localhost.localdomain", "unreadable"},
+      {"0.0.0.0 0.0.0.0", "unreadable"},
+      {"0.0.0.0 tracker.lan", "rule"},
       {"0.0.0.0", "rule"},
       {"size:468x60", "size"},
       {"size: 468x60", "size"},
@@ -97,16 +100,36 @@ TEST(Lists, EveryLineIsTakenForSomething) {
 }
 
 TEST(Lists, HostsAndBareNamesBlockWholeHosts) {
-  const auto rules = RulesOf("0.0.0.0 Ads.Example.com b.example.com\nbare.example.com\n1.2.3.4\n");
+  const auto rules = RulesOf(
+      "0.0.0.0 Ads.Example.com b.example.com ads.example\nbare.example.com\n1.2.3.4\n"
+      "tracker.lan\nimg.example.com$image\nads.js\n"
+      "0.0.0.0 M\xC3\xBCnchen.example\n||werbung.b\xC3\xBCro.example/x^\n");
   const auto judge = [&](const char *address) { return NameOf(rules->Judge({"p.com", address})); };
   EXPECT_EQ(judge("http://ads.example.com/x"), "blocked");
   EXPECT_EQ(judge("http://x.b.example.com/"), "blocked");
   EXPECT_EQ(judge("http://a.com/?bare.example.com"), "none");
   EXPECT_EQ(judge("http://bare.example.com:80/"), "blocked");
   EXPECT_EQ(judge("http://11.2.3.45/"), "none");
-  // In a list with a header a bare name is a piece of an address like any other.
-  const auto headed = RulesOf("[Adblock Plus 2.0]\nbare.example.com\n");
-  EXPECT_EQ(NameOf(headed->Judge({"p.com", "http://a.com/?bare.example.com"})), "blocked");
+  // Without a suffix that anybody knows, too; but a name of a file is none of a host.
+  EXPECT_EQ(judge("http://x.ads.example/"), "blocked");
+  EXPECT_EQ(judge("http://tracker.lan/"), "blocked");
+  EXPECT_EQ(judge("http://a.com/?tracker.lan"), "none");
+  EXPECT_EQ(judge("http://a.com/img.example.com"), "none");
+  EXPECT_EQ(judge("http://a.com/myads.js"), "blocked");
+  // Requests spell letters beyond ASCII otherwise, pages may spell them either way.
+  EXPECT_EQ(judge("http://xn--mnchen-3ya.example/"), "blocked");
+  EXPECT_EQ(judge("http://M\xC3\xBCnchen.example/"), "blocked");
+  EXPECT_EQ(judge("http://werbung.xn--bro-hoa.example/x"), "blocked");
+  EXPECT_EQ(judge("http://werbung.b\xC3\xBCro.example/y"), "none");
+  const auto on_page = RulesOf("/ad.$domain=m\xC3\xBCnchen.example\n");
+  for (const char *page : {"m\xC3\xBCnchen.example", "www.xn--mnchen-3ya.example"}) {
+    EXPECT_EQ(NameOf(on_page->Judge({page, "http://a.com/ad.js"})), "blocked") << page;
+  }
+  // In a list with a header a name is a piece of an address, unless it is known to be a host's.
+  const auto headed = RulesOf("[Adblock Plus 2.0]\nbare.example.com\nads.piece\n");
+  EXPECT_EQ(NameOf(headed->Judge({"p.com", "http://a.com/?bare.example.com"})), "none");
+  EXPECT_EQ(NameOf(headed->Judge({"p.com", "http://bare.example.com/"})), "blocked");
+  EXPECT_EQ(NameOf(headed->Judge({"p.com", "http://a.com/ads.piece"})), "blocked");
 }
 
 TEST(Lists, LinesForOtherProgramsAreLeftOut) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
+#include "matcher/request_types.h"
 #include "support.h"
 
 namespace velmora::adblock::testing {
@@ -152,7 +153,15 @@ constexpr Case CASES[] = {
     {"/ad.$important\n@@/ad.$important", "http://good.example/ad.js", SITE, "allowed"},
     {"/ad.\n@@/ad.$domain=b.example", "http://a.example/ad.js", SITE, "blocked"},
     {"/ad.$script,3p\n/ad.$third-party,badfilter,script", "http://a.example/ad.js", SITE, "none"},
+    // Only the very same rule is taken back.
     {"/ad.$script\n/ad.$3p,badfilter", "http://a.example/ad.js", SITE, "blocked"},
+    {"/ad.$script\n/ad.$image,badfilter", "http://a.example/ad.js", SITE, "blocked"},
+    {"/ad.$script,redirect=a.js\n/ad.$script,badfilter", "http://a.example/ad.js", SITE, "blocked"},
+    {"/ad.$domain=shop.*\n/ad.$domain=shop,badfilter", "http://a.example/ad.js", "shop.com", "blocked"},
+    {"/ad.$domain=b.example|a.example\n/ad.$badfilter,from=a.example|b.example", "http://a.example/ad.js", "a.example", "none"},
+    {"/ad.$domain=shop\n/ad.$domain=shop.*", "http://a.example/ad.js", "shop.com", "blocked"},
+    {"/ad.$~important\n@@/ad.", "http://a.example/ad.js", SITE, "allowed"},
+    {"/ad.$~important", "http://a.example/ad.js", SITE, "blocked"},
 
     // Replaced requests are blocked, changed ones are not.
     {"/ad.$script,redirect=noop.js", "http://a.example/ad.js", SITE, "blocked"},
@@ -200,16 +209,63 @@ TEST(Rules, AreFoundAmongOthers) {
   }
 }
 
+TEST(Rules, AreForTheTypesThatTheyName) {
+  struct {
+    const char *rule;
+    const char *types;
+  } cases[] = {
+      {"/ad.",
+       "script image stylesheet font media object subdocument xmlhttprequest websocket ping "
+       "other"},
+      {"/ad.$xhr,css", "stylesheet xmlhttprequest"},
+      {"/ad.$~script,~image,~media,~other,~ping,~websocket,~font",
+       "stylesheet object subdocument "
+       "xmlhttprequest"},
+      {"/ad.$popup", "popup"},
+      {"/ad.$document", "document"},
+      {"/ad.$mp4", "media"},
+      {"/ad.$all",
+       "script image stylesheet font media object subdocument xmlhttprequest websocket "
+       "ping popup document other"},
+      {"/ad.\n@@/ad.$~script,~image", "script image"},
+      {"/ad.$method=post", ""},
+      {"/ad.$script,elemhide", "script"},
+  };
+  for (const auto &c : cases) {
+    const auto rules = RulesOf(std::string(HEADER) + c.rule);
+    std::string types;
+    std::uint16_t seen = 0;
+    for (const TypeName &entry : TYPE_NAMES) {
+      if (seen & entry.type) continue;
+      seen |= entry.type;
+      const Verdict verdict = rules->Judge({SITE, "http://a.example/ad.js", entry.type});
+      if (verdict.kind != Verdict::Kind::kBlocked) continue;
+      if (!types.empty()) types += ' ';
+      types += entry.name;
+    }
+    EXPECT_EQ(types, c.types) << c.rule;
+  }
+  const auto rules = RulesOf("[Adblock]\n/ad.$method=post|put\n/pic.$method=~get\n");
+  const auto ask = [&](const char *address, const char *method) {
+    return NameOf(rules->Judge({SITE, address, TYPE_XMLHTTPREQUEST, MethodOfName(method)}));
+  };
+  EXPECT_EQ(ask("http://a.example/ad.js", "POST"), "blocked");
+  EXPECT_EQ(ask("http://a.example/ad.js", "GET"), "none");
+  EXPECT_EQ(ask("http://a.example/pic.gif", "patch"), "blocked");
+  EXPECT_EQ(ask("http://a.example/pic.gif", "GET"), "none");
+  EXPECT_EQ(ask("http://a.example/pic.gif", "BREW"), "none");
+}
+
 TEST(Rules, OfPopupsAreForLinks) {
   const auto rules = RulesOf("[Adblock]\n/ad.$popup\n/pic.\n/both.$popup,image\n@@/ad.ok$popup\n");
-  const auto ask = [&](const char *address, Asked asked) {
+  const auto ask = [&](const char *address, std::uint16_t asked) {
     return NameOf(rules->Judge({SITE, address, asked}));
   };
-  EXPECT_EQ(ask("http://a.example/ad.htm", Asked::kPopup), "blocked");
-  EXPECT_EQ(ask("http://a.example/ad.ok", Asked::kPopup), "allowed");
-  EXPECT_EQ(ask("http://a.example/pic.gif", Asked::kPopup), "none");
-  EXPECT_EQ(ask("http://a.example/both.gif", Asked::kPopup), "blocked");
-  EXPECT_EQ(ask("http://a.example/both.gif", Asked::kElement), "blocked");
+  EXPECT_EQ(ask("http://a.example/ad.htm", TYPE_POPUP), "blocked");
+  EXPECT_EQ(ask("http://a.example/ad.ok", TYPE_POPUP), "allowed");
+  EXPECT_EQ(ask("http://a.example/pic.gif", TYPE_POPUP), "none");
+  EXPECT_EQ(ask("http://a.example/both.gif", TYPE_POPUP), "blocked");
+  EXPECT_EQ(ask("http://a.example/both.gif", TYPES_ELEMENT), "blocked");
 }
 
 TEST(Rules, OfTwoListsThatDisagree) {
@@ -241,8 +297,11 @@ TEST(Addresses, AreLookedAtUpToALimit) {
   while (tokens.size() < 2 * MAX_ADDRESS) tokens += "a/";
   EXPECT_EQ(NameOf(rules->Judge({SITE, tokens})), "none");
   std::string host = "http://";
-  while (host.size() < 1000) host += "a.";
+  while (host.size() < 240) host += "a.";
   EXPECT_EQ(NameOf(rules->Judge({host.substr(7), host + "example/ad.js"})), "blocked");
+  // Nobody has a host with a longer name.
+  while (host.size() < 1000) host += "a.";
+  EXPECT_EQ(NameOf(rules->Judge({host.substr(7), host + "example/ad.js"})), "none");
 }
 
 TEST(Addresses, AreToldByTheirFirstBytes) {
