@@ -16,7 +16,7 @@ std::string RandomRecipe(std::mt19937 &random, std::size_t longest) {
   // The long pieces stand at the end of the table and are rare.
   const std::size_t rare = 6;
   for (std::size_t i = 0; i < length; ++i) {
-    const std::size_t pieces = OddPieces().size() - (random() % 8 == 0 ? 0 : rare);
+    const std::size_t pieces = ScriptPieces().size() - (random() % 8 == 0 ? 0 : rare);
     recipe += static_cast<char>(random() % pieces);
   }
   return recipe;
