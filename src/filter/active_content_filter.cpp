@@ -15,6 +15,9 @@ class CEventAttributeStripper final : public CElementHandler {
         names_(names),
         is_on_(IsFeatureEnabled(context, CATEGORY_SCRIPTS)) {}
 
+  void AddInterest(Interest &interest, std::string_view) const override {
+    if (is_on_) interest.AddEventAttributes();
+  }
   std::int32_t OnStartTag(CHTMLElement &element) override {
     if (!is_on_) return 0;
     return element.RemoveAttributesIf(
@@ -37,6 +40,9 @@ class CScriptLinkStripper final : public CElementHandler {
   explicit CScriptLinkStripper(IDataContext &context)
       : CElementHandler(context), is_on_(IsFeatureEnabled(context, CATEGORY_SCRIPTS)) {}
 
+  void AddInterest(Interest &interest, std::string_view tag_name) const override {
+    if (is_on_) CElementHandler::AddInterest(interest, tag_name);
+  }
   std::int32_t OnStartTag(CHTMLElement &element) override {
     if (!is_on_) return 0;
     std::string href;

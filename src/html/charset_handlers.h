@@ -28,6 +28,9 @@ class CElementDumpHandler final : public CElementHandler {
  public:
   explicit CElementDumpHandler(IDataContext &context);
 
+  void AddInterest(Interest &interest, std::string_view tag_name) const override {
+    if (is_on_) CElementHandler::AddInterest(interest, tag_name);
+  }
   std::int32_t OnStartTag(CHTMLElement &element) override;
 
  private:

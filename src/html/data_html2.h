@@ -50,7 +50,7 @@ class CDataHTML2 final : public CContentHandler, private TokenizerClient {
   HandlerList handlers_;
   OpenElements elements_{page_, position_, place_, encodings_, handlers_};
   Tokenizer tokenizer_{position_, place_, *this};
-  ReadAhead read_ahead_{page_, position_, place_, encodings_, tokenizer_};
+  ReadAhead read_ahead_{page_, position_, place_, encodings_, handlers_, elements_, tokenizer_};
 
   /// The held bytes up to the chunk's end, as they stood after the last edit.
   std::span<const std::uint8_t> bytes_;

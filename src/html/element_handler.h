@@ -7,8 +7,12 @@
 
 #include "core/counted_pointer.h"
 #include "html/element.h"
+#include "html/interest.h"
 
 namespace velmora {
+
+/// Stands for the tag name of a handler that is offered every element.
+inline constexpr char EVERY_ELEMENT[] = "*";
 
 /// Offered every element at its start tag, and at its end those that asked for it. Both operations
 /// return the change in the page's length that they made.
@@ -20,6 +24,16 @@ class CElementHandler {
   CElementHandler &operator=(const CElementHandler &) = delete;
   virtual ~CElementHandler() = default;
 
+  /// Adds the start tags at which the handler would do anything, of those that it is offered: of
+  /// all with the name `tag_name`, or of `EVERY_ELEMENT`. Asked before the first. An element that
+  /// nobody else is interested in need not be offered.
+  virtual void AddInterest(Interest &interest, std::string_view tag_name) const {
+    if (tag_name == EVERY_ELEMENT) {
+      interest.AddEverything();
+    } else {
+      interest.AddTag(tag_name);
+    }
+  }
   virtual std::int32_t OnStartTag(CHTMLElement &) { return 0; }
   /// Removes the element when it was marked so.
   virtual std::int32_t OnEndTag(CHTMLElement &element) {

@@ -8,6 +8,12 @@ void CElementHandlerMap::Add(std::string_view tag_name, std::unique_ptr<CElement
   handlers_.insert_or_assign(std::string(tag_name), std::move(handler));
 }
 
+void CElementHandlerMap::AddInterest(Interest &interest, std::string_view) const {
+  for (const auto &[tag_name, handler] : handlers_) {
+    if (handler != nullptr) handler->AddInterest(interest, tag_name);
+  }
+}
+
 std::int32_t CElementHandlerMap::OnStartTag(CHTMLElement &element) {
   std::int32_t change = 0;
   if (CElementHandler *handler = Find(EVERY_ELEMENT)) change += handler->OnStartTag(element);

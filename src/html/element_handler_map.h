@@ -12,9 +12,6 @@
 
 namespace velmora {
 
-/// The key of a handler that is offered every element.
-inline constexpr char EVERY_ELEMENT[] = "*";
-
 /// Owns its handlers. At a start tag the handler of every element comes before that of the name, at
 /// an end tag behind it. A missing entry, or one whose handler is null, counts as nothing done.
 class CElementHandlerMap : public CElementHandler {
@@ -32,6 +29,7 @@ class CElementHandlerMap : public CElementHandler {
     }
   }
 
+  void AddInterest(Interest &interest, std::string_view tag_name) const override;
   std::int32_t OnStartTag(CHTMLElement &element) override;
   std::int32_t OnEndTag(CHTMLElement &element) override;
 

@@ -13,7 +13,10 @@ namespace velmora {
 
 class HandlerList {
  public:
-  void Add(std::unique_ptr<CElementHandler> handler) { handlers_.push_back(std::move(handler)); }
+  void Add(std::unique_ptr<CElementHandler> handler) {
+    handler->AddInterest(interest_, EVERY_ELEMENT);
+    handlers_.push_back(std::move(handler));
+  }
   /// Adds what `make` makes. A handler for which there is no memory costs itself alone.
   template <class MakeHandler>
   void AddMade(MakeHandler make) {
@@ -22,7 +25,11 @@ class HandlerList {
     } catch (const std::bad_alloc &) {
     }
   }
-  void Clear() noexcept { handlers_.clear(); }
+  void Clear() noexcept {
+    handlers_.clear();
+    interest_ = {};
+  }
+  const Interest &interest() const noexcept { return interest_; }
 
   /// Offers the element to every handler; at its end in reverse order. Both return the sum of the
   /// changes in length.
@@ -41,6 +48,7 @@ class HandlerList {
 
  private:
   std::vector<std::unique_ptr<CElementHandler>> handlers_;
+  Interest interest_;
 };
 
 /// Adds the handlers that filter a page; made by whoever puts the plug-in together.

@@ -22,6 +22,25 @@ std::int32_t OpenElements::HandleStartTag(const Tag &tag) {
   return change;
 }
 
+void OpenElements::HandleIdleStartTag(const TagName &name, std::uint32_t size) {
+  const std::uint32_t base = position_.IsHeld() ? position_.hold_point() : position_.position();
+  const std::uint32_t begin = position_.position() - base;
+  elements_.Push({.base = base, .start_begin = begin, .start_end = begin + size}, name.text(), {});
+}
+
+bool OpenElements::HandleIdleEndTag(const TagName &name) noexcept {
+  const std::string_view text = name.text();
+  if (elements_.Size() != 0) {
+    const std::uint32_t depth = elements_.Size() - 1;
+    if (elements_.Name(depth) == text) {
+      if ((elements_.At(depth).flags & ELEMENT_NEED_END) != 0) return false;
+      elements_.Pop();
+      return true;
+    }
+  }
+  return !IsLogOn() && !elements_.Contains(text);
+}
+
 std::int32_t OpenElements::HandleEndTag(std::string_view name, std::uint32_t tag_start) {
   if (!elements_.Contains(name)) {
     if (switches::UNMATCHED_END_TAG_TRACE) {

@@ -8,6 +8,7 @@
 #include "html/element_stack.h"
 #include "html/handler_list.h"
 #include "html/page_position.h"
+#include "html/tag_name.h"
 #include "html/text_place.h"
 #include "html/tokenizer.h"
 
@@ -29,6 +30,11 @@ class OpenElements {
   bool HoldsOutput() const noexcept { return hold_count_ != 0; }
 
   std::int32_t HandleStartTag(const Tag &tag);
+  /// The same for a tag that no handler is interested in, of `size` bytes from the position on.
+  void HandleIdleStartTag(const TagName &name, std::uint32_t size);
+  /// `HandleEndTag` where it is only a matter of forgetting the innermost element, or of nothing
+  /// and no log; false, with nothing done, where it is more.
+  bool HandleIdleEndTag(const TagName &name) noexcept;
   /// Closes the innermost element of this name and all that are open inside it.
   std::int32_t HandleEndTag(std::string_view name, std::uint32_t tag_start);
   /// The body has ended: closes everything, innermost first.

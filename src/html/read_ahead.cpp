@@ -1,53 +1,173 @@
 #include "html/read_ahead.h"
 
+#include <algorithm>
 #include <cstring>
+#include <string>
 
+#include "core/switches.h"
 #include "diag/log.h"
+#include "html/unit_text.h"
 
 namespace velmora {
+namespace {
+
+bool HasRawText(const TagName &name) noexcept {
+  return name == TagName("SCRIPT") || name == TagName("STYLE");
+}
+
+}  // namespace
 
 void ReadAhead::Run(std::span<const std::uint8_t> bytes) {
   const CharsetShape *const shape = encodings_.Top().shape();
   if (shape == nullptr || shape->IsWide()) return;
-  FindHorizon(*shape, bytes);
-  if (position_.position() >= horizon_) return;
-  if (const StateRun *const run = FindRun(tokenizer_.situation())) {
-    PassOver(*run, bytes, FindEnd(*run, *shape, bytes));
+  bytes_ = bytes;
+  FindHorizon(*shape);
+  while (!IsAtHorizon()) {
+    const State state = tokenizer_.state();
+    if (const StateRun *const run = FindRun(tokenizer_.situation())) TakeRun(*run, *shape);
+    if (IsAtHorizon() || bytes_[position_.position()] != '<') return;
+    if (state == State::TEXT ? !TakeTag(*shape)
+                             : state != State::RAW_TEXT || !TakeInRawText(*shape)) {
+      return;
+    }
   }
 }
 
 /// Once a call and once behind each edit: it may have to go back over many bytes.
-void ReadAhead::FindHorizon(const CharsetShape &shape, std::span<const std::uint8_t> bytes) {
+void ReadAhead::FindHorizon(const CharsetShape &shape) {
   if (page_changes_ == page_.changes() && encoding_changes_ == encodings_.changes()) return;
   page_changes_ = page_.changes();
   encoding_changes_ = encodings_.changes();
-  horizon_ = shape.SafeEnd(bytes, position_.position());
+  horizon_ = shape.SafeEnd(bytes_, position_.position());
   is_logged_ = IsLogOn();
 }
 
-std::size_t ReadAhead::FindEnd(const StateRun &run, const CharsetShape &shape,
-                               std::span<const std::uint8_t> bytes) const noexcept {
+std::span<const std::uint8_t> ReadAhead::UpToHorizon() const noexcept {
+  return bytes_.first(horizon_).subspan(position_.position());
+}
+
+void ReadAhead::TakeRun(const StateRun &run, const CharsetShape &shape) {
   const std::size_t begin = position_.position();
-  if (!is_logged_ && (&run == &TEXT_RUN || &run == &COMMENT_RUN)) {
-    const void *const stop = std::memchr(bytes.data() + begin, OnlyStop(run), horizon_ - begin);
+  const std::size_t size = FindEnd(run, shape) - begin;
+  tokenizer_.TakeRun(run.effect, {reinterpret_cast<const char *>(bytes_.data()) + begin, size});
+  MoveOver(size);
+}
+
+std::size_t ReadAhead::FindEnd(const StateRun &run, const CharsetShape &shape) const noexcept {
+  const std::size_t begin = position_.position();
+  if (!is_logged_ && run.effect == RunEffect::NOTHING && &run != &IN_TAG_RUN) {
+    const void *const stop =
+        std::memchr(bytes_.data() + begin, &run == &TEXT_RUN ? '<' : '-', horizon_ - begin);
     return stop == nullptr
                ? horizon_
-               : static_cast<std::size_t>(static_cast<const std::uint8_t *>(stop) - bytes.data());
+               : static_cast<std::size_t>(static_cast<const std::uint8_t *>(stop) - bytes_.data());
   }
   std::size_t end = begin;
-  while (end < horizon_ && run.covers[bytes[end]] && shape.IsItself(bytes[end])) ++end;
-  if (is_logged_ && end > begin && end < bytes.size() && !shape.IsItself(bytes[end])) --end;
+  while (end < horizon_ && run.covers[bytes_[end]] && shape.IsItself(bytes_[end])) ++end;
+  if (is_logged_ && end > begin && end < bytes_.size() && !shape.IsItself(bytes_[end])) --end;
   return end;
 }
 
-void ReadAhead::PassOver(const StateRun &run, std::span<const std::uint8_t> bytes,
-                         std::size_t end) {
-  const std::size_t begin = position_.position();
-  const std::string_view passed(reinterpret_cast<const char *>(bytes.data()) + begin, end - begin);
-  tokenizer_.TakeRun(run.effect, passed);
-  if (is_logged_) place_.AdvanceOver(passed);
-  position_.Advance(static_cast<std::uint32_t>(passed.size()),
-                    static_cast<std::uint32_t>(bytes.size()));
+bool ReadAhead::TakeTag(const CharsetShape &shape) {
+  // Every token has its line then.
+  if constexpr (switches::TOKEN_TRACE) return false;
+  const QuotedBytes quoted = is_logged_ || shape.kind() != CharsetShape::Kind::ASCII_ALONE
+                                 ? QuotedBytes::ASCII_ALONE
+                                 : QuotedBytes::ANY;
+  if (!ScanTag(UpToHorizon(), quoted, tag_)) return false;
+  if (!IsKnown(shape, position_.position() + tag_.size - 1)) return false;
+  if (!TakeIdleTag(shape)) TakeInterestingTag();
+  MoveOver(tag_.size);
+  return true;
+}
+
+bool ReadAhead::TakeIdleTag(const CharsetShape &shape) {
+  if (!tag_.is_end &&
+      (handlers_.interest().IsIn(tag_.name, tag_.has_event_attribute) || HasRawText(tag_.name))) {
+    return false;
+  }
+  // The character behind it completes the tag.
+  const std::size_t behind = position_.position() + tag_.size;
+  if (behind >= horizon_ || !IsWholeCharacter(shape, behind)) return false;
+  if (tag_.is_end) return elements_.HandleIdleEndTag(tag_.name);
+  elements_.HandleIdleStartTag(tag_.name, tag_.size);
+  return true;
+}
+
+void ReadAhead::TakeInterestingTag() {
+  AttributeWriter &attributes = tokenizer_.TakeTag(tag_.is_end ? "/" : "", tag_.name.text());
+  if (tag_.is_end) return;
+  const char *const begin = reinterpret_cast<const char *>(bytes_.data()) + position_.position();
+  for (std::size_t i = 0; i < tag_.token_count; ++i) {
+    const ScannedTag::Token token = tag_.tokens[i];
+    const std::string_view text(begin + token.begin, token.size);
+    if (tag_.is_ascii) {
+      attributes.AppendToken(text, token.begin, token.size);
+    } else {
+      attributes.AppendToken(Decode(token), token.begin, token.size);
+    }
+  }
+}
+
+/// The token's text as the loop makes it: characters that are not valid are left out.
+std::string ReadAhead::Decode(ScannedTag::Token token) const {
+  std::string text;
+  std::size_t at = position_.position() + token.begin;
+  const std::size_t end = at + token.size;
+  while (at < end) {
+    const DecodedChar decoded = encodings_.Top().DecodeChar(bytes_.subspan(at));
+    if (decoded.has_unit) AppendUtf8(text, decoded.unit);
+    at += static_cast<std::size_t>(std::max(decoded.consumed, 1));
+  }
+  return text;
+}
+
+bool ReadAhead::TakeInRawText(const CharsetShape &shape) {
+  const std::span<const std::uint8_t> bytes = UpToHorizon();
+  const std::string_view name = tokenizer_.raw_end_name();
+  const std::size_t longest = std::char_traits<char>::length("</>") + name.size();
+  if (bytes.size() <= longest) return false;
+  if (bytes[1] != '/') {
+    if (!IsKnown(shape, position_.position() + 1)) return false;
+    tokenizer_.TakeInRawText();
+    MoveOver(1);
+    return true;
+  }
+  for (std::size_t i = 2; i < longest; ++i) {
+    if (!IsKnown(shape, position_.position() + i)) return false;
+  }
+  const char *const text = reinterpret_cast<const char *>(bytes.data()) + 2;
+  const bool is_end = text[name.size()] == '>' &&
+                      std::equal(name.begin(), name.end(), text, [](char expected, char c) {
+                        return platform::ToUpperAscii(c) == expected;
+                      });
+  if (is_end) {
+    tokenizer_.TakeTag("/", name);
+    MoveOver(longest);
+  } else {
+    tokenizer_.TakeInRawText();
+    MoveOver(1);
+  }
+  return true;
+}
+
+/// An ASCII character stands there, and it gives no log line.
+bool ReadAhead::IsKnown(const CharsetShape &shape, std::size_t index) const noexcept {
+  return shape.IsItself(bytes_[index]) &&
+         (!is_logged_ || index + 1 == bytes_.size() || shape.IsItself(bytes_[index + 1]));
+}
+
+bool ReadAhead::IsWholeCharacter(const CharsetShape &shape, std::size_t index) const {
+  if (is_logged_ || shape.IsItself(bytes_[index])) return IsKnown(shape, index);
+  return encodings_.Top().DecodeChar(bytes_.subspan(index)).has_unit;
+}
+
+void ReadAhead::MoveOver(std::size_t size) {
+  if (is_logged_) {
+    place_.AdvanceOver(
+        {reinterpret_cast<const char *>(bytes_.data()) + position_.position(), size});
+  }
+  position_.Advance(static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(bytes_.size()));
 }
 
 }  // namespace velmora

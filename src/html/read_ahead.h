@@ -1,10 +1,17 @@
 // ReadAhead: takes many characters of a page at once where it is known what they do.
 //
 // Beside the loop that decodes one character after the other and gives each to the tokenizer's
-// table, which can do without this. In a state that has a run (state_runs.h), the bytes that the
-// run covers are taken together. In text and comments all bytes but one are passed over whatever
-// characters they are, as memory is searched. It stops where a character is not known, and where
-// the end of the bytes may cut one off: the loop goes on from there as if it had never been gone.
+// table, which can do without this.
+//   - In a state that has a run (state_runs.h), the bytes that the run covers are taken together.
+//     In text and comments all bytes but one are passed over, whatever characters they are.
+//   - In text a tag that is a usual one (tag_scanner.h) is read whole, up to the character behind
+//   it.
+//     If a handler may be interested in it, the tokenizer gets it as if it had read it itself, and
+//     the loop goes on with the character behind it, which completes it. If nobody is, the element
+//     is only remembered.
+//   - In raw text the end tag is found, and every other "<" is passed over.
+// It stops where a character is not known, and where the end of the bytes may cut one off: the loop
+// goes on from there as if it had never been gone.
 //
 // With the debug log on, an invalid byte gives a line at the character before it and at itself. So
 // then only ASCII is passed over, and the character before any other is left to the loop; rows and
@@ -13,10 +20,14 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "html/encoding_stack.h"
+#include "html/handler_list.h"
+#include "html/open_elements.h"
 #include "html/page_chunk.h"
 #include "html/page_position.h"
+#include "html/tag_scanner.h"
 #include "html/text_place.h"
 #include "html/tokenizer.h"
 
@@ -26,11 +37,14 @@ class ReadAhead {
  public:
   /// All outlive it.
   ReadAhead(const PageChunk &page, PagePosition &position, TextPlace &place,
-            const EncodingStack &encodings, Tokenizer &tokenizer)
+            const EncodingStack &encodings, const HandlerList &handlers, OpenElements &elements,
+            Tokenizer &tokenizer)
       : page_(page),
         position_(position),
         place_(place),
         encodings_(encodings),
+        handlers_(handlers),
+        elements_(elements),
         tokenizer_(tokenizer) {}
 
   /// Moves the position over characters of `bytes`, which are the buffer's up to the chunk's end,
@@ -38,22 +52,37 @@ class ReadAhead {
   void Run(std::span<const std::uint8_t> bytes);
 
  private:
-  void FindHorizon(const CharsetShape &shape, std::span<const std::uint8_t> bytes);
-  std::size_t FindEnd(const StateRun &run, const CharsetShape &shape,
-                      std::span<const std::uint8_t> bytes) const noexcept;
-  void PassOver(const StateRun &run, std::span<const std::uint8_t> bytes, std::size_t end);
+  void FindHorizon(const CharsetShape &shape);
+  bool IsAtHorizon() const noexcept { return position_.position() >= horizon_; }
+  std::span<const std::uint8_t> UpToHorizon() const noexcept;
+
+  void TakeRun(const StateRun &run, const CharsetShape &shape);
+  std::size_t FindEnd(const StateRun &run, const CharsetShape &shape) const noexcept;
+  /// False, with nothing done, when the tag is to be read character by character; the same below.
+  bool TakeTag(const CharsetShape &shape);
+  bool TakeIdleTag(const CharsetShape &shape);
+  void TakeInterestingTag();
+  std::string Decode(ScannedTag::Token token) const;
+  bool TakeInRawText(const CharsetShape &shape);
+  bool IsKnown(const CharsetShape &shape, std::size_t index) const noexcept;
+  bool IsWholeCharacter(const CharsetShape &shape, std::size_t index) const;
+  void MoveOver(std::size_t size);
 
   const PageChunk &page_;
   PagePosition &position_;
   TextPlace &place_;
   const EncodingStack &encodings_;
+  const HandlerList &handlers_;
+  OpenElements &elements_;
   Tokenizer &tokenizer_;
 
+  std::span<const std::uint8_t> bytes_;
   /// How far it is safe to read, as long as neither the bytes nor the encoding change.
   std::size_t horizon_ = 0;
   std::uint32_t page_changes_ = 0;
   std::uint32_t encoding_changes_ = 0;
   bool is_logged_ = false;
+  ScannedTag tag_;
 };
 
 }  // namespace velmora

@@ -43,6 +43,20 @@ void Tokenizer::TakeRun(RunEffect effect, std::string_view characters) {
   std::transform(added, token_.end(), added, platform::ToUpperAscii);
 }
 
+AttributeWriter &Tokenizer::TakeTag(std::string_view slash, std::string_view name) {
+  BeginTag();
+  tag_.name.append(slash).append(name);
+  token_start_ = UNKNOWN;
+  token_.clear();
+  state_ = State::TAG_CLOSED;
+  return tag_.attributes;
+}
+
+void Tokenizer::TakeInRawText() noexcept {
+  tag_.name.clear();
+  tag_.attributes.Clear();
+}
+
 void Tokenizer::Enter(State next) {
   const State from = std::exchange(state_, next);
   switch (next) {

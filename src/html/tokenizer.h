@@ -56,6 +56,13 @@ class Tokenizer {
   }
   /// Takes characters that the run of the situation covers, without moving on.
   void TakeRun(RunEffect effect, std::string_view characters);
+  /// Takes the characters of a whole tag, `name` as in `Tag` and its ">" last, up to the one behind
+  /// it, that completes it. The position is at its "<"; it is to be moved on.
+  AttributeWriter &TakeTag(std::string_view slash, std::string_view name);
+  /// Takes a "<" and what follows it, which do not end the raw text.
+  void TakeInRawText() noexcept;
+  /// The name of the element whose content is raw text; in that state.
+  const std::string &raw_end_name() const noexcept { return raw_end_name_; }
   /// The body has ended: completes a pending tag.
   void Finish() {
     if (state_ != State::TEXT) Enter(State::TEXT);
