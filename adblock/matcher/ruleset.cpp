@@ -333,6 +333,13 @@ Verdict Ruleset::Judge(const Question &question) const noexcept {
   return verdict;
 }
 
+Verdict Ruleset::JudgeRequest(std::string_view page, Question question) const noexcept {
+  if (page.empty() && (question.types & TYPE_DOCUMENT)) page = question.address;
+  const Address page_address(page);
+  question.page_host = page_address.HasHost() ? page_address.Host() : page;
+  return Judge(question);
+}
+
 PageVerdicts Ruleset::JudgeInPage(std::string_view page_host,
                                   std::string_view address) const noexcept {
   const AnswerMemory::Key key = AnswerMemory::KeyOf(page_host, address);

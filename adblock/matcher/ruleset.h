@@ -36,6 +36,9 @@ class Ruleset {
   /// Of the rules that match, the first of the highest rank decides. What it costs is bounded
   /// (`Effort`): beyond that, rules that are still to be tried count as not matching.
   Verdict Judge(const Question &question) const noexcept;
+  /// The same with the page given by its address, or its host alone. For a page itself its own host
+  /// counts where none is given.
+  Verdict JudgeRequest(std::string_view page, Question question) const noexcept;
   /// Both verdicts for hardly more than one, and the last ones remembered.
   PageVerdicts JudgeInPage(std::string_view page_host, std::string_view address) const noexcept;
   /// As `Judge`, by trying every rule in turn, without the index and the bound: what `Judge` is

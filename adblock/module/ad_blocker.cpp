@@ -7,6 +7,7 @@
 
 #include "matcher/address.h"
 #include "matcher/text.h"
+#include "module/texts.h"
 
 namespace velmora::adblock {
 namespace {
@@ -46,13 +47,6 @@ std::string_view NamedAddress(std::string_view page_host, std::string_view addre
     }
   }
   return address;
-}
-
-void CopyText(std::string_view from, char *text, std::size_t size) noexcept {
-  if (!text || size == 0) return;
-  const std::size_t length = std::min(from.size(), size - 1);
-  std::memcpy(text, from.data(), length);
-  text[length] = '\0';
 }
 
 }  // namespace

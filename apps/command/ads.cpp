@@ -1,5 +1,8 @@
 // velmora ads: what the ad-blocking lists say about addresses, and what they hold.
+#include <algorithm>
+#include <cstdio>
 #include <fmt/format.h>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,6 +27,7 @@ struct AdsOptions {
   /// Kinds of requests to judge for; what elements load where none is named.
   std::uint16_t types = adblock::TYPES_ELEMENT;
   bool is_link = false;
+  bool is_batch = false;
   bool is_stats = false;
 };
 
@@ -42,20 +46,14 @@ std::unique_ptr<adblock::Ruleset> LoadRules(const AdsOptions &options) {
   return adblock::LoadRules(ReadLists(options).lists, adblock::CacheFolder()).rules;
 }
 
-/// The host of an address; a text that is none is a host itself.
-std::string HostOf(const std::string &page) {
-  const adblock::Address address(page);
-  return address.HasHost() ? std::string(address.Host()) : page;
-}
-
 std::string Judge(const adblock::Ruleset &rules, const AdsOptions &options,
                   const std::string &url) {
   if (!adblock::Address(url).HasHost()) {
     throw UsageError("\"" + Printable(url) + "\" is not an absolute address");
   }
-  const std::string page_host = HostOf(options.page);
-  const adblock::Verdict verdict =
-      rules.Judge({page_host, url, options.is_link ? adblock::TYPE_POPUP : options.types});
+  const adblock::Verdict verdict = rules.JudgeRequest(
+      options.page,
+      {{}, url, options.is_link ? adblock::TYPE_POPUP : options.types, adblock::METHOD_GET});
   constexpr const char *NAMES[] = {"no ad", "blocked", "allowed"};
   std::string text =
       fmt::format("{:<8} {}\n", NAMES[static_cast<int>(verdict.kind)], Printable(url));
@@ -77,6 +75,46 @@ std::string TypesText(std::uint16_t types) {
     left = static_cast<std::uint16_t>(left & ~entry.type);
   }
   return text;
+}
+
+std::string TypeChoice(const std::string &name) {
+  std::string names;
+  for (const adblock::TypeName &entry : adblock::TYPE_NAMES) {
+    names += fmt::format("{}{}", names.empty() ? "" : ", ", entry.name);
+  }
+  return fmt::format("\"{}\" is no type of a request: {}", Printable(name), names);
+}
+
+/// Answers lines "TYPE<tab>PAGE<tab>URL" of standard input, each at once, with a line
+/// "blocked|allowed|none<tab>RULE". Were all lines questions?
+bool AnswerLines(const adblock::Ruleset &rules, Output &output) {
+  constexpr const char *NAMES[] = {"none", "blocked", "allowed"};
+  bool is_readable = true;
+  std::string line;
+  for (std::size_t number = 1; std::getline(std::cin, line); ++number) {
+    if (line.ends_with('\r')) line.pop_back();
+    std::string_view rest = line;
+    const auto cut = [&] {
+      const std::string_view piece = rest.substr(0, rest.find('\t'));
+      rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
+      return piece;
+    };
+    const std::uint16_t type = adblock::TypeOfName(cut());
+    const std::string_view page = cut();
+    if (type == 0 || !adblock::Address(rest).HasHost()) {
+      PrintMessage(fmt::format(
+          "line {}: not a type, a page and an absolute address with tabs between", number));
+      is_readable = false;
+      output.Write("none\t\n");
+    } else {
+      const adblock::Verdict verdict =
+          rules.JudgeRequest(page, {{}, rest, type, adblock::METHOD_GET});
+      output.Write(fmt::format("{}\t{}\n", NAMES[static_cast<int>(verdict.kind)],
+                               Printable(rules.OriginOf(verdict.rule).text)));
+    }
+    std::fflush(stdout);
+  }
+  return is_readable;
 }
 
 /// What a rule does, in words.
@@ -159,6 +197,7 @@ int RunAds(const AdsOptions &options) {
     const auto rules = LoadRules(options);
     if (options.is_stats) output.Write(adblock::DescribeRules(*rules));
     for (const std::string &url : options.urls) output.Write(Judge(*rules, options, url));
+    if (options.is_batch) is_done = AnswerLines(*rules, output);
   }
   output.Finish();
   return is_done ? EXIT_OK : EXIT_FAILED;
@@ -175,6 +214,20 @@ void AddAds(CLI::App &application, Action &action) {
       ->type_name("URL");
   command.add_flag("--link", options->is_link, "Judge them as what a link opens");
   command
+      .add_option_function<std::string>(
+          "--type",
+          [options](const std::string &name) {
+            options->types = adblock::TypeOfName(name);
+            if (options->types == 0) throw CLI::ValidationError("--type", TypeChoice(name));
+          },
+          "Judge them as requests of a type: script, image, stylesheet, font, media, object,\n"
+          "subdocument, xmlhttprequest, websocket, ping, popup, document or other\n"
+          "(default: whatever an element of a page may load)")
+      ->type_name("TYPE");
+  command.add_flag("--batch", options->is_batch,
+                   "Read lines TYPE<tab>PAGE<tab>URL and answer each at once with a line\n"
+                   "blocked|allowed|none<tab>RULE");
+  command
       .add_option("--ad-lists", options->lists,
                   "Lists to use, files and folders (default: those of VEXLAR_LISTS, else those\n"
                   "that are installed, else a small built-in one)")
@@ -185,10 +238,12 @@ void AddAds(CLI::App &application, Action &action) {
   command.add_option("--check", options->checked, "Show what each line of a list would be read as")
       ->type_name("FILE");
   command.footer(
-      "Exit code: 0 all done, 1 a list or, with --check, a line cannot be read, 2 wrong usage.");
+      "Exit code: 0 all done, 1 a list or, with --check or --batch, a line cannot be read,\n"
+      "2 wrong usage.");
   command.callback([options, &action] {
-    if (options->urls.empty() && !options->is_stats && options->checked.empty()) {
-      throw CLI::RequiredError("a URL, --stats or --check");
+    if (options->urls.empty() && !options->is_stats && !options->is_batch &&
+        options->checked.empty()) {
+      throw CLI::RequiredError("a URL, --batch, --stats or --check");
     }
     action = [options] {
       try {

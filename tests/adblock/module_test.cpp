@@ -1,5 +1,6 @@
 // libvexlar.so through its binary interface, as the plug-in and a host use it.
 #include <cstdlib>
+#include <cstring>
 #include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +12,7 @@
 #include <velmora/ad_blocker.h>
 #include <velmora/module.h>
 
+#include "vexlar/requests.h"
 #include "vexlar/vexlar.h"
 
 namespace velmora {
@@ -159,6 +161,57 @@ TEST_F(Vexlar, FindsAddressesThatBeginInText) {
   EXPECT_EQ(AskText("h"), "0 -");
   EXPECT_EQ(AskText(""), "0 -");
   EXPECT_EQ(AskText("//ads.example/" + std::string(100000, 'x')), "1 ||ads.example^");
+}
+
+TEST_F(Vexlar, JudgesRequestsByTheirType) {
+  MakeBlocker(
+      "[Adblock]\n||ads.example^$script\n||ads.example^$xhr,method=post,3p\n"
+      "@@||ads.example/good^\n||bad.example^$document\n/pic.$important,image\n"
+      "*$script,3p,denyallow=cdn.example,domain=strict.example\n/t.$to=to.example\n");
+  const auto type_of = Find<decltype(&VexlarTypeOfName)>("VexlarTypeOfName");
+  const auto judge = Find<decltype(&VexlarJudge)>("VexlarJudge");
+  EXPECT_EQ(type_of("nothing"), 0U);
+  EXPECT_EQ(type_of(nullptr), 0U);
+  struct {
+    const char *type;
+    const char *url;
+    const char *page;
+    const char *method;
+    const char *answer;
+  } cases[] = {
+      {"script", "https://ads.example/x", "https://site.example/p", "GET",
+       "1 2 ||ads.example^$script"},
+      {"image", "https://ads.example/x", "https://site.example/p", "GET", "0 0 "},
+      {"xhr", "https://ads.example/x", "https://site.example/p", "POST",
+       "1 3 ||ads.example^$xhr,method=post,3p"},
+      {"xhr", "https://ads.example/x", "https://site.example/p", "GET", "0 0 "},
+      {"xhr", "https://ads.example/x", "https://site.example/p", "", "0 0 "},
+      {"xhr", "https://ads.example/x", "https://www.ads.example/p", "POST", "0 0 "},
+      {"script", "https://ads.example/good", "", "", "2 4 @@||ads.example/good^"},
+      {"document", "https://bad.example/", "", "GET", "1 5 ||bad.example^$document"},
+      {"subdocument", "https://bad.example/", "", "GET", "0 0 "},
+      {"image", "https://ads.example/good/pic.gif", "site.example", "",
+       "1 6 /pic.$important,image"},
+      {"script", "https://x.example/", "https://www.strict.example/", "",
+       "1 7 *$script,3p,denyallow=cdn.example,domain=strict.example"},
+      {"script", "https://a.cdn.example/", "https://www.strict.example/", "", "0 0 "},
+      {"ping", "wss://to.example/t.js", "", "", "1 8 /t.$to=to.example"},
+      {"ping", "wss://from.example/t.js", "", "", "0 0 "},
+      {"script", "/x", "https://site.example/p", "GET", "0 0 "},
+  };
+  for (const auto &c : cases) {
+    // Without NULs behind them.
+    const std::string url = std::string(c.url) + "?", page = std::string(c.page) + "?";
+    const VexlarRequest request{sizeof request, type_of(c.type), url.data(), url.size() - 1,
+                                page.data(),    page.size() - 1, c.method,   std::strlen(c.method)};
+    VexlarReason reason{sizeof reason, 9, "?", "?"};
+    std::ostringstream answer;
+    answer << judge(&request, &reason) << " " << reason.line << " " << reason.rule;
+    EXPECT_EQ(answer.str(), c.answer) << c.type << " " << c.url << " on " << c.page;
+    EXPECT_EQ(std::string(reason.list).ends_with("list.txt"), reason.line != 0);
+    EXPECT_EQ(judge(&request, nullptr), c.answer[0] - '0');
+  }
+  EXPECT_EQ(judge(nullptr, nullptr), VEXLAR_NONE);
 }
 
 TEST_F(Vexlar, AddsToListsAndTellsWhereRulesComeFrom) {

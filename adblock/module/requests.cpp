@@ -1,0 +1,72 @@
+// Requests judged for a host.
+#include "vexlar/requests.h"
+
+#include <string>
+
+#include "matcher/request_types.h"
+#include "module/ad_blocker.h"
+#include "module/texts.h"
+
+#define VEXLAR_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace velmora::adblock {
+namespace {
+
+static_assert(VEXLAR_TYPE_SCRIPT == TYPE_SCRIPT && VEXLAR_TYPE_IMAGE == TYPE_IMAGE &&
+              VEXLAR_TYPE_STYLESHEET == TYPE_STYLESHEET && VEXLAR_TYPE_FONT == TYPE_FONT &&
+              VEXLAR_TYPE_MEDIA == TYPE_MEDIA && VEXLAR_TYPE_OBJECT == TYPE_OBJECT &&
+              VEXLAR_TYPE_SUBDOCUMENT == TYPE_SUBDOCUMENT &&
+              VEXLAR_TYPE_XMLHTTPREQUEST == TYPE_XMLHTTPREQUEST &&
+              VEXLAR_TYPE_WEBSOCKET == TYPE_WEBSOCKET && VEXLAR_TYPE_PING == TYPE_PING &&
+              VEXLAR_TYPE_POPUP == TYPE_POPUP && VEXLAR_TYPE_DOCUMENT == TYPE_DOCUMENT &&
+              VEXLAR_TYPE_OTHER == TYPE_OTHER);
+
+std::string_view View(const char *text, std::size_t size) noexcept {
+  return text ? std::string_view(text, size) : std::string_view();
+}
+
+VexlarVerdict NameOf(Verdict::Kind kind) noexcept {
+  switch (kind) {
+    case Verdict::Kind::kNone:
+      break;
+    case Verdict::Kind::kBlocked:
+      return VEXLAR_BLOCKED;
+    case Verdict::Kind::kAllowed:
+      return VEXLAR_ALLOWED;
+  }
+  return VEXLAR_NONE;
+}
+
+}  // namespace
+}  // namespace velmora::adblock
+
+using namespace velmora::adblock;
+
+VEXLAR_EXPORT std::uint32_t VexlarTypeOfName(const char *name) {
+  return name ? TypeOfName(name) : 0;
+}
+
+VEXLAR_EXPORT VexlarVerdict VexlarJudge(const VexlarRequest *request, VexlarReason *reason) {
+  if (reason && reason->size < sizeof *reason) reason = nullptr;
+  if (reason) {
+    reason->line = 0;
+    reason->rule[0] = reason->list[0] = '\0';
+  }
+  if (!request || request->size < sizeof *request) return VEXLAR_NONE;
+  LoadListsOnce();
+  const Blocker::Rules rules = ProcessBlocker().Current();
+  if (!rules) return VEXLAR_NONE;
+  const Verdict verdict =
+      rules->JudgeRequest(View(request->page, request->page_size),
+                          {{},
+                           View(request->url, request->url_size),
+                           static_cast<std::uint16_t>(request->types),
+                           MethodOfName(View(request->method, request->method_size))});
+  if (reason && verdict.kind != Verdict::Kind::kNone) {
+    const RuleOrigin origin = rules->OriginOf(verdict.rule);
+    reason->line = origin.line;
+    CopyText(origin.text, reason->rule, sizeof reason->rule);
+    CopyText(origin.list, reason->list, sizeof reason->list);
+  }
+  return NameOf(verdict.kind);
+}
