@@ -8,3 +8,4 @@
 #include <velmora/identifier.h>
 #include <velmora/module.h>
 #include <velmora/status.h>
+#include <velmora/trouble_listener.h>

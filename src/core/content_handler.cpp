@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "core/trouble.h"
+
 namespace velmora {
 
 Chunk::Chunk(IDataBuffer &buffer, std::uint32_t offset, std::uint32_t length,
@@ -28,8 +30,7 @@ bool CContentHandler::SetContext(IDataContext *context) noexcept {
   try {
     return Attach();
   } catch (...) {
-    in_trouble_ = true;
-    OnTrouble();
+    GetIntoTrouble();
     return true;
   }
 }
@@ -47,10 +48,15 @@ bool CContentHandler::ProcessData(IDataBuffer *buffer, std::uint32_t offset, std
     Handle(chunk);
   } catch (...) {
     chunk.CommitAll();
-    in_trouble_ = true;
-    OnTrouble();
+    GetIntoTrouble();
   }
   return true;
+}
+
+void CContentHandler::GetIntoTrouble() noexcept {
+  in_trouble_ = true;
+  OnTrouble();
+  if (context_ != nullptr) TellUnexamined(*context_);
 }
 
 }  // namespace velmora

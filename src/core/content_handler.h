@@ -76,6 +76,8 @@ class CContentHandler : public CCounted<IDataProcessor, ID_DataProcessor> {
   IDataContext *context() const noexcept { return context_; }
 
  private:
+  void GetIntoTrouble() noexcept;
+
   IDataContext *context_ = nullptr;
   bool in_trouble_ = false;
 };

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "core/settings.h"
+#include "core/trouble.h"
 #include "diag/log.h"
 
 namespace velmora {
@@ -61,6 +62,7 @@ ContentHandlerPointer CDataProcessor::MakeHandler(std::string_view keywords) con
     handler->SetContext(context());
     return handler->IsInTrouble() ? ContentHandlerPointer() : handler;
   } catch (const std::bad_alloc &) {
+    TellUnexamined(*context());
     return {};
   }
 }

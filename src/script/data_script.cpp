@@ -10,7 +10,9 @@
 #include "core/report.h"
 #include "core/settings.h"
 #include "core/switches.h"
+#include "core/trouble.h"
 #include "diag/log.h"
+#include "script/spill_services.h"
 #include "script/string_reader.h"
 
 namespace velmora {
@@ -92,9 +94,11 @@ void CDataScript::Examine(std::string_view script, CScriptStringScanner &scanner
     if (language_.examine(script, scanner, examined)) return;
   }
   const TokenListPointer list(
-      language_.lexer(&OS_SERVICES, &OS_SERVICES, const_cast<char *>(script.data()), 0, 0, 0, 0,
+      language_.lexer(&SPILL_SERVICES, &OS_SERVICES, const_cast<char *>(script.data()), 0, 0, 0, 0,
                       static_cast<std::uint32_t>(script.size()), nullptr, 0));
-  ExamineStrings(list.get(), scanner, examined);
+  if (!ExamineStrings(list.get(), scanner, examined) && scanner.LooksForAnything()) {
+    TellUnexamined(*context());
+  }
 }
 
 void CDataScript::Neutralise(const Chunk &chunk) const {

@@ -189,12 +189,16 @@ bool CScriptStringScanner::GetFinding(std::int32_t &category, std::string &text)
   return true;
 }
 
-void ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::uint32_t skip) {
+bool ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::uint32_t skip) {
   TextBuffer buffer;
+  bool is_whole = CScriptTokenList::IsWhole(list);
   const std::uint32_t count = CScriptTokenList::Count(list);
   for (std::uint32_t index = 0; index < count; ++index) {
     TokenCode code = 0;
-    if (CScriptTokenList::CodeAt(list, index, &code) != LEX_OK) continue;
+    if (CScriptTokenList::CodeAt(list, index, &code) != LEX_OK) {
+      is_whole = false;
+      continue;
+    }
     if (TokenClass(code) != TOKEN_STRING) continue;
     if (skip > 0) {
       --skip;
@@ -202,14 +206,18 @@ void ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::
     }
     std::uint32_t length = 0;
     std::uint32_t position = 0;
-    if (CScriptTokenList::TextAt(list, index, &length, &position) != LEX_OK) continue;
+    const LexStatus status = CScriptTokenList::TextAt(list, index, &length, &position);
     // Behind a very long text the length may be anything: no memory is spent on what is not there.
-    if (!CScriptTokenList::HoldsText(list, position, length)) continue;
-    char *text = buffer.Room(length);
-    if (text == nullptr) continue;
-    if (CScriptTokenList::ReadText(list, text, position, length) != LEX_OK) continue;
-    if (scanner.Check({text, length})) return;
+    if (status == LEX_INVALID) continue;
+    if (status == LEX_OK && !CScriptTokenList::HoldsText(list, position, length)) continue;
+    char *const text = status == LEX_OK ? buffer.Room(length) : nullptr;
+    if (text == nullptr || CScriptTokenList::ReadText(list, text, position, length) != LEX_OK) {
+      is_whole = false;
+      continue;
+    }
+    if (scanner.Check({text, length})) return true;
   }
+  return is_whole;
 }
 
 bool ScanScriptStrings(IDataContext &context, const AdBlocking &ads,

@@ -94,7 +94,7 @@ LexStatus CScriptTokenList::AppendText(CScriptTokenList *list, TokenCode code, c
   LexStatus status = list->BeginText(code, length);
   if (status == LEX_OK) status = ToLexStatus(list->texts_->Append(text, length));
   const LexStatus indexed = list->IndexPages(position);
-  return status == LEX_OK ? indexed : status;
+  return list->Note(status == LEX_OK ? indexed : status);
 }
 
 LexStatus CScriptTokenList::AppendTextFromFile(CScriptTokenList *list, TokenCode code,
@@ -117,7 +117,7 @@ LexStatus CScriptTokenList::AppendTextFromFile(CScriptTokenList *list, TokenCode
     }
   }
   const LexStatus indexed = list->IndexPages(position);
-  return status == LEX_OK ? indexed : status;
+  return list->Note(status == LEX_OK ? indexed : status);
 }
 
 /// Appends the token's code and its record's length.
@@ -148,6 +148,7 @@ LexStatus CScriptTokenList::IndexPages(std::uint32_t first_position) noexcept {
   for (std::uint32_t page = first_position / PAGE_SIZE; page != last_page; ++page) {
     const LexStatus status = ToLexStatus(page_index_->Append(&count, ENTRY_SIZE));
     if (status != LEX_OK) return status;
+    found_ = {};
   }
   return LEX_OK;
 }
@@ -158,20 +159,35 @@ LexStatus CScriptTokenList::CodeAt(CScriptTokenList *list, std::uint32_t index,
   return ToLexStatus(list->codes_->Read(code, index * CODE_SIZE, CODE_SIZE));
 }
 
+LexStatus CScriptTokenList::EntryAt(std::uint32_t page, std::uint32_t *entry) noexcept {
+  return ToLexStatus(page_index_->Read(entry, page * ENTRY_SIZE, ENTRY_SIZE));
+}
+
 LexStatus CScriptTokenList::FindPage(std::uint32_t index, std::uint32_t *page) noexcept {
+  if (index <= found_.after || index >= found_.before) {
+    FoundPage found;
+    LexStatus status = SearchPage(index, &found.page);
+    if (status == LEX_OK) status = EntryAt(found.page, &found.after);
+    if (status != LEX_OK) return status;
+    if (EntryAt(found.page + 1, &found.before) != LEX_OK) found.before = Count();
+    found_ = found;
+  }
+  *page = found_.page;
+  return LEX_OK;
+}
+
+/// The search as it decides where two entries are equal.
+LexStatus CScriptTokenList::SearchPage(std::uint32_t index, std::uint32_t *page) noexcept {
   std::uint32_t low = 0;
   std::uint32_t high = page_index_->size() / ENTRY_SIZE - 1;
-  const auto entry_at = [this](std::uint32_t k, std::uint32_t *entry) {
-    return ToLexStatus(page_index_->Read(entry, k * ENTRY_SIZE, ENTRY_SIZE));
-  };
   std::uint32_t entry = 0;
   while (high - low > 1) {
     const std::uint32_t middle = (low + high) / 2;
-    if (const LexStatus status = entry_at(middle, &entry); status != LEX_OK) return status;
+    if (const LexStatus status = EntryAt(middle, &entry); status != LEX_OK) return status;
     (index > entry ? low : high) = middle;
   }
   if (high > low) {
-    if (const LexStatus status = entry_at(high, &entry); status != LEX_OK) return status;
+    if (const LexStatus status = EntryAt(high, &entry); status != LEX_OK) return status;
     if (index >= entry) low = high;
   }
   *page = low;

@@ -39,7 +39,7 @@ class CScriptTokenList {
   static LexStatus Destroy(CScriptTokenList *list) noexcept;
 
   static LexStatus AppendCode(CScriptTokenList *list, TokenCode code) noexcept {
-    return list == nullptr ? LEX_INVALID : list->Append(code);
+    return list == nullptr ? LEX_INVALID : list->Note(list->Append(code));
   }
   /// Appends a token with text; of `code` only the class counts.
   static LexStatus AppendText(CScriptTokenList *list, TokenCode code, const void *text,
@@ -53,6 +53,10 @@ class CScriptTokenList {
     return list == nullptr ? 0 : list->Count();
   }
   static LexStatus CodeAt(CScriptTokenList *list, std::uint32_t index, TokenCode *code) noexcept;
+  /// False when the list lacks a token or a text, because an append failed.
+  static bool IsWhole(const CScriptTokenList *list) noexcept {
+    return list != nullptr && list->is_whole_;
+  }
   /// Where a token's text stands in the text stream. After a text longer than a page both may be
   /// anything: `HoldsText` tells whether there is such a text.
   static LexStatus TextAt(CScriptTokenList *list, std::uint32_t index, std::uint32_t *length,
@@ -81,17 +85,32 @@ class CScriptTokenList {
       : services_(services), wide_(wide), big_endian_(big_endian) {}
 
   std::uint32_t Count() const noexcept { return codes_->size() / std::uint32_t{sizeof(TokenCode)}; }
+  LexStatus Note(LexStatus appended) noexcept {
+    is_whole_ = is_whole_ && appended == LEX_OK;
+    return appended;
+  }
   LexStatus Append(TokenCode code) noexcept;
   LexStatus BeginText(TokenCode code, std::uint32_t length) noexcept;
   LexStatus CopyText(const OsServices &io, void *file, std::uint32_t length) noexcept;
   LexStatus IndexPages(std::uint32_t first_position) noexcept;
   LexStatus FindPage(std::uint32_t index, std::uint32_t *page) noexcept;
+  LexStatus SearchPage(std::uint32_t index, std::uint32_t *page) noexcept;
+  LexStatus EntryAt(std::uint32_t page, std::uint32_t *entry) noexcept;
 
   const OsServices &services_;
   CSpillStream *codes_ = nullptr;
   CSpillStream *page_index_ = nullptr;
   CSpillStream *texts_ = nullptr;
   std::uint32_t fingerprint_ = CRC_START;
+  /// The page that was found last, and between which entries: most searches end where the one
+  /// before did.
+  struct FoundPage {
+    std::uint32_t page = 0;
+    std::uint32_t after = 0;
+    std::uint32_t before = 0;
+  };
+  FoundPage found_;
+  bool is_whole_ = true;
   const std::uint32_t wide_;
   const std::uint32_t big_endian_;
 };

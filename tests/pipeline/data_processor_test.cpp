@@ -152,6 +152,19 @@ TEST_F(Processor, TroubleBecomesPassThrough) {
   EXPECT_EQ(events, "html.SetContext html(1,1) html(3,0) ~html html.SetContext html(1,3) ~html ");
 }
 
+TEST_F(Processor, AHostThatListensHearsOfTrouble) {
+  context.listens = true;
+  EXPECT_EQ(Call("a", DATA_FLAG_START | DATA_FLAG_END), "a");
+  EXPECT_EQ(context.listener.unexamined, 0);
+  EXPECT_EQ(Call("!", DATA_FLAG_START | DATA_FLAG_END), "!");
+  EXPECT_EQ(context.listener.unexamined, 1);
+  context.content_type = "text/fails";
+  context.settings["DataHandlers"] = "FAILS";
+  EXPECT_EQ(Call("b", DATA_FLAG_START | DATA_FLAG_END), "b");
+  EXPECT_EQ(context.listener.unexamined, 2);
+  EXPECT_EQ(context.listener.references, 1);
+}
+
 TEST_F(Processor, ReleasesHandlerAndContext) {
   Call("a", DATA_FLAG_START);
   EXPECT_EQ(context.references, 2);

@@ -1,10 +1,12 @@
 // Script bodies through their handlers: what is sent on, reported and logged.
 #include "script/data_script.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <memory>
 #include <random>
 #include <string>
+#include <sys/resource.h>
 #include <vector>
 
 #include "core/counted_pointer.h"
@@ -251,6 +253,33 @@ TEST_F(DataScriptTest, DumpsStrings) {
     RunJS(script);
     EXPECT_EQ(log.Text(), logged);
   }
+}
+
+/// A script that only the token list can read to its end: a text of two pages, and a string that
+/// stands right behind it. Flash comes last, where the list has long outgrown its memory.
+std::string ScriptForTheList() {
+  std::string script = "'" + std::string(17000, 'x') + "''misread'";
+  for (int i = 0; i < 2000; ++i) script += ",'text'";
+  return script + ",'" + FLASH_ID + "'";
+}
+
+TEST_F(DataScriptTest, FindsFlashWithoutRoomForTemporaryFiles) {
+  Enable({CATEGORY_JAVASCRIPT_FLASH});
+  const std::string flash = "\"" + FLASH_ID + "\"";
+  ExpectFinding(ScriptForTheList(), CATEGORY_JAVASCRIPT_FLASH, flash);
+  // No folder.
+  const char *const folder = std::getenv("TMPDIR");
+  const std::string kept = folder != nullptr ? folder : "/tmp";
+  setenv("TMPDIR", "/no/such/folder", 1);
+  ExpectFinding(ScriptForTheList(), CATEGORY_JAVASCRIPT_FLASH, flash);
+  setenv("TMPDIR", kept.c_str(), 1);
+  // Files that cannot grow.
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit small{5000, limit.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  ExpectFinding(ScriptForTheList(), CATEGORY_JAVASCRIPT_FLASH, flash);
+  setrlimit(RLIMIT_FSIZE, &limit);
 }
 
 TEST_F(DataScriptTest, ChunksMakeNoDifference) {

@@ -27,9 +27,24 @@ struct Report {
   }
 };
 
+/// Counts what it hears of.
+class FakeTroubleListener final : public FakeObject<ITroubleListener> {
+ public:
+  void OnUnexamined() noexcept override { ++unexamined; }
+
+  int unexamined = 0;
+};
+
 class FakeContext final : public FakeObject<IDataContext> {
  public:
   FakeContext() { references = 0; }
+
+  Status QueryInterface(const Identifier *identifier, void **output) noexcept override {
+    if (!listens || *identifier != ID_TroubleListener) return RESULT_NO_INTERFACE;
+    listener.AddRef();
+    *output = static_cast<ITroubleListener *>(&listener);
+    return RESULT_OK;
+  }
 
   const char *GetProperty(std::int32_t property) noexcept override {
     asked.push_back(property);
@@ -52,6 +67,10 @@ class FakeContext final : public FakeObject<IDataContext> {
     reported_count += count;
     reports.push_back({category, item, detail});
   }
+
+  /// Does the host want to hear of trouble?
+  bool listens = false;
+  FakeTroubleListener listener;
 
   std::optional<std::string> url = "http://www.example.com/dir/page.html";
   std::optional<std::string> host = "www.example.com";
