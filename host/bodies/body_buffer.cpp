@@ -4,6 +4,8 @@
 #include <cstring>
 #include <limits>
 
+#include "host/limits/limits.h"
+
 namespace velmora::host {
 
 bool BodyBuffer::Append(std::string_view bytes) noexcept {
@@ -25,7 +27,8 @@ std::string_view BodyBuffer::Take(std::uint32_t length) noexcept {
 
 void BodyBuffer::Clear() noexcept {
   storage_.reset();
-  capacity_ = start_ = 0;
+  SetCapacity(0);
+  start_ = 0;
   size_ = committed_ = 0;
 }
 
@@ -69,13 +72,30 @@ bool BodyBuffer::MakeRoom(std::size_t extra) noexcept {
     return true;
   }
   const std::size_t capacity = std::max(needed, capacity_ + capacity_ / 2);
+  // The bytes in front that are sent on are not taken along, unless they are few: then the heap may
+  // find a way to grow without a copy.
+  if (start_ <= size_ / 2) return Reallocate(start_ + capacity);
   auto *const storage = static_cast<std::uint8_t *>(std::malloc(capacity));
   if (storage == nullptr) return false;
   if (size_ != 0) std::memcpy(storage, GetData(), size_);
   storage_.reset(storage);
-  capacity_ = capacity;
+  SetCapacity(capacity);
   start_ = 0;
   return true;
+}
+
+bool BodyBuffer::Reallocate(std::size_t capacity) noexcept {
+  auto *const storage = static_cast<std::uint8_t *>(std::realloc(storage_.get(), capacity));
+  if (storage == nullptr) return false;
+  static_cast<void>(storage_.release());
+  storage_.reset(storage);
+  SetCapacity(capacity);
+  return true;
+}
+
+void BodyBuffer::SetCapacity(std::size_t capacity) noexcept {
+  all_held_bytes.Grow(capacity_, capacity);
+  capacity_ = capacity;
 }
 
 }  // namespace velmora::host

@@ -24,6 +24,7 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
  public:
   /// The listener, if any, hears of the edits that are made.
   explicit BodyBuffer(EditListener *listener = nullptr) noexcept : listener_(listener) {}
+  ~BodyBuffer() { Clear(); }
 
   /// Adds bytes at the end; without memory answers false and leaves all as it is.
   bool Append(std::string_view bytes) noexcept;
@@ -54,6 +55,9 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
   std::string_view Take(std::uint32_t length) noexcept;
   /// Makes room for `extra` bytes behind the held ones; may move them.
   bool MakeRoom(std::size_t extra) noexcept;
+  bool Reallocate(std::size_t capacity) noexcept;
+  /// All that the process holds back is counted.
+  void SetCapacity(std::size_t capacity) noexcept;
 
   std::unique_ptr<std::uint8_t[], Free> storage_;
   std::size_t capacity_ = 0;

@@ -2,12 +2,18 @@
 
 #include <algorithm>
 #include <cassert>
+#include <malloc.h>
 #include <utility>
 
 #include <velmora/data_processor.h>
 
+#include "host/limits/memory_watch.h"
+
 namespace velmora::host {
 namespace {
+
+/// Of so many bytes there may be much memory to give back.
+constexpr std::uint64_t LARGE_BODY = 4U << 20;
 
 StreamOptions Checked(StreamOptions options) noexcept {
   options.slice_size = std::max(options.slice_size, 1U);
@@ -26,8 +32,23 @@ BodyStream::BodyStream(ProcessorPointer processor, Transaction &transaction,
     Stop(StopReason::OUT_OF_MEMORY);
     return;
   }
+  const MemoryWatch memory;
   processor_->SetContext(&transaction_);
-  if (!processor_->IsSupported()) PassRest();
+  const bool is_supported = processor_->IsSupported();
+  if (memory.HasFailed()) {
+    Stop(StopReason::OUT_OF_MEMORY);
+  } else if (!is_supported) {
+    PassRest();
+  }
+}
+
+BodyStream::~BodyStream() {
+  if (filtered_ < LARGE_BODY) return;
+  // What the plug-in took for a large body it took in small pieces, and the heap does not give
+  // those back by itself.
+  processor_.reset();
+  buffer_.Clear();
+  malloc_trim(0);
 }
 
 bool BodyStream::Wait(std::string_view bytes) noexcept {
@@ -90,10 +111,11 @@ void BodyStream::ProcessSlice() noexcept {
   const std::string_view slice = piece_.substr(0, options_.slice_size);
   if (!buffer_.Append(slice)) return Stop(StopReason::OUT_OF_MEMORY);
   piece_.remove_prefix(slice.size());
+  filtered_ += slice.size();
   has_waiting_ = false;
   const bool is_last = piece_is_last_ && piece_.empty();
-  CallProcessor(is_last);
-  if (buffer_.EditFailed()) return Stop(StopReason::OUT_OF_MEMORY);
+  const bool has_memory = CallProcessor(is_last);
+  if (!has_memory || buffer_.EditFailed()) return Stop(StopReason::OUT_OF_MEMORY);
   if (is_last) {
     processor_.reset();
     state_ = StreamState::FINISHED;
@@ -102,12 +124,14 @@ void BodyStream::ProcessSlice() noexcept {
   }
 }
 
-void BodyStream::CallProcessor(bool is_last) noexcept {
+bool BodyStream::CallProcessor(bool is_last) noexcept {
   const std::uint32_t flags =
       (std::exchange(started_, true) ? 0 : DATA_FLAG_START) | (is_last ? DATA_FLAG_END : 0);
-  const auto begin = std::chrono::steady_clock::now();
+  const MemoryWatch memory;
+  const auto begin = ThreadTime();
   processor_->ProcessData(&buffer_, 0, buffer_.GetSize(), flags);
-  time_spent_ += std::chrono::steady_clock::now() - begin;
+  time_spent_ += ThreadTime() - begin;
+  return !memory.HasFailed();
 }
 
 void BodyStream::Stop(StopReason reason) noexcept {

@@ -48,6 +48,7 @@ class BodyStream {
   /// A null processor counts as memory that could not be had.
   BodyStream(ProcessorPointer processor, Transaction &transaction,
              const StreamOptions &options = {}) noexcept;
+  ~BodyStream();
 
   /// Gives the next piece and answers the first bytes that may go on now, as `Next` does. All of an
   /// earlier piece was taken before; the piece stays where it is until `Next` answers empty.
@@ -72,7 +73,8 @@ class BodyStream {
 
  private:
   void ProcessSlice() noexcept;
-  void CallProcessor(bool is_last) noexcept;
+  /// False when it was in want of memory: what it should have done may not be done.
+  bool CallProcessor(bool is_last) noexcept;
   void Stop(StopReason reason) noexcept;
 
   const StreamOptions options_;
@@ -85,6 +87,7 @@ class BodyStream {
   bool has_waiting_ = false;
   bool started_ = false;
   std::chrono::nanoseconds time_spent_{0};
+  std::uint64_t filtered_ = 0;
 };
 
 }  // namespace velmora::host

@@ -1,11 +1,21 @@
 #include "host/limits/limits.h"
 
+#include <ctime>
+
 namespace velmora::host {
+
+std::chrono::nanoseconds ThreadTime() noexcept {
+  timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
 
 const char *Describe(StopReason reason) noexcept {
   switch (reason) {
     case StopReason::HELD_BYTES:
       return "more bytes held back than allowed";
+    case StopReason::ALL_HELD_BYTES:
+      return "more bytes held back by all bodies together than allowed";
     case StopReason::FILTER_TIME:
       return "more filtering time than allowed";
     case StopReason::OUT_OF_MEMORY:

@@ -1,7 +1,9 @@
 // Limits: how much one transaction may take of the host, and what happens beyond.
 #pragma once
 
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -11,6 +13,9 @@ namespace velmora::host {
 enum class StopReason {
   /// More bytes were held back than the limit allows.
   HELD_BYTES,
+  /// More bytes were held back by all transactions of the process than the limit allows, and a part
+  /// of them by this one.
+  ALL_HELD_BYTES,
   /// The plug-in took more time than the limit allows.
   FILTER_TIME,
   /// Memory could not be had.
@@ -45,16 +50,44 @@ struct HeldBytesLimit {
   bool IsExceededBy(std::uint32_t held) const noexcept { return held > most; }
 };
 
-/// The time that the plug-in spends on one body, looked at between slices. Waiting for the network
-/// is not counted.
+/// The memory of all bytes that are held back in the process. Only who has a part in it that counts
+/// is made to give it up: small pages go on when others are greedy.
+class AllHeldBytes {
+ public:
+  void Grow(std::size_t before, std::size_t after) noexcept {
+    bytes_.fetch_add(after - before, std::memory_order_relaxed);
+  }
+  std::uint64_t Bytes() const noexcept { return bytes_.load(std::memory_order_relaxed); }
+
+ private:
+  std::atomic<std::uint64_t> bytes_ = 0;
+};
+inline AllHeldBytes all_held_bytes;
+
+struct AllHeldBytesLimit {
+  static constexpr std::uint32_t SMALL = 256U << 10;
+
+  std::uint64_t most = 256U << 20;
+
+  bool IsExceededBy(std::uint32_t held) const noexcept {
+    return held > SMALL && all_held_bytes.Bytes() > most;
+  }
+};
+
+/// The processor time that one body takes of its thread, looked at between slices. Waiting is not
+/// counted, be it for the network or for a busy machine.
 struct FilterTimeLimit {
   std::chrono::nanoseconds most = std::chrono::seconds(10);
 
   bool IsExceededBy(std::chrono::nanoseconds spent) const noexcept { return spent > most; }
 };
 
+/// Processor time of the calling thread since it began.
+std::chrono::nanoseconds ThreadTime() noexcept;
+
 struct Limits {
   HeldBytesLimit held_bytes{};
+  AllHeldBytesLimit all_held_bytes{};
   FilterTimeLimit filter_time{};
   BeyondLimit beyond = BeyondLimit::PASS_UNFILTERED;
 
@@ -62,6 +95,7 @@ struct Limits {
   std::optional<StopReason> Exceeded(std::uint32_t held,
                                      std::chrono::nanoseconds spent) const noexcept {
     if (held_bytes.IsExceededBy(held)) return StopReason::HELD_BYTES;
+    if (all_held_bytes.IsExceededBy(held)) return StopReason::ALL_HELD_BYTES;
     if (filter_time.IsExceededBy(spent)) return StopReason::FILTER_TIME;
     return std::nullopt;
   }

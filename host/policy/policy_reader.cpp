@@ -279,6 +279,10 @@ constexpr Key<ResponseOptions> LIMITS_TABLE[] = {
        options.stream.limits.held_bytes.most =
            static_cast<std::uint32_t>(Size(value, MOST_HELD_BYTES));
      }},
+    {"all-held-bytes",
+     [](Reading &, const toml::node &value, ResponseOptions &options) {
+       options.stream.limits.all_held_bytes.most = Size(value, MOST);
+     }},
     {"filter-time",
      [](Reading &, const toml::node &value, ResponseOptions &options) {
        const auto time = ParseDuration(Text(value));

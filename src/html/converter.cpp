@@ -1,13 +1,18 @@
 #include "html/converter.h"
 
+#include <cerrno>
 #include <iconv.h>
 #include <utility>
+
+#include "base/no_memory.h"
 
 namespace velmora {
 
 Converter::Converter(const char *to, const char *from) noexcept : handle_(libiconv_open(to, from)) {
   // NOLINTNEXTLINE(performance-no-int-to-ptr): how libiconv says that it failed
-  if (handle_ == reinterpret_cast<iconv_t>(-1)) handle_ = nullptr;
+  if (handle_ != reinterpret_cast<iconv_t>(-1)) return;
+  handle_ = nullptr;
+  if (errno == ENOMEM) base::TellNoMemory();
 }
 
 bool Converter::Close() noexcept {

@@ -18,6 +18,8 @@ using ::testing::IsEmpty;
 
 constexpr std::uint32_t START = DATA_FLAG_START;
 constexpr std::uint32_t END = DATA_FLAG_END;
+/// Not a constant, for compilers that know that it cannot be had.
+volatile std::size_t MORE_THAN_THERE_IS = std::size_t{1} << 60;
 
 /// One stream through a scripted processor.
 struct StreamRun {
@@ -133,10 +135,14 @@ TEST(BodyStream, BeyondALimitThePolicyDecides) {
        {.held_bytes = {4}},
        [](IDataBuffer &buffer, std::uint32_t) { buffer.SetCommitted(0); }},
       {StopReason::FILTER_TIME,
-       {.filter_time = {milliseconds(200)}},
+       {.filter_time = {milliseconds(20)}},
        [calls = 0](IDataBuffer &buffer, std::uint32_t) mutable {
          buffer.SetCommitted(0);
-         if (++calls == 2) std::this_thread::sleep_for(milliseconds(201));
+         // Only work counts.
+         const auto begin = ThreadTime();
+         if (++calls == 1) std::this_thread::sleep_for(milliseconds(60));
+         while (calls == 2 && ThreadTime() - begin < milliseconds(21)) {
+         }
        }},
       {StopReason::OUT_OF_MEMORY,
        {},
@@ -144,6 +150,13 @@ TEST(BodyStream, BeyondALimitThePolicyDecides) {
          buffer.SetCommitted(0);
          const std::uint8_t byte = 0;
          if (++calls == 2) buffer.Replace(0, 0, &byte, 0xFFFFFFFF);
+       }},
+      // The plug-in notices, and says nothing.
+      {StopReason::OUT_OF_MEMORY,
+       {},
+       [calls = 0](IDataBuffer &buffer, std::uint32_t) mutable {
+         buffer.SetCommitted(0);
+         if (++calls == 2) delete[] new (std::nothrow) char[MORE_THAN_THERE_IS];
        }},
   };
   for (const auto &c : cases) {
@@ -160,6 +173,26 @@ TEST(BodyStream, BeyondALimitThePolicyDecides) {
       EXPECT_EQ(run.state, passes ? StreamState::FINISHED : StreamState::FAILED);
     }
   }
+}
+
+TEST(BodyStream, OfAllThatIsHeldOnlyTheGreedyGiveTheirsUp) {
+  const auto hold = [](IDataBuffer &buffer, std::uint32_t) { buffer.SetCommitted(0); };
+  const StreamOptions options{.limits = {.all_held_bytes = {.most = 2 * AllHeldBytesLimit::SMALL}}};
+  StreamRun small(hold, options);
+  StreamRun greedy[] = {StreamRun(hold, options), StreamRun(hold, options),
+                        StreamRun(hold, options)};
+  const std::string piece(AllHeldBytesLimit::SMALL + 1, 'x');
+  {
+    BodyStream kept(ProcessorPointer(&greedy[0].processor), greedy[0].transaction, options);
+    EXPECT_EQ(kept.Push(piece), "");
+    EXPECT_EQ(small.Feed({"abc", ""}), "abc");
+    EXPECT_EQ(greedy[1].Feed({piece, ""}), piece);
+  }
+  EXPECT_EQ(greedy[2].Feed({piece, ""}), piece);
+  EXPECT_THAT(small.sink.stops, IsEmpty());
+  EXPECT_THAT(greedy[0].sink.stops, IsEmpty());
+  EXPECT_THAT(greedy[1].sink.stops, ElementsAre(StopReason::ALL_HELD_BYTES));
+  EXPECT_THAT(greedy[2].sink.stops, IsEmpty()) << "those before gave theirs back";
 }
 
 TEST(BodyStream, WithoutAProcessorThePolicyDecides) {

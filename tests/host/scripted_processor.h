@@ -54,6 +54,7 @@ class ScriptedProcessor final : public testing::FakeObject<IDataProcessor> {
 class RecordingSink final : public TransactionSink {
  public:
   void OnBlocked(const BlockedItem &item) noexcept override {
+    if (is_deaf) return;
     blocked.push_back(std::to_string(item.category) + " " + std::string(item.item) + " " +
                       std::string(item.detail));
   }
@@ -61,6 +62,8 @@ class RecordingSink final : public TransactionSink {
 
   std::vector<std::string> blocked;
   std::vector<StopReason> stops;
+  /// Items are not taken down.
+  bool is_deaf = false;
 };
 
 }  // namespace velmora::host

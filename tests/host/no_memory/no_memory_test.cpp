@@ -1,0 +1,99 @@
+// The real plug-in with allocations that fail, one after the other: it lets the body pass and says
+// nothing, and its host knows all the same.
+#include <cstdlib>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "host/bodies/body_stream.h"
+#include "host/loading/plugin.h"
+#include "host/scripted_processor.h"
+
+namespace {
+
+constexpr long ALL_SUCCEED = std::numeric_limits<long>::max();
+/// Allocations that still succeed; then one fails.
+thread_local long allocations_left = ALL_SUCCEED;
+thread_local bool has_failed = false;
+
+[[gnu::noinline]] void *Allocate(std::size_t size) noexcept {
+  if (--allocations_left >= 0) return std::malloc(size == 0 ? 1 : size);
+  allocations_left = ALL_SUCCEED;
+  has_failed = true;
+  return nullptr;
+}
+[[gnu::noinline]] void Free(void *memory) noexcept {
+  std::free(memory);
+}
+
+}  // namespace
+
+void *operator new(std::size_t size) {
+  for (;;) {
+    if (void *const memory = Allocate(size)) return memory;
+    const std::new_handler handler = std::get_new_handler();
+    if (handler == nullptr) throw std::bad_alloc();
+    handler();
+  }
+}
+void operator delete(void *memory) noexcept {
+  Free(memory);
+}
+void operator delete(void *memory, std::size_t) noexcept {
+  Free(memory);
+}
+
+namespace velmora::host {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+std::string Page() {
+  std::string page = "<html><meta charset=koi8-r><base href='http://a.example/'>";
+  for (int i = 0; i < 40; ++i)
+    page += "<div a=1 b='2' onclick=x><img src=a.gif width=468 height=60>";
+  page += "<object><param name=movie value=x></object><body onload=x><script>";
+  for (int i = 0; i < 40; ++i) page += "var a" + std::to_string(i) + " = 'http://b.example/x';";
+  return page + "</script></html>";
+}
+
+TEST(NoMemory, IsHeardOfWhateverThePlugInMakesOfIt) {
+  const Plugin plugin(VELMORA_PLUGIN, AdLibraryOptions{.is_used = false});
+  const std::string page = Page();
+  int failures = 0;
+  for (const char *const type : {"text/html", "application/x-javascript"}) {
+    for (long allowed = 0;; ++allowed) {
+      RecordingSink sink;
+      sink.stops.reserve(1);
+      sink.is_deaf = true;
+      Transaction transaction({.url = "http://www.example.com/",
+                               .content_type = type,
+                               .categories = CategorySet::All().Without(
+                                   CategorySet::Parse("scripts,javascript,vbscript"))},
+                              sink);
+      allocations_left = allowed;
+      has_failed = false;
+      BodyStream stream(plugin.CreateProcessor(), transaction,
+                        {.slice_size = 512, .limits = {.beyond = BeyondLimit::FAIL}});
+      std::size_t size = 0;
+      for (auto out = stream.Finish(page); !out.empty(); out = stream.Next()) size += out.size();
+      allocations_left = ALL_SUCCEED;
+      if (!has_failed) {
+        EXPECT_THAT(sink.stops, IsEmpty());
+        EXPECT_GT(size, 0U);
+        break;
+      }
+      ++failures;
+      ASSERT_THAT(sink.stops, ElementsAre(StopReason::OUT_OF_MEMORY)) << type << " " << allowed;
+      ASSERT_EQ(stream.State(), StreamState::FAILED);
+    }
+  }
+  EXPECT_GT(failures, 50) << "there is something to fail";
+}
+
+}  // namespace
+}  // namespace velmora::host
