@@ -1,5 +1,6 @@
 #include "ecap/service.h"
 
+#include <chrono>
 #include <dlfcn.h>
 #include <iostream>
 #include <libecap/common/errors.h>
@@ -12,6 +13,8 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "ecap/transaction.h"
 
@@ -47,12 +50,18 @@ class FilesReader final : public libecap::NamedValueVisitor {
   host::FilterFiles files{.plugin = PluginBesideAdapter(), .policy = host::DefaultPolicy()};
 };
 
-/// A line in the proxy's own log.
-void LogToProxy(const std::string &text) {
-  libecap::host::Host &host = libecap::MyHost();
-  if (std::ostream *const log = host.openDebug(+libecap::ilCritical | +libecap::flApplication)) {
-    *log << text;
-    host.closeDebug(log);
+constexpr std::string_view HOLDS_ON = "; the old settings hold on";
+
+/// A line in the proxy's own log. What cannot be said is no reason to keep an answer back.
+void LogToProxy(std::string_view text, std::string_view more = {}) noexcept {
+  try {
+    libecap::host::Host &host = libecap::MyHost();
+    if (std::ostream *const log = host.openDebug(+libecap::ilCritical | +libecap::flApplication)) {
+      *log << "velmora: " << text << more;
+      host.closeDebug(log);
+    }
+  } catch (...) {
+    // Nothing is left to say it to.
   }
 }
 
@@ -74,7 +83,13 @@ void Service::describe(std::ostream &stream) const {
 
 void Service::configure(const libecap::Options &options) {
   try {
-    filtering_ = Configured(options);
+    FilesReader reader;
+    options.visitEachOption(reader);
+    if (filtering_ == nullptr) {
+      filtering_ = host::StartFiltering(reader.files);
+    } else {
+      Renew(reader.files);
+    }
   } catch (const std::exception &error) {
     if (filtering_ == nullptr) {
       throw libecap::TextException(std::string("velmora: ") + error.what());
@@ -87,15 +102,48 @@ void Service::configure(const libecap::Options &options) {
   TellOfEventLog();
 }
 
-std::shared_ptr<const host::Filtering> Service::Configured(const libecap::Options &options) const {
-  FilesReader reader;
-  options.visitEachOption(reader);
-  return filtering_ == nullptr ? host::StartFiltering(reader.files)
-                               : host::RenewFiltering(*filtering_, reader.files);
+void Service::Renew(const host::FilterFiles &files) {
+  TakeRenewed();
+  host::Renewal renewal(filtering_, files);
+  if (renewed_.valid()) {
+    next_ = std::move(renewal);
+  } else {
+    FinishOnThread(std::move(renewal));
+  }
+}
+
+void Service::FinishOnThread(host::Renewal renewal) {
+  renewed_ = std::async(std::launch::async, [renewal = std::move(renewal)] {
+    try {
+      return renewal.Finish();
+    } catch (const std::exception &error) {
+      // The proxy's log is for the proxy's thread, with its next answer; this one need not wait.
+      if (const auto &events = renewal.Before().events) events->AddError(error.what());
+      throw;
+    }
+  });
+}
+
+void Service::TakeRenewed() noexcept {
+  if (!renewed_.valid()) return;
+  if (renewed_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
+  try {
+    filtering_ = renewed_.get();
+  } catch (const std::exception &error) {
+    LogToProxy(error.what(), HOLDS_ON);
+  } catch (...) {
+    LogToProxy("cannot be configured", HOLDS_ON);
+  }
+  if (!next_) return;
+  try {
+    FinishOnThread(*std::exchange(next_, std::nullopt));
+  } catch (const std::exception &error) {
+    Complain(error.what());
+  }
 }
 
 void Service::Complain(const char *reason) const {
-  LogToProxy(std::string("velmora: ") + reason + "; the old settings hold on");
+  LogToProxy(reason, HOLDS_ON);
   if (filtering_->events != nullptr) filtering_->events->AddError(reason);
 }
 
@@ -103,7 +151,7 @@ void Service::TellOfEventLog() const noexcept {
   if (filtering_->events == nullptr) return;
   try {
     const std::optional<std::string> news = filtering_->events->News();
-    if (news) LogToProxy("velmora: " + *news);
+    if (news) LogToProxy(*news);
   } catch (...) {
     // What cannot be said now is no reason to keep an answer back.
   }
@@ -114,6 +162,7 @@ bool Service::wantsUrl(const char *) const {
 }
 
 Service::MadeXactionPointer Service::makeXaction(libecap::host::Xaction *host) {
+  TakeRenewed();
   TellOfEventLog();
   return MadeXactionPointer(new Transaction(filtering_, host));
 }

@@ -32,7 +32,7 @@ struct velmora_host {
   }
   void Renew() {
     const std::lock_guard one_at_a_time(renewing);
-    auto renewed = RenewFiltering(*Current(), files);
+    auto renewed = Renewal(Current(), files).Finish();
     const std::lock_guard lock(mutex);
     filtering.swap(renewed);
   }

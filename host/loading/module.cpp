@@ -22,8 +22,12 @@ bool Module::IsFoundAs(const char *soname) const noexcept {
   return found.get() == handle_.get();
 }
 
+void *Module::AddressOrNull(const char *name) const noexcept {
+  return dlsym(handle_.get(), name);
+}
+
 void *Module::FindAddress(const char *name) const {
-  void *const address = dlsym(handle_.get(), name);
+  void *const address = AddressOrNull(name);
   if (address == nullptr) throw LoadError(file_, std::string("does not export ") + name);
   return address;
 }

@@ -41,6 +41,12 @@ class Module {
     return reinterpret_cast<Function>(FindAddress(name));
   }
 
+  /// Null when there is no such export.
+  template <class Function>
+  Function FindIfThere(const char *name) const noexcept {
+    return reinterpret_cast<Function>(AddressOrNull(name));
+  }
+
   const std::filesystem::path &File() const noexcept { return file_; }
   /// The module that the process finds under a SONAME is this one.
   bool IsFoundAs(const char *soname) const noexcept;
@@ -51,6 +57,7 @@ class Module {
   };
 
   void *FindAddress(const char *name) const;
+  void *AddressOrNull(const char *name) const noexcept;
 
   std::filesystem::path file_;
   std::unique_ptr<void, Closer> handle_;

@@ -5,13 +5,18 @@
 
 #include <velmora/ad_blocker.h>
 
+#include "adblock/include/vexlar/vexlar.h"
+
 namespace velmora::host {
 namespace {
 
-/// What an ad-blocking library may export besides the module contract: the choice of lists, files
-/// and folders with colons between them.
-constexpr char EXPORT_USE_LISTS[] = "VexlarUseLists";
-using UseListsFunction = Status (*)(const char *paths);
+// What an ad-blocking library may export besides the module contract.
+using UseFunction = decltype(&VexlarUse);
+constexpr char EXPORT_USE[] = "VexlarUse";
+using VisitListsFunction = decltype(&VexlarVisitLists);
+constexpr char EXPORT_VISIT_LISTS[] = "VexlarVisitLists";
+using VisitProblemsFunction = decltype(&VexlarVisitProblems);
+constexpr char EXPORT_VISIT_PROBLEMS[] = "VexlarVisitProblems";
 
 std::optional<Module> LoadAdLibrary(const std::optional<std::filesystem::path> &file) {
   if (!file) return std::nullopt;
@@ -33,24 +38,56 @@ std::optional<std::filesystem::path> AdLibraryFile(const std::filesystem::path &
   return beside;
 }
 
+template <class Text>
+std::vector<const char *> Pointers(const std::vector<Text> &texts) {
+  std::vector<const char *> pointers;
+  for (const Text &text : texts) pointers.push_back(text.c_str());
+  return pointers;
+}
+
 /// Tells the library which lists to use; no lists are those that it finds itself.
-void UseLists(const Module &library, const std::vector<std::filesystem::path> &lists) {
-  std::string joined;
-  for (const auto &list : lists) {
-    if (!joined.empty()) joined += ':';
-    joined += list.string();
+void UseLists(const Module &library, const AdLibraryOptions &ads) {
+  const auto lists = Pointers(ads.lists);
+  const auto extra_lists = Pointers(ads.extra_lists);
+  const auto rules = Pointers(ads.rules);
+  const VexlarChoice choice{
+      .size = sizeof choice,
+      .list_count = static_cast<std::uint32_t>(lists.size()),
+      .extra_list_count = static_cast<std::uint32_t>(extra_lists.size()),
+      .rule_count = static_cast<std::uint32_t>(rules.size()),
+      .lists = lists.data(),
+      .extra_lists = extra_lists.data(),
+      .rules = rules.data(),
+      .rules_name = ads.rules_name.empty() ? nullptr : ads.rules_name.c_str()};
+  if (library.Find<UseFunction>(EXPORT_USE)(&choice) == RESULT_OK) return;
+  std::string names;
+  for (const auto &list : ads.lists) names += (names.empty() ? " " : ", ") + list.string();
+  throw LoadError(library.File(), "no rule in the lists" + names);
+}
+
+std::string_view Describe(VexlarOrigin origin) noexcept {
+  switch (origin) {
+    case VEXLAR_ORIGIN_ENVIRONMENT:
+      return "named in VEXLAR_LISTS";
+    case VEXLAR_ORIGIN_LISTS:
+      return "named in \"lists\"";
+    case VEXLAR_ORIGIN_INSTALLED:
+      return "installed on the system";
+    case VEXLAR_ORIGIN_BUILT_IN:
+      return "built in";
+    case VEXLAR_ORIGIN_EXTRA_LISTS:
+      return "named in \"extra-lists\"";
+    case VEXLAR_ORIGIN_RULES:
+      return "from \"rules\"";
   }
-  const auto use_lists = library.Find<UseListsFunction>(EXPORT_USE_LISTS);
-  if (use_lists(joined.c_str()) != RESULT_OK) {
-    throw LoadError(library.File(), "no rule in the lists " + joined);
-  }
+  return "";
 }
 
 /// Before the plug-in binds to it, which would make it load the lists that it finds.
 std::optional<Module> LoadAdLibraryWithLists(const std::filesystem::path &plugin,
                                              const AdLibraryOptions &ads) {
   std::optional<Module> library = LoadAdLibrary(AdLibraryFile(plugin, ads));
-  if (library && !ads.lists.empty()) UseLists(*library, ads.lists);
+  if (library && ads.ChoosesLists()) UseLists(*library, ads);
   return library;
 }
 
@@ -75,8 +112,29 @@ void Plugin::CheckProcessors() const {
   if (CreateProcessor() == nullptr) throw LoadError(module_.File(), "makes no data processors");
 }
 
-void Plugin::UseAdLists(const std::vector<std::filesystem::path> &lists) const {
-  if (ad_library_) UseLists(*ad_library_, lists);
+void Plugin::UseAdLists(const AdLibraryOptions &ads) const {
+  if (ad_library_) UseLists(*ad_library_, ads);
+}
+
+AdLists Plugin::ListsInForce() const {
+  AdLists found;
+  if (!ad_library_) return found;
+  if (const auto visit = ad_library_->FindIfThere<VisitListsFunction>(EXPORT_VISIT_LISTS)) {
+    found.rules = visit(
+        [](void *lists, const VexlarList *list) {
+          static_cast<AdLists *>(lists)->lists.push_back(
+              {list->name, Describe(list->origin), list->rules});
+        },
+        &found);
+  }
+  if (const auto visit = ad_library_->FindIfThere<VisitProblemsFunction>(EXPORT_VISIT_PROBLEMS)) {
+    visit(
+        [](void *lists, const char *problem) {
+          static_cast<AdLists *>(lists)->problems.emplace_back(problem);
+        },
+        &found);
+  }
+  return found;
 }
 
 ProcessorPointer Plugin::CreateProcessor() const noexcept {

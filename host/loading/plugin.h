@@ -1,8 +1,11 @@
 // Plugin: the loaded plug-in, and the ad-blocking library that it works with.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include <velmora/data_processor.h>
@@ -19,6 +22,32 @@ struct AdLibraryOptions {
   std::filesystem::path library{};
   /// Files and folders of lists; empty: those that the library finds itself.
   std::vector<std::filesystem::path> lists{};
+  /// More of them, beside those.
+  std::vector<std::filesystem::path> extra_lists{};
+  /// Rules beside all lists, each as a line of a list.
+  std::vector<std::string> rules{};
+  /// What reports call the list that these make.
+  std::string rules_name{};
+
+  bool ChoosesLists() const noexcept {
+    return !lists.empty() || !extra_lists.empty() || !rules.empty();
+  }
+};
+
+/// A list that the ad-blocking library uses.
+struct AdList {
+  std::string name;
+  /// How it came to be used: "named in the policy", ...
+  std::string_view origin;
+  std::uint32_t rules;
+};
+
+struct AdLists {
+  std::vector<AdList> lists{};
+  /// In force in all; a rule that two lists have counts once.
+  std::uint32_t rules = 0;
+  /// What went wrong when they were read, such as a list that is not there.
+  std::vector<std::string> problems{};
 };
 
 /// One a process; any number of threads make processors at once. It outlives them all. The
@@ -35,10 +64,12 @@ class Plugin {
   /// A processor for one transaction; null when memory cannot be had.
   ProcessorPointer CreateProcessor() const noexcept;
 
-  /// Other lists for the ad-blocking library, or the same again; empty: those that it finds itself.
-  /// They take over as a whole, while processors work. Throws `LoadError` when they hold no rule:
-  /// then those before stay in force.
-  void UseAdLists(const std::vector<std::filesystem::path> &lists) const;
+  /// Other lists and rules for the ad-blocking library, or the same again. They take over as a
+  /// whole, while processors work: what these ask from then on is answered by the new ones. Throws
+  /// `LoadError` when they hold no rule: then those before stay in force.
+  void UseAdLists(const AdLibraryOptions &ads) const;
+  /// The lists in force; none when there is no library, or one that does not tell.
+  AdLists ListsInForce() const;
 
  private:
   void CheckProcessors() const;

@@ -39,23 +39,26 @@ std::shared_ptr<const Filtering> StartFiltering(const FilterFiles &files) {
       Filtering{std::move(policy), std::move(plugin), std::move(events)});
 }
 
-std::shared_ptr<const Filtering> RenewFiltering(const Filtering &before, const FilterFiles &files) {
+Renewal::Renewal(std::shared_ptr<const Filtering> before, const FilterFiles &files)
+    : before_(std::move(before)) {
   Policy policy = ReadPolicyOf(files);
-  if (!IsLibraryKept(before.policy.ads, policy.ads)) {
+  if (!IsLibraryKept(before_->policy.ads, policy.ads)) {
     throw std::runtime_error(files.policy.string() +
                              ": another [ads] \"enabled\" or \"library\" takes a new start");
   }
-  const bool is_log_kept = policy.event_log == before.policy.event_log;
-  std::shared_ptr<EventLog> events = is_log_kept ? before.events : OpenLog(policy);
+  const bool is_log_kept = policy.event_log == before_->policy.event_log;
+  std::shared_ptr<EventLog> events = is_log_kept ? before_->events : OpenLog(policy);
   if (!is_log_kept && events && events->Trouble()) {
     throw std::system_error(events->Trouble(), "event log " + policy.event_log->file.string());
   }
-  auto after = std::make_shared<const Filtering>(
-      Filtering{std::move(policy), before.plugin, std::move(events)});
-  // From here on there is something to see, so nothing else may fail.
-  before.plugin->UseAdLists(after->policy.ads.lists);
-  if (is_log_kept && after->events) after->events->Reopen();
-  return after;
+  after_ = std::make_shared<const Filtering>(
+      Filtering{std::move(policy), before_->plugin, std::move(events)});
+  if (is_log_kept && after_->events) after_->events->Reopen();
+}
+
+std::shared_ptr<const Filtering> Renewal::Finish() const {
+  before_->plugin->UseAdLists(after_->policy.ads);
+  return after_;
 }
 
 }  // namespace velmora::host

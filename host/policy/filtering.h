@@ -33,9 +33,21 @@ struct Filtering {
 /// stops nothing.
 std::shared_ptr<const Filtering> StartFiltering(const FilterFiles &files);
 
-/// The same anew, beside what is in force: lists and policy are read again, the log is opened again
-/// under its name, the plug-in and the ad-blocking library stay loaded as they are. Throws when
-/// something is wrong with any of it; then all that was in force stays in force.
-std::shared_ptr<const Filtering> RenewFiltering(const Filtering &before, const FilterFiles &files);
+/// The same anew, beside what is in force: policy and lists are read again, the log is opened again
+/// under its name, the plug-in and the ad-blocking library stay loaded as they are. When something
+/// is wrong with the policy or the lists, what was in force stays in force.
+class Renewal {
+ public:
+  /// The quick half: the policy, and the log, which has to be opened by the caller's user. Throws.
+  Renewal(std::shared_ptr<const Filtering> before, const FilterFiles &files);
+  /// The slow half: the lists. May run on another thread while the old lists answer. Throws.
+  std::shared_ptr<const Filtering> Finish() const;
+
+  const Filtering &Before() const noexcept { return *before_; }
+
+ private:
+  std::shared_ptr<const Filtering> before_;
+  std::shared_ptr<const Filtering> after_;
+};
 
 }  // namespace velmora::host

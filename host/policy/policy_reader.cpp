@@ -308,23 +308,35 @@ constexpr Key<ResponseOptions> LIMITS_TABLE[] = {
      }},
 };
 
+void ReadAdLists(Reading &reading, const toml::node &value,
+                 std::vector<std::filesystem::path> &lists) {
+  ForEach(reading, value, [&](const toml::node &element) {
+    const std::filesystem::path path = reading.Path(Text(element));
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
+      throw std::invalid_argument(path.string() + ": no such file or folder");
+    }
+    lists.push_back(path);
+  });
+}
+
 constexpr Key<AdLibraryOptions> ADS_TABLE[] = {
     {"enabled",
      [](Reading &, const toml::node &value, AdLibraryOptions &ads) { ads.is_used = Flag(value); }},
     {"library", [](Reading &reading, const toml::node &value,
                    AdLibraryOptions &ads) { ads.library = reading.Path(Text(value)); }},
-    {"lists",
+    {"lists", [](Reading &reading, const toml::node &value,
+                 AdLibraryOptions &ads) { ReadAdLists(reading, value, ads.lists); }},
+    {"extra-lists", [](Reading &reading, const toml::node &value,
+                       AdLibraryOptions &ads) { ReadAdLists(reading, value, ads.extra_lists); }},
+    {"rules",
      [](Reading &reading, const toml::node &value, AdLibraryOptions &ads) {
+       ads.rules_name = "the policy's rules";
        ForEach(reading, value, [&](const toml::node &element) {
-         const std::filesystem::path path = reading.Path(Text(element));
-         std::error_code ignored;
-         if (!std::filesystem::exists(path, ignored)) {
-           throw std::invalid_argument(path.string() + ": no such file or folder");
+         ads.rules.push_back(Text(element));
+         if (ads.rules.back().find_first_of("\r\n") != std::string::npos) {
+           throw std::invalid_argument("should be one rule, on one line");
          }
-         if (path.string().find(':') != std::string::npos) {
-           throw std::invalid_argument(path.string() + ": cannot be used with a colon in its name");
-         }
-         ads.lists.push_back(path);
        });
      }},
 };

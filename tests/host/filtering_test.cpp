@@ -14,7 +14,7 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
 
-class Renewal : public ::testing::Test {
+class RenewalTest : public ::testing::Test {
  protected:
   void Write(const std::string &policy) const { folder.Write("velmora.toml", policy); }
   std::string Path(const std::string &name) const { return folder.path() + "/" + name; }
@@ -23,7 +23,7 @@ class Renewal : public ::testing::Test {
   FilterFiles files{.plugin = FAKE_MODULES "/fake_plugin.so", .policy = Path("velmora.toml")};
 };
 
-TEST_F(Renewal, BringsWhatIsNewAndLeavesTheOldToWhoHoldsIt) {
+TEST_F(RenewalTest, BringsWhatIsNewAndLeavesTheOldToWhoHoldsIt) {
   Write("[filter]\nblock = \"flash\"\n[event-log]\nfile = \"log\"");
   const auto first = StartFiltering(files);
   first->events->AddError("first");
@@ -31,7 +31,7 @@ TEST_F(Renewal, BringsWhatIsNewAndLeavesTheOldToWhoHoldsIt) {
   std::filesystem::rename(Path("log"), Path("log.1"));
 
   Write("[filter]\nblock = \"applets\"\n[event-log]\nfile = \"log\"");
-  const auto second = RenewFiltering(*first, files);
+  const auto second = Renewal(first, files).Finish();
   EXPECT_EQ(first->policy.For("", "").categories.Text(), "flash");
   EXPECT_EQ(second->policy.For("", "").categories.Text(), "applets");
   EXPECT_EQ(second->plugin, first->plugin);
@@ -42,13 +42,13 @@ TEST_F(Renewal, BringsWhatIsNewAndLeavesTheOldToWhoHoldsIt) {
 
   Write("");
   files.event_log = Path("stand-in");
-  const auto third = RenewFiltering(*second, files);
+  const auto third = Renewal(second, files).Finish();
   EXPECT_TRUE(std::filesystem::exists(Path("stand-in")));
   files.event_log.reset();
-  EXPECT_EQ(RenewFiltering(*third, files)->events, nullptr);
+  EXPECT_EQ(Renewal(third, files).Finish()->events, nullptr);
 }
 
-TEST_F(Renewal, FailsAsAWhole) {
+TEST_F(RenewalTest, FailsAsAWhole) {
   EXPECT_THROW(StartFiltering(files), PolicyError);
   Write("[event-log]\nfile = \"log\"");
   const auto before = StartFiltering(files);
@@ -60,8 +60,7 @@ TEST_F(Renewal, FailsAsAWhole) {
   };
   for (const auto &[policy, reason] : cases) {
     Write(policy);
-    EXPECT_THAT([&] { RenewFiltering(*before, files); },
-                ThrowsMessage<std::exception>(HasSubstr(reason)));
+    EXPECT_THAT([&] { Renewal(before, files); }, ThrowsMessage<std::exception>(HasSubstr(reason)));
   }
 }
 

@@ -73,7 +73,7 @@ TEST(Plugin, FindsTheAdLibraryThatTheOptionsMean) {
   EXPECT_NO_THROW(Plugin(FAKE_PLUGIN, {.is_used = false, .library = "no/such.so"}));
   EXPECT_THROW(Plugin(FAKE_PLUGIN, AdLibraryOptions{.library = "no/such.so"}), LoadError);
   EXPECT_THAT([] { Plugin(FAKE_PLUGIN, {.library = FAKE_AD_LIBRARY, .lists = {"list.txt"}}); },
-              ThrowsMessage<LoadError>(HasSubstr("does not export VexlarUseLists")));
+              ThrowsMessage<LoadError>(HasSubstr("does not export VexlarUse")));
 }
 
 TEST(Plugin, AFileIsFoundByItsBareName) {

@@ -152,6 +152,7 @@ map-types = false
 gzip-again = true
 [limits]
 held-bytes = "1M"
+all-held-bytes = "10M"
 filter-time = "250ms"
 decoded-bytes = 5000
 decoded-ratio = 50
@@ -159,6 +160,8 @@ beyond = "fail"
 [ads]
 library = "lib/libvexlar.so"
 lists = ["a.txt", "/"]
+extra-lists = "a.txt"
+rules = ["||ads.example^", "bad.example"]
 [event-log]
 file = "events.jsonl"
 queue = "64K"
@@ -172,6 +175,7 @@ splice = ["bank.example"]
   EXPECT_TRUE(responses.maps_charsets);
   EXPECT_TRUE(responses.gzips_again);
   EXPECT_EQ(responses.stream.limits.held_bytes.most, 1U << 20);
+  EXPECT_EQ(responses.stream.limits.all_held_bytes.most, 10U << 20);
   EXPECT_EQ(responses.stream.limits.filter_time.most, std::chrono::milliseconds(250));
   EXPECT_EQ(responses.stream.limits.beyond, BeyondLimit::FAIL);
   EXPECT_EQ(responses.decoding.size, 5000U);
@@ -179,6 +183,8 @@ splice = ["bank.example"]
   EXPECT_TRUE(policy.ads.is_used);
   EXPECT_EQ(policy.ads.library, text.folder.path() + "/lib/libvexlar.so");
   EXPECT_THAT(policy.ads.lists, ElementsAre(text.folder.path() + "/a.txt", "/"));
+  EXPECT_THAT(policy.ads.extra_lists, ElementsAre(text.folder.path() + "/a.txt"));
+  EXPECT_THAT(policy.ads.rules, ElementsAre("||ads.example^", "bad.example"));
   ASSERT_TRUE(policy.event_log);
   EXPECT_EQ(policy.event_log->file, text.folder.path() + "/events.jsonl");
   EXPECT_EQ(policy.event_log->queue_bytes, 64U << 10);

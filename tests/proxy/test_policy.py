@@ -145,6 +145,17 @@ class Reconfiguration(ProxyCase):
         self.wait_until(lambda: len(self.errors()) > before)
         self.wait_for(NO_AD)
 
+    def test_answers_do_not_wait_for_lists(self):
+        own = self.squid.folder / "own.txt"
+        own.write_text("".join(f"||a{i}.example^$image\n" for i in range(400_000)))
+        self.squid.events.rename(self.squid.events.with_name("events.before"))
+        lists = '[ads]\nextra-lists = "own.txt"\nrules = "||ads.example^"\n'
+        self.reconfigure(lists + '[filter]\nblock = "ads"\n')
+        # Policy and log are there, the lists are being read.
+        self.wait_until(self.squid.events.exists)
+        self.assertEqual(self.fetch("/page").body, NO_SCRIPT)
+        self.wait_for(NO_AD)
+
     def test_the_log_is_opened_again(self):
         old = self.squid.events.with_name("events.1")
         self.squid.events.rename(old)
