@@ -35,7 +35,7 @@ BodyStream::BodyStream(ProcessorPointer processor, Transaction &transaction,
   const MemoryWatch memory;
   processor_->SetContext(&transaction_);
   const bool is_supported = processor_->IsSupported();
-  if (memory.HasFailed()) {
+  if (memory.HasFailed() || transaction_.HasUnexamined()) {
     Stop(StopReason::OUT_OF_MEMORY);
   } else if (!is_supported) {
     PassRest();
@@ -131,7 +131,7 @@ bool BodyStream::CallProcessor(bool is_last) noexcept {
   const auto begin = ThreadTime();
   processor_->ProcessData(&buffer_, 0, buffer_.GetSize(), flags);
   time_spent_ += ThreadTime() - begin;
-  return !memory.HasFailed();
+  return !memory.HasFailed() && !transaction_.HasUnexamined();
 }
 
 void BodyStream::Stop(StopReason reason) noexcept {

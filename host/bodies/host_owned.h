@@ -18,10 +18,10 @@ class HostOwned : public Interface {
 
   Status QueryInterface(const Identifier *identifier, void **output) noexcept final {
     if (identifier == nullptr || output == nullptr) return RESULT_INVALID_ARGUMENT;
-    *output = nullptr;
-    if (*identifier != ID_Unknown) return RESULT_NO_INTERFACE;
-    *output = static_cast<Interface *>(this);
-    AddRef();
+    ICounted *const found = *identifier == ID_Unknown ? this : OtherInterface(*identifier);
+    *output = found;
+    if (found == nullptr) return RESULT_NO_INTERFACE;
+    found->AddRef();
     return RESULT_OK;
   }
   std::int32_t AddRef() noexcept final { return ++references_; }
@@ -32,6 +32,8 @@ class HostOwned : public Interface {
 
  protected:
   ~HostOwned() = default;
+  /// What else the object answers for; null: nothing.
+  virtual ICounted *OtherInterface(const Identifier &) noexcept { return nullptr; }
 
  private:
   std::int32_t references_ = 0;

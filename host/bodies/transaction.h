@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <velmora/data_context.h>
+#include <velmora/trouble_listener.h>
 
 #include "host/bodies/categories.h"
 #include "host/bodies/host_owned.h"
@@ -58,6 +59,9 @@ class Transaction final : public HostOwned<IDataContext> {
  public:
   Transaction(TransactionInfo info, TransactionSink &sink);
 
+  /// The plug-in let something pass because it could not examine it.
+  bool HasUnexamined() const noexcept { return trouble_.has_unexamined; }
+
   const TransactionInfo &Info() const noexcept { return info_; }
   // Before the first bytes go to the plug-in: what they say beyond the header.
   void SetContentType(std::string content_type) noexcept {
@@ -74,6 +78,17 @@ class Transaction final : public HostOwned<IDataContext> {
                      const char *detail) noexcept override;
 
  private:
+  struct Trouble final : HostOwned<ITroubleListener> {
+    void OnUnexamined() noexcept override { has_unexamined = true; }
+
+    bool has_unexamined = false;
+  };
+
+  ICounted *OtherInterface(const Identifier &identifier) noexcept override {
+    return identifier == ID_TroubleListener ? &trouble_ : nullptr;
+  }
+
+  Trouble trouble_;
   TransactionInfo info_;
   TransactionSink &sink_;
 };

@@ -123,6 +123,13 @@ TEST(BodyStream, AnUnwantedBodyPassesUntouchedAndUncopied) {
   EXPECT_THAT(run.processor.calls, IsEmpty());
 }
 
+void TellUnexamined(IDataContext &context) {
+  void *listener = nullptr;
+  ASSERT_EQ(context.QueryInterface(&ID_TroubleListener, &listener), RESULT_OK);
+  static_cast<ITroubleListener *>(listener)->OnUnexamined();
+  static_cast<ITroubleListener *>(listener)->Release();
+}
+
 TEST(BodyStream, BeyondALimitThePolicyDecides) {
   using std::chrono::milliseconds;
   const struct {
@@ -130,6 +137,7 @@ TEST(BodyStream, BeyondALimitThePolicyDecides) {
     Limits limits;
     /// Goes beyond the limit at the second slice of four bytes.
     ScriptedProcessor::Process process;
+    bool tells = false;
   } cases[] = {
       {StopReason::HELD_BYTES,
        {.held_bytes = {4}},
@@ -151,13 +159,14 @@ TEST(BodyStream, BeyondALimitThePolicyDecides) {
          const std::uint8_t byte = 0;
          if (++calls == 2) buffer.Replace(0, 0, &byte, 0xFFFFFFFF);
        }},
-      // The plug-in notices, and says nothing.
+      // The plug-in notices, and says nothing; or it says so.
       {StopReason::OUT_OF_MEMORY,
        {},
        [calls = 0](IDataBuffer &buffer, std::uint32_t) mutable {
          buffer.SetCommitted(0);
          if (++calls == 2) delete[] new (std::nothrow) char[MORE_THAN_THERE_IS];
        }},
+      {StopReason::OUT_OF_MEMORY, {}, {}, true},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(Describe(c.reason));
@@ -166,6 +175,12 @@ TEST(BodyStream, BeyondALimitThePolicyDecides) {
       Limits limits = c.limits;
       limits.beyond = beyond;
       StreamRun run(c.process, {.slice_size = 4, .limits = limits});
+      if (c.tells) {
+        run.processor.process = [&, calls = 0](IDataBuffer &buffer, std::uint32_t) mutable {
+          buffer.SetCommitted(0);
+          if (++calls == 2) TellUnexamined(*run.processor.context);
+        };
+      }
       EXPECT_EQ(run.Feed({"0123456789", "abc", ""}), passes ? "0123456789abc" : "");
       EXPECT_THAT(run.sink.stops, ElementsAre(c.reason));
       EXPECT_EQ(run.processor.calls.size(), 2U);
