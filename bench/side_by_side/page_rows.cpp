@@ -8,7 +8,7 @@
 #include <libxml/HTMLparser.h>
 #endif
 
-#include "core/counted_pointer.h"
+#include "base/counted_pointer.h"
 #include "filter/filters.h"
 #include "host.h"
 #include "html/data_html2.h"

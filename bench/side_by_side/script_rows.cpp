@@ -2,7 +2,7 @@
 #include <memory>
 #include <utility>
 
-#include "core/counted_pointer.h"
+#include "base/counted_pointer.h"
 #include "core/fast_path.h"
 #include "host.h"
 #include "rows.h"

@@ -3,6 +3,8 @@
 #include <dlfcn.h>
 #include <utility>
 
+#include "base/module_factory.h"
+
 namespace velmora::host {
 
 Module::Module(std::filesystem::path file) : file_(std::move(file)) {
@@ -32,18 +34,12 @@ void *Module::FindAddress(const char *name) const {
   return address;
 }
 
-CountedPtr<IDataProcessorFactory> Module::GetFactory(const char *id_export) const {
-  const auto get_object_id = Find<GetObjectIdFunction>(id_export);
-  const auto get_factory = Find<GetFactoryFunction>(EXPORT_GET_FACTORY);
-  Identifier object;
-  if (get_object_id(&object) != RESULT_OK) {
-    throw LoadError(file_, std::string(id_export) + " failed");
-  }
-  IDataProcessorFactory *factory = nullptr;
-  if (get_factory(&object, &factory) != RESULT_OK || factory == nullptr) {
-    throw LoadError(file_, std::string(EXPORT_GET_FACTORY) + " failed");
-  }
-  return CountedPtr<IDataProcessorFactory>(factory);
+CountedPointer<IDataProcessorFactory> Module::GetFactory(const char *id_export) const {
+  auto answer = base::AskForFactory(
+      id_export, [this](const char *name) { return dlsym(handle_.get(), name); });
+  if (answer.factory) return std::move(answer.factory);
+  throw LoadError(file_, answer.is_missing ? std::string("does not export ") + answer.failed_export
+                                           : std::string(answer.failed_export) + " failed");
 }
 
 }  // namespace velmora::host

@@ -6,8 +6,9 @@
 #include <stdexcept>
 #include <string>
 
-#include <velmora/counted.h>
 #include <velmora/module.h>
+
+#include "base/counted_pointer.h"
 
 namespace velmora::host {
 
@@ -18,13 +19,6 @@ class LoadError : public std::runtime_error {
       : std::runtime_error(file.string() + ": " + what) {}
 };
 
-struct Releaser {
-  void operator()(ICounted *object) const noexcept { object->Release(); }
-};
-/// Owns one reference to a counted object.
-template <class Interface>
-using CountedPtr = std::unique_ptr<Interface, Releaser>;
-
 /// Unloaded when it is destroyed: what came out of it is released before.
 class Module {
  public:
@@ -33,7 +27,7 @@ class Module {
 
   /// Asks the export `id_export` for the module's object identifier and "GetFactory" for its
   /// factory. Throws `LoadError`.
-  CountedPtr<IDataProcessorFactory> GetFactory(const char *id_export) const;
+  CountedPointer<IDataProcessorFactory> GetFactory(const char *id_export) const;
 
   /// Throws `LoadError` when there is no such export.
   template <class Function>

@@ -139,8 +139,8 @@ AdLists Plugin::ListsInForce() const {
 
 ProcessorPointer Plugin::CreateProcessor() const noexcept {
   void *processor = nullptr;
-  if (factory_->CreateInstance(&ID_DataProcessor, &processor) != RESULT_OK) return nullptr;
-  return ProcessorPointer(static_cast<IDataProcessor *>(processor));
+  if (factory_->CreateInstance(&ID_DataProcessor, &processor) != RESULT_OK) return {};
+  return ProcessorPointer::Adopt(static_cast<IDataProcessor *>(processor));
 }
 
 std::filesystem::path DefaultPlugin() {

@@ -14,7 +14,7 @@
 
 namespace velmora::host {
 
-using ProcessorPointer = CountedPtr<IDataProcessor>;
+using ProcessorPointer = CountedPointer<IDataProcessor>;
 
 struct AdLibraryOptions {
   bool is_used = true;
@@ -76,7 +76,7 @@ class Plugin {
 
   std::optional<Module> ad_library_;
   Module module_;
-  CountedPtr<IDataProcessorFactory> factory_;
+  CountedPointer<IDataProcessorFactory> factory_;
 };
 
 /// The plug-in's file beside the running program, as it is built; where there is none, its place in

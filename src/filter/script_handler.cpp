@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "core/counted_pointer.h"
+#include "base/counted_pointer.h"
 #include "core/switches.h"
 #include "diag/log.h"
 #include "filter/ad_popup_filter.h"

@@ -5,7 +5,7 @@
 
 #include <velmora/data_context.h>
 
-#include "core/counted_pointer.h"
+#include "base/counted_pointer.h"
 #include "html/element.h"
 #include "html/interest.h"
 

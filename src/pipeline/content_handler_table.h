@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/counted_pointer.h"
 #include "core/content_handler.h"
-#include "core/counted_pointer.h"
 
 namespace velmora {
 

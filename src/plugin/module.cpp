@@ -1,6 +1,6 @@
 #include "plugin/module.h"
 
-#include "core/counted_pointer.h"
+#include "base/counted_pointer.h"
 #include "filter/filters.h"
 #include "gif/gif_handler.h"
 #include "html/data_html2.h"

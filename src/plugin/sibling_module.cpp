@@ -1,29 +1,15 @@
 #include "plugin/sibling_module.h"
 
-#include <velmora/module.h>
-
-#include "core/counted_pointer.h"
+#include "base/module_factory.h"
 
 namespace velmora {
 namespace {
 
-template <class Function>
-Function FindFunction(platform::ModuleHandle module, const char *name) noexcept {
-  return reinterpret_cast<Function>(platform::FindSymbol(module, name));
-}
-
 bool MakeObject(platform::ModuleHandle module, const char *object_id_export,
                 const Identifier &interface, void **output) noexcept {
-  const auto get_object_id = FindFunction<GetObjectIdFunction>(module, object_id_export);
-  Identifier object;
-  if (get_object_id == nullptr || get_object_id(&object) != RESULT_OK) return false;
-
-  const auto get_factory = FindFunction<GetFactoryFunction>(module, EXPORT_GET_FACTORY);
-  if (get_factory == nullptr) return false;
-  IDataProcessorFactory *made = nullptr;
-  const Status status = get_factory(&object, &made);
-  const auto factory = CountedPointer<IDataProcessorFactory>::Adopt(made);
-  return status == RESULT_OK && factory && factory->CreateInstance(&interface, output) == RESULT_OK;
+  const auto answer = base::AskForFactory(
+      object_id_export, [&](const char *name) { return platform::FindSymbol(module, name); });
+  return answer.factory && answer.factory->CreateInstance(&interface, output) == RESULT_OK;
 }
 
 }  // namespace

@@ -8,8 +8,8 @@
 #include <velmora/categories.h>
 #include <velmora/data_context.h>
 
+#include "base/counted_pointer.h"
 #include "core/ad_blocking.h"
-#include "core/counted_pointer.h"
 #include "script/token_list.h"
 
 namespace velmora {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/counted_pointer.h"
+#include "base/counted_pointer.h"
 #include "filter/filters.h"
 #include "support/fake_ad_blocker.h"
 #include "support/fake_host.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/counted_pointer.h"
+#include "base/counted_pointer.h"
 #include "core/switches.h"
 #include "gif/gif_builder.h"
 #include "support/fake_host.h"

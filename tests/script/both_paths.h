@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/counted_pointer.h"
+#include "base/counted_pointer.h"
 #include "core/fast_path.h"
 #include "script/data_script.h"
 #include "support/body_pieces.h"

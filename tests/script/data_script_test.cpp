@@ -9,7 +9,7 @@
 #include <sys/resource.h>
 #include <vector>
 
-#include "core/counted_pointer.h"
+#include "base/counted_pointer.h"
 #include "core/switches.h"
 #include "support/fake_ad_blocker.h"
 #include "support/fake_host.h"

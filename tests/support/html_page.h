@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/counted_pointer.h"
+#include "base/counted_pointer.h"
 #include "html/data_html2.h"
 #include "support/fake_host.h"
 

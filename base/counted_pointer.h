@@ -1,6 +1,7 @@
-// CountedPointer: owns one reference to a counted object.
+// CountedPointer: owns one reference to an object that counts them.
 #pragma once
 
+#include <cstddef>
 #include <utility>
 
 namespace velmora {
@@ -31,10 +32,12 @@ class CountedPointer {
     return pointer;
   }
 
+  void reset() noexcept { *this = CountedPointer(); }
   T *get() const noexcept { return object_; }
   T *operator->() const noexcept { return object_; }
   T &operator*() const noexcept { return *object_; }
   explicit operator bool() const noexcept { return object_ != nullptr; }
+  bool operator==(std::nullptr_t) const noexcept { return object_ == nullptr; }
 
  private:
   T *object_ = nullptr;
