@@ -24,8 +24,17 @@ class Decoder {
   /// The same; when the input ends inside a character (EINVAL), the state is as it was before.
   std::size_t ConvertOrTakeBack(const char *&input, std::size_t &input_left, char *&output,
                                 std::size_t &room_left) noexcept;
+  /// The same for sets with shift sequences: one is converted alone, to nothing, and so is the
+  /// character before one.
+  std::size_t ConvertBetweenShifts(const char *&input, std::size_t &input_left, char *&output,
+                                   std::size_t &room_left) noexcept;
 
  private:
+  /// Converts what the fewest bytes are converted for; answers whether anything came out. Without
+  /// that, and with all bytes left, there was nothing to convert.
+  bool ConvertLeast(const char *&input, std::size_t &input_left, char *&output,
+                    std::size_t &room_left) noexcept;
+
   /// Room for libiconv's `iconv_allocation_t`.
   struct alignas(64) State {
     std::array<std::byte, 232> memory;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <iconv.h>
 
 #include "core/fast_path.h"
 #include "core/strings.h"
@@ -12,7 +13,7 @@
 namespace velmora {
 namespace {
 
-/// Sets without shift states that most pages are in. For any other set the decoder's state is kept
+/// Sets without any state that most pages are in. For any other set the decoder's state is kept
 /// before each character, which costs about half as much again as the conversion.
 constexpr std::string_view STATELESS_SETS[] = {
     "ISO-8859-1",   "UTF-8",        "windows-1252", "ISO-8859-15", "ISO-8859-2", "us-ascii",
@@ -20,10 +21,8 @@ constexpr std::string_view STATELESS_SETS[] = {
     "GBK",          "GB18030",      "BIG5",         "EUC-KR",      "UTF-16LE",   "UTF-16BE",
 };
 
-bool MayShift(std::string_view name) noexcept {
-  return std::ranges::none_of(STATELESS_SETS,
-                              [name](std::string_view set) { return EqualNoCase(set, name); });
-}
+/// How libiconv calls the sets with shift sequences: by these names, or by names that begin so.
+constexpr std::string_view SHIFTING_SETS[] = {"ISO-2022-", "CP5022", "HZ", "UTF-7"};
 
 }  // namespace
 
@@ -31,7 +30,7 @@ CEncoding::CEncoding(std::string_view name)
     : name_(name),
       decoder_("UCS-2LE", name_.c_str()),
       encoder_(name_.c_str(), "UTF-8"),
-      has_shift_states_(MayShift(name)),
+      memory_(MemoryOf(name_)),
       shape_(UsesFastPath() && IsValid() ? CharsetShape::Of(name_.c_str()) : nullptr) {
   if (IsTraced()) Log("CEncoding(%s)\n", name_.c_str());
   for (const bool is_open : {decoder_.IsOpen(), encoder_.IsOpen()}) {
@@ -49,6 +48,14 @@ bool CEncoding::IsTraced() const noexcept {
   return switches::ENCODING_TRACE && !EqualNoCase(name_, "ISO-8859-1");
 }
 
+CEncoding::Memory CEncoding::MemoryOf(const std::string &name) noexcept {
+  const auto is_name = [&name](std::string_view set) { return EqualNoCase(set, name); };
+  if (std::ranges::any_of(STATELESS_SETS, is_name)) return Memory::NOTHING;
+  const std::string_view canonical = iconv_canonicalize(name.c_str());
+  const auto is_begin = [canonical](std::string_view set) { return canonical.starts_with(set); };
+  return std::ranges::any_of(SHIFTING_SETS, is_begin) ? Memory::SHIFTS : Memory::ANYTHING;
+}
+
 bool CEncoding::IsValid() const noexcept {
   return decoder_.IsOpen() && encoder_.IsOpen();
 }
@@ -62,9 +69,10 @@ DecodedChar CEncoding::Convert(std::span<const std::uint8_t> bytes) noexcept {
   std::size_t input_left = bytes.size();
   char *output = reinterpret_cast<char *>(unit.data());
   std::size_t room_left = unit.size();
-  const std::size_t result = has_shift_states_
-                                 ? decoder_.ConvertOrTakeBack(input, input_left, output, room_left)
-                                 : decoder_.Convert(input, input_left, output, room_left);
+  const auto convert = memory_ == Memory::NOTHING    ? &Decoder::Convert
+                       : memory_ == Memory::ANYTHING ? &Decoder::ConvertOrTakeBack
+                                                     : &Decoder::ConvertBetweenShifts;
+  const std::size_t result = (decoder_.*convert)(input, input_left, output, room_left);
   const int error = result == CONVERSION_FAILED ? errno : 0;
 
   const DecodedChar decoded{static_cast<std::int32_t>(bytes.size() - input_left), room_left == 0,

@@ -54,8 +54,10 @@ class CEncoding {
   std::string name_;
   Decoder decoder_;
   Converter encoder_;
-  /// Whether the decoder may keep what it has taken in between calls.
-  const bool has_shift_states_;
+  /// What the decoder may keep of what it has taken in between calls.
+  enum class Memory { NOTHING, ANYTHING, SHIFTS };
+  static Memory MemoryOf(const std::string &name) noexcept;
+  const Memory memory_;
   const CharsetShape *const shape_;
 };
 

@@ -52,8 +52,15 @@ const DecodeCase DECODE_CASES[] = {
     {"UTF-16LE", "<"sv, 0, false, 0, "* UTF-16LE: incomplete input.\n"},
     {"SHIFT_JIS", "\x82\xA0<"sv, 2, true, 0x3042, ""},
     {"windows-1252", "\x80"sv, 1, true, 0x20AC, ""},
-    // A shift sequence at the end of the bytes is consumed without a unit.
+    // A shift sequence is consumed without a unit, whatever is behind it.
     {"ISO-2022-JP", "\x1B$B"sv, 3, false, 0, ""},
+    {"ISO-2022-JP", "\x1B(B<x"sv, 3, false, 0, ""},
+    {"csISO2022KR", "\x1B$)C\x0E"sv, 4, false, 0, ""},
+    {"HZ", "~{VP~}"sv, 2, false, 0, ""},
+    {"UTF-7", "+AGE-"sv, 1, false, 0, ""},
+    // ... nor is one taken in with the character before it.
+    {"ISO-2022-JP", "a\x1B$B"sv, 1, true, 'a', ""},
+    {"ISO-2022-JP", "\x1B$"sv, 0, false, 0, "* ISO-2022-JP: incomplete input.\n"},
     {"no-such-set", "a"sv, -1, false, 0, ""},
 };
 
