@@ -72,7 +72,9 @@ void ElementStack::Push(const OpenElement &element, std::string_view name,
 
 void ElementStack::Pop() noexcept {
   const Entry &innermost = entries_.back();
-  std::uint32_t &slot = Slot(Name(Size() - 1));
+  const std::uint32_t depth = Size() - 1;
+  std::uint32_t &slot =
+      SlotWhere(Name(depth), [depth](std::uint32_t held) { return held == depth; });
   slot = innermost.namesake;
   if (slot == UNKNOWN) --distinct_names_;
   texts_.resize(innermost.text_begin);
@@ -96,12 +98,16 @@ std::size_t ElementStack::TextEnd(std::uint32_t depth) const noexcept {
   return depth + 1 < Size() ? entries_[depth + 1].text_begin : texts_.size();
 }
 
-/// The slot that holds the name, or the empty one that it would be put into.
-std::uint32_t &ElementStack::Slot(std::string_view name) noexcept {
+template <class Predicate>
+std::uint32_t &ElementStack::SlotWhere(std::string_view name, Predicate is_sought) noexcept {
   const std::size_t mask = slots_.size() - 1;
   std::size_t index = Hash(name, this) & mask;
-  while (slots_[index] != UNKNOWN && Name(slots_[index]) != name) index = (index + 1) & mask;
+  while (!is_sought(slots_[index])) index = (index + 1) & mask;
   return slots_[index];
+}
+
+std::uint32_t &ElementStack::Slot(std::string_view name) noexcept {
+  return SlotWhere(name, [&](std::uint32_t held) { return held == UNKNOWN || Name(held) == name; });
 }
 
 void ElementStack::GrowSlots() {

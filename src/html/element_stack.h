@@ -56,6 +56,10 @@ class ElementStack {
   };
 
   std::size_t TextEnd(std::uint32_t depth) const noexcept;
+  /// The first of the slots that a name can be in for which `is_sought` is true of what it holds.
+  template <class Predicate>
+  std::uint32_t &SlotWhere(std::string_view name, Predicate is_sought) noexcept;
+  /// The slot that holds the name, or the empty one that it would be put into.
   std::uint32_t &Slot(std::string_view name) noexcept;
   void GrowSlots();
 
