@@ -85,9 +85,9 @@ class ScriptInput {
   /// Offset of the block's first byte.
   std::uint32_t block_base_;
   std::uint32_t block_length_ = 0;
-  const std::uint8_t *block_;
   /// The block of a file.
   std::array<std::uint8_t, BLOCK_SIZE> bytes_;
+  const std::uint8_t *block_;
   std::array<char16_t, BLOCK_SIZE> units_;
   const char16_t *next_ = units_.data();
   const char16_t *limit_ = units_.data();

@@ -42,6 +42,10 @@ using Candidate =
 /// The shortest text in which there is something to find: a width of one digit.
 constexpr std::size_t SHORTEST_FINDING = WIDTH.size() + 2;
 
+/// A script may have this many bytes of strings examined, and so many for each byte of its texts.
+constexpr std::uint64_t MOST_EXAMINED = 64U << 20;
+constexpr std::uint64_t MOST_EXAMINED_PER_BYTE = 16;
+
 /// Memory for one text at a time.
 class TextBuffer {
  public:
@@ -192,6 +196,10 @@ bool CScriptStringScanner::GetFinding(std::int32_t &category, std::string &text)
 bool ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::uint32_t skip) {
   TextBuffer buffer;
   bool is_whole = CScriptTokenList::IsWhole(list);
+  // Texts read back wrong can each be as long as the script.
+  const std::uint64_t most =
+      MOST_EXAMINED + MOST_EXAMINED_PER_BYTE * CScriptTokenList::TextSize(list);
+  std::uint64_t examined = 0;
   const std::uint32_t count = CScriptTokenList::Count(list);
   for (std::uint32_t index = 0; index < count; ++index) {
     TokenCode code = 0;
@@ -210,6 +218,11 @@ bool ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::
     // Behind a very long text the length may be anything: no memory is spent on what is not there.
     if (status == LEX_INVALID) continue;
     if (status == LEX_OK && !CScriptTokenList::HoldsText(list, position, length)) continue;
+    examined += length;
+    if (examined > most && length > CScriptTokenList::LONGEST_PLAIN_TEXT) {
+      is_whole = false;
+      continue;
+    }
     char *const text = status == LEX_OK ? buffer.Room(length) : nullptr;
     if (text == nullptr || CScriptTokenList::ReadText(list, text, position, length) != LEX_OK) {
       is_whole = false;

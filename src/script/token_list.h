@@ -57,6 +57,10 @@ class CScriptTokenList {
   static bool IsWhole(const CScriptTokenList *list) noexcept {
     return list != nullptr && list->is_whole_;
   }
+  /// Bytes of the text stream.
+  static std::uint32_t TextSize(const CScriptTokenList *list) noexcept {
+    return list == nullptr ? 0 : list->texts_->size();
+  }
   /// Where a token's text stands in the text stream. After a text longer than a page both may be
   /// anything: `HoldsText` tells whether there is such a text.
   static LexStatus TextAt(CScriptTokenList *list, std::uint32_t index, std::uint32_t *length,

@@ -282,6 +282,21 @@ TEST_F(DataScriptTest, FindsFlashWithoutRoomForTemporaryFiles) {
   setrlimit(RLIMIT_FSIZE, &limit);
 }
 
+TEST_F(DataScriptTest, BoundsWhatMisreadStringsCost) {
+  Enable({CATEGORY_JAVASCRIPT_FLASH});
+  context_.listens = true;
+  // What is read as the length of the string behind each long text: half of the script.
+  std::string length("\0\0 \0"s);
+  std::string text;
+  for (int i = 0; i < 4125; ++i) text += length;
+  std::string script = "  ";
+  while (script.size() < 4U << 20) script += "'" + text + "''y'";
+  ExpectNothing(script);
+  EXPECT_EQ(context_.listener.unexamined, 1);
+  // Strings that are read right are examined all the same.
+  ExpectFinding(script + ",'" + FLASH_ID + "'", CATEGORY_JAVASCRIPT_FLASH, "\"" + FLASH_ID + "\"");
+}
+
 TEST_F(DataScriptTest, ChunksMakeNoDifference) {
   Enable({CATEGORY_JAVASCRIPT_FLASH, CATEGORY_JAVASCRIPT_AD_SIZES, CATEGORY_VBSCRIPT_AD_SIZES});
   library_.sizes = {"468x60"};
