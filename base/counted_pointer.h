@@ -10,6 +10,7 @@ template <class T>
 class CountedPointer {
  public:
   CountedPointer() = default;
+  CountedPointer(std::nullptr_t) noexcept {}
   /// Takes a reference of its own.
   explicit CountedPointer(T *object) noexcept : object_(object) {
     if (object_ != nullptr) object_->AddRef();
