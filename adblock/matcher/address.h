@@ -18,7 +18,7 @@ namespace velmora::adblock {
 /// What of an address is looked at; rules speak of beginnings.
 inline constexpr std::size_t MAX_ADDRESS = 2048;
 /// What of one within a text is, where one may seem to begin at every other byte.
-inline constexpr std::size_t MAX_ADDRESS_IN_TEXT = 1024;
+inline constexpr std::size_t MAX_ADDRESS_IN_TEXT = 512;
 /// Of an address's token, a word of letters and digits, this many first bytes are looked at.
 inline constexpr std::size_t TOKEN_SIZE = 6;
 

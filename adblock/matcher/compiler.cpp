@@ -34,32 +34,48 @@ constexpr std::uint32_t HOSTS_WEIGHT = 300;
 constexpr std::uint32_t SUFFIX_WEIGHT = 6000;
 
 /// A rule of the lists, with its conditions as numbers: two rules say the same if all of it but the
-/// place is the same.
+/// place is the same. There are many, so it is small.
 struct ReadRule {
-  std::string_view text;
-  std::string_view pattern;
-  std::string_view replacement;
+  ReadRule(const Rule &rule, std::uint16_t in_list, std::uint32_t in_line)
+      : text(rule.text.data()),
+        pattern(rule.pattern.data()),
+        text_size(static_cast<std::uint16_t>(rule.text.size())),
+        pattern_size(static_cast<std::uint16_t>(rule.pattern.size())),
+        line(in_line),
+        list(in_list),
+        flags(rule.flags),
+        types(rule.types),
+        methods(rule.methods) {}
+
+  std::string_view Text() const noexcept { return {text, text_size}; }
+  std::string_view Pattern() const noexcept { return {pattern, pattern_size}; }
+
+  const char *text;
+  const char *pattern;
+  std::uint16_t text_size;
+  std::uint16_t pattern_size;
   std::uint32_t line;
   std::uint16_t list;
   std::uint16_t flags;
   std::uint16_t types;
   std::uint16_t methods;
-  /// Numbers of domain lists; 0 for none.
-  std::uint32_t page_domains;
-  std::uint32_t address_domains;
+  /// Numbers of domain lists, and of what is put in the place of what is blocked; 0 for none.
+  std::uint32_t page_domains = 0;
+  std::uint32_t address_domains = 0;
+  std::uint32_t replacement = 0;
 };
 
 bool SaysTheSame(const ReadRule &a, const ReadRule &b) noexcept {
   constexpr auto WHAT = static_cast<std::uint16_t>(~RULE_BAD_FILTER);
-  return a.pattern == b.pattern && a.replacement == b.replacement &&
-         ((a.flags ^ b.flags) & WHAT) == 0 && a.types == b.types && a.methods == b.methods &&
-         a.page_domains == b.page_domains && a.address_domains == b.address_domains;
+  return a.Pattern() == b.Pattern() && ((a.flags ^ b.flags) & WHAT) == 0 && a.types == b.types &&
+         a.methods == b.methods && a.page_domains == b.page_domains &&
+         a.address_domains == b.address_domains && a.replacement == b.replacement;
 }
 
 /// Of what `SaysTheSame` compares, most of it.
 std::uint64_t HashOf(const ReadRule &rule) noexcept {
   const std::uint64_t conditions = rule.types | std::uint64_t{rule.page_domains} << 16;
-  return FingerprintOf(rule.pattern).words[0] ^ HashWord(conditions + rule.address_domains);
+  return FingerprintOf(rule.Pattern()).words[0] ^ HashWord(conditions + rule.address_domains);
 }
 
 /// The lists of domain names that rules have, each once.
@@ -132,10 +148,10 @@ class SingleKeys {
     keys_.clear();
     pieces_.clear();
     if (rule.flags & RULE_EXPRESSION) {
-      runs_ = LiteralRunsOf(rule.pattern);
+      runs_ = LiteralRunsOf(rule.Pattern());
       AddTokensOfExpression(runs_, &pieces_);
     } else {
-      std::string_view pattern = rule.pattern;
+      std::string_view pattern = rule.Pattern();
       if (rule.flags & RULE_MATCH_CASE) {
         lower_.resize(pattern.size());
         std::transform(pattern.begin(), pattern.end(), lower_.begin(), base::ToLowerAscii);
@@ -185,7 +201,7 @@ HostKeys HostKeysOf(std::span<const DomainName> domains, std::uint64_t kind) {
 class KeyCensus {
  public:
   explicit KeyCensus(std::size_t rules)
-      : shift_(64 - std::clamp(static_cast<int>(std::bit_width(rules)) + 3, 8, 20)),
+      : shift_(64 - std::clamp(static_cast<int>(std::bit_width(rules)) + 1, 8, 20)),
         counts_(std::size_t{1} << (64 - shift_)) {
     std::uint32_t weight = COMMON_WEIGHT * static_cast<std::uint32_t>(std::size(COMMON_TOKENS));
     for (const std::string_view token : COMMON_TOKENS) {
@@ -206,6 +222,15 @@ class Compiler {
  public:
   void Read(const std::vector<ListText> &lists) {
     sizes_.insert(STANDARD_SIZES.begin(), STANDARD_SIZES.end());
+    std::size_t line_count = 0;
+    std::size_t text_size = 0;
+    for (const ListText &list : lists) {
+      line_count +=
+          1 + static_cast<std::size_t>(std::count(list.text.begin(), list.text.end(), '\n'));
+      text_size += list.text.size();
+    }
+    rules_.reserve(line_count);
+    text_.reserve(text_size);
     for (const ListText &list : lists) {
       ListRecord record{};
       record.name = Keep(list.name);
@@ -253,6 +278,8 @@ class Compiler {
     records_.reserve(rules_.size());
     origins_.reserve(rules_.size());
     entries_.reserve(rules_.size() + rules_.size() / 4);
+    bucket_bits_ = std::max(3U, static_cast<unsigned>(std::bit_width(rules_.size())));
+    filter_.resize(std::size_t{1} << (FilterBits() - 6));
     for (const ReadRule &rule : rules_) AddRule(rule, census);
     if (entries_.size() > MAX_ENTRIES) throw std::length_error("too many rules");
   }
@@ -263,22 +290,23 @@ class Compiler {
     header.version = ImageVersion();
     header.byte_order = IMAGE_BYTE_ORDER;
     header.source = source;
-    header.bucket_bits = std::max(3U, static_cast<unsigned>(std::bit_width(entries_.size())));
-    header.filter_bits = header.bucket_bits + 3;
+    header.bucket_bits = bucket_bits_;
+    header.filter_bits = FilterBits();
     header.expressions = expressions_;
     header.has_page_labels = has_page_labels_;
 
-    std::vector<std::uint64_t> filter(std::size_t{1} << (header.filter_bits - 6));
-    for (const KeyedRule &entry : entries_) {
-      const std::uint64_t bit = entry.key.hash >> (64 - header.filter_bits);
-      filter[bit / 64] |= std::uint64_t{1} << (bit % 64);
-    }
-    const Index index = MakeIndex(header.bucket_bits);
+    std::vector<std::uint32_t> buckets = MakeBuckets();
+    const std::vector<IndexEntry> entries = InOrderOfBuckets(&buckets);
     std::vector<std::uint32_t> sizes;
     for (const Size &size : sizes_) sizes.push_back(std::uint32_t{size.width} << 16 | size.height);
 
     std::string image(sizeof header, '\0');
-    image.reserve(text_.size() + records_.size() * 64 + index.entries.size() * 32);
+    const auto bytes_of = [](const auto &records) {
+      return records.size() * sizeof records[0] + 64;
+    };
+    image.reserve(sizeof header + bytes_of(lists_) + bytes_of(records_) + bytes_of(origins_) +
+                  bytes_of(entries) + bytes_of(buckets) + bytes_of(filter_) + bytes_of(unkeyed_) +
+                  bytes_of(domains_) + bytes_of(sizes) + bytes_of(text_));
     const auto section = [&](const auto &records) {
       image.resize((image.size() + 63) / 64 * 64);
       const Section place{static_cast<std::uint32_t>(image.size()),
@@ -290,9 +318,9 @@ class Compiler {
     header.lists = section(lists_);
     header.rules = section(records_);
     header.origins = section(origins_);
-    header.entries = section(index.entries);
-    header.buckets = section(index.buckets);
-    header.filter = section(filter);
+    header.entries = section(entries);
+    header.buckets = section(buckets);
+    header.filter = section(filter_);
     header.unkeyed = section(unkeyed_);
     header.domains = section(domains_);
     header.sizes = section(sizes);
@@ -304,15 +332,12 @@ class Compiler {
   }
 
  private:
-  struct KeyedRule {
-    Key key;
-    std::uint32_t rule;
+  struct KeyedEntry {
     std::uint64_t lookup;
+    IndexEntry entry;
   };
-  struct Index {
-    std::vector<IndexEntry> entries;
-    std::vector<std::uint32_t> buckets;
-  };
+
+  unsigned FilterBits() const { return bucket_bits_ + 3; }
 
   void ReadList(std::string_view text, ListCounts *counts) {
     const auto list = static_cast<std::uint16_t>(lists_.size());
@@ -326,9 +351,10 @@ class Compiler {
           break;
         case LineKind::kRules:
           for (const Rule &rule : parsed.rules) {
-            rules_.push_back({rule.text, rule.pattern, rule.replacement, line, list, rule.flags,
-                              rule.types, rule.methods, domain_lists_.NumberOf(rule.page_domains),
-                              domain_lists_.NumberOf(rule.address_domains)});
+            ReadRule &read = rules_.emplace_back(rule, list, line);
+            read.page_domains = domain_lists_.NumberOf(rule.page_domains);
+            read.address_domains = domain_lists_.NumberOf(rule.address_domains);
+            read.replacement = ReplacementNumber(rule.replacement);
           }
           break;
         case LineKind::kSize:
@@ -349,12 +375,12 @@ class Compiler {
   void AddRule(const ReadRule &rule, const KeyCensus &census) {
     const auto number = static_cast<std::uint32_t>(records_.size());
     // Rules of one line share its text.
-    if (rule.text.data() != last_text_.data()) {
-      last_text_ = rule.text;
-      last_place_ = Keep(rule.text);
+    if (rule.text != last_text_.data()) {
+      last_text_ = rule.Text();
+      last_place_ = Keep(last_text_);
     }
     RuleRecord record{};
-    const TextPlace pattern = PlaceOf(rule.pattern);
+    const TextPlace pattern = PlaceOf(rule.Pattern());
     record.pattern = pattern.offset;
     record.pattern_size = static_cast<std::uint16_t>(pattern.size);
     record.flags = rule.flags;
@@ -389,37 +415,57 @@ class Compiler {
       }
     }
     if (!best_hosts.keys.empty()) {
-      for (const Key &key : best_hosts.keys) entries_.push_back({key, number, key.Lookup()});
+      for (const Key &key : best_hosts.keys) AddEntry(key, number);
       return NO_OFFSET;
     }
     if (!best) {
       unkeyed_.push_back(number);
       return NO_OFFSET;
     }
-    entries_.push_back({*best, number, best->Lookup()});
+    AddEntry(*best, number);
     return best->offset;
   }
 
-  /// The entries in the order of their buckets, within one in the order of the rules.
-  Index MakeIndex(unsigned bucket_bits) const {
-    const auto bucket_of = [=](const KeyedRule &entry) {
-      return entry.lookup >> (64 - bucket_bits);
-    };
-    Index index;
-    index.buckets.resize((std::size_t{1} << bucket_bits) + 1);
-    for (const KeyedRule &entry : entries_) ++index.buckets[bucket_of(entry) + 1];
-    for (std::size_t at = 1; at < index.buckets.size(); ++at) {
-      index.buckets[at] += index.buckets[at - 1];
+  void AddEntry(const Key &key, std::uint32_t rule) {
+    const std::uint64_t lookup = key.Lookup();
+    entries_.push_back({lookup, {key.behind, rule, ComparedBits(lookup), key.before, key.span}});
+    const std::uint64_t bit = key.hash >> (64 - FilterBits());
+    filter_[bit / 64] |= std::uint64_t{1} << (bit % 64);
+  }
+
+  std::uint64_t BucketOf(const KeyedEntry &keyed) const {
+    return keyed.lookup >> (64 - bucket_bits_);
+  }
+
+  /// Where each bucket ends.
+  std::vector<std::uint32_t> MakeBuckets() const {
+    std::vector<std::uint32_t> buckets((std::size_t{1} << bucket_bits_) + 1);
+    for (const KeyedEntry &keyed : entries_) ++buckets[BucketOf(keyed)];
+    for (std::size_t at = 1; at < buckets.size(); ++at) buckets[at] += buckets[at - 1];
+    return buckets;
+  }
+
+  /// The entries in the order of their buckets, within one in the order of the rules; turns each
+  /// bucket's end into its start, and marks it.
+  std::vector<IndexEntry> InOrderOfBuckets(std::vector<std::uint32_t> *buckets) const {
+    std::vector<IndexEntry> ordered(entries_.size());
+    for (std::size_t at = entries_.size(); at-- > 0;) {
+      ordered[--(*buckets)[BucketOf(entries_[at])]] = entries_[at].entry;
     }
-    index.entries.resize(entries_.size());
-    std::vector<std::uint32_t> next = index.buckets;
-    for (const KeyedRule &entry : entries_) {
-      index.entries[next[bucket_of(entry)]++] = {entry.key.behind, entry.rule,
-                                                 ComparedBits(entry.lookup), entry.key.before,
-                                                 entry.key.span};
-      index.buckets[bucket_of(entry)] |= BucketMark(entry.lookup);
+    for (const KeyedEntry &keyed : entries_) {
+      (*buckets)[BucketOf(keyed)] |= BucketMark(keyed.lookup);
     }
-    return index;
+    return ordered;
+  }
+
+  std::uint32_t ReplacementNumber(std::string_view replacement) {
+    if (replacement.empty()) return 0;
+    const auto number = static_cast<std::uint32_t>(replacements_.size());
+    const std::uint32_t known = replacement_table_.FindOrAdd(
+        HashBytes(replacement), number,
+        [&](std::uint32_t other) { return replacements_[other] == replacement; });
+    if (known == number) replacements_.push_back(replacement);
+    return known;
   }
 
   std::uint32_t HeadOf(std::uint32_t list) {
@@ -467,12 +513,16 @@ class Compiler {
   StringArena arena_;
   DomainLists domain_lists_;
   SingleKeys single_keys_;
+  std::vector<std::string_view> replacements_{std::string_view()};
+  OpenTable replacement_table_;
   std::vector<ReadRule> rules_;
   std::set<Size> sizes_;
   std::vector<ListRecord> lists_;
   std::vector<RuleRecord> records_;
   std::vector<OriginRecord> origins_;
-  std::vector<KeyedRule> entries_;
+  unsigned bucket_bits_ = 0;
+  std::vector<KeyedEntry> entries_;
+  std::vector<std::uint64_t> filter_;
   std::vector<std::uint32_t> unkeyed_;
   /// Head 0 stands for no list.
   std::vector<DomainRecord> domains_{DomainRecord{}};

@@ -9,7 +9,7 @@ namespace velmora::adblock {
 /// one made of the words that most rules have, over and over, would need a hundred times as much.
 class Effort {
  public:
-  static constexpr std::size_t MOST = std::size_t{16} << 10;
+  static constexpr std::size_t MOST = std::size_t{32} << 10;
 
   void Spend(std::size_t cost) noexcept { spent_ += cost; }
   bool IsSpent() const noexcept { return spent_ >= MOST; }

@@ -18,9 +18,9 @@ class OpenTable {
   template <typename IsSame>
   std::uint32_t FindOrAdd(std::uint64_t hash, std::uint32_t number, IsSame is_same) {
     if (2 * count_ >= slots_.size()) Grow();
-    Slot &slot = slots_[Place(hash, is_same)];
+    Slot &slot = slots_[Place(Short(hash), is_same)];
     if (slot.number == NONE) {
-      slot = {hash, number};
+      slot = {Short(hash), number};
       ++count_;
     }
     return slot.number;
@@ -28,7 +28,7 @@ class OpenTable {
 
   template <typename IsSame>
   std::optional<std::uint32_t> Find(std::uint64_t hash, IsSame is_same) const {
-    const Slot &slot = slots_[Place(hash, is_same)];
+    const Slot &slot = slots_[Place(Short(hash), is_same)];
     if (slot.number == NONE) return std::nullopt;
     return slot.number;
   }
@@ -36,15 +36,19 @@ class OpenTable {
  private:
   static constexpr std::uint32_t NONE = ~0U;
   struct Slot {
-    std::uint64_t hash;
+    std::uint32_t hash;
     std::uint32_t number;
   };
 
+  static std::uint32_t Short(std::uint64_t hash) noexcept {
+    return static_cast<std::uint32_t>(hash ^ hash >> 32);
+  }
+
   /// Of the number that is the same, else the free place for one.
   template <typename IsSame>
-  std::size_t Place(std::uint64_t hash, IsSame is_same) const {
+  std::size_t Place(std::uint32_t hash, IsSame is_same) const {
     const std::size_t mask = slots_.size() - 1;
-    std::size_t at = (hash ^ hash >> 32) & mask;
+    std::size_t at = hash & mask;
     while (slots_[at].number != NONE && (slots_[at].hash != hash || !is_same(slots_[at].number))) {
       at = (at + 1) & mask;
     }

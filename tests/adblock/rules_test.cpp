@@ -287,6 +287,47 @@ TEST(Rules, OfTwoListsThatDisagree) {
   }
 }
 
+std::string Repeated(std::string_view piece, std::size_t count) {
+  std::string text;
+  for (; count > 0; --count) text += piece;
+  return text;
+}
+
+// A word that stands many times in an address finds its rules each time; those that do not depend
+// on the place are tried once.
+TEST(Effort, GrowsWithTheAddressAndNotWithItsSquare) {
+  std::string list(HEADER);
+  for (int number = 0; number < 20; ++number) {
+    const std::string digits = std::to_string(number);
+    list += "/word/*x" + digits + "\n/word\\/.*y" + digits + "/\n";
+    list += "/word/$domain=nowhere.example|p" + digits + ".example\n";
+  }
+  const auto rules = RulesOf(list + "/word/last\n");
+  const auto effort = [&](std::size_t count) {
+    return rules->EffortOf({SITE, "http://a.example" + Repeated("/word", count) + "/"});
+  };
+  EXPECT_GT(effort(2), 20U);
+  EXPECT_LT(effort(200), effort(20) + 180 * 100);
+  EXPECT_LT(effort(320), 1.7 * 16 * static_cast<double>(effort(20)));
+  // What does depend on the place is tried at each.
+  EXPECT_EQ(NameOf(rules->Judge({SITE, "http://a.example" + Repeated("/word", 300) + "/last"})),
+            "blocked");
+}
+
+TEST(Effort, HasALimitAboveWhatRealAddressesNeed) {
+  std::string list(HEADER);
+  for (int number = 0; number < 3000; ++number) {
+    list += "/[a-z]{4}x.*y" + std::to_string(number) + "z/\n";
+  }
+  const auto rules = RulesOf(list + "||first.example^\n");
+  const std::string end = "/" + Repeated("abcdx", 400);
+  const std::size_t most = rules->EffortOf({SITE, "http://a.example" + end});
+  EXPECT_GE(most, Effort::MOST);
+  EXPECT_LT(most, Effort::MOST + 3 * MAX_ADDRESS);
+  // Hosts come first.
+  EXPECT_EQ(NameOf(rules->Judge({SITE, "http://first.example" + end})), "blocked");
+}
+
 TEST(Addresses, AreLookedAtUpToALimit) {
   const auto rules = RulesOf("[Adblock]\n/ad.\nend|\n");
   const std::string filler(MAX_ADDRESS, 'x');
