@@ -221,7 +221,10 @@ bool LineParser::ReadPattern(std::string_view pattern, Rule *rule) {
     return true;
   }
   ReadAnchors(&pattern, rule);
-  if (SaysNothing(pattern) && rule->page_domains.empty() && rule->address_domains.empty()) {
+  // What matches every address would empty pages; of what is none of their content it may speak.
+  constexpr std::uint16_t CONTENT = TYPES_ELEMENT | TYPE_STYLESHEET | TYPE_DOCUMENT;
+  if (SaysNothing(pattern) && (rule->types & CONTENT) != 0 && rule->page_domains.empty() &&
+      rule->address_domains.empty()) {
     SkipLine(Skip::kTooGeneral);
     return false;
   }

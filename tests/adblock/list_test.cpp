@@ -71,6 +71,7 @@ TEST(Lists, EveryLineIsTakenForSomething) {
       {"^", "too general"},
       {"||*^|$script", "too general"},
       {"$script", "too general"},
+      {"*$ping,3p", "rule"},
       {"@@*", "too general"},
       {"*$script,domain=a.example", "rule"},
       {"two words", "unreadable"},

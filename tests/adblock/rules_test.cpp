@@ -296,13 +296,14 @@ std::string Repeated(std::string_view piece, std::size_t count) {
 // A word that stands many times in an address finds its rules each time; those that do not depend
 // on the place are tried once.
 TEST(Effort, GrowsWithTheAddressAndNotWithItsSquare) {
-  std::string list(HEADER);
+  std::ostringstream list;
+  list << HEADER;
   for (int number = 0; number < 20; ++number) {
-    const std::string digits = std::to_string(number);
-    list += "/word/*x" + digits + "\n/word\\/.*y" + digits + "/\n";
-    list += "/word/$domain=nowhere.example|p" + digits + ".example\n";
+    list << "/word/*x" << number << "\n/word\\/.*y" << number << "/\n"
+         << "/word/$domain=nowhere.example|p" << number << ".example\n";
   }
-  const auto rules = RulesOf(list + "/word/last\n");
+  list << "/word/last\n";
+  const auto rules = RulesOf(list.str());
   const auto effort = [&](std::size_t count) {
     return rules->EffortOf({SITE, "http://a.example" + Repeated("/word", count) + "/"});
   };
@@ -315,12 +316,11 @@ TEST(Effort, GrowsWithTheAddressAndNotWithItsSquare) {
 }
 
 TEST(Effort, HasALimitAboveWhatRealAddressesNeed) {
-  std::string list(HEADER);
-  for (int number = 0; number < 3000; ++number) {
-    list += "/[a-z]{4}x.*y" + std::to_string(number) + "z/\n";
-  }
-  const auto rules = RulesOf(list + "||first.example^\n");
-  const std::string end = "/" + Repeated("abcdx", 400);
+  std::ostringstream list;
+  list << HEADER << "||first.example^\n";
+  for (int number = 0; number < 3000; ++number) list << "/[a-z]{4}x.*y" << number << "z/\n";
+  const auto rules = RulesOf(list.str());
+  const std::string end = Repeated("/abcdx", 340);
   const std::size_t most = rules->EffortOf({SITE, "http://a.example" + end});
   EXPECT_GE(most, Effort::MOST);
   EXPECT_LT(most, Effort::MOST + 3 * MAX_ADDRESS);
