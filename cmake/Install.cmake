@@ -41,7 +41,7 @@ install(FILES docs/man/velmora.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/man/velmora.toml.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 install(FILES packaging/completion.bash RENAME velmora
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(FILES README.md LICENSE CHANGELOG.md docs/policy.md docs/squid.md
+install(FILES README.md LICENSE CHANGELOG.md docs/policy.md docs/security.md docs/squid.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The proxy's side. Files that administrators change are laid down once and then left alone.

@@ -8,6 +8,7 @@
 #include "command/commands.h"
 #include "command/files.h"
 #include "host/bodies/transaction.h"
+#include "host/policy/policy_values.h"
 
 namespace velmora::command {
 namespace {
@@ -27,7 +28,13 @@ host::Policy ReadPolicy(const FilterOptions &options) {
   if (options.max_held) {
     stream.limits.held_bytes.most = static_cast<std::uint32_t>(*options.max_held);
   }
-  if (options.ad_library) policy.ads = {.library = *options.ad_library, .lists = policy.ads.lists};
+  if (!options.max_time.empty()) {
+    stream.limits.filter_time.most = host::ParseDuration(options.max_time);
+  }
+  if (options.ad_library) {
+    policy.ads.is_used = true;
+    policy.ads.library = *options.ad_library;
+  }
   if (!options.ad_lists.empty()) {
     policy.ads.is_used = true;
     policy.ads.lists.assign(options.ad_lists.begin(), options.ad_lists.end());
@@ -52,7 +59,8 @@ host::PolicyAnswer Answer(const host::Policy &policy, const FilterOptions &optio
 
 std::string Message(host::StopReason reason) {
   const std::string message = host::Describe(reason);
-  return reason == host::StopReason::HELD_BYTES ? message + " (see --max-held)" : message;
+  if (reason == host::StopReason::HELD_BYTES) return message + " (see --max-held)";
+  return reason == host::StopReason::FILTER_TIME ? message + " (see --max-time)" : message;
 }
 
 /// Where a body's result goes; null when its edits are shown in its place.

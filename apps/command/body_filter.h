@@ -27,6 +27,8 @@ struct FilterOptions {
   std::vector<std::string> settings{};
   std::uint32_t chunk_size = host::StreamOptions().slice_size;
   std::optional<std::uint64_t> max_held{};
+  /// As in policies: "10s"; empty: the policy's.
+  std::string max_time{};
   std::filesystem::path output{};
   std::filesystem::path policy{};
   std::string report = "text";

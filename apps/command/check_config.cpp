@@ -1,8 +1,13 @@
 // velmora check-config: reads a policy file, and shows what applies to a URL and a client.
+#include <cerrno>
 #include <chrono>
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <unistd.h>
 
 #include "command/argument_checks.h"
 #include "command/commands.h"
@@ -31,12 +36,6 @@ std::string Bytes(std::uint64_t count) {
   return fmt::format("{} bytes", count);
 }
 
-std::string Joined(const std::vector<std::filesystem::path> &paths) {
-  std::string list;
-  for (const auto &path : paths) list += (list.empty() ? "" : ", ") + path.string();
-  return list;
-}
-
 /// What holds for every response.
 std::string General(const host::Policy &policy) {
   const host::Limits &limits = policy.responses.stream.limits;
@@ -44,15 +43,14 @@ std::string General(const host::Policy &policy) {
   std::string text =
       Line("everywhere", policy.everywhere.block.Without(policy.everywhere.allow).Text());
   text += Line("rules", std::to_string(policy.rules.size()));
-  text += Line("limits",
-               fmt::format("{} held back, {} ms of filtering, {} decoded, ratio {}; "
-                           "beyond: {}",
-                           Bytes(limits.held_bytes.most), time.count(),
-                           Bytes(policy.responses.decoding.size), policy.responses.decoding.ratio,
-                           limits.beyond == host::BeyondLimit::FAIL ? "fail" : "pass"));
-  text += Line("ad library", !policy.ads.is_used        ? "not used"
-                             : policy.ads.lists.empty() ? "with the lists that it finds"
-                                                        : "with " + Joined(policy.ads.lists));
+  text += Line(
+      "limits",
+      fmt::format("{} held back, {} by all, {} ms of filtering, {} decoded, ratio {}; "
+                  "beyond: {}",
+                  Bytes(limits.held_bytes.most), Bytes(limits.all_held_bytes.most), time.count(),
+                  Bytes(policy.responses.decoding.size), policy.responses.decoding.ratio,
+                  limits.beyond == host::BeyondLimit::FAIL ? "fail" : "pass"));
+  if (!policy.ads.is_used) text += Line("ad library", "not used");
   text += Line("event log", !policy.event_log                ? "none"
                             : policy.event_log->file.empty() ? "standard error"
                                                              : policy.event_log->file.string());
@@ -106,19 +104,70 @@ std::string SpliceList(const host::Policy &policy) {
   return list;
 }
 
+/// The ad lists that a start with this policy comes to. Throws `LoadError` when it cannot be done.
+std::string AdRules(const host::Policy &policy) {
+  const host::Plugin plugin(host::DefaultPlugin(), policy.ads);
+  const host::AdLists in_force = plugin.ListsInForce();
+  if (in_force.lists.empty()) return {};
+  std::string text = Line("ad rules", fmt::format("{} in force", in_force.rules));
+  for (const host::AdList &list : in_force.lists) {
+    text += Line("", fmt::format("{} in {}, {}", list.rules, Printable(list.name), list.origin));
+  }
+  for (const std::string &problem : in_force.problems) PrintLine("warning: " + problem);
+  return text;
+}
+
+void WarnOfPopups(std::string_view where, const host::CategorySet &categories) {
+  if (!categories.Contains(CATEGORY_POPUPS) || categories.Contains(CATEGORY_RESTORE_POPUPS)) return;
+  PrintLine(
+      fmt::format("warning: {} blocks \"popups\" without \"restore-popups\": pages that open "
+                  "a window when asked to (\"Sign in with ...\") do not work",
+                  where));
+}
+
+/// What does not keep a proxy from starting, but is hardly meant.
+void Warn(const host::Policy &policy) {
+  const host::CategorySet everywhere = policy.For("", "").categories;
+  WarnOfPopups("[filter]", everywhere);
+  for (const host::PolicyRule &rule : policy.rules) {
+    const host::PolicyChange &change = rule.change;
+    const host::CategorySet categories =
+        change.only.value_or(everywhere).With(change.block).Without(change.allow);
+    if (categories != everywhere) {
+      WarnOfPopups(fmt::format("rule {} (line {})", Printable(rule.name), rule.line), categories);
+    }
+  }
+  if (!policy.event_log || policy.event_log->file.empty()) return;
+  const std::filesystem::path folder = policy.event_log->file.parent_path();
+  if (access(folder.c_str(), W_OK | X_OK) != 0) {
+    PrintLine(fmt::format("warning: event log {}: {} cannot be written to by this user: {}",
+                          policy.event_log->file.string(), folder.string(),
+                          std::generic_category().message(errno)));
+  }
+}
+
+/// All that a start needs.
+std::string Whole(const CheckOptions &options, const host::Policy &policy) {
+  const std::string rules = AdRules(policy);
+  Warn(policy);
+  return fmt::format("{}: no problems\n{}{}", options.file, General(policy), rules);
+}
+
 int CheckConfig(const CheckOptions &options) {
   try {
     const host::Policy policy = host::ReadPolicy(options.file);
     const bool is_particular = !options.url.empty() || !options.client.empty();
     Output output({});
     output.Write(options.is_splice_list ? SpliceList(policy)
-                 : is_particular
-                     ? Particular(policy, options)
-                     : fmt::format("{}: no problems\n{}", options.file, General(policy)));
+                 : is_particular        ? Particular(policy, options)
+                                        : Whole(options, policy));
     output.Finish();
     return EXIT_OK;
   } catch (const host::PolicyError &error) {
     PrintLine(error.what());
+    return EXIT_FAILED;
+  } catch (const host::LoadError &error) {
+    PrintLine(fmt::format("{}: a proxy would not start: {}", options.file, error.what()));
     return EXIT_FAILED;
   }
 }

@@ -22,6 +22,7 @@
 #include "command/jobs.h"
 #include "command/messages.h"
 #include "command/report.h"
+#include "host/policy/policy_values.h"
 
 namespace velmora::command {
 namespace {
@@ -147,6 +148,18 @@ void AddFilter(CLI::App &application, Action &action) {
       ->type_name("SIZE")
       ->transform(CLI::AsSizeValue(false).description(""))
       ->check(CLI::Range(std::uint64_t{0}, std::uint64_t{3} << 30).description(""));
+  command
+      .add_option("--max-time", options->max_time,
+                  "Give a body up that takes more processor time than this (default: 10s)")
+      ->type_name("TIME")
+      ->check([](const std::string &text) -> std::string {
+        try {
+          host::ParseDuration(text);
+          return "";
+        } catch (const std::invalid_argument &error) {
+          return error.what();
+        }
+      });
   command
       .add_option("-o,--output", options->output,
                   "File for the result, or folder for results under the files' names")

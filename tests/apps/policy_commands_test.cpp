@@ -40,14 +40,6 @@ TEST(CheckConfig, PrintsWhatApplies) {
   const Shell shell;
   shell.Write("velmora.toml", POLICY);
   const std::pair<std::string, std::string> cases[] = {
-      {"",
-       "velmora.toml: no problems\n"
-       "  everywhere    ad-urls, gif-animation\n"
-       "  rules         2\n"
-       "  limits        5000 bytes held back, 10000 ms of filtering, 1024 MiB decoded, ratio 200; "
-       "beyond: fail\n"
-       "  ad library    with the lists that it finds\n"
-       "  event log     /var/log/events.jsonl\n"},
       {"--url http://www.example/ --client 10.1.2.3",
        "http://www.example/ for 10.1.2.3:\n"
        "  rules         Pupils (line 3)\n"
@@ -73,6 +65,34 @@ TEST(CheckConfig, PrintsWhatApplies) {
     EXPECT_EQ(result.output, output);
     EXPECT_EQ(result.errors, "");
   }
+}
+
+TEST(CheckConfig, TellsWhatAStartComesTo) {
+  const Shell shell;
+  shell.Write("ads.txt", "||a.example^\n||b.example^\n");
+  const std::string ads = "[ads]\nlists = \"ads.txt\"\nrules = [\"||c.example^\"]\n";
+  shell.Write("good.toml", POLICY + ads);
+  const Result good = shell.Run("$velmora check-config good.toml");
+  EXPECT_EQ(good.exit_code, 0);
+  for (const auto *line :
+       {"no problems\n", "  limits        5000 bytes held back, 256 MiB by all, ",
+        "  ad rules      3 in force\n", "ads.txt, named in \"lists\"\n",
+        "1 in the policy's rules, from \"rules\"\n"}) {
+    EXPECT_THAT(good.output, HasSubstr(line));
+  }
+  shell.Write("odd.toml", "[filter]\nblock = \"popups\"\n[event-log]\nfile = \"none/log\"\n" + ads);
+  const Result odd = shell.Run("$velmora check-config odd.toml");
+  EXPECT_EQ(odd.exit_code, 0);
+  EXPECT_THAT(odd.errors, HasSubstr("warning: [filter] blocks \"popups\" without"));
+  EXPECT_THAT(odd.errors, HasSubstr("none/log"));
+  shell.Write("empty.txt", "! no rule\n");
+  shell.Write("bad.toml", "[ads]\nlists = \"empty.txt\"\n");
+  const Result bad = shell.Run("$velmora check-config bad.toml");
+  EXPECT_EQ(bad.exit_code, 1);
+  EXPECT_THAT(bad.errors, HasSubstr("would not start"));
+  EXPECT_EQ(
+      shell.Run("$velmora check-config --url 'www.evil.example/?u=http://bank.example/'").exit_code,
+      2);
 }
 
 TEST(CheckConfig, NamesProblemsWithTheirPlaces) {
