@@ -168,17 +168,17 @@ void CharsetShape::LearnUnits(const Converter &decoder, Kind kind) noexcept {
 void CharsetShape::LearnBytes(const Converter &decoder) noexcept {
   std::array<char, PADDED> bytes;
   bytes.fill('a');
-  std::array<bool, 256> is_whole{};
   for (unsigned b = 0; b < 256; ++b) {
     bytes[0] = static_cast<char>(b);
     const FirstCharacter first = Try(decoder, bytes);
-    is_whole[b] = first.has_unit && first.consumed == 1;
-    is_itself_[b] = b < ASCII_END && is_whole[b] && first.unit == b;
+    is_whole_[b] = first.has_unit && first.consumed == 1;
+    units_[b] = static_cast<char16_t>(first.unit);
+    is_itself_[b] = b < ASCII_END && is_whole_[b] && first.unit == b;
   }
 
   begins_.fill(true);
   for (unsigned b = 0; b < 256; ++b) {
-    if (is_whole[b]) continue;
+    if (is_whole_[b]) continue;
     bytes[0] = static_cast<char>(b);
     for (unsigned c = 0; c < 256; ++c) {
       bytes[1] = static_cast<char>(c);
@@ -200,6 +200,10 @@ void CharsetShape::LearnBytes(const Converter &decoder) noexcept {
 
 std::size_t CharsetShape::SafeEnd(std::span<const std::uint8_t> bytes,
                                   std::size_t from) const noexcept {
+  // No unit of a pair and none of the one behind it.
+  if (IsWide())
+    return from + (bytes.size() - from) / 2 * 2 -
+           std::min(bytes.size() - from, std::size_t{8}) / 2 * 2;
   // More than the longest character and one byte of the one behind it.
   static constexpr std::size_t LOOKED_AT = 8;
   const auto is_ascii = [](std::uint8_t byte) { return byte < ASCII_END; };

@@ -20,6 +20,10 @@
 
 namespace velmora {
 
+constexpr bool IsSurrogate(char16_t unit) noexcept {
+  return (unit & 0xF800) == 0xD800;
+}
+
 class CharsetShape {
  public:
   enum class Kind : std::uint8_t {
@@ -52,6 +56,12 @@ class CharsetShape {
   /// A character that begins with this byte is this ASCII character.
   bool IsItself(std::uint8_t byte) const noexcept { return is_itself_[byte]; }
 
+  /// In a set of 16-bit units, the one at the front of `bytes`.
+  char16_t Unit(const std::uint8_t *bytes) const noexcept {
+    const bool is_big_endian = kind_ == Kind::UNITS_BIG_ENDIAN;
+    return static_cast<char16_t>(bytes[is_big_endian ? 1 : 0] | bytes[is_big_endian ? 0 : 1] << 8);
+  }
+
   /// What `CEncoding::DecodeChar` answers, if that is known: `is_known` says so. It depends on two
   /// characters, since libiconv looks at the next one too.
   struct Answer {
@@ -60,7 +70,8 @@ class CharsetShape {
   };
   Answer Decode(std::span<const std::uint8_t> bytes) const noexcept {
     if (IsWide()) return DecodeUnit(bytes);
-    return {{1, true, bytes[0]}, IsItself(bytes[0]) && (bytes.size() == 1 || IsItself(bytes[1]))};
+    return {{1, true, units_[bytes[0]]},
+            is_whole_[bytes[0]] && (bytes.size() == 1 || is_whole_[bytes[1]])};
   }
 
  private:
@@ -70,19 +81,18 @@ class CharsetShape {
   void LearnBytes(const Converter &decoder) noexcept;
   void LearnUnits(const Converter &decoder, Kind kind) noexcept;
 
-  char16_t Unit(const std::uint8_t *bytes) const noexcept {
-    const bool is_big_endian = kind_ == Kind::UNITS_BIG_ENDIAN;
-    return static_cast<char16_t>(bytes[is_big_endian ? 1 : 0] | bytes[is_big_endian ? 0 : 1] << 8);
-  }
   Answer DecodeUnit(std::span<const std::uint8_t> bytes) const noexcept {
     if (bytes.size() != 2 && bytes.size() < 4) return {};
     const char16_t unit = Unit(bytes.data());
-    const bool is_next_surrogate = bytes.size() != 2 && (Unit(bytes.data() + 2) & 0xF800) == 0xD800;
+    const bool is_next_surrogate = bytes.size() != 2 && IsSurrogate(Unit(bytes.data() + 2));
     return {{2, true, unit}, unit < 0x80 && !is_next_surrogate};
   }
 
   Kind kind_ = Kind::NONE;
   bool is_single_byte_ = true;
+  /// Bytes that are characters, and these characters.
+  std::array<bool, 256> is_whole_{};
+  std::array<char16_t, 256> units_{};
   std::array<bool, 256> is_itself_{};
   std::array<bool, 256> begins_{};
 };

@@ -59,24 +59,33 @@ void ElementStack::SetAllBases(std::uint32_t base) noexcept {
 
 void ElementStack::Push(const OpenElement &element, std::string_view name,
                         std::string_view attributes) {
-  if (2 * (distinct_names_ + std::size_t{1}) > slots_.size()) GrowSlots();
+  const std::uint32_t depth = Size();
+  const bool is_listed = depth < LISTED_DEPTH;
+  if (!is_listed && 2 * (distinct_names_ + std::size_t{1}) > slots_.size()) GrowSlots();
   const std::size_t text_begin = texts_.size();
-  if (text_begin > MOST_TEXT || Size() == UNKNOWN) throw std::length_error("open elements");
+  if (text_begin > MOST_TEXT || depth == UNKNOWN) throw std::length_error("open elements");
   AppendPacked(texts_, name.size());
   texts_.append(name).append(attributes);
+  entries_.push_back({element, static_cast<std::uint32_t>(text_begin), UNKNOWN});
+  if (is_listed) {
+    listed_names_[depth] = name.size() <= TagName::LONGEST ? TagName(name) : TagName();
+    return;
+  }
   std::uint32_t &slot = Slot(name);
-  entries_.push_back({element, static_cast<std::uint32_t>(text_begin), slot});
+  entries_.back().namesake = slot;
   if (slot == UNKNOWN) ++distinct_names_;
-  slot = Size() - 1;
+  slot = depth;
 }
 
 void ElementStack::Pop() noexcept {
   const Entry &innermost = entries_.back();
   const std::uint32_t depth = Size() - 1;
-  std::uint32_t &slot =
-      SlotWhere(Name(depth), [depth](std::uint32_t held) { return held == depth; });
-  slot = innermost.namesake;
-  if (slot == UNKNOWN) --distinct_names_;
+  if (depth >= LISTED_DEPTH) {
+    std::uint32_t &slot =
+        SlotWhere(Name(depth), [depth](std::uint32_t held) { return held == depth; });
+    slot = innermost.namesake;
+    if (slot == UNKNOWN) --distinct_names_;
+  }
   texts_.resize(innermost.text_begin);
   entries_.pop_back();
   rebased_depth_ = std::min(rebased_depth_, Size());
@@ -91,7 +100,18 @@ void ElementStack::Clear() noexcept {
 }
 
 bool ElementStack::Contains(std::string_view name) const noexcept {
-  return !slots_.empty() && const_cast<ElementStack *>(this)->Slot(name) != UNKNOWN;
+  // An end tag may have no name; no element has none.
+  if (name.empty()) return false;
+  if (!slots_.empty() && const_cast<ElementStack *>(this)->Slot(name) != UNKNOWN) return true;
+  const std::uint32_t listed = std::min(Size(), LISTED_DEPTH);
+  if (name.size() > TagName::LONGEST) {
+    for (std::uint32_t depth = 0; depth < listed; ++depth) {
+      if (Name(depth) == name) return true;
+    }
+    return false;
+  }
+  const auto begin = listed_names_.begin();
+  return std::find(begin, begin + listed, TagName(name)) != begin + listed;
 }
 
 std::size_t ElementStack::TextEnd(std::uint32_t depth) const noexcept {
@@ -114,7 +134,7 @@ void ElementStack::GrowSlots() {
   std::vector<std::uint32_t> grown(std::max(FEWEST_SLOTS, 2 * slots_.size()), UNKNOWN);
   slots_.swap(grown);
   // From the outermost on, so that the names stand as if they had come to so many slots.
-  for (std::uint32_t depth = 0; depth < Size(); ++depth) Slot(Name(depth)) = depth;
+  for (std::uint32_t depth = LISTED_DEPTH; depth < Size(); ++depth) Slot(Name(depth)) = depth;
 }
 
 }  // namespace velmora

@@ -1,6 +1,8 @@
 // ElementStack: the elements that are open, packed.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <string>
@@ -8,6 +10,7 @@
 #include <vector>
 
 #include "html/attribute.h"
+#include "html/tag_name.h"
 
 namespace velmora {
 
@@ -45,6 +48,11 @@ class ElementStack {
   void Clear() noexcept;
   /// Is an element of this name open?
   bool Contains(std::string_view name) const noexcept;
+  /// Is the innermost element of this name? There must be one.
+  bool IsInnermost(const TagName &name) const noexcept {
+    return Size() <= LISTED_DEPTH ? listed_names_[Size() - 1] == name
+                                  : Name(Size() - 1) == name.text();
+  }
 
  private:
   struct Entry {
@@ -55,6 +63,9 @@ class ElementStack {
     std::uint32_t namesake;
   };
 
+  /// Elements of real pages are seldom deeper; those that are have their names in a hash table.
+  static constexpr std::uint32_t LISTED_DEPTH = 32;
+
   std::size_t TextEnd(std::uint32_t depth) const noexcept;
   /// The first of the slots that a name can be in for which `is_sought` is true of what it holds.
   template <class Predicate>
@@ -64,6 +75,8 @@ class ElementStack {
   void GrowSlots();
 
   std::deque<Entry> entries_;
+  /// Of the outermost elements; empty for one that does not fit.
+  std::array<TagName, LISTED_DEPTH> listed_names_{};
   std::string texts_;
   /// A hash table with open addressing: depths of the innermost element of each name. Names leave
   /// in the reverse of the order in which they came, so a slot can simply be emptied.

@@ -29,16 +29,12 @@ void OpenElements::HandleIdleStartTag(const TagName &name, std::uint32_t size) {
 }
 
 bool OpenElements::HandleIdleEndTag(const TagName &name) noexcept {
-  const std::string_view text = name.text();
-  if (elements_.Size() != 0) {
-    const std::uint32_t depth = elements_.Size() - 1;
-    if (elements_.Name(depth) == text) {
-      if ((elements_.At(depth).flags & ELEMENT_NEED_END) != 0) return false;
-      elements_.Pop();
-      return true;
-    }
+  if (elements_.Size() != 0 && elements_.IsInnermost(name)) {
+    if ((elements_.At(elements_.Size() - 1).flags & ELEMENT_NEED_END) != 0) return false;
+    elements_.Pop();
+    return true;
   }
-  return !IsLogOn() && !elements_.Contains(text);
+  return !IsLogOn() && !elements_.Contains(name.text());
 }
 
 std::int32_t OpenElements::HandleEndTag(std::string_view name, std::uint32_t tag_start) {

@@ -1,11 +1,14 @@
 #include "html/read_ahead.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstring>
 #include <string>
 
 #include "core/switches.h"
 #include "diag/log.h"
+#include "html/bytes16.h"
 #include "html/unit_text.h"
 
 namespace velmora {
@@ -15,13 +18,36 @@ bool HasRawText(const TagName &name) noexcept {
   return name == TagName("SCRIPT") || name == TagName("STYLE");
 }
 
+/// Any character but that one is passed over, beyond ASCII too.
+bool PassesAllButOne(const StateRun &run) noexcept {
+  return &run == &TEXT_RUN || &run == &COMMENT_RUN;
+}
+
+/// Where the byte stands first, or the size. Nearly always it is near.
+std::size_t FindByte(std::span<const std::uint8_t> bytes, std::uint8_t byte) noexcept {
+  static constexpr std::size_t NEAR = 32;
+  if (bytes.size() >= NEAR) {
+    const unsigned mask = MaskOf(Load16(bytes.data()) == byte) |
+                          MaskOf(Load16(bytes.data() + NEAR / 2) == byte) << 16U;
+    if (mask != 0) return static_cast<std::size_t>(std::countr_zero(mask));
+  }
+  const void *const found = std::memchr(bytes.data(), byte, bytes.size());
+  if (found == nullptr) return bytes.size();
+  return static_cast<std::size_t>(static_cast<const std::uint8_t *>(found) - bytes.data());
+}
+
 }  // namespace
 
 void ReadAhead::Run(std::span<const std::uint8_t> bytes) {
   const CharsetShape *const shape = encodings_.Top().shape();
-  if (shape == nullptr || shape->IsWide()) return;
+  if (shape == nullptr) return;
   bytes_ = bytes;
   FindHorizon(*shape);
+  if (shape->IsWide()) {
+    const StateRun *const run = IsAtHorizon() ? nullptr : FindRun(tokenizer_.situation());
+    if (run != nullptr) TakeWideRun(*run, *shape);
+    return;
+  }
   while (!IsAtHorizon()) {
     const State state = tokenizer_.state();
     if (const StateRun *const run = FindRun(tokenizer_.situation())) TakeRun(*run, *shape);
@@ -49,23 +75,41 @@ std::span<const std::uint8_t> ReadAhead::UpToHorizon() const noexcept {
 void ReadAhead::TakeRun(const StateRun &run, const CharsetShape &shape) {
   const std::size_t begin = position_.position();
   const std::size_t size = FindEnd(run, shape) - begin;
-  tokenizer_.TakeRun(run.effect, {reinterpret_cast<const char *>(bytes_.data()) + begin, size});
+  if (run.effect != RunEffect::NOTHING) {
+    tokenizer_.TakeRun(run.effect, {reinterpret_cast<const char *>(bytes_.data()) + begin, size});
+  }
   MoveOver(size);
 }
 
 std::size_t ReadAhead::FindEnd(const StateRun &run, const CharsetShape &shape) const noexcept {
   const std::size_t begin = position_.position();
-  if (!is_logged_ && run.effect == RunEffect::NOTHING && &run != &IN_TAG_RUN) {
-    const void *const stop =
-        std::memchr(bytes_.data() + begin, &run == &TEXT_RUN ? '<' : '-', horizon_ - begin);
-    return stop == nullptr
-               ? horizon_
-               : static_cast<std::size_t>(static_cast<const std::uint8_t *>(stop) - bytes_.data());
+  if (!is_logged_ && PassesAllButOne(run)) {
+    return begin + FindByte(bytes_.subspan(begin, horizon_ - begin), &run == &TEXT_RUN ? '<' : '-');
   }
   std::size_t end = begin;
   while (end < horizon_ && run.covers[bytes_[end]] && shape.IsItself(bytes_[end])) ++end;
   if (is_logged_ && end > begin && end < bytes_.size() && !shape.IsItself(bytes_[end])) --end;
   return end;
+}
+
+void ReadAhead::TakeWideRun(const StateRun &run, const CharsetShape &shape) {
+  const bool passes_all = !is_logged_ && PassesAllButOne(run);
+  std::array<char, 256> narrow;
+  for (std::size_t size = narrow.size(); size == narrow.size() && !IsAtHorizon();) {
+    const std::uint8_t *const units = bytes_.data() + position_.position();
+    const std::size_t most = std::min(narrow.size(), (horizon_ - position_.position()) / 2);
+    for (size = 0; size < most; ++size) {
+      const char16_t unit = shape.Unit(units + 2 * size);
+      if (unit < 0x80 ? !run.covers[unit] : !passes_all || IsSurrogate(unit)) break;
+      narrow[size] = static_cast<char>(unit);
+    }
+    // With the log on, the unit before one that may not be valid gives a line.
+    if (is_logged_ && size > 0 && IsSurrogate(shape.Unit(units + 2 * size))) --size;
+    tokenizer_.TakeRun(run.effect, {narrow.data(), size});
+    if (is_logged_) place_.AdvanceOver({narrow.data(), size});
+    position_.Advance(static_cast<std::uint32_t>(2 * size),
+                      static_cast<std::uint32_t>(bytes_.size()));
+  }
 }
 
 bool ReadAhead::TakeTag(const CharsetShape &shape) {

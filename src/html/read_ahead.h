@@ -57,6 +57,7 @@ class ReadAhead {
   std::span<const std::uint8_t> UpToHorizon() const noexcept;
 
   void TakeRun(const StateRun &run, const CharsetShape &shape);
+  void TakeWideRun(const StateRun &run, const CharsetShape &shape);
   std::size_t FindEnd(const StateRun &run, const CharsetShape &shape) const noexcept;
   /// False, with nothing done, when the tag is to be read character by character; the same below.
   bool TakeTag(const CharsetShape &shape);
