@@ -72,7 +72,7 @@ TEST(FilterReports, ComeInJsonAnObjectALine) {
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.errors,
             "{\"file\":\"a.html\",\"category\":\"ad-urls\",\"code\":305,\"item\":\"<ad>\","
-            "\"detail\":\"b\uFFFD\\\"c\\n\"}\n"
+            "\"detail\":\"b\uFFFD\\\"c\\n/\"}\n"
             "{\"file\":\"none.html\",\"error\":\"No such file or directory\"}\n");
   EXPECT_EQ(shell.Run("$velmora filter --report xml a.html").exit_code, 2);
 }

@@ -2,7 +2,8 @@
 // variable FAKE_FAULT says. What happens to it is appended to the file that FAKE_TRACE names.
 //
 // Its processors take text/html. They remove every "<ad>", report it under category 305 with the
-// transaction's host as the detail, and hold everything back from a "<" that no ">" follows.
+// transaction's host, or what else its URL is, as the detail, and hold everything back from a "<"
+// that no ">" follows.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -71,7 +72,7 @@ class Processor final : public Counted<IDataProcessor> {
     };
     while (context_->IsCategoryEnabled(CATEGORY_AD_URLS) && text().find("<ad>") != text().npos) {
       const std::size_t place = text().find("<ad>", offset);
-      context_->ReportBlocked(1, CATEGORY_AD_URLS, "<ad>", context_->GetProperty(PROPERTY_HOST));
+      context_->ReportBlocked(1, CATEGORY_AD_URLS, "<ad>", Site());
       buffer->Replace(static_cast<std::uint32_t>(place), 4, nullptr, 0);
     }
     const std::size_t open = text().rfind('<');
@@ -81,6 +82,12 @@ class Processor final : public Counted<IDataProcessor> {
   }
 
  private:
+  const char *Site() const {
+    const std::string_view host = context_->GetProperty(PROPERTY_HOST);
+    const std::string_view url = context_->GetProperty(PROPERTY_URL);
+    return host.empty() && url.starts_with("http://") ? url.substr(7).data() : host.data();
+  }
+
   IDataContext *context_ = nullptr;
 };
 
