@@ -13,27 +13,17 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "base/descriptor.h"
+
 namespace velmora::adblock {
 namespace {
 
 constexpr off_t MAX_FILE = off_t{256} << 20;
 
-/// An open file, closed at the end.
-class OpenFile {
- public:
-  /// Without waiting: what is named may be a pipe.
-  OpenFile(const std::string &path, int flags)
-      : descriptor_(open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
-  OpenFile(const OpenFile &) = delete;
-  OpenFile &operator=(const OpenFile &) = delete;
-  ~OpenFile() {
-    if (descriptor_ >= 0) close(descriptor_);
-  }
-  int Get() const { return descriptor_; }
-
- private:
-  int descriptor_;
-};
+/// Without waiting: what is named may be a pipe.
+base::Descriptor Open(const std::string &path, int flags) {
+  return base::Descriptor(open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+}
 
 std::string ErrorText() {
   return std::generic_category().message(errno);
@@ -52,9 +42,9 @@ bool WriteAll(int descriptor, std::string_view bytes) {
 }  // namespace
 
 std::optional<std::string> ReadFile(const std::string &path, std::string *problem) {
-  const OpenFile file(path, O_RDONLY);
+  const base::Descriptor file = Open(path, O_RDONLY);
   struct stat status {};
-  if (file.Get() < 0 || fstat(file.Get(), &status) != 0) {
+  if (!file.IsOpen() || fstat(file.number(), &status) != 0) {
     *problem = ErrorText();
     return std::nullopt;
   }
@@ -65,7 +55,7 @@ std::optional<std::string> ReadFile(const std::string &path, std::string *proble
   std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
   std::size_t size = 0;
   while (size < bytes.size()) {
-    const ssize_t count = read(file.Get(), bytes.data() + size, bytes.size() - size);
+    const ssize_t count = read(file.number(), bytes.data() + size, bytes.size() - size);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) {
       *problem = ErrorText();
@@ -104,16 +94,16 @@ std::vector<std::string> FilesOfFolder(const std::string &path) {
 }
 
 std::optional<SharedBytes> MapOwnFile(const std::string &path) {
-  const OpenFile file(path, O_RDONLY | O_NOFOLLOW);
+  const base::Descriptor file = Open(path, O_RDONLY | O_NOFOLLOW);
   struct stat status {};
-  if (file.Get() < 0 || fstat(file.Get(), &status) != 0) return std::nullopt;
+  if (!file.IsOpen() || fstat(file.number(), &status) != 0) return std::nullopt;
   if (!S_ISREG(status.st_mode) || status.st_uid != geteuid() ||
       (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 || status.st_size <= 0 ||
       status.st_size > MAX_FILE) {
     return std::nullopt;
   }
   const auto size = static_cast<std::size_t>(status.st_size);
-  void *data = mmap(nullptr, size, PROT_READ, MAP_SHARED | MAP_POPULATE, file.Get(), 0);
+  void *data = mmap(nullptr, size, PROT_READ, MAP_SHARED | MAP_POPULATE, file.number(), 0);
   if (data == MAP_FAILED) return std::nullopt;
   return SharedBytes{{static_cast<const char *>(data), size},
                      std::shared_ptr<const void>(data, [size](const void *mapped) {

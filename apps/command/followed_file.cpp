@@ -16,19 +16,15 @@ constexpr std::size_t PIECE = 1U << 20;
   throw std::system_error(errno, std::generic_category(), path.string());
 }
 
-int Open(const std::filesystem::path &path) noexcept {
-  return open(path.c_str(), O_RDONLY | O_CLOEXEC);
+base::Descriptor Open(const std::filesystem::path &path) noexcept {
+  return base::Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
 }
 
 }  // namespace
 
 FollowedFile::FollowedFile(std::filesystem::path path)
     : path_(std::move(path)), descriptor_(Open(path_)) {
-  if (descriptor_ < 0) ThrowErrno(path_);
-}
-
-FollowedFile::~FollowedFile() {
-  close(descriptor_);
+  if (!descriptor_.IsOpen()) ThrowErrno(path_);
 }
 
 bool FollowedFile::Read(std::vector<std::string> &lines) {
@@ -37,16 +33,16 @@ bool FollowedFile::Read(std::vector<std::string> &lines) {
 
 bool FollowedFile::ReadMore(std::vector<std::string> &lines) {
   struct stat status;
-  if (fstat(descriptor_, &status) != 0) ThrowErrno(path_);
+  if (fstat(descriptor_.number(), &status) != 0) ThrowErrno(path_);
   if (S_ISREG(status.st_mode) && status.st_size < position_) {
     position_ = 0;
     splitter_.Clear();
-    lseek(descriptor_, 0, SEEK_SET);
+    lseek(descriptor_.number(), 0, SEEK_SET);
   }
   bytes_.resize(PIECE);
   ssize_t length = 0;
   do {
-    length = read(descriptor_, bytes_.data(), PIECE);
+    length = read(descriptor_.number(), bytes_.data(), PIECE);
   } while (length < 0 && errno == EINTR);
   if (length < 0) ThrowErrno(path_);
   splitter_.Split({bytes_.data(), static_cast<std::size_t>(length)}, lines);
@@ -63,14 +59,14 @@ bool FollowedFile::ReadPastRotation(std::vector<std::string> &lines) {
 bool FollowedFile::HasNewFile() const noexcept {
   struct stat ours;
   struct stat named;
-  if (fstat(descriptor_, &ours) != 0 || stat(path_.c_str(), &named) != 0) return false;
+  if (fstat(descriptor_.number(), &ours) != 0 || stat(path_.c_str(), &named) != 0) return false;
   return ours.st_ino != named.st_ino || ours.st_dev != named.st_dev;
 }
 
 bool FollowedFile::GoToNewFile() {
-  const int descriptor = Open(path_);
-  if (descriptor < 0) return false;
-  close(std::exchange(descriptor_, descriptor));
+  base::Descriptor descriptor = Open(path_);
+  if (!descriptor.IsOpen()) return false;
+  descriptor_ = std::move(descriptor);
   position_ = 0;
   splitter_.Clear();
   return true;

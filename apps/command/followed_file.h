@@ -7,6 +7,7 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "base/descriptor.h"
 #include "command/line_splitter.h"
 
 namespace velmora::command {
@@ -15,9 +16,6 @@ class FollowedFile {
  public:
   /// Throws `std::system_error` when the file cannot be opened.
   explicit FollowedFile(std::filesystem::path path);
-  FollowedFile(const FollowedFile &) = delete;
-  FollowedFile &operator=(const FollowedFile &) = delete;
-  ~FollowedFile();
 
   /// Adds the lines that the next bytes complete; false when there are no more bytes for now.
   bool Read(std::vector<std::string> &lines);
@@ -30,7 +28,7 @@ class FollowedFile {
   bool GoToNewFile();
 
   const std::filesystem::path path_;
-  int descriptor_;
+  base::Descriptor descriptor_;
   off_t position_ = 0;
   std::string bytes_;
   LineSplitter splitter_;

@@ -44,30 +44,26 @@ bool WaitUntilWritable(int descriptor, std::chrono::milliseconds patience) noexc
 
 }  // namespace
 
-Descriptor::~Descriptor() {
-  if (IsOpen()) close(number_);
-}
-
 EventFile::EventFile(std::filesystem::path path)
     : path_(std::move(path)), user_(geteuid()), group_(getegid()) {}
 
-Descriptor EventFile::Open(std::error_code &error) const noexcept {
+base::Descriptor EventFile::Open(std::error_code &error) const noexcept {
   error.clear();
   if (path_.empty()) {
-    Descriptor descriptor(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3));
+    base::Descriptor descriptor(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3));
     if (!descriptor.IsOpen()) error = LastError();
     return descriptor;
   }
   const FileUser user(user_, group_);
   // A pipe that nobody reads is not waited for.
   constexpr int FLAGS = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
-  Descriptor descriptor(static_cast<int>(
+  base::Descriptor descriptor(static_cast<int>(
       TEMP_FAILURE_RETRY(open(path_.c_str(), FLAGS, S_IRUSR | S_IWUSR | S_IRGRP))));
   if (!descriptor.IsOpen()) error = LastError();
   return descriptor;
 }
 
-void EventFile::Use(Descriptor descriptor) noexcept {
+void EventFile::Use(base::Descriptor descriptor) noexcept {
   descriptor_ = std::move(descriptor);
   is_line_broken_ = false;
   patience_ = PIPE_PATIENCE;

@@ -8,26 +8,9 @@
 #include <system_error>
 #include <utility>
 
+#include "base/descriptor.h"
+
 namespace velmora::host {
-
-/// An open file, closed when it goes.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int number) noexcept : number_(number) {}
-  Descriptor(Descriptor &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Descriptor &operator=(Descriptor &&other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-  }
-  ~Descriptor();
-
-  bool IsOpen() const noexcept { return number_ >= 0; }
-  int number() const noexcept { return number_; }
-
- private:
-  int number_ = -1;
-};
 
 /// A file that lines are appended to, each with one `write`, so that processes may share it. What
 /// users visit is nobody else's business: it is made with mode 0640. A pipe will do too.
@@ -43,10 +26,10 @@ class EventFile {
 
   /// The file under its name, made if it is not there; none, and `error`, when that fails. Any
   /// thread.
-  Descriptor Open(std::error_code &error) const noexcept;
+  base::Descriptor Open(std::error_code &error) const noexcept;
 
   /// Takes the place of what was written to before. This and the rest is one thread's.
-  void Use(Descriptor descriptor) noexcept;
+  void Use(base::Descriptor descriptor) noexcept;
   /// A line with its line feed; no error when the file took it as a whole.
   std::error_code Write(std::string line);
 
@@ -57,7 +40,7 @@ class EventFile {
   const std::filesystem::path path_;
   const uid_t user_;
   const gid_t group_;
-  Descriptor descriptor_;
+  base::Descriptor descriptor_;
   /// The file took the beginning of the last line only.
   bool is_line_broken_ = false;
   std::chrono::milliseconds patience_ = PIPE_PATIENCE;

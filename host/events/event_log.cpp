@@ -46,7 +46,7 @@ std::thread QuietThread(Function function) {
 }  // namespace
 
 EventLog::EventLog(EventLogOptions options) : options_(std::move(options)), file_(options_.file) {
-  Descriptor opened = file_.Open(open_trouble_);
+  base::Descriptor opened = file_.Open(open_trouble_);
   has_file_ = opened.IsOpen();
   file_.Use(std::move(opened));
   writer_ = QuietThread([this] { Write(); });
@@ -124,7 +124,7 @@ void EventLog::Reopen() noexcept {
 
 void EventLog::OpenFile() noexcept {
   std::error_code error;
-  Descriptor opened = file_.Open(error);
+  base::Descriptor opened = file_.Open(error);
   bool has_old_file = false;
   {
     const base::MutexLock lock(mutex_);
@@ -195,7 +195,7 @@ void EventLog::Write() {
     WaitForWork();
     events.swap(queue_);
     const std::size_t bytes = bytes_;
-    Descriptor opened = std::move(opened_);
+    base::Descriptor opened = std::move(opened_);
     std::size_t place_of_opening = std::exchange(before_opened_, 0);
     std::error_code open_trouble = open_trouble_;
     std::uint64_t dropped = dropped_;
@@ -211,7 +211,8 @@ void EventLog::Write() {
     }
     std::uint64_t not_taken = 0;
     for (std::size_t i = 0; i <= events.size(); ++i) {
-      if (i == place_of_opening && opened.IsOpen()) file_.Use(std::exchange(opened, Descriptor()));
+      if (i == place_of_opening && opened.IsOpen())
+        file_.Use(std::exchange(opened, base::Descriptor()));
       if (i < events.size() && !WriteEvent(events[i])) ++not_taken;
     }
     events.clear();

@@ -114,7 +114,7 @@ class EventLog {
   std::uint64_t dropped_tried_ VELMORA_GUARDED_BY(mutex_) = 0;
   std::uint64_t dropped_said_ VELMORA_GUARDED_BY(mutex_) = 0;
   /// Opened, and not yet taken up by the writer.
-  Descriptor opened_ VELMORA_GUARDED_BY(mutex_);
+  base::Descriptor opened_ VELMORA_GUARDED_BY(mutex_);
   /// How many events belong into the file before it.
   std::size_t before_opened_ VELMORA_GUARDED_BY(mutex_) = 0;
   /// There is a file, if only an old one.

@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 namespace velmora::platform {
 namespace {
@@ -57,9 +56,9 @@ auto WithoutSignal(Call call) noexcept {
 }
 
 /// A pipe without a reader is not waited for: opening it fails.
-int Open(const std::string &path, int flags, mode_t mode = 0) noexcept {
-  return static_cast<int>(
-      TEMP_FAILURE_RETRY(open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode)));
+base::Descriptor Open(const std::string &path, int flags, mode_t mode = 0) noexcept {
+  return base::Descriptor(static_cast<int>(
+      TEMP_FAILURE_RETRY(open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode))));
 }
 
 }  // namespace
@@ -80,21 +79,9 @@ OutputFile OutputFile::Replace(const std::string &path) noexcept {
   return OutputFile(Open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666));
 }
 
-OutputFile::OutputFile(OutputFile &&other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)) {}
-
-OutputFile &OutputFile::operator=(OutputFile &&other) noexcept {
-  std::swap(descriptor_, other.descriptor_);
-  return *this;
-}
-
-OutputFile::~OutputFile() {
-  if (IsOpen()) close(descriptor_);
-}
-
 void OutputFile::Write(std::string_view bytes) noexcept {
   while (!bytes.empty()) {
-    const ssize_t written = WriteWithoutSignal(descriptor_, bytes.data(), bytes.size());
+    const ssize_t written = WriteWithoutSignal(descriptor_.number(), bytes.data(), bytes.size());
     if (written <= 0) return;
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
@@ -102,16 +89,16 @@ void OutputFile::Write(std::string_view bytes) noexcept {
 
 std::string ReadFile(const std::string &path) {
   std::string bytes;
-  const int descriptor = Open(path, O_RDONLY);
+  const base::Descriptor file = Open(path, O_RDONLY);
   struct stat status;
-  if (descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
-    char block[4096];
-    ssize_t count;
-    while ((count = TEMP_FAILURE_RETRY(read(descriptor, block, sizeof block))) > 0) {
-      bytes.append(block, static_cast<std::size_t>(count));
-    }
+  if (!file.IsOpen() || fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    return bytes;
   }
-  if (descriptor >= 0) close(descriptor);
+  char block[4096];
+  ssize_t count;
+  while ((count = TEMP_FAILURE_RETRY(read(file.number(), block, sizeof block))) > 0) {
+    bytes.append(block, static_cast<std::size_t>(count));
+  }
   return bytes;
 }
 

@@ -7,6 +7,9 @@
 #include <string>
 #include <string_view>
 #include <sys/types.h>
+#include <utility>
+
+#include "base/descriptor.h"
 
 namespace velmora::platform {
 
@@ -28,11 +31,8 @@ class OutputFile {
   static OutputFile AppendTo(const std::string &path) noexcept;
   /// Creates or empties.
   static OutputFile Replace(const std::string &path) noexcept;
-  OutputFile(OutputFile &&other) noexcept;
-  OutputFile &operator=(OutputFile &&other) noexcept;
-  ~OutputFile();
 
-  bool IsOpen() const noexcept { return descriptor_ >= 0; }
+  bool IsOpen() const noexcept { return descriptor_.IsOpen(); }
   /// One system call, as long as the file takes all of it.
   void Write(std::string_view bytes) noexcept;
   void Write(std::span<const std::uint8_t> bytes) noexcept {
@@ -40,9 +40,9 @@ class OutputFile {
   }
 
  private:
-  explicit OutputFile(int descriptor) noexcept : descriptor_(descriptor) {}
+  explicit OutputFile(base::Descriptor descriptor) noexcept : descriptor_(std::move(descriptor)) {}
 
-  int descriptor_ = -1;
+  base::Descriptor descriptor_;
 };
 
 /// The bytes of a file, as far as they can be read; none of what is not there or is no plain file.
