@@ -244,20 +244,6 @@ TEST(Tokenizer, OutputIsHeldBack) {
   }
 }
 
-TEST(Tokenizer, ChunkInTheMiddleOfABuffer) {
-  // Bytes in front of and behind the chunk are not the handler's.
-  FakeContext context;
-  const CountedPointer<IDataProcessor> handler(new CDataHTML2(Filter([](CHTMLElement &element) {
-    element.SetFlags(ELEMENT_REMOVAL);
-    return 0;
-  })));
-  handler->SetContext(&context);
-  FakeBuffer buffer("<q>ab<p>cd</p><q>");
-  handler->ProcessData(&buffer, 3, 11, DATA_FLAG_START | DATA_FLAG_END);
-  EXPECT_EQ(buffer.bytes, "<q>ab<q>");
-  EXPECT_EQ(buffer.committed, 5U);
-}
-
 TEST(Tokenizer, IncompleteCharacterAtTheEndIsLeftToTheHost) {
   FakeContext context;
   context.content_type = "text/html; charset=utf-8";

@@ -1,0 +1,117 @@
+// What the host may send on after each call, wherever the page stands in its buffer.
+
+#include "filter/filter_page.h"
+#include "support/log_recorder.h"
+
+namespace velmora::testing {
+namespace {
+
+struct CommitCase {
+  const char *what;
+  std::set<std::int32_t> categories;
+  std::vector<std::string> pieces;
+  /// After each piece; what is left at the end goes on too.
+  std::vector<std::string> sent;
+};
+
+const CommitCase CASES[] = {
+    {"a tag, until the character behind it",
+     {},
+     {"ab<b cl", "ass=d>", "e"},
+     {"ab", "", "<b class=d>e"}},
+    {"links are not held", {305}, {"ab<a href=x>c", "d</a>e"}, {"ab<a href=x>c", "d</a>e"}},
+    {"what goes at its end is", {301}, {"ab<applet>c", "d</applet>", "e"}, {"ab", "", "e"}},
+    {"... and all around it, to the outermost end",
+     {301},
+     {"ab<applet>c<applet>d", "</applet>e", "</applet>f", "g"},
+     {"ab", "", "f", "g"}},
+    {"... which closes what is open inside",
+     {301},
+     {"ab<i><applet>c", "<applet></i>d", "e"},
+     {"ab<i>", "</i>d", "e"}},
+    {"an OBJECT, for the movies in it, and to the end of the page",
+     {305},
+     {"ab<object>c<param name=a>d", "e</object>f", "g"},
+     {"ab", "", "<object>c<param name=a>de</object>fg"}},
+    {"... not when addresses are not looked at",
+     {304},
+     {"ab<object>c", "e</object>f"},
+     {"ab<object>c", "e</object>f"}},
+    {"a script, until its end",
+     {},
+     {"ab<script>c", "d", "</script>e"},
+     {"ab", "", "<script>cd</script>e"}},
+    {"an image goes at once, a held element around it or not",
+     {301, 305},
+     {"ab<img src=/ads/1>c", "<applet><img src=/ads/2>d", "</applet>e<img src=/ads/3>f"},
+     {"abc", "", "ef"}},
+    {"an element that is never closed, to the end of the page",
+     {301},
+     {"ab<applet>c", "d"},
+     {"ab", ""}},
+    {"edits of a held page leave the places of what is inside right",
+     {300, 305, 307},
+     {"ab<object onclick=x><p onclick=y>c", "<img onload=z><img src=/ads/1>d</object>e", "f"},
+     {"ab", "", "<object ><p >c<img >d</object>ef"}},
+};
+
+/// The page between bytes that are not its own.
+std::vector<std::string> SentAfterEachCall(const CommitCase &c, std::string_view before,
+                                           std::string_view behind) {
+  FilterRun run(c.categories);
+  const auto handler = run.MakeHandler();
+  const auto offset = static_cast<std::uint32_t>(before.size());
+  std::vector<std::string> sent;
+  std::string held;
+  for (std::size_t i = 0; i < c.pieces.size(); ++i) {
+    held += c.pieces[i];
+    TightBuffer call;
+    call.Append(std::string(before).append(held).append(behind));
+    handler->ProcessData(
+        &call, offset, static_cast<std::uint32_t>(held.size()),
+        (i == 0 ? DATA_FLAG_START : 0U) | (i + 1 == c.pieces.size() ? DATA_FLAG_END : 0U));
+    const std::string_view after = call.Held();
+    EXPECT_TRUE(after.starts_with(before) && after.ends_with(behind)) << c.what;
+    const std::uint32_t committed = call.GetCommitted();
+    EXPECT_LE(committed, after.size() - behind.size()) << c.what;
+    sent.emplace_back(after.substr(offset, committed - offset));
+    held = after.substr(committed, after.size() - behind.size() - committed);
+  }
+  sent.back() += held;
+  return sent;
+}
+
+TEST(Commits, AfterEachCallWhereverThePageStands) {
+  for (const CommitCase &c : CASES) {
+    for (const bool is_logged : {false, true}) {
+      std::optional<LogRecorder> log;
+      if (is_logged) log.emplace();
+      for (const char *before : {"", "<q onload=1>"}) {
+        for (const char *behind : {"", "</applet><b onclick=2>"}) {
+          EXPECT_EQ(SentAfterEachCall(c, before, behind), c.sent)
+              << c.what << " [" << before << "] [" << behind << "]" << is_logged;
+        }
+      }
+    }
+  }
+}
+
+/// A host that presents less than was left to it: nothing is read or edited outside.
+TEST(Commits, AHostMayLoseWhatWasHeld) {
+  for (const std::size_t kept : {0, 1, 5, 12}) {
+    FilterRun run({301});
+    const auto handler = run.MakeHandler();
+    TightBuffer first;
+    first.Append("ab<applet>cdefgh<i onclick=x");
+    handler->ProcessData(&first, 0, first.GetSize(), DATA_FLAG_START);
+    TightBuffer second;
+    second.Append(first.Held().substr(2, kept));
+    handler->ProcessData(&second, 0, second.GetSize(), 0);
+    second.Append("></applet>g");
+    handler->ProcessData(&second, 0, second.GetSize(), DATA_FLAG_END);
+    EXPECT_LE(second.GetCommitted(), second.GetSize()) << kept;
+  }
+}
+
+}  // namespace
+}  // namespace velmora::testing
