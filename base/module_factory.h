@@ -10,6 +10,8 @@ namespace velmora::base {
 struct FactoryAnswer {
   /// Null when a step failed.
   CountedPointer<IDataProcessorFactory> factory{};
+  /// One that came with a failure: not to be used, and released behind what its asker does then.
+  CountedPointer<IDataProcessorFactory> refused{};
   /// The export at which it failed.
   const char *failed_export = nullptr;
   /// The module has no such export.
@@ -29,10 +31,9 @@ FactoryAnswer AskForFactory(const char *id_export, FindSymbol find_symbol) {
   if (get_factory == nullptr) return {.failed_export = EXPORT_GET_FACTORY, .is_missing = true};
   IDataProcessorFactory *made = nullptr;
   const Status status = get_factory(&object, &made);
-  // Released even by a module that fails and makes one.
   auto factory = CountedPointer<IDataProcessorFactory>::Adopt(made);
-  if (status != RESULT_OK || !factory) return {.failed_export = EXPORT_GET_FACTORY};
-  return {.factory = std::move(factory)};
+  if (status == RESULT_OK && factory) return {.factory = std::move(factory)};
+  return {.refused = std::move(factory), .failed_export = EXPORT_GET_FACTORY};
 }
 
 }  // namespace velmora::base
