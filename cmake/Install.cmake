@@ -1,7 +1,6 @@
 # What `cmake --install` puts where. The plug-in and what is loaded with it lie in a folder of their
 # own, lib/velmora; the command finds them from its own place, so that an installation may be moved.
 set(plugin_dir ${CMAKE_INSTALL_LIBDIR}/velmora)
-set(plugin_dir_full ${CMAKE_INSTALL_FULL_LIBDIR}/velmora)
 
 # An adapter or library that is left out of the build is left out here.
 foreach(library IN ITEMS velmora vexlar ecap_velmora)
@@ -41,50 +40,15 @@ install(FILES docs/man/velmora.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/man/velmora.toml.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 install(FILES packaging/completion.bash RENAME velmora
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(FILES README.md LICENSE CHANGELOG.md docs/policy.md docs/security.md docs/squid.md
-  DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN man EXCLUDE)
 
-# The proxy's side. Files that administrators change are laid down once and then left alone.
-set(log_dir ${CMAKE_INSTALL_FULL_LOCALSTATEDIR}/log/velmora)
-set(policy_file ${CMAKE_INSTALL_FULL_SYSCONFDIR}/velmora/velmora.toml)
-foreach(file IN ITEMS velmora.toml squid.conf logrotate)
-  configure_file(packaging/${file}.in packaging/${file} @ONLY)
-endforeach()
-install(FILES ${CMAKE_BINARY_DIR}/packaging/velmora.toml ${CMAKE_BINARY_DIR}/packaging/squid.conf
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/velmora)
-
-# velmora_install_code(destination code): runs code at installation, with the destination as
-# ${folder}; a relative one lies below the prefix that the installation goes to.
-function(velmora_install_code destination code)
-  install(CODE "
-    set(folder \"${destination}\")
-    if(NOT IS_ABSOLUTE \"\${folder}\")
-      set(folder \"\${CMAKE_INSTALL_PREFIX}/\${folder}\")
-    endif()
-    ${code}")
-endfunction()
-
-function(velmora_install_once file destination name)
-  velmora_install_code(${destination} "
-    if(NOT EXISTS \"\$ENV{DESTDIR}\${folder}/${name}\")
-      file(INSTALL \"${CMAKE_BINARY_DIR}/packaging/${file}\" DESTINATION \"\${folder}\" RENAME \"${name}\")
-    endif()")
-endfunction()
-velmora_install_once(velmora.toml ${CMAKE_INSTALL_SYSCONFDIR}/velmora velmora.toml)
-velmora_install_once(logrotate ${CMAKE_INSTALL_SYSCONFDIR}/logrotate.d velmora)
-
-# What the proxy's user writes: the event log, which tells what people visit and is read by its group
-# alone, and the compiled ad lists.
-foreach(kind IN ITEMS log cache)
-  velmora_install_code(${CMAKE_INSTALL_LOCALSTATEDIR}/${kind}/velmora "
-    set(folder \"\$ENV{DESTDIR}\${folder}\")
-    if(NOT EXISTS \"\${folder}\")
-      file(MAKE_DIRECTORY \"\${folder}\")
-      file(CHMOD \"\${folder}\" DIRECTORY_PERMISSIONS
-        OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE)
-      execute_process(COMMAND chown proxy:proxy \"\${folder}\" RESULT_VARIABLE failure ERROR_QUIET)
-      if(failure)
-        message(STATUS \"To be given to the user that the proxy works as: \${folder}\")
-      endif()
-    endif()")
-endforeach()
+# The proxy's side, and the list of all that was installed; last, since it takes that from the rules
+# above.
+install(CODE "
+  set(packaging \"${CMAKE_SOURCE_DIR}/packaging\")
+  set(plugin_dir \"${plugin_dir}\")
+  set(data_dir \"${CMAKE_INSTALL_DATADIR}\")
+  set(settings_dir \"${CMAKE_INSTALL_SYSCONFDIR}\")
+  set(state_dir \"${CMAKE_INSTALL_LOCALSTATEDIR}\")")
+install(SCRIPT cmake/LayDown.cmake)

@@ -1,4 +1,4 @@
-// velmora ads: what the ad-blocking lists say about addresses, and what they hold.
+// velmora ads: what the ad-blocking lists say about URLs, and what they hold.
 #include <algorithm>
 #include <cstdio>
 #include <fmt/format.h>
@@ -49,7 +49,7 @@ std::unique_ptr<adblock::Ruleset> LoadRules(const AdsOptions &options) {
 std::string Judge(const adblock::Ruleset &rules, const AdsOptions &options,
                   const std::string &url) {
   if (!adblock::Address(url).HasHost()) {
-    throw UsageError("\"" + Printable(url) + "\" is not an absolute address");
+    throw UsageError("\"" + Printable(url) + "\" is not an absolute URL");
   }
   const adblock::Verdict verdict = rules.JudgeRequest(
       options.page,
@@ -207,7 +207,7 @@ int RunAds(const AdsOptions &options) {
 
 void AddAds(CLI::App &application, Action &action) {
   CLI::App &command =
-      *application.add_subcommand("ads", "Ask the ad-blocking lists about addresses");
+      *application.add_subcommand("ads", "Ask the ad-blocking lists about URLs");
   const auto options = std::make_shared<AdsOptions>();
   command.add_option("URL", options->urls, "Addresses to judge")->type_name("");
   command.add_option("--page", options->page, "Address or host of the page that they are on")

@@ -43,7 +43,7 @@ host::Policy ReadPolicy(const FilterOptions &options) {
   return policy;
 }
 
-/// What applies to the bodies, all of which come from the same address.
+/// What applies to the bodies, all of which come from the same URL.
 host::PolicyAnswer Answer(const host::Policy &policy, const FilterOptions &options) {
   host::PolicyAnswer answer = policy.For(options.url, options.client);
   answer.categories = answer.categories.Without(options.allow);

@@ -32,7 +32,7 @@ class Input {
 
 /// Throws `std::system_error` when something goes wrong. A file appears under its name only when
 /// all of it is written, so that an output may take its own input's place; what a signal ends
-/// early leaves nothing behind.
+/// early leaves no trace.
 class Output {
  public:
   /// An empty path is standard output.

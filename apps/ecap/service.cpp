@@ -1,7 +1,6 @@
 #include "ecap/service.h"
 
 #include <chrono>
-#include <dlfcn.h>
 #include <iostream>
 #include <libecap/common/errors.h>
 #include <libecap/common/log.h>
@@ -20,13 +19,6 @@
 
 namespace velmora::ecap {
 namespace {
-
-std::filesystem::path PluginBesideAdapter() {
-  Dl_info adapter{};
-  static const char place_in_adapter = 0;
-  if (dladdr(&place_in_adapter, &adapter) == 0) return "libvelmora.so";
-  return std::filesystem::path(adapter.dli_fname).parent_path() / "libvelmora.so";
-}
 
 /// The "key=value" pairs of the service's line.
 class FilesReader final : public libecap::NamedValueVisitor {
@@ -47,7 +39,7 @@ class FilesReader final : public libecap::NamedValueVisitor {
     }
   }
 
-  host::FilterFiles files{.plugin = PluginBesideAdapter(), .policy = host::DefaultPolicy()};
+  host::FilterFiles files{.plugin = host::DefaultPlugin(), .policy = host::DefaultPolicy()};
 };
 
 constexpr std::string_view HOLDS_ON = "; the old settings hold on";

@@ -32,7 +32,7 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
   std::string_view TakeCommitted() noexcept { return Take(committed_); }
   std::string_view TakeAll() noexcept { return Take(size_); }
   std::string_view All() noexcept { return {reinterpret_cast<const char *>(GetData()), size_}; }
-  /// Bytes behind the commit position.
+  /// Bytes after the commit position.
   std::uint32_t HeldBack() const noexcept { return size_ - committed_; }
   bool EditFailed() const noexcept { return edit_failed_; }
   /// Drops all bytes and their memory.
@@ -53,7 +53,7 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
   };
 
   std::string_view Take(std::uint32_t length) noexcept;
-  /// Makes room for `extra` bytes behind the held ones; may move them.
+  /// Makes room for `extra` bytes after the held ones; may move them.
   bool MakeRoom(std::size_t extra) noexcept;
   bool Reallocate(std::size_t capacity) noexcept;
   /// All that the process holds back is counted.

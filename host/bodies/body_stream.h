@@ -8,7 +8,7 @@
 //   if (stream.State() == StreamState::FAILED) break the response off;
 //
 // A piece is given to the plug-in in slices of bounded size, because every edit moves the bytes
-// behind it inside the slice: so the cost of a page with many edits grows linearly with its size
+// after it inside the slice: so the cost of a page with many edits grows linearly with its size
 // however large the pieces are, and so does the memory stay bounded. After each slice the bytes
 // that are final can be taken; a host that is held up by its client takes them later.
 #pragma once

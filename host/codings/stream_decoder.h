@@ -1,7 +1,7 @@
 // StreamDecoder: what all codings have in common, around a library's decoder.
 //
-// A body is one compressed stream, or, where the coding allows it, several one behind the other.
-// Bytes behind a whole stream that do not become another one are passed over, as browsers do.
+// A body is one compressed stream, or, where the coding allows it, several one after the other.
+// Bytes after a whole stream that do not become another one are passed over, as browsers do.
 #pragma once
 
 #include <memory>

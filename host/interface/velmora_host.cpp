@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <dlfcn.h>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -140,20 +139,9 @@ class Sink final : public TransactionSink {
   std::optional<EventLogSink> log_;
 };
 
-std::filesystem::path PluginBesideLibrary() {
-  Dl_info library{};
-  static const char place_in_library = 0;
-  if (dladdr(&place_in_library, &library) == 0) return DefaultPlugin();
-  const auto folder = std::filesystem::absolute(library.dli_fname).parent_path();
-  for (const char *const place : {"libvelmora.so", "velmora/libvelmora.so"}) {
-    if (std::filesystem::exists(folder / place)) return folder / place;
-  }
-  return DefaultPlugin();
-}
-
 FilterFiles Files(const velmora_host_options &options) {
   FilterFiles files{.plugin = View(options.plugin), .policy = View(options.policy)};
-  if (files.plugin.empty()) files.plugin = PluginBesideLibrary();
+  if (files.plugin.empty()) files.plugin = DefaultPlugin();
   if (!View(options.event_log).empty()) files.event_log = options.event_log;
   return files;
 }

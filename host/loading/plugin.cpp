@@ -6,6 +6,7 @@
 #include <velmora/ad_blocker.h>
 
 #include "adblock/include/vexlar/vexlar.h"
+#include "host/loading/installation.h"
 
 namespace velmora::host {
 namespace {
@@ -144,10 +145,7 @@ ProcessorPointer Plugin::CreateProcessor() const noexcept {
 }
 
 std::filesystem::path DefaultPlugin() {
-  constexpr char NAME[] = "libvelmora.so";
-  const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  if (std::filesystem::exists(folder / NAME)) return folder / NAME;
-  return (folder / VELMORA_PLUGIN_FOLDER / NAME).lexically_normal();
+  return PluginFolder() / "libvelmora.so";
 }
 
 }  // namespace velmora::host

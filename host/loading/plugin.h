@@ -79,8 +79,8 @@ class Plugin {
   CountedPointer<IDataProcessorFactory> factory_;
 };
 
-/// The plug-in's file beside the running program, as it is built; where there is none, its place in
-/// the installation that the program belongs to.
+/// The plug-in's file beside the running program or library, as it is built; where there is none,
+/// its place in the installation that this is a part of.
 std::filesystem::path DefaultPlugin();
 
 }  // namespace velmora::host

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <utility>
 
+#include "host/loading/installation.h"
 #include "host/web/url.h"
 
 namespace velmora::host {
@@ -83,7 +84,7 @@ std::string_view Policy::SecurityPolicyFor(const PolicyAnswer &answer) const noe
 }
 
 std::filesystem::path DefaultPolicy() {
-  return VELMORA_POLICY;
+  return SettingsFolder() / "velmora.toml";
 }
 
 }  // namespace velmora::host

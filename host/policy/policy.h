@@ -120,7 +120,7 @@ struct Policy {
 /// Reads a policy file. Paths in it are relative to its folder. Throws `PolicyError`.
 Policy ReadPolicy(const std::filesystem::path &file);
 
-/// The policy of the system's proxy, where the installation lays it down.
+/// The policy of the proxy, where the installation that this code is a part of laid it down.
 std::filesystem::path DefaultPolicy();
 
 }  // namespace velmora::host

@@ -69,7 +69,7 @@ ClientNetwork ClientNetwork::Parse(std::string_view text) {
     network.address_.bytes_[i] &= MaskOfByte(i, network.prefix_);
   }
   if (network.address_.bytes_ != address->bytes_) {
-    throw Fault(text, "has bits behind its prefix: \"" + network.Text() + "\" is the network");
+    throw Fault(text, "has bits after its prefix: \"" + network.Text() + "\" is the network");
   }
   return network;
 }

@@ -29,7 +29,7 @@ class ClientAddress {
 class ClientNetwork {
  public:
   /// Reads "192.168.0.0/16", "2001:db8::/32", or an address alone. Throws `std::invalid_argument`
-  /// that says what is wrong, also when bits behind the prefix are set.
+  /// that says what is wrong, also when bits after the prefix are set.
   static ClientNetwork Parse(std::string_view text);
 
   bool Contains(const ClientAddress &client) const noexcept;

@@ -10,7 +10,7 @@ namespace velmora {
 /// Implemented by the host: the bytes of one response body that are not yet sent on.
 ///
 /// The plug-in edits the bytes in place and moves the commit position, which says how many of
-/// them are final. Bytes behind the commit position come again, in front of the newly arrived
+/// them are final. Bytes after the commit position come again, in front of the newly arrived
 /// ones, at the next call. The plug-in never calls the reference-counting operations.
 class IDataBuffer : public ICounted {
  public:
@@ -25,8 +25,8 @@ class IDataBuffer : public ICounted {
   /// Two operations that the plug-in never calls.
   virtual void Reserved7() noexcept = 0;
   virtual void Reserved8() noexcept = 0;
-  /// Replaces `old_length` bytes at `position` by the `new_length` bytes at `bytes`; the bytes
-  /// behind move. A commit mark at or behind the replaced range moves by the difference, a mark
+  /// Replaces `old_length` bytes at `position` by the `new_length` bytes at `bytes`; what
+  /// comes after them moves. A commit mark at or after the replaced range moves by the difference, a mark
   /// inside it goes to the end of the new bytes, a mark before it stays. A position past the end
   /// is ignored, a length past the end is cut. `bytes` do not lie in the buffer.
   virtual void Replace(std::uint32_t position, std::uint32_t old_length, const std::uint8_t *bytes,

@@ -24,7 +24,7 @@ class IDataProcessor : public ICounted {
   /// Does the plug-in want this transaction's body?
   virtual bool IsSupported() noexcept = 0;
   /// Processes the bytes [offset, offset + length) of the buffer; always true. They begin with the
-  /// bytes that the previous call left behind the commit position. Afterwards the bytes before the
+  /// bytes that the previous call left after the commit position. Afterwards the bytes before the
   /// commit position may be sent on.
   virtual bool ProcessData(IDataBuffer *buffer, std::uint32_t offset, std::uint32_t length,
                            std::uint32_t flags) noexcept = 0;

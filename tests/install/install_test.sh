@@ -23,8 +23,13 @@ for file in bin/velmora "$libdir/velmora/libvelmora.so" "$libdir/velmora/libvexl
   include/velmora/velmora.h include/vexlar/vexlar.h "$libdir/cmake/velmora/velmoraConfig.cmake" \
   "$libdir/pkgconfig/velmora.pc" include/velmora_host.h share/man/man1/velmora.1 share/man/man5/velmora.toml.5 \
   share/bash-completion/completions/velmora etc/velmora/velmora.toml etc/logrotate.d/velmora \
-  share/velmora/squid.conf share/doc/velmora/policy.md; do
+  share/velmora/squid.conf; do
   [ -f "$prefix/$file" ] || fail "$file is not installed"
+done
+
+# So have the documents that the README names.
+for file in $(grep -o 'docs/[a-z/.-]*' "$source/README.md"); do
+  [ -e "$prefix/share/doc/velmora/$file" ] || fail "$file is not installed"
 done
 
 for folder in log cache; do
@@ -32,7 +37,7 @@ for folder in log cache; do
 done
 
 # The command finds the plug-in and, by the sample policy, the ad-blocking library.
-"$velmora" check-config "$policy" >/dev/null
+[[ $("$velmora" check-config) = "$policy: no problems"* ]] || fail "another policy is checked"
 page='<html><body onload="x()">a<script>b()</script>c</body></html>'
 filtered=$(echo "$page" | "$velmora" filter -q --block scripts --type html -)
 [ "$filtered" = '<html><body >ac</body></html>' ] || fail "velmora filter: $filtered"
@@ -46,6 +51,7 @@ filtered=$(echo '<html><img src="http://ads.example/x.gif">c</html>' |
 echo '# mine' >>"$policy"
 "$cmake" --install "$build" --prefix "$prefix" >/dev/null
 grep -q '# mine' "$policy" || fail "the policy was overwritten"
+grep -qF "policy=$policy" "$prefix/share/velmora/squid.conf" || fail "squid.conf: another policy"
 
 # Hosts in C++, C and Python work with the package alone, found by CMake and by pkg-config, and do
 # the same as the command.
@@ -73,6 +79,14 @@ done
 "${CXX:-c++}" -std=c++20 -fsyntax-only $(pkg-config --cflags velmora) -x c++ - <<<\
   '#include <velmora/velmora.h>
    static_assert(velmora::RESULT_OK == 0x10000);' || fail "the plug-in's headers cannot be used"
+
+# The list of what is installed is whole, also after the second time.
+rm "$build/install_manifest.txt"
+cp -r "$prefix" "$prefix.copy"
+trap 'rm -rf "${prefix%.moved}" "$prefix" "$prefix.copy"' EXIT
+sed "s|^$prefix/|$prefix.copy/|" "$prefix.copy/share/velmora/installed-files.txt" | xargs rm -f
+left=$(find "$prefix.copy" \( -path '*/host/*' -o -path '*small_host*' \) -prune -o -type f -print -o -type l -print)
+[ -z "$(grep -v '/[^/]*[.]copy/[^/]*$' <<<"$left")" ] || fail "not in the list: $left"
 
 # The completion knows commands, options and categories.
 complete_line() {
