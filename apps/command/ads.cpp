@@ -206,8 +206,7 @@ int RunAds(const AdsOptions &options) {
 }  // namespace
 
 void AddAds(CLI::App &application, Action &action) {
-  CLI::App &command =
-      *application.add_subcommand("ads", "Ask the ad-blocking lists about URLs");
+  CLI::App &command = *application.add_subcommand("ads", "Ask the ad-blocking lists about URLs");
   const auto options = std::make_shared<AdsOptions>();
   command.add_option("URL", options->urls, "Addresses to judge")->type_name("");
   command.add_option("--page", options->page, "Address or host of the page that they are on")

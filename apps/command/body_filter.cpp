@@ -2,19 +2,32 @@
 
 #include <memory>
 #include <stdexcept>
-#include <system_error>
+#include <utility>
 
 #include "command/body_type.h"
 #include "command/commands.h"
 #include "command/files.h"
-#include "host/bodies/transaction.h"
+#include "host/bodies/edit_list.h"
+#include "host/bodies/response_filter.h"
+#include "host/codings/decoded_body.h"
 #include "host/policy/policy_values.h"
 
 namespace velmora::command {
 namespace {
 
-/// The policy of the file; without one, everything is blocked and a body that passes a limit is
-/// given up. What the command line says stands above it.
+constexpr std::size_t READ_AT_ONCE = 64U << 10;
+
+/// What the plug-in gets when it is wanted alone: bodies as they are, under the types they have.
+void UseAsTheyAre(host::ResponseOptions &responses) {
+  responses.maps_types = false;
+  responses.maps_charsets = false;
+  responses.reads_page_charset = false;
+  responses.checks_gifs = false;
+  responses.decodes = false;
+}
+
+/// The policy of the file; without one, what is blocked by default, and a body that passes a limit
+/// is given up. What the command line says stands above it.
 host::Policy ReadPolicy(const FilterOptions &options) {
   host::Policy policy;
   if (options.policy.empty()) {
@@ -31,6 +44,7 @@ host::Policy ReadPolicy(const FilterOptions &options) {
   if (!options.max_time.empty()) {
     stream.limits.filter_time.most = host::ParseDuration(options.max_time);
   }
+  if (options.is_raw) UseAsTheyAre(policy.responses);
   if (options.ad_library) {
     policy.ads.is_used = true;
     policy.ads.library = *options.ad_library;
@@ -60,17 +74,59 @@ host::PolicyAnswer Answer(const host::Policy &policy, const FilterOptions &optio
 std::string Message(host::StopReason reason) {
   const std::string message = host::Describe(reason);
   if (reason == host::StopReason::HELD_BYTES) return message + " (see --max-held)";
-  return reason == host::StopReason::FILTER_TIME ? message + " (see --max-time)" : message;
+  if (reason == host::StopReason::FILTER_TIME) return message + " (see --max-time)";
+  return message;
+}
+
+void ShowEdits(std::string_view name, std::string_view original, const host::EditList &edits) {
+  if (edits.IsBroken()) throw std::runtime_error("out of memory for its edits");
+  Output shown({});
+  shown.Write(DiffText(name, original, edits));
+  shown.Finish();
 }
 
 /// Where a body's result goes; null when its edits are shown in its place.
-std::unique_ptr<Output> OpenOutput(const Job &job, bool is_diff) {
-  if (job.output.has_parent_path()) std::filesystem::create_directories(job.output.parent_path());
-  if (job.output.empty() && is_diff) return nullptr;
-  return std::make_unique<Output>(job.output);
+std::unique_ptr<Output> OpenOutput(const std::filesystem::path &path, bool is_diff) {
+  if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path());
+  if (path.empty() && is_diff) return nullptr;
+  return std::make_unique<Output>(path);
+}
+
+/// The first bytes without their coding, as far as those at hand say.
+std::string FirstPlainBytes(std::string_view coding, std::string_view bytes) {
+  const auto known = host::ParseContentCoding(coding);
+  if (!known || *known == host::ContentCoding::IDENTITY) return std::string(bytes);
+  host::DecodedBody decoded(*known, {});
+  decoded.Push(bytes);
+  return std::string(decoded.Next());
+}
+
+/// All of a body without its coding.
+std::string Decoded(std::string_view coding, std::string_view bytes,
+                    const host::DecodingLimits &limits) {
+  const auto known = host::ParseContentCoding(coding);
+  if (!known || *known == host::ContentCoding::IDENTITY) return std::string(bytes);
+  host::DecodedBody decoded(*known, limits);
+  decoded.Finish(bytes);
+  std::string plain;
+  for (auto out = decoded.Next(); !out.empty(); out = decoded.Next()) plain += out;
+  if (const auto trouble = decoded.Trouble()) throw std::runtime_error(Message(*trouble));
+  return plain;
 }
 
 }  // namespace
+
+/// A body on its way from its file.
+struct BodyFilter::Body {
+  Input input;
+  /// The next bytes; empty at the end.
+  std::string piece;
+  std::string coding{};
+  std::string type{};
+  bool is_type_guessed = false;
+
+  explicit Body(const std::string &name) : input(name), piece(input.Read(READ_AT_ONCE)) {}
+};
 
 BodyFilter::BodyFilter(const FilterOptions &options)
     : options_(options),
@@ -78,65 +134,77 @@ BodyFilter::BodyFilter(const FilterOptions &options)
       answer_(Answer(policy_, options)),
       plugin_(options.plugin.value_or(host::DefaultPlugin()), policy_.ads) {}
 
+void BodyFilter::Describe(const std::string &name, Body &body) const {
+  const NamedBody named = BodyOfName(name);
+  if (!options_.is_raw) {
+    body.coding = !options_.coding.empty() ? options_.coding
+                  : !named.coding.empty()  ? named.coding
+                                           : CodingOfBytes(body.piece);
+  }
+  body.type = options_.type.empty() ? named.type : FullType(options_.type);
+  body.is_type_guessed = body.type.empty();
+  if (body.is_type_guessed) body.type = TypeOfBytes(FirstPlainBytes(body.coding, body.piece));
+  if (body.type.empty()) body.type = "application/octet-stream";
+  if (!options_.charset.empty()) body.type += "; charset=" + options_.charset;
+}
+
 FileResult BodyFilter::FilterFile(const Job &job, std::string_view shown_name, Report &report,
                                   Totals &totals) const {
-  Input input(job.input);
-  std::string piece = input.Read(options_.chunk_size);
-  FileResult result;
-  FindType(job.input, piece, result);
+  Body body(job.input);
+  Describe(job.input, body);
   ReportSink sink(report, totals, shown_name);
-  host::Transaction transaction({.url = options_.url,
-                                 .content_type = result.type,
-                                 .categories = answer_.categories,
-                                 .settings = answer_.settings,
-                                 .option_block = answer_.option_block},
-                                sink);
   host::EditList edits;
   std::string original;
-  host::StreamOptions stream_options = policy_.responses.stream;
-  if (options_.is_diff) stream_options.edits = &edits;
-  host::BodyStream stream(plugin_.CreateProcessor(), transaction, stream_options);
-  if (answer_.is_allowed) stream.PassRest();
-  result.was_filtered = stream.State() == host::StreamState::FILTERING;
-
-  const std::unique_ptr<Output> output = OpenOutput(job, options_.is_diff);
-  const auto write_all = [&](std::string_view out) {
-    for (; !out.empty(); out = stream.Next()) {
-      if (output) output->Write(out);
-      result.bytes_out += out.size();
-    }
+  host::ResponseOptions responses = policy_.responses;
+  if (options_.is_diff) {
+    responses.stream.edits = &edits;
+    for (; !body.piece.empty(); body.piece = body.input.Read(READ_AT_ONCE)) original += body.piece;
+    original = Decoded(std::exchange(body.coding, {}), original, responses.decoding);
+    body.piece = original;
+  }
+  host::ResponseFilter filter(plugin_.CreateProcessor(),
+                              {.url = options_.url,
+                               .content_type = body.type,
+                               .categories = answer_.categories,
+                               .settings = answer_.settings,
+                               .option_block = answer_.option_block},
+                              {.content_encoding = body.coding, .accept_encoding = "gzip"}, sink,
+                              responses);
+  FileResult result{.type = body.type,
+                    .is_type_guessed = body.is_type_guessed,
+                    .was_filtered = answer_.IsFiltered() && filter.IsWanted()};
+  const bool is_plain = result.was_filtered && filter.SentCoding() == host::ContentCoding::IDENTITY;
+  const std::unique_ptr<Output> output =
+      OpenOutput(is_plain ? job.output : job.coded_output, options_.is_diff);
+  const auto check = [&] {
+    if (filter.State() != host::StreamState::FAILED) return;
+    throw std::runtime_error(Message(sink.Stopped().value()));
   };
+  const auto write = [&](std::string_view bytes) {
+    if (output) output->Write(bytes);
+    result.bytes_out += bytes.size();
+  };
+  check();
   for (bool is_last = false; !is_last;) {
-    result.bytes_in += piece.size();
-    if (options_.is_diff) original += piece;
-    std::string next = input.Read(options_.chunk_size);
+    result.bytes_in += body.piece.size();
+    std::string next = body.input.Read(READ_AT_ONCE);
     is_last = next.empty();
-    write_all(is_last ? stream.Finish(piece) : stream.Push(piece));
-    if (stream.State() == host::StreamState::FAILED) {
-      throw std::runtime_error(Message(sink.Stopped().value()));
+    if (result.was_filtered) {
+      auto out = is_last ? filter.Finish(body.piece) : filter.Push(body.piece);
+      for (; !out.empty(); out = filter.Next()) write(out);
+      check();
+    } else {
+      write(body.piece);
     }
-    piece = std::move(next);
+    body.piece = std::move(next);
   }
   if (output) output->Finish();
-  if (edits.IsBroken()) throw std::runtime_error("out of memory for its edits");
-  if (options_.is_diff) {
-    Output shown({});
-    shown.Write(DiffText(shown_name, original, edits));
-    shown.Finish();
-  }
+  if (options_.is_diff) ShowEdits(shown_name, original, edits);
   result.blocked = sink.BlockedItems();
   result.stopped = sink.Stopped();
   totals.bytes_in += result.bytes_in;
   totals.bytes_out += result.bytes_out;
   return result;
-}
-
-void BodyFilter::FindType(const std::string &name, std::string_view first_bytes,
-                          FileResult &result) const {
-  result.type = options_.type.empty() ? TypeOfName(name) : FullType(options_.type);
-  result.is_type_guessed = result.type.empty();
-  if (result.is_type_guessed) result.type = TypeOfBytes(first_bytes);
-  if (!options_.charset.empty()) result.type += "; charset=" + options_.charset;
 }
 
 }  // namespace velmora::command

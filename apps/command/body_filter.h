@@ -1,4 +1,4 @@
-// BodyFilter: takes saved bodies through the plug-in.
+// BodyFilter: takes saved bodies through the plug-in, on the way that a proxy takes them.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +20,9 @@ struct FilterOptions {
   std::vector<std::string> files{};
   std::string type{};
   std::string charset{};
+  std::string coding{};
+  /// The plug-in gets the bytes and the type as they are.
+  bool is_raw = false;
   std::string url{};
   std::string client{};
   host::CategorySet block = host::CategorySet::Default();
@@ -52,7 +55,10 @@ class BodyFilter {
                         Totals &totals) const;
 
  private:
-  void FindType(const std::string &name, std::string_view first_bytes, FileResult &result) const;
+  struct Body;
+
+  /// Finds out what the body is.
+  void Describe(const std::string &name, Body &body) const;
 
   const FilterOptions &options_;
   host::Policy policy_;

@@ -34,6 +34,19 @@ constexpr std::array<NamedType, 8> EXTENSIONS = {{
     {".gif", GIF},
 }};
 
+/// A coding with the extension of its files and the bytes that they begin with.
+struct FileCoding {
+  std::string_view extension;
+  std::string_view begin;
+  std::string_view coding;
+};
+
+constexpr FileCoding CODINGS[] = {
+    {".gz", "\x1F\x8B", "gzip"},
+    {".br", "", "br"},
+    {".zst", "\x28\xB5\x2F\xFD", "zstd"},
+};
+
 constexpr std::string_view PAGE_STARTS[] = {"<!doctype html", "<html", "<head", "<body", "<title"};
 
 char LowerCase(char c) {
@@ -61,15 +74,29 @@ bool LooksLikeHtml(std::string_view bytes) {
 
 }  // namespace
 
-std::string_view TypeOfName(std::string_view name) noexcept {
-  const auto type = std::ranges::find_if(
-      EXTENSIONS, [&](const NamedType &named) { return EndsWithNoCase(name, named.name); });
-  return type == EXTENSIONS.end() ? std::string_view() : type->type;
+NamedBody BodyOfName(std::string_view name) noexcept {
+  NamedBody body{.plain_name = name};
+  for (const FileCoding &file : CODINGS) {
+    if (!EndsWithNoCase(name, file.extension)) continue;
+    body.coding = file.coding;
+    body.plain_name.remove_suffix(file.extension.size());
+  }
+  for (const NamedType &type : EXTENSIONS) {
+    if (EndsWithNoCase(body.plain_name, type.name)) body.type = type.type;
+  }
+  return body;
+}
+
+std::string_view CodingOfBytes(std::string_view first_bytes) noexcept {
+  for (const FileCoding &file : CODINGS) {
+    if (!file.begin.empty() && first_bytes.starts_with(file.begin)) return file.coding;
+  }
+  return {};
 }
 
 std::string_view TypeOfBytes(std::string_view first_bytes) {
   if (first_bytes.starts_with("GIF8")) return GIF;
-  return LooksLikeHtml(first_bytes) ? HTML : "application/octet-stream";
+  return LooksLikeHtml(first_bytes) ? HTML : std::string_view{};
 }
 
 std::string FullType(std::string_view type) {

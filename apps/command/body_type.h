@@ -1,4 +1,4 @@
-// The content type of a saved body, by its name or its first bytes.
+// What a saved body is: by its name, by its first bytes, or as the user says.
 #pragma once
 
 #include <string>
@@ -6,12 +6,23 @@
 
 namespace velmora::command {
 
-/// The type that a name's extension says (".html", ".js", ".vbs", ".gif" and the like); empty when
-/// it says none.
-std::string_view TypeOfName(std::string_view name) noexcept;
+/// What a name's extensions say; each part is empty when they say nothing.
+struct NamedBody {
+  /// The content coding that ".gz", ".br" or ".zst" at the end stands for, as a header names it.
+  std::string_view coding{};
+  /// The name without that.
+  std::string_view plain_name{};
+  /// The content type (of ".html", ".js", ".vbs", ".gif" and the like).
+  std::string_view type{};
+};
 
-/// The type that the bytes look like: a GIF, an HTML page in ASCII, UTF-8 or UTF-16, else
-/// "application/octet-stream".
+NamedBody BodyOfName(std::string_view name) noexcept;
+
+/// The content coding that the first bytes show; empty when they show none.
+std::string_view CodingOfBytes(std::string_view first_bytes) noexcept;
+
+/// The content type that the first bytes look like: a GIF, an HTML page in ASCII, UTF-8 or UTF-16;
+/// empty when they look like nothing.
 std::string_view TypeOfBytes(std::string_view first_bytes);
 
 /// A type as the user gives it: "html", "js", "vbs" and "gif" stand for the full names.

@@ -43,8 +43,20 @@ std::string_view ShownName(std::string_view name) {
   return name == STANDARD_INPUT ? "(standard input)" : name;
 }
 
+/// What the options say together.
+void Check(const FilterOptions &options) {
+  if (options.is_raw && !options.coding.empty())
+    throw UsageError("--raw: --coding has no use then");
+  if (options.is_raw || options.charset.empty()) return;
+  if (const std::string fault = CheckCharset(options.charset); !fault.empty()) {
+    throw UsageError("--charset: " + fault);
+  }
+}
+
 int FilterFiles(const FilterOptions &options) {
-  const std::vector<Job> jobs = PlanJobs(options.files, options.output, options.is_diff);
+  Check(options);
+  const std::vector<Job> jobs =
+      PlanJobs(options.files, options.output, options.is_diff, !options.is_raw);
   if (options.is_logging) TurnLogOn();
   // The command line stands above the environment.
   if (!options.ad_lists.empty()) unsetenv("VEXLAR_LISTS");
@@ -120,8 +132,17 @@ void AddFilter(CLI::App &application, Action &action) {
       ->type_name("TYPE")
       ->check(CheckType);
   command.add_option("--charset", options->charset, "Character set that the Content-Type names")
+      ->type_name("NAME");
+  command
+      .add_option(
+          "--coding", options->coding,
+          "Content coding: gzip, deflate, br, zstd or identity (default: by name and content)")
       ->type_name("NAME")
-      ->check(CheckCharset);
+      ->check(CLI::IsMember({"gzip", "deflate", "br", "zstd", "identity"}).description(""));
+  command.add_flag(
+      "--raw", options->is_raw,
+      "Hand bytes, type and character set to the plug-in as they are: nothing decoded, "
+      "no other names for types and character sets, nothing looked for in the page");
   command.add_option("--url", options->url, "URL that the body came from")->type_name("URL");
   CLI::Option *const block = AddCategoryOption(command, "--block", options->block,
                                                "Categories to block (default: \"default\")");

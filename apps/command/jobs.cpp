@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "command/body_type.h"
 #include "command/commands.h"
 #include "command/files.h"
 
@@ -53,7 +54,7 @@ void CheckOutput(const fs::path &output, bool is_folder) {
 }  // namespace
 
 std::vector<Job> PlanJobs(const std::vector<std::string> &names, const fs::path &output,
-                          bool is_optional) {
+                          bool is_optional, bool are_decoded) {
   std::vector<Source> sources;
   bool has_folder = false;
   for (const std::string &name : names) {
@@ -73,13 +74,16 @@ std::vector<Job> PlanJobs(const std::vector<std::string> &names, const fs::path 
   std::set<fs::path> taken;
   for (const Source &source : sources) {
     if (output.empty() || !is_folder) {
-      jobs.push_back({source.name, output});
+      jobs.push_back({source.name, output, output});
       continue;
     }
     if (source.name == STANDARD_INPUT) {
       throw UsageError("-o: standard input has no name in a folder");
     }
-    jobs.push_back({source.name, output / source.place});
+    const fs::path coded = output / source.place;
+    const NamedBody named = BodyOfName(coded.native());
+    const bool changes_name = are_decoded && !named.type.empty();
+    jobs.push_back({source.name, changes_name ? fs::path(named.plain_name) : coded, coded});
     if (!taken.insert(jobs.back().output).second) {
       throw UsageError("two files would become " + jobs.back().output.string());
     }

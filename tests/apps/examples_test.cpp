@@ -62,6 +62,10 @@ TEST(Examples, ReportsAndResultsAreRight) {
   EXPECT_THAT(portal.output,
               AllOf(HasSubstr("B\xF6rse</A>"), Not(HasSubstr("APPLET")), Not(HasSubstr("ONLOAD"))));
 
+  EXPECT_THAT(shell.Run("$velmora filter $examples/portal-windows-1252.html").errors,
+              AllOf(HasSubstr(": applets: (Applet)\n"), Not(HasSubstr(": scripts: "))))
+      << "what is blocked by default";
+
   const Result timetable = shell.Run("$velmora filter --block all $examples/timetable-utf-16.html");
   EXPECT_THAT(timetable.output, StartsWith("\xFF\xFE<"));
   EXPECT_EQ(timetable.output.size() % 2, 0U);
@@ -70,6 +74,17 @@ TEST(Examples, ReportsAndResultsAreRight) {
   const Result animation = shell.Run("$velmora filter $examples/animation.gif");
   EXPECT_THAT(animation.errors, HasSubstr(": gif-animation: (GIF Animation)\n"));
   EXPECT_EQ(animation.output.back(), ';');
+}
+
+TEST(Examples, WhatTheWebSaysIsPutIntoThePlugInsWordsUnlessItIsRaw) {
+  const Shell shell;
+  shell.Write("a.html", "<meta charset=windows-31j><p onclick=\"\x83\x65\">");
+  const std::string filter = "$velmora filter --no-ads --block scripts,javascript a.html ";
+  EXPECT_THAT(shell.Run(filter).errors, HasSubstr("onclick=\"\u30C6\""));
+  EXPECT_THAT(shell.Run(filter + "--raw").errors, Not(HasSubstr("\u30C6")));
+  EXPECT_EQ(shell.Run(filter + "--type text/javascript").output, " ");
+  EXPECT_THAT(shell.Run(filter + "--raw --type text/javascript").errors,
+              HasSubstr("nothing to filter in text/javascript"));
 }
 
 TEST(Examples, TheDebugLogGoesToStandardError) {

@@ -80,6 +80,28 @@ TEST(FilterCommand, ChoosesTheTypeByNameAndContent) {
   }
 }
 
+TEST(FilterCommand, TakesCodingsOffAsAProxyDoes) {
+  const Shell shell;
+  shell.Write("a.html", "a<ad>");
+  shell.Write("b.js", "b<ad>");
+  shell.Run("mkdir in; gzip -c a.html >in/a.html.gz; gzip -c b.js >in/b.js.gz; cp in/a.html.gz a");
+  for (const std::string input : {"in/a.html.gz", "- <a", "a", "--coding gzip --type html a"}) {
+    const Result result = shell.Filter(input);
+    EXPECT_EQ(result.output, "a") << result.errors;
+    EXPECT_THAT(shell.Filter("--diff -q " + input).output, HasSubstr(" @1 4 -> 0\n- <ad>\n"));
+  }
+  // What goes on coded keeps its name in a folder, what does not loses the coding's.
+  EXPECT_EQ(shell.Filter("-q in -o out").exit_code, 0);
+  EXPECT_EQ(shell.Run("cd out; ls; cat a.html; cmp b.js.gz ../in/b.js.gz").output,
+            "a.html\nb.js.gz\na");
+  EXPECT_EQ(shell.Filter("--raw -q in/a.html.gz | cmp - in/a.html.gz").exit_code, 0);
+  EXPECT_EQ(shell.Filter("in a.html -o out").exit_code, 2) << "two files of a name";
+  shell.Run("head -c 15 a >cut.html.gz");
+  const Result cut = shell.Filter("cut.html.gz");
+  EXPECT_EQ(cut.exit_code, 1);
+  EXPECT_EQ(cut.errors, "velmora: cut.html.gz: content coding truncated\n");
+}
+
 TEST(FilterCommand, BlocksWhatItIsToldTo) {
   const Shell shell;
   shell.Write("page.html", "a<ad>");
@@ -165,6 +187,8 @@ TEST(FilterCommand, RefusesACommandLineThatMakesNoSense) {
       {"filter a.html --chunk-size 0", "--chunk-size"},
       {"filter a.html --chunk-size many", "--chunk-size"},
       {"filter a.html --max-held 1x", "--max-held"},
+      {"filter a.html --max-time 10", "--max-time: \"10\" should be a time as"},
+      {"filter a.html --raw --coding gzip", "--raw"},
       {"filter a.html --set DataHandlers", "NAME=VALUE"},
       {"filter a.html a.html", "-o DIR"},
       {"filter a.html ./a.html -o folder", "two files would become folder/a.html"},

@@ -1,6 +1,7 @@
 """What comes in, however it comes in, goes out filtered or untouched."""
 
 import gzip
+import json
 import subprocess
 import unittest
 import zlib
@@ -62,6 +63,37 @@ class Bodies(ProxyCase):
         )
         self.assertRegex(summary.stdout, r"(?m)^[1-9]\d* blocked, 0 stopped, 0 errors$")
         self.assertNotIn("unreadable", summary.stdout)
+
+    def test_the_command_does_the_same(self):
+        """Coded bodies, types and character sets under the web's names, and what the page says."""
+        japanese = '<meta charset=windows-31j><p onclick="x(\u8868)">'.encode("cp932") + PAGE
+        for name, coding, content_type, body in (
+            ("page.html.gz", "gzip", "text/html", gzip.compress(japanese)),
+            ("page.html.zst", "zstd", "text/html", CODINGS["zstd"](PAGE)),
+            ("script", "", "text/javascript", b'var ad = "http://ads.example/x.gif";'),
+            ("latin", "", "application/xhtml+xml; charset=x-sjis", japanese),
+            ("other.gz", "gzip", "image/png", gzip.compress(PAGE)),
+        ):
+            with self.subTest(name):
+                headers = {"Content_Encoding": coding} if coding else {}
+                self.serve(f"/{name}", body, content_type, **headers)
+                file = self.squid.folder / name
+                file.write_bytes(body)
+                kind, _, charset = content_type.partition("; charset=")
+                run = subprocess.run(
+                    [MODULES / "velmora", "filter", file, "--policy", self.squid.policy]
+                    + ["--type", kind, "--url", self.origin.url(f"/{name}")]
+                    + (["--charset", charset] if charset else [])
+                    + ["--report", "json"],
+                    capture_output=True,
+                )
+                self.assertEqual(run.returncode, 0, run.stderr)
+                self.assertEqual(run.stdout, self.fetch(f"/{name}").body)
+                items = [json.loads(line) for line in run.stderr.splitlines()]
+                self.assertEqual(
+                    [(item["code"], item["item"]) for item in items],
+                    [(e["code"], e["item"]) for e in self.events_of(f"/{name}")],
+                )
 
     def test_empty_and_tiny(self):
         for name, body in {"empty": b"", "one": b"x", "two": b"<p"}.items():
