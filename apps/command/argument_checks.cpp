@@ -1,7 +1,6 @@
 #include "command/argument_checks.h"
 
 #include "command/body_type.h"
-#include "host/bodies/transaction.h"
 #include "host/web/charset_labels.h"
 #include "host/web/client_network.h"
 #include "host/web/url.h"

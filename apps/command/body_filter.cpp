@@ -19,10 +19,10 @@ constexpr std::size_t READ_AT_ONCE = 64U << 10;
 
 /// What the plug-in gets when it is wanted alone: bodies as they are, under the types they have.
 void UseAsTheyAre(host::ResponseOptions &responses) {
-  responses.maps_types = false;
-  responses.maps_charsets = false;
-  responses.reads_page_charset = false;
-  responses.checks_gifs = false;
+  responses.presentation = {.maps_types = false,
+                            .maps_charsets = false,
+                            .reads_page_charset = false,
+                            .checks_gifs = false};
   responses.decodes = false;
 }
 
@@ -96,9 +96,10 @@ std::unique_ptr<Output> OpenOutput(const std::filesystem::path &path, bool is_di
 std::string FirstPlainBytes(std::string_view coding, std::string_view bytes) {
   const auto known = host::ParseContentCoding(coding);
   if (!known || *known == host::ContentCoding::IDENTITY) return std::string(bytes);
-  host::DecodedBody decoded(*known, {});
-  decoded.Push(bytes);
-  return std::string(decoded.Next());
+  host::PushedPieces pieces;
+  host::DecodedBody decoded(pieces, *known, {});
+  pieces.Push(bytes);
+  return std::string(decoded.Next().bytes);
 }
 
 /// All of a body without its coding.
@@ -106,11 +107,15 @@ std::string Decoded(std::string_view coding, std::string_view bytes,
                     const host::DecodingLimits &limits) {
   const auto known = host::ParseContentCoding(coding);
   if (!known || *known == host::ContentCoding::IDENTITY) return std::string(bytes);
-  host::DecodedBody decoded(*known, limits);
-  decoded.Finish(bytes);
+  host::PushedPieces pieces;
+  host::DecodedBody decoded(pieces, *known, limits);
+  pieces.Finish(bytes);
   std::string plain;
-  for (auto out = decoded.Next(); !out.empty(); out = decoded.Next()) plain += out;
-  if (const auto trouble = decoded.Trouble()) throw std::runtime_error(Message(*trouble));
+  for (host::Part part; !part.is_last;) {
+    part = decoded.Next();
+    if (part.trouble) throw std::runtime_error(Message(*part.trouble));
+    plain += part.bytes;
+  }
   return plain;
 }
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 
+#include "base/ascii.h"
+#include "host/web/sniffing.h"
+
 namespace velmora::command {
 namespace {
 
@@ -47,29 +50,21 @@ constexpr FileCoding CODINGS[] = {
     {".zst", "\x28\xB5\x2F\xFD", "zstd"},
 };
 
-constexpr std::string_view PAGE_STARTS[] = {"<!doctype html", "<html", "<head", "<body", "<title"};
-
-char LowerCase(char c) {
-  return 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 bool EndsWithNoCase(std::string_view text, std::string_view lower_case_end) {
   return text.size() >= lower_case_end.size() &&
          std::ranges::equal(text.substr(text.size() - lower_case_end.size()), lower_case_end, {},
-                            LowerCase);
+                            base::ToLowerAscii);
 }
 
-/// Begins with markup and has one of the first tags of a page in its first KiB. Zero bytes are
-/// passed over, which makes UTF-16 readable enough.
-bool LooksLikeHtml(std::string_view bytes) {
-  std::string start;
-  for (const char c : bytes.substr(0, 1024)) {
-    if (c != '\0') start += LowerCase(c);
+/// As browsers see them once they know the encoding: without a mark in front, and without the zero
+/// bytes of UTF-16.
+std::string InOneByteUnits(std::string_view bytes) {
+  for (const std::string_view mark : {"\xEF\xBB\xBF", "\xFF\xFE", "\xFE\xFF"}) {
+    if (bytes.starts_with(mark)) bytes.remove_prefix(mark.size());
   }
-  const std::size_t markup = start.find_first_not_of(" \t\r\n\xEF\xBB\xBF\xFF\xFE");
-  if (markup == start.npos || start[markup] != '<') return false;
-  return std::ranges::any_of(
-      PAGE_STARTS, [&](std::string_view tag) { return start.find(tag, markup) != start.npos; });
+  std::string units(bytes.substr(0, 2 * host::SNIFFED_BYTES));
+  std::erase(units, '\0');
+  return units;
 }
 
 }  // namespace
@@ -96,7 +91,16 @@ std::string_view CodingOfBytes(std::string_view first_bytes) noexcept {
 
 std::string_view TypeOfBytes(std::string_view first_bytes) {
   if (first_bytes.starts_with("GIF8")) return GIF;
-  return LooksLikeHtml(first_bytes) ? HTML : std::string_view{};
+  switch (host::SniffPage(InOneByteUnits(first_bytes), true)) {
+    case host::Sniffed::HTML:
+      return HTML;
+    case host::Sniffed::XML:
+      return "application/xml";
+    case host::Sniffed::OTHER:
+    case host::Sniffed::UNDECIDED:
+      break;
+  }
+  return {};
 }
 
 std::string FullType(std::string_view type) {

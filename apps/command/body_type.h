@@ -21,8 +21,8 @@ NamedBody BodyOfName(std::string_view name) noexcept;
 /// The content coding that the first bytes show; empty when they show none.
 std::string_view CodingOfBytes(std::string_view first_bytes) noexcept;
 
-/// The content type that the first bytes look like: a GIF, an HTML page in ASCII, UTF-8 or UTF-16;
-/// empty when they look like nothing.
+/// The content type that the first bytes look like: a GIF, or what browsers take for a page of HTML
+/// or XML, in UTF-16 too; empty when they look like nothing.
 std::string_view TypeOfBytes(std::string_view first_bytes);
 
 /// A type as the user gives it: "html", "js", "vbs" and "gif" stand for the full names.

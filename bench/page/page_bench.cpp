@@ -58,9 +58,12 @@ void RunBodies(benchmark::State &state, const Plugin &plugin,
   for (auto _ : state) {
     for (const std::string &body : bodies) {
       Transaction transaction(info, sink);
-      BodyStream stream(plugin.CreateProcessor(), transaction);
-      for (auto out = stream.Finish(body); !out.empty(); out = stream.Next()) {
-        benchmark::DoNotOptimize(out.data());
+      PushedPieces pieces;
+      BodyStream stream(pieces, plugin.CreateProcessor(), transaction);
+      pieces.Finish(body);
+      for (Part part; !part.is_last;) {
+        part = stream.Next();
+        benchmark::DoNotOptimize(part.bytes.data());
       }
       bytes += static_cast<std::int64_t>(body.size());
     }

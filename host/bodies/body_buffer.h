@@ -31,7 +31,6 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
   /// Takes the committed bytes, or all, out in front. The view is good until the buffer changes.
   std::string_view TakeCommitted() noexcept { return Take(committed_); }
   std::string_view TakeAll() noexcept { return Take(size_); }
-  std::string_view All() noexcept { return {reinterpret_cast<const char *>(GetData()), size_}; }
   /// Bytes after the commit position.
   std::uint32_t HeldBack() const noexcept { return size_ - committed_; }
   bool EditFailed() const noexcept { return edit_failed_; }

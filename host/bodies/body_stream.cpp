@@ -1,7 +1,6 @@
 #include "host/bodies/body_stream.h"
 
 #include <algorithm>
-#include <cassert>
 #include <malloc.h>
 #include <utility>
 
@@ -22,9 +21,10 @@ StreamOptions Checked(StreamOptions options) noexcept {
 
 }  // namespace
 
-BodyStream::BodyStream(ProcessorPointer processor, Transaction &transaction,
+BodyStream::BodyStream(Stage &before, ProcessorPointer processor, Transaction &transaction,
                        const StreamOptions &options) noexcept
-    : options_(Checked(options)),
+    : before_(before),
+      options_(Checked(options)),
       transaction_(transaction),
       buffer_(options.edits),
       processor_(std::move(processor)) {
@@ -51,54 +51,40 @@ BodyStream::~BodyStream() {
   malloc_trim(0);
 }
 
-bool BodyStream::Wait(std::string_view bytes) noexcept {
-  if (buffer_.Append(bytes)) return true;
-  Stop(StopReason::OUT_OF_MEMORY);
-  return false;
-}
-
-std::string_view BodyStream::Push(std::string_view piece) noexcept {
-  assert(piece_.empty() && !piece_is_last_);
-  piece_ = piece;
-  has_waiting_ = !started_ && buffer_.GetSize() != 0;
-  return Next();
-}
-
-std::string_view BodyStream::Finish(std::string_view last_piece) noexcept {
-  assert(piece_.empty() && !piece_is_last_);
-  piece_ = last_piece;
-  piece_is_last_ = true;
-  return Next();
-}
-
-std::string_view BodyStream::Next() noexcept {
-  while (state_ == StreamState::FILTERING && (!piece_.empty() || piece_is_last_ || has_waiting_)) {
-    ProcessSlice();
-    if (state_ != StreamState::FILTERING) break;
-    if (buffer_.GetCommitted() != 0) return buffer_.TakeCommitted();
+Part BodyStream::Next() noexcept {
+  for (;;) {
+    if (state_ == StreamState::FINISHED) {
+      return {.bytes = buffer_.TakeAll(), .is_last = !std::exchange(is_end_told_, true)};
+    }
+    if (state_ == StreamState::PASSING && buffer_.GetSize() != 0) {
+      return {.bytes = buffer_.TakeAll()};
+    }
+    if (state_ == StreamState::FAILED || (part_.IsNothing() && !Draw())) return {};
+    if (state_ == StreamState::FILTERING) {
+      ProcessSlice();
+      if (state_ != StreamState::FILTERING || buffer_.GetCommitted() == 0) continue;
+      return {.bytes = buffer_.TakeCommitted()};
+    }
+    if (state_ == StreamState::PASSING) {
+      if (!part_.is_last) return std::exchange(part_, {});
+      state_ = StreamState::FINISHED;
+      is_end_told_ = true;
+      return {.bytes = std::exchange(part_, {}).bytes, .is_last = true};
+    }
   }
-  switch (state_) {
-    case StreamState::FILTERING:
-      return {};
-    case StreamState::FAILED:
-      // What else is pushed is dropped.
-      piece_ = {};
-      piece_is_last_ = false;
-      return {};
-    case StreamState::FINISHED:
-      return buffer_.TakeAll();
-    case StreamState::PASSING:
-      break;
-  }
-  if (buffer_.GetSize() != 0) return buffer_.TakeAll();
-  if (piece_is_last_) state_ = StreamState::FINISHED;
-  return std::exchange(piece_, {});
+}
+
+bool BodyStream::Draw() noexcept {
+  part_ = before_.Next();
+  if (part_.trouble) Report(*part_.trouble);
+  if (part_.is_unwanted && state_ == StreamState::FILTERING) PassRest();
+  return !part_.IsNothing();
 }
 
 void BodyStream::Abort() noexcept {
   processor_.reset();
   buffer_.Clear();
-  piece_ = {};
+  part_ = {};
   state_ = StreamState::FAILED;
 }
 
@@ -108,12 +94,11 @@ void BodyStream::PassRest() noexcept {
 }
 
 void BodyStream::ProcessSlice() noexcept {
-  const std::string_view slice = piece_.substr(0, options_.slice_size);
+  const std::string_view slice = part_.bytes.substr(0, options_.slice_size);
   if (!buffer_.Append(slice)) return Stop(StopReason::OUT_OF_MEMORY);
-  piece_.remove_prefix(slice.size());
+  part_.bytes.remove_prefix(slice.size());
   filtered_ += slice.size();
-  has_waiting_ = false;
-  const bool is_last = piece_is_last_ && piece_.empty();
+  const bool is_last = part_.is_last && part_.bytes.empty();
   const bool has_memory = CallProcessor(is_last);
   if (!has_memory || buffer_.EditFailed()) return Stop(StopReason::OUT_OF_MEMORY);
   if (is_last) {
@@ -134,10 +119,14 @@ bool BodyStream::CallProcessor(bool is_last) noexcept {
   return !memory.HasFailed() && !transaction_.HasUnexamined();
 }
 
-void BodyStream::Stop(StopReason reason) noexcept {
+void BodyStream::Report(StopReason reason) noexcept {
   transaction_.ReportStopped(reason);
-  if (options_.limits.beyond == BeyondLimit::FAIL) return Abort();
-  PassRest();
+  if (options_.limits.beyond == BeyondLimit::FAIL) Abort();
+}
+
+void BodyStream::Stop(StopReason reason) noexcept {
+  Report(reason);
+  if (state_ != StreamState::FAILED) PassRest();
 }
 
 }  // namespace velmora::host

@@ -19,25 +19,16 @@
 #include <string_view>
 
 #include "host/bodies/body_stream.h"
+#include "host/bodies/first_bytes.h"
 #include "host/bodies/transaction.h"
 #include "host/codings/decoded_body.h"
 #include "host/codings/gzip_encoder.h"
-#include "host/web/mime_type.h"
 
 namespace velmora::host {
 
 struct ResponseOptions {
   StreamOptions stream{};
-  /// Types that mean the same as one that the plug-in knows are presented as that one; bodies
-  /// without a type as what they look like; SVG and XML as pages, where active content is blocked.
-  bool maps_types = true;
-  /// Charset labels are presented as the converter's names.
-  bool maps_charsets = true;
-  /// The charset of a page is looked for in its first bytes: a byte-order mark stands above the
-  /// header, a declaration in the page counts where the header names none.
-  bool reads_page_charset = true;
-  /// A "GIF" that does not begin as one is not handed over.
-  bool checks_gifs = true;
+  PresentationOptions presentation{};
   /// Bodies with a content coding are decoded; otherwise they pass by unfiltered.
   bool decodes = true;
   DecodingLimits decoding{};
@@ -70,44 +61,34 @@ class ResponseFilter {
     return encoder_ ? ContentCoding::GZIP : ContentCoding::IDENTITY;
   }
 
-  /// As `BodyStream`'s functions of these names.
+  /// Gives the next piece and answers the first bytes that may go on now, as `Next` does. All of an
+  /// earlier piece was taken before; the piece stays where it is until `Next` answers empty.
   std::string_view Push(std::string_view piece) noexcept;
+  /// The same for the last piece, which may be empty (and is, when a body's end is only known after
+  /// its last byte). What the plug-in held back to the end comes out too.
   std::string_view Finish(std::string_view last_piece = {}) noexcept;
+  /// The next bytes that may go on; empty when there are none for now. They are good until the next
+  /// call, and may lie in the piece itself.
   std::string_view Next() noexcept;
+  /// Ends the transaction; bytes not taken are dropped.
   void Abort() noexcept { stream_.Abort(); }
   StreamState State() const noexcept { return stream_.State(); }
 
  private:
-  /// A part of the body on its way to the plug-in.
-  struct Part {
-    std::string_view bytes;
-    bool is_last;
-  };
+  ResponseFilter(ProcessorPointer processor, DeclaredBody body, TransactionInfo &info,
+                 const ResponseHeaders &headers, TransactionSink &sink,
+                 const ResponseOptions &options);
 
-  void PrepareCoding(const ResponseHeaders &headers) noexcept;
-  std::string_view NextFiltered() noexcept;
-  Part NextPart() noexcept;
-  /// Sees to it that the plug-in gets nothing before it is known what the body is. False when more
-  /// bytes must come: then all of the part waits in the stream.
-  bool TakeFirstBytes(Part &part) noexcept;
-  /// The same for the body's first bytes; `is_all` says that there are no others.
-  bool ReadFirstBytes(std::string_view bytes, bool is_all) noexcept;
-  bool Sniff(std::string_view bytes, bool is_all) noexcept;
-  bool ReadCharset(std::string_view bytes, bool is_all) noexcept;
-  /// Says what is wrong with the coding and fails if the policy says so.
-  void ReportCoding(StopReason reason) noexcept;
+  void CheckCoding(const ResponseHeaders &headers, const ResponseOptions &options) noexcept;
 
-  const ResponseOptions options_;
-  const std::optional<MimeType> type_;
-  BodyKind kind_;
   Transaction transaction_;
-  BodyStream stream_;
+  // The stages, in the order of the way; the first and the last but one are there for every body.
+  PushedPieces pieces_;
   std::optional<DecodedBody> decoded_;
+  FirstBytes first_bytes_;
+  BodyStream stream_;
   std::optional<GzipEncoder> encoder_;
   bool is_wanted_ = false;
-  bool has_read_first_bytes_ = false;
-  std::string_view piece_;
-  bool piece_is_last_ = false;
 };
 
 }  // namespace velmora::host

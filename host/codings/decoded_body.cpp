@@ -1,6 +1,7 @@
 #include "host/codings/decoded_body.h"
 
 #include <new>
+#include <utility>
 
 namespace velmora::host {
 namespace {
@@ -9,21 +10,40 @@ constexpr std::size_t ROOM = 64U << 10;
 
 }  // namespace
 
-DecodedBody::DecodedBody(ContentCoding coding, const DecodingLimits &limits) noexcept
-    : limits_(limits), decoder_(MakeDecoder(coding)), room_(new (std::nothrow) char[ROOM]) {
-  if (decoder_ == nullptr || room_ == nullptr) End(StopReason::OUT_OF_MEMORY);
+Part DecodedBody::Next() noexcept {
+  for (;;) {
+    if (is_at_end_) {
+      if (std::exchange(is_end_told_, true)) return {};
+      return {.is_last = true, .trouble = trouble_};
+    }
+    if (const std::string_view bytes = Decode(); !bytes.empty()) return {.bytes = bytes};
+    if (is_at_end_) continue;
+    if (coded_.is_last) {
+      const bool is_whole = decoder_ == nullptr || decoder_->IsComplete();
+      End(is_whole ? coded_.trouble : StopReason::TRUNCATED_CODING);
+      continue;
+    }
+    coded_ = before_.Next();
+    if (coded_.IsNothing()) return {};
+  }
 }
 
-void DecodedBody::Finish(std::string_view last_piece) noexcept {
-  piece_ = last_piece;
-  piece_is_last_ = true;
+bool DecodedBody::Start() noexcept {
+  if (decoder_ != nullptr) return true;
+  decoder_ = MakeDecoder(coding_);
+  room_.reset(new (std::nothrow) char[ROOM]);
+  return decoder_ != nullptr && room_ != nullptr;
 }
 
-std::string_view DecodedBody::Next() noexcept {
-  while (!is_at_end_ && (!piece_.empty() || has_more_)) {
-    const std::size_t size_before = piece_.size();
-    const auto [status, produced] = decoder_->Decode(piece_, {room_.get(), ROOM});
-    encoded_ += size_before - piece_.size();
+std::string_view DecodedBody::Decode() noexcept {
+  while (!is_at_end_ && (!coded_.bytes.empty() || has_more_)) {
+    if (!Start()) {
+      End(StopReason::OUT_OF_MEMORY);
+      return {};
+    }
+    const std::size_t size_before = coded_.bytes.size();
+    const auto [status, produced] = decoder_->Decode(coded_.bytes, {room_.get(), ROOM});
+    encoded_ += size_before - coded_.bytes.size();
     decoded_ += produced;
     has_more_ = status == Decoder::Status::NEEDS_ROOM;
     if (status == Decoder::Status::CORRUPT) End(StopReason::CORRUPT_CODING);
@@ -31,16 +51,12 @@ std::string_view DecodedBody::Next() noexcept {
     if (limits_.AreExceededBy(decoded_, encoded_)) End(StopReason::DECODED_SIZE);
     if (produced != 0) return {room_.get(), produced};
   }
-  if (!is_at_end_ && piece_is_last_) {
-    is_at_end_ = true;
-    if (!decoder_->IsComplete()) trouble_ = StopReason::TRUNCATED_CODING;
-  }
   return {};
 }
 
-void DecodedBody::End(StopReason reason) noexcept {
+void DecodedBody::End(std::optional<StopReason> trouble) noexcept {
   is_at_end_ = true;
-  trouble_ = reason;
+  trouble_ = trouble;
 }
 
 }  // namespace velmora::host

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "host/codings/content_coding.h"
+#include "host/codings/stage.h"
 #include "host/limits/limits.h"
 
 namespace velmora::host {
@@ -26,37 +27,33 @@ struct DecodingLimits {
   }
 };
 
-/// Used by one thread.
-class DecodedBody {
+/// The stage that takes the content coding off.
+class DecodedBody final : public Stage {
  public:
-  DecodedBody(ContentCoding coding, const DecodingLimits &limits) noexcept;
+  /// Not for `IDENTITY`. Memory is taken with the first bytes.
+  DecodedBody(Stage &before, ContentCoding coding, const DecodingLimits &limits) noexcept
+      : before_(before), coding_(coding), limits_(limits) {}
 
-  /// Gives the next piece, which stays where it is until `Next` answers empty.
-  void Push(std::string_view piece) noexcept { piece_ = piece; }
-  /// The same for the last piece.
-  void Finish(std::string_view last_piece) noexcept;
-  /// The next decoded bytes, good until the next call. Empty when there are none for now, and from
-  /// the end on.
-  std::string_view Next() noexcept;
-
-  /// All is decoded, or no more can be.
-  bool IsAtEnd() const noexcept { return is_at_end_; }
-  /// What went wrong, if anything did.
-  std::optional<StopReason> Trouble() const noexcept { return trouble_; }
+  Part Next() noexcept override;
 
  private:
-  void End(StopReason reason) noexcept;
+  bool Start() noexcept;
+  /// The next decoded bytes, if there are any without more input.
+  std::string_view Decode() noexcept;
+  void End(std::optional<StopReason> trouble) noexcept;
 
+  Stage &before_;
+  const ContentCoding coding_;
   const DecodingLimits limits_;
   std::unique_ptr<Decoder> decoder_;
   std::unique_ptr<char[]> room_;
-  std::string_view piece_;
-  bool piece_is_last_ = false;
+  Part coded_;
   bool has_more_ = false;
   bool is_at_end_ = false;
+  bool is_end_told_ = false;
+  std::optional<StopReason> trouble_;
   std::uint64_t encoded_ = 0;
   std::uint64_t decoded_ = 0;
-  std::optional<StopReason> trouble_;
 };
 
 }  // namespace velmora::host

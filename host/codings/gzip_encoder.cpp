@@ -18,34 +18,26 @@ bool GzipEncoder::Start() noexcept {
                                           MEMORY_LEVEL, Z_DEFAULT_STRATEGY) == Z_OK;
 }
 
-void GzipEncoder::Push(std::string_view piece) noexcept {
-  stream_.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(piece.data()));
-  stream_.avail_in = static_cast<uInt>(piece.size());
-  is_flushed_ = false;
+Part GzipEncoder::Next() noexcept {
+  while (!is_at_end_) {
+    if (const Part part = Deflate(); !part.IsNothing()) return part;
+    const Part plain = before_.Next();
+    if (plain.IsNothing() && is_flushed_) return {};
+    stream_.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(plain.bytes.data()));
+    stream_.avail_in = static_cast<uInt>(plain.bytes.size());
+    mode_ = plain.is_last ? Z_FINISH : plain.bytes.empty() ? Z_SYNC_FLUSH : Z_NO_FLUSH;
+    is_flushed_ = mode_ == Z_SYNC_FLUSH;
+  }
+  return {};
 }
 
-bool GzipEncoder::Flush() noexcept {
-  if (is_flushed_) return false;
-  mode_ = Z_SYNC_FLUSH;
-  return true;
-}
-
-bool GzipEncoder::Finish() noexcept {
-  mode_ = Z_FINISH;
-  return !is_finished_;
-}
-
-std::string_view GzipEncoder::Next() noexcept {
-  if (is_finished_) return {};
+Part GzipEncoder::Deflate() noexcept {
   stream_.next_out = reinterpret_cast<Bytef *>(room_.get());
   stream_.avail_out = ROOM;
-  const int answer = deflate(&stream_, mode_);
-  is_finished_ = answer == Z_STREAM_END;
-  if (mode_ == Z_SYNC_FLUSH && stream_.avail_out != 0) {
-    mode_ = Z_NO_FLUSH;
-    is_flushed_ = true;
-  }
-  return {room_.get(), ROOM - stream_.avail_out};
+  is_at_end_ = deflate(&stream_, mode_) == Z_STREAM_END;
+  // All of a flush is out when there is room left.
+  if (mode_ == Z_SYNC_FLUSH && stream_.avail_out != 0) mode_ = Z_NO_FLUSH;
+  return {.bytes = {room_.get(), ROOM - stream_.avail_out}, .is_last = is_at_end_};
 }
 
 }  // namespace velmora::host

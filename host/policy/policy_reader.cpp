@@ -261,11 +261,17 @@ constexpr auto READ_FLAG = [](Reading &, const toml::node &value, ResponseOption
   options.*FLAG = Flag(value);
 };
 
+template <bool PresentationOptions::*FLAG>
+constexpr auto READ_PRESENTATION =
+    [](Reading &, const toml::node &value, ResponseOptions &options) {
+      options.presentation.*FLAG = Flag(value);
+    };
+
 constexpr Key<ResponseOptions> RESPONSES_TABLE[] = {
-    {"map-types", READ_FLAG<&ResponseOptions::maps_types>},
-    {"map-charsets", READ_FLAG<&ResponseOptions::maps_charsets>},
-    {"read-page-charset", READ_FLAG<&ResponseOptions::reads_page_charset>},
-    {"check-gifs", READ_FLAG<&ResponseOptions::checks_gifs>},
+    {"map-types", READ_PRESENTATION<&PresentationOptions::maps_types>},
+    {"map-charsets", READ_PRESENTATION<&PresentationOptions::maps_charsets>},
+    {"read-page-charset", READ_PRESENTATION<&PresentationOptions::reads_page_charset>},
+    {"check-gifs", READ_PRESENTATION<&PresentationOptions::checks_gifs>},
     {"decode", READ_FLAG<&ResponseOptions::decodes>},
     {"gzip-again", READ_FLAG<&ResponseOptions::gzips_again>},
     {"security-policy", READ_FLAG<&ResponseOptions::adds_security_policy>},

@@ -49,13 +49,14 @@ TEST(Ads, ShowsWhatListsHold) {
                                   HasSubstr(" 17x18")));
   const Result check = shell.Run("$velmora ads --check list.txt");
   EXPECT_EQ(check.exit_code, 1);
-  EXPECT_EQ(check.output,
-            "list.txt:2: ||ads.example^$third-party\n"
-            "    blocks elements, third party: host ads.example^\n"
-            "list.txt:3: @@||ads.example/good^\n    allows elements: host ads.example/good^\n"
-            "list.txt:4: /pop.$popup\n    blocks links: address /pop.\n"
-            "list.txt:5: size:17x18\n    size 17x18\n"
-            "list.txt:6: /a(?=b)/\n    skipped: expression: a(?=b)\n");
+  EXPECT_EQ(
+      check.output,
+      "list.txt:2: ||ads.example^$third-party\n"
+      "    blocks what pages load, third party: host ads.example^\n"
+      "list.txt:3: @@||ads.example/good^\n    allows what pages load: host ads.example/good^\n"
+      "list.txt:4: /pop.$popup\n    blocks popup: address /pop.\n"
+      "list.txt:5: size:17x18\n    size 17x18\n"
+      "list.txt:6: /a(?=b)/\n    skipped: expression: a(?=b)\n");
 }
 
 TEST(Ads, SaysWhatIsWrong) {
@@ -63,7 +64,7 @@ TEST(Ads, SaysWhatIsWrong) {
   shell.Write("list.txt", LIST);
   const std::tuple<std::string, int, const char *> cases[] = {
       {"", 2, "a URL, --stats or --check"},
-      {"--ad-lists list.txt banner.gif", 2, "not an absolute address"},
+      {"--ad-lists list.txt banner.gif", 2, "not an absolute URL"},
       {"--ad-lists none.txt http://a.example/", 1, "none.txt: No such file"},
       {"--check none.txt", 1, "none.txt: No such file"},
       {"--ad-lists none.txt --ad-lists list.txt http://a.example/", 0, "none.txt: No such file"},

@@ -82,18 +82,18 @@ TEST(FilterCommand, ChoosesTheTypeByNameAndContent) {
 
 TEST(FilterCommand, TakesCodingsOffAsAProxyDoes) {
   const Shell shell;
-  shell.Write("a.html", "a<ad>");
-  shell.Write("b.js", "b<ad>");
+  shell.Write("a.html", "<p><ad>");
+  shell.Write("b.js", "<p><ad>");
   shell.Run("mkdir in; gzip -c a.html >in/a.html.gz; gzip -c b.js >in/b.js.gz; cp in/a.html.gz a");
   for (const std::string input : {"in/a.html.gz", "- <a", "a", "--coding gzip --type html a"}) {
     const Result result = shell.Filter(input);
-    EXPECT_EQ(result.output, "a") << result.errors;
-    EXPECT_THAT(shell.Filter("--diff -q " + input).output, HasSubstr(" @1 4 -> 0\n- <ad>\n"));
+    EXPECT_EQ(result.output, "<p>") << result.errors;
+    EXPECT_THAT(shell.Filter("--diff -q " + input).output, HasSubstr(" @3 4 -> 0\n- <ad>\n"));
   }
   // What goes on coded keeps its name in a folder, what does not loses the coding's.
   EXPECT_EQ(shell.Filter("-q in -o out").exit_code, 0);
   EXPECT_EQ(shell.Run("cd out; ls; cat a.html; cmp b.js.gz ../in/b.js.gz").output,
-            "a.html\nb.js.gz\na");
+            "a.html\nb.js.gz\n<p>");
   EXPECT_EQ(shell.Filter("--raw -q in/a.html.gz | cmp - in/a.html.gz").exit_code, 0);
   EXPECT_EQ(shell.Filter("in a.html -o out").exit_code, 2) << "two files of a name";
   shell.Run("head -c 15 a >cut.html.gz");
@@ -147,9 +147,9 @@ TEST(FilterCommand, AnUnfinishedResultIsNotLeftBehind) {
   for (const std::string signal : {"INT", "TERM", "HUP", "PIPE"}) {
     const Result ended = shell.Run("signal=" + signal + R"(
         mkfifo pipe
-        $velmora filter --plugin $plugin --type html --chunk-size 4 - -o out.html <pipe &
+        $velmora filter --plugin $plugin --type html - -o out.html <pipe &
         exec 9>pipe
-        echo some bytes >&9
+        head -c 70000 /dev/zero >&9
         for i in $(seq 600); do ls out.html.part-* >.found 2>&1 && break; sleep 0.05; done
         ls
         kill -$signal $(ls | sed 's/.*part-//;t;d')

@@ -21,6 +21,30 @@ constexpr std::uint32_t END = DATA_FLAG_END;
 /// Not a constant, for compilers that know that it cannot be had.
 volatile std::size_t MORE_THAN_THERE_IS = std::size_t{1} << 60;
 
+/// A stream that draws from what is pushed.
+class PushedStream {
+ public:
+  explicit PushedStream(ProcessorPointer processor, Transaction &transaction,
+                        const StreamOptions &options = {})
+      : stream_(pieces_, std::move(processor), transaction, options) {}
+
+  std::string_view Push(std::string_view piece) {
+    pieces_.Push(piece);
+    return Next();
+  }
+  std::string_view Finish(std::string_view last_piece) {
+    pieces_.Finish(last_piece);
+    return Next();
+  }
+  std::string_view Next() { return stream_.Next().bytes; }
+  void Abort() { stream_.Abort(); }
+  StreamState State() const { return stream_.State(); }
+
+ private:
+  PushedPieces pieces_;
+  BodyStream stream_;
+};
+
 /// One stream through a scripted processor.
 struct StreamRun {
   explicit StreamRun(ScriptedProcessor::Process process = {}, StreamOptions stream_options = {})
@@ -29,7 +53,7 @@ struct StreamRun {
   /// All that comes out for the given pieces, until the stream fails; the last one is given with
   /// the end.
   std::string Feed(const std::vector<std::string_view> &pieces) {
-    BodyStream stream(ProcessorPointer(&processor), transaction, options);
+    PushedStream stream(ProcessorPointer(&processor), transaction, options);
     std::string sent;
     for (std::size_t i = 0; i < pieces.size() && stream.State() != StreamState::FAILED; ++i) {
       auto out = i + 1 < pieces.size() ? stream.Push(pieces[i]) : stream.Finish(pieces[i]);
@@ -87,7 +111,7 @@ TEST(BodyStream, CallsTheProcessorSliceBySliceWithWhatItHeldBackInFront) {
 
 TEST(BodyStream, FinalBytesComeOutAfterEachSlice) {
   StreamRun run({}, {.slice_size = 2, .limits = {}});
-  BodyStream stream(ProcessorPointer(&run.processor), run.transaction, run.options);
+  PushedStream stream(ProcessorPointer(&run.processor), run.transaction, run.options);
   EXPECT_EQ(stream.Push("abcde"), "ab");
   EXPECT_EQ(run.processor.calls.size(), 1U);
   EXPECT_EQ(stream.Next(), "cd");
@@ -111,7 +135,7 @@ TEST(BodyStream, NoCallSeesMoreThanASliceAndWhatIsHeld) {
 TEST(BodyStream, AnUnwantedBodyPassesUntouchedAndUncopied) {
   StreamRun run;
   run.processor.supported = false;
-  BodyStream stream(ProcessorPointer(&run.processor), run.transaction);
+  PushedStream stream(ProcessorPointer(&run.processor), run.transaction);
   EXPECT_EQ(run.processor.references, 0);
   const std::string_view piece = "abc";
   EXPECT_EQ(stream.Push(piece).data(), piece.data());
@@ -198,7 +222,7 @@ TEST(BodyStream, OfAllThatIsHeldOnlyTheGreedyGiveTheirsUp) {
                         StreamRun(hold, options)};
   const std::string piece(AllHeldBytesLimit::SMALL + 1, 'x');
   {
-    BodyStream kept(ProcessorPointer(&greedy[0].processor), greedy[0].transaction, options);
+    PushedStream kept(ProcessorPointer(&greedy[0].processor), greedy[0].transaction, options);
     EXPECT_EQ(kept.Push(piece), "");
     EXPECT_EQ(small.Feed({"abc", ""}), "abc");
     EXPECT_EQ(greedy[1].Feed({piece, ""}), piece);
@@ -212,18 +236,18 @@ TEST(BodyStream, OfAllThatIsHeldOnlyTheGreedyGiveTheirsUp) {
 
 TEST(BodyStream, WithoutAProcessorThePolicyDecides) {
   StreamRun run;
-  BodyStream passing(nullptr, run.transaction);
+  PushedStream passing(ProcessorPointer(), run.transaction);
   EXPECT_EQ(passing.Finish("abc"), "abc");
-  BodyStream failing(nullptr, run.transaction, {.limits = {.beyond = BeyondLimit::FAIL}});
+  PushedStream failing(ProcessorPointer(), run.transaction, {.limits = {.beyond = BeyondLimit::FAIL}});
   EXPECT_EQ(failing.Finish("abc"), "");
-  EXPECT_EQ(failing.Push("more"), "") << "and no assertion, in a build that has them";
+  EXPECT_EQ(failing.Push("more"), "") << "and nothing is left to be said";
   EXPECT_EQ(failing.State(), StreamState::FAILED);
   EXPECT_THAT(run.sink.stops, ElementsAre(StopReason::OUT_OF_MEMORY, StopReason::OUT_OF_MEMORY));
 }
 
 TEST(BodyStream, AbortDropsWhatIsHeldAndReleasesTheProcessor) {
   StreamRun run([](IDataBuffer &buffer, std::uint32_t) { buffer.SetCommitted(1); });
-  BodyStream stream(ProcessorPointer(&run.processor), run.transaction);
+  PushedStream stream(ProcessorPointer(&run.processor), run.transaction);
   EXPECT_EQ(stream.Push("abc"), "a");
   stream.Abort();
   EXPECT_EQ(stream.Next(), "");

@@ -23,22 +23,28 @@ struct Decoded {
 /// Decodes a body that arrives in pieces of the given size; ends with an empty last piece.
 Decoded Decode(ContentCoding coding, std::string_view bytes, std::size_t piece_size,
                const DecodingLimits &limits = {}) {
-  DecodedBody body(coding, limits);
+  PushedPieces pieces;
+  DecodedBody body(pieces, coding, limits);
   Decoded result;
+  bool is_at_end = false;
   const auto take = [&] {
-    for (auto out = body.Next(); !out.empty(); out = body.Next()) result.text += out;
+    for (Part part = body.Next(); !part.IsNothing(); part = body.Next()) {
+      EXPECT_FALSE(is_at_end);
+      result.text += part.bytes;
+      result.trouble = part.trouble;
+      is_at_end = part.is_last;
+    }
   };
-  while (!bytes.empty() && !body.IsAtEnd()) {
+  while (!bytes.empty() && !is_at_end) {
     const std::string piece(bytes.substr(0, piece_size));
     bytes.remove_prefix(piece.size());
     result.encoded += piece.size();
-    body.Push(piece);
+    pieces.Push(piece);
     take();
   }
-  body.Finish({});
+  pieces.Finish({});
   take();
-  EXPECT_TRUE(body.IsAtEnd());
-  result.trouble = body.Trouble();
+  EXPECT_TRUE(is_at_end);
   return result;
 }
 

@@ -171,8 +171,8 @@ splice = ["bank.example"]
   text.folder.Write("a.txt", "");
   const Policy policy = ReadPolicy(text.File());
   const ResponseOptions &responses = policy.responses;
-  EXPECT_FALSE(responses.maps_types);
-  EXPECT_TRUE(responses.maps_charsets);
+  EXPECT_FALSE(responses.presentation.maps_types);
+  EXPECT_TRUE(responses.presentation.maps_charsets);
   EXPECT_TRUE(responses.gzips_again);
   EXPECT_EQ(responses.stream.limits.held_bytes.most, 1U << 20);
   EXPECT_EQ(responses.stream.limits.all_held_bytes.most, 10U << 20);

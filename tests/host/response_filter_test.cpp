@@ -74,10 +74,10 @@ struct FilterRun {
 };
 
 TEST(ResponseFilter, TellsThePluginATypeThatItKnows) {
-  const ResponseOptions no_types{.maps_types = false};
-  const ResponseOptions no_labels{.maps_charsets = false};
-  const ResponseOptions no_reading{.reads_page_charset = false};
-  const ResponseOptions nothing{.maps_types = false, .maps_charsets = false};
+  const ResponseOptions no_types{.presentation = {.maps_types = false}};
+  const ResponseOptions no_labels{.presentation = {.maps_charsets = false}};
+  const ResponseOptions no_reading{.presentation = {.reads_page_charset = false}};
+  const ResponseOptions nothing{.presentation = {.maps_types = false, .maps_charsets = false}};
   // The body goes by.
   const std::string UNTOLD;
   struct {
@@ -223,7 +223,7 @@ TEST(ResponseFilter, TellsThePluginTheCharsetThatAPageNames) {
 }
 
 TEST(ResponseFilter, AGifThatIsNoneIsNotHandedOver) {
-  const ResponseOptions unchecked{.checks_gifs = false};
+  const ResponseOptions unchecked{.presentation = {.checks_gifs = false}};
   struct {
     std::string type;
     std::vector<std::string> pieces;

@@ -28,9 +28,9 @@ for file in bin/velmora "$libdir/velmora/libvelmora.so" "$libdir/velmora/libvexl
 done
 
 # So have the documents that the README names.
-for file in $(grep -o 'docs/[a-z/.-]*' "$source/README.md"); do
+while read -r file; do
   [ -e "$prefix/share/doc/velmora/$file" ] || fail "$file is not installed"
-done
+done < <(grep -o 'docs/[a-z/.-]*' "$source/README.md")
 
 for folder in log cache; do
   [ "$(stat -c %a "$prefix/var/$folder/velmora")" = 750 ] || fail "$folder is not for the proxy alone"
@@ -86,7 +86,7 @@ cp -r "$prefix" "$prefix.copy"
 trap 'rm -rf "${prefix%.moved}" "$prefix" "$prefix.copy"' EXIT
 sed "s|^$prefix/|$prefix.copy/|" "$prefix.copy/share/velmora/installed-files.txt" | xargs rm -f
 left=$(find "$prefix.copy" \( -path '*/host/*' -o -path '*small_host*' \) -prune -o -type f -print -o -type l -print)
-[ -z "$(grep -v '/[^/]*[.]copy/[^/]*$' <<<"$left")" ] || fail "not in the list: $left"
+! grep -v '/[^/]*[.]copy/[^/]*$' <<<"$left" | grep -q . || fail "not in the list: $left"
 
 # The completion knows commands, options and categories.
 complete_line() {

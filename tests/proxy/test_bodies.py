@@ -70,7 +70,7 @@ class Bodies(ProxyCase):
         for name, coding, content_type, body in (
             ("page.html.gz", "gzip", "text/html", gzip.compress(japanese)),
             ("page.html.zst", "zstd", "text/html", CODINGS["zstd"](PAGE)),
-            ("script", "", "text/javascript", b'var ad = "http://ads.example/x.gif";'),
+            ("image", "", "image/gif", GIF),
             ("latin", "", "application/xhtml+xml; charset=x-sjis", japanese),
             ("other.gz", "gzip", "image/png", gzip.compress(PAGE)),
         ):
