@@ -16,31 +16,31 @@ bool SaysSomething(const Image &image) noexcept {
 }  // namespace
 
 bool Blocker::Load(const Choice &choice) {
-  const std::lock_guard lock(loading_);
+  const base::MutexLock lock(loading_);
   choice_ = choice;
   return LoadLocked();
 }
 
 bool Blocker::Reload() {
-  const std::lock_guard lock(loading_);
+  const base::MutexLock lock(loading_);
   return LoadLocked();
 }
 
 bool Blocker::LoadOnce() {
   if (was_tried_) return false;
-  const std::lock_guard lock(loading_);
+  const base::MutexLock lock(loading_);
   if (was_tried_) return false;
   LoadLocked();
   return true;
 }
 
 std::vector<std::string> Blocker::Problems() const {
-  const std::lock_guard lock(reporting_);
+  const base::MutexLock lock(reporting_);
   return problems_;
 }
 
 void Blocker::SetProblems(std::vector<std::string> problems) {
-  const std::lock_guard lock(reporting_);
+  const base::MutexLock lock(reporting_);
   problems_ = std::move(problems);
 }
 

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "base/mutex.h"
 #include "guarded.h"
 #include "ruleset.h"
 #include "sources.h"
@@ -38,16 +38,16 @@ class Blocker {
   std::vector<std::string> Problems() const;
 
  private:
-  bool LoadLocked();
+  bool LoadLocked() VELMORA_REQUIRES(loading_);
   void SetProblems(std::vector<std::string> problems);
 
   const std::string cache_folder_;
   Guarded<Ruleset> rules_;
-  std::mutex loading_;
-  Choice choice_;
+  base::Mutex loading_;
+  Choice choice_ VELMORA_GUARDED_BY(loading_);
   std::atomic<bool> was_tried_ = false;
-  mutable std::mutex reporting_;
-  std::vector<std::string> problems_;
+  mutable base::Mutex reporting_;
+  std::vector<std::string> problems_ VELMORA_GUARDED_BY(reporting_);
 };
 
 }  // namespace velmora::adblock

@@ -13,10 +13,11 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "base/mutex.h"
 
 namespace velmora::adblock {
 
@@ -63,7 +64,7 @@ class Guarded {
   /// reader that never comes back (its thread is gone in a forked process) makes the old value
   /// stay; it does not make this wait for ever.
   void Replace(std::unique_ptr<const T> next) {
-    const std::lock_guard lock(replacing_);
+    const base::MutexLock lock(replacing_);
     std::unique_ptr<const T> old(value_.exchange(next.release()));
     if (!WaitForReaders()) kept_.push_back(std::move(old));
   }
@@ -93,8 +94,8 @@ class Guarded {
   }
 
   mutable std::array<Slot, std::size_t{1} << SLOT_BITS> slots_;
-  std::mutex replacing_;
-  std::vector<std::unique_ptr<const T>> kept_;
+  base::Mutex replacing_;
+  std::vector<std::unique_ptr<const T>> kept_ VELMORA_GUARDED_BY(replacing_);
   const std::chrono::milliseconds patience_;
   std::atomic<const T *> value_ = nullptr;
   std::atomic<std::uint32_t> set_ = 0;

@@ -11,8 +11,8 @@ namespace {
 /// Where Debian's package webext-ublock-origin-firefox keeps the lists that it carries, and which
 /// of its files are lists.
 constexpr const char *INSTALLED_FOLDERS[] = {
-    "/usr/share/mozilla/extensions/{ec8030f7-c20a-464f-9b0e-13a3a9e97384}/"
-    "uBlock0@raymondhill.net/assets/",
+    ("/usr/share/mozilla/extensions/{ec8030f7-c20a-464f-9b0e-13a3a9e97384}/"
+     "uBlock0@raymondhill.net/assets/"),
     "/usr/share/webext/ublock-origin/assets/",
     "/usr/share/webext/ublock-origin-firefox/assets/",
 };

@@ -57,10 +57,13 @@ CategorySet CategorySet::Default() noexcept {
 
 CategorySet CategorySet::Parse(std::string_view list) {
   CategorySet set;
-  for (const auto part : std::views::split(list, ',')) {
-    std::string word(base::TrimWebSpace(std::string_view(part.begin(), part.end())));
+  for (bool is_last = false; !is_last;) {
+    const std::size_t comma = list.find(',');
+    is_last = comma == list.npos;
+    std::string word(base::TrimWebSpace(list.substr(0, comma)));
     std::ranges::transform(word, word.begin(), base::ToLowerAscii);
     if (!word.empty()) set.InsertWord(word);
+    if (!is_last) list.remove_prefix(comma + 1);
   }
   return set;
 }

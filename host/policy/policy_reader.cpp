@@ -79,7 +79,7 @@ void ReadTable(Reading &reading, const toml::node &value, const Key<Target> (&ke
   for (const auto &[name, node] : *table) {
     const auto key = std::ranges::find(keys, name.str(), &Key<Target>::name);
     if (key != std::end(keys)) {
-      reading.Try(node, [&] { key->read(reading, node, target); });
+      reading.Try(node, [&, &node = node] { key->read(reading, node, target); });
       continue;
     }
     std::array<std::string_view, COUNT> known;
@@ -171,7 +171,7 @@ void ReadSettings(Reading &reading, const toml::node &value, PluginSettings &set
                                      "\"; the plug-in has: " + Quoted(PLUGIN_SETTINGS));
       continue;
     }
-    reading.Try(node, [&] {
+    reading.Try(node, [&, &name = name, &node = node] {
       settings[std::string(name.str())] =
           node.is_boolean() ? (Flag(node) ? "true" : "false") : Text(node);
     });

@@ -50,8 +50,11 @@ constexpr bool StartsWithNoCase(std::string_view text, std::string_view lower_ca
 }
 
 std::size_t FindNoCase(std::string_view text, std::string_view lower_case) noexcept {
-  const auto found = std::ranges::search(text, lower_case, {}, base::ToLowerAscii);
-  return found.empty() ? text.npos : static_cast<std::size_t>(found.begin() - text.begin());
+  const auto *const found =
+      std::search(text.begin(), text.end(), lower_case.begin(), lower_case.end(),
+                  [](char c, char lower) { return base::ToLowerAscii(c) == lower; });
+  const bool is_found = found != text.end() || lower_case.empty();
+  return is_found ? static_cast<std::size_t>(found - text.begin()) : text.npos;
 }
 
 /// The converter's name for the label in a META or an XML declaration. A page in which this could

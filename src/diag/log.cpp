@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -56,7 +55,7 @@ CDebugLog::~CDebugLog() {
 }
 
 void CDebugLog::Close() noexcept {
-  const std::lock_guard lock(lock_);
+  const base::MutexLock lock(lock_);
   mode_ = 0;
   file_ = {};
 }
@@ -80,7 +79,7 @@ void CDebugLog::WriteLine(std::string_view prefix, const char *format,
                           std::va_list arguments) noexcept {
   static_assert(sizeof line_ > EXCEPTION_PREFIX.size() + platform::FORMAT_LIMIT + 2);
   if (mode() == 0) return;
-  const std::lock_guard lock(lock_);
+  const base::MutexLock lock(lock_);
   const std::uint32_t outputs = mode();
   char *const text = std::copy(prefix.begin(), prefix.end(), line_);
   char *end = text + platform::Format(text, format, arguments);

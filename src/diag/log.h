@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <string_view>
 
+#include "base/mutex.h"
 #include "platform/debugger_output.h"
 #include "platform/files.h"
-#include "platform/locks.h"
 
 namespace velmora {
 
@@ -52,11 +52,11 @@ class CDebugLog {
                                                std::va_list arguments) noexcept;
 
   std::atomic<std::uint32_t> mode_;
-  platform::OutputFile file_;
+  platform::OutputFile file_ VELMORA_GUARDED_BY(lock_);
   DebuggerSink sink_;
-  platform::CriticalSection lock_;
-  /// The line being written; used inside the lock.
-  char line_[2048];
+  base::Mutex lock_;
+  /// The line being written.
+  char line_[2048] VELMORA_GUARDED_BY(lock_);
 };
 
 /// Makes `log` the process-wide log (null: none) and returns the one before. A log whose mode is 0

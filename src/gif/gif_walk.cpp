@@ -52,7 +52,7 @@ class Reader {
   std::size_t position_ = 0;
 };
 
-constexpr int Word(const std::uint8_t *bytes) noexcept {
+[[maybe_unused]] constexpr int Word(const std::uint8_t *bytes) noexcept {
   return bytes[0] | bytes[1] << 8;
 }
 

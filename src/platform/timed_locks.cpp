@@ -77,21 +77,24 @@ bool TimedMutex::ReleaseAll() noexcept {
 }
 
 WaitOutcome TimedSemaphore::Wait(Milliseconds time_out) noexcept {
-  std::unique_lock lock(lock_);
-  const auto available = [this] { return count_ > 0; };
-  if (!time_out) {
-    released_.wait(lock, available);
-  } else if (!released_.wait_until(
-                 lock, std::chrono::steady_clock::now() + std::chrono::milliseconds(*time_out),
-                 available)) {
-    return WaitOutcome::TIMED_OUT;
+  const auto end =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(time_out.value_or(0));
+  const base::MutexLock lock(lock_);
+  bool is_late = false;
+  while (count_ == 0 && !is_late) {
+    if (time_out) {
+      is_late = released_.wait_until(lock_, end) == std::cv_status::timeout;
+    } else {
+      released_.wait(lock_);
+    }
   }
+  if (count_ == 0) return WaitOutcome::TIMED_OUT;
   --count_;
   return WaitOutcome::ACQUIRED;
 }
 
 bool TimedSemaphore::Release() noexcept {
-  const std::lock_guard lock(lock_);
+  const base::MutexLock lock(lock_);
   if (count_ == maximum_) return false;
   ++count_;
   released_.notify_one();

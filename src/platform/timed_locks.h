@@ -4,10 +4,11 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <pthread.h>
 #include <thread>
+
+#include "base/mutex.h"
 
 namespace velmora::platform {
 
@@ -60,9 +61,9 @@ class TimedSemaphore {
   bool Release() noexcept;
 
  private:
-  std::mutex lock_;
-  std::condition_variable released_;
-  std::int32_t count_;
+  base::Mutex lock_;
+  std::condition_variable_any released_;
+  std::int32_t count_ VELMORA_GUARDED_BY(lock_);
   const std::int32_t maximum_;
 };
 

@@ -1,10 +1,10 @@
 // The functions that the shared library exports, and the module behind them.
 #include <memory>
-#include <mutex>
 #include <new>
 
 #include <velmora/module.h>
 
+#include "base/mutex.h"
 #include "plugin/data_processor_factory.h"
 #include "plugin/module.h"
 
@@ -22,9 +22,9 @@ std::shared_ptr<Module> MakeClosedModule() {
 }
 
 /// Threads ask for the module until the process is gone: what they ask is never destroyed.
-constinit std::mutex asking;
-constinit Module *the_module = nullptr;
-constinit bool has_ended = false;
+constinit velmora::base::Mutex asking;
+constinit Module *the_module VELMORA_GUARDED_BY(asking) = nullptr;
+constinit bool has_ended VELMORA_GUARDED_BY(asking) = false;
 
 /// Keeps the module from the time that the library is loaded to its unloading or the process's end.
 class Keeper {
@@ -37,13 +37,14 @@ class Keeper {
     } catch (...) {
       return;
     }
+    const velmora::base::MutexLock lock(asking);
     the_module = module_.get();
   }
   Keeper(const Keeper &) = delete;
   Keeper &operator=(const Keeper &) = delete;
   ~Keeper() {
     {
-      const std::lock_guard lock(asking);
+      const velmora::base::MutexLock lock(asking);
       the_module = nullptr;
       has_ended = true;
     }
@@ -57,7 +58,7 @@ const Keeper keeper;
 
 /// Null when there is none, for want of memory.
 std::shared_ptr<const Module> TheModule() {
-  const std::lock_guard lock(asking);
+  const velmora::base::MutexLock lock(asking);
   if (the_module != nullptr) return the_module->shared_from_this();
   return has_ended ? MakeClosedModule() : nullptr;
 }

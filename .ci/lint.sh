@@ -1,0 +1,62 @@
+# shellcheck shell=bash
+# shellcheck disable=SC2154
+# Sourced by ./test --lint: what is found without running Velmora. Each part says what it is about, and
+# all of them are gone through before the answer is no.
+
+needed_commands+=" clang++:clang clang-format:clang-format run-clang-tidy:clang-tidy"
+
+# Everything is looked at as clang sees it, which checks by the marks of base/mutex.h what threads share.
+lint() {
+  local failed=()
+  cd "$root" || return
+  for part in formatting compiling tidying looking_at_results; do
+    echo "-- $part"
+    "$part" || failed+=("$part")
+  done
+  [ ${#failed[@]} -eq 0 ] || echo "lint: ${failed[*]}" >&2
+  [ ${#failed[@]} -eq 0 ]
+}
+
+sources() {
+  git ls-files -co --exclude-standard -- "$@"
+}
+
+formatting() {
+  # Of the C header the comment is laid out by hand.
+  sources '*.cpp' '*.h' ':!include/velmora_host.h' | xargs clang-format --dry-run --Werror
+}
+
+# The programs; the tests are left to ./test --clang.
+compiling() {
+  build clang velmora vexlar ecap_velmora velmora_command velmora_host_library | tail -n 20
+}
+
+# .clang-tidy has the checks; those that follow paths through the code take twice the time of all others,
+# and are left to ./test --all. What passed is not read again until it, or a header, is another.
+tidying() {
+  local checks='-clang-analyzer-*'
+  [ -z "${VELMORA_TIDY_ALL-}" ] || checks=
+  local passed=$root/build/tidy stamp file
+  local -A stamps=()
+  local files=()
+  mkdir -p "$passed"
+  # A header may be in anything: all of them are in every stamp.
+  local headers
+  headers=$(sources '*.h' '*.inc' .clang-tidy | sort | xargs sha256sum | sha256sum)
+  while read -r file; do
+    stamp=$passed/$( (echo "$headers$checks$file" && cat "$file") | sha256sum | cut -c1-32)
+    [ -e "$stamp" ] && continue
+    stamps[$file]=$stamp
+    files+=("$file")
+  done < <(sources 'adblock/*.cpp' 'apps/*.cpp' 'host/*.cpp' 'src/*.cpp')
+  [ ${#files[@]} -gt 0 ] || return 0
+  printf '%s\n' "${files[@]}" |
+    xargs -P "$(nproc)" -n 1 clang-tidy --quiet --checks="$checks" -p build/clang 2>/dev/null || return
+  for file in "${files[@]}"; do touch "${stamps[$file]}"; done
+}
+
+# Layers, exports, protections, and the links of the documents.
+looking_at_results() {
+  build release velmora vexlar ecap_velmora velmora_command velmora_host_library >/dev/null &&
+    ctest --preset release --label-regex '^lint$'
+}
