@@ -65,7 +65,7 @@ install_missing() {
   # It tells on a descriptor of its own how far it is: "pmstatus:package:percent:text".
   if ! { as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq install -y \
     --no-install-recommends -o APT::Status-Fd=3 "${missing[@]}" 3>&1 >/dev/null |
-    sed -u 's/^\([dp][lm]status\):[^:]*:\([0-9]*\)[.0-9]*:.*/\1 \2/; s/^dlstatus/fetching/
+    sed -u 's/^\([dp][lm]status\):.*:\([0-9]*\)\.[0-9]*:.*/\1 \2/; s/^dlstatus/fetching/
       s/^pmstatus/unpacking/; /^[a-z]* [0-9]*$/!d' | show_progress Packages; }; then
     echo "This could not be done, and is needed: apt-get install ${missing[*]}" >&2
     return 1
@@ -76,9 +76,10 @@ install_missing() {
 # show_progress NAME: lines "WORDS PERCENT" of standard input as how far NAME is and how long it will
 # take: on a terminal one line that changes, else a line every tenth part.
 show_progress() {
-  local name=$1 start=$SECONDS stage percent said=-1 left end=$'\n'
+  local name=$1 start=$SECONDS stage before percent said=-1 left end=$'\n'
   [ ! -t 2 ] || end=$'\033[K\r'
   while read -r stage percent; do
+    [ "$stage" = "${before-}" ] || start=$SECONDS said=-1 before=$stage
     # What is done at once is not worth a word.
     [ "$((SECONDS - start))" -ge 2 ] || continue
     [ -t 2 ] || [ "$((percent / 10))" != "$said" ] || continue
