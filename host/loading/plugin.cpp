@@ -4,8 +4,8 @@
 #include <utility>
 
 #include <velmora/ad_blocker.h>
+#include <vexlar/vexlar.h>
 
-#include "adblock/include/vexlar/vexlar.h"
 #include "host/loading/installation.h"
 
 namespace velmora::host {
