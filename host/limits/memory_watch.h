@@ -7,9 +7,9 @@
 
 namespace velmora::host {
 
-/// Watches its thread while it stands; one may stand within another, which then sees nothing of what
-/// the inner one sees. The first one of a process puts a new-handler in front of the one that was
-/// there, which goes on to serve all that is not watched.
+/// Watches its thread while it stands; one may stand within another, which then sees nothing of
+/// what the inner one sees. The first one of a process puts a new-handler in front of the one that
+/// was there, which goes on to serve all that is not watched.
 class MemoryWatch {
  public:
   MemoryWatch() noexcept;

@@ -2,9 +2,9 @@
 
 #include <string>
 #include <utility>
+#include <vexlar/vexlar.h>
 
 #include <velmora/ad_blocker.h>
-#include <vexlar/vexlar.h>
 
 #include "host/loading/installation.h"
 

@@ -26,9 +26,9 @@ class IDataBuffer : public ICounted {
   virtual void Reserved7() noexcept = 0;
   virtual void Reserved8() noexcept = 0;
   /// Replaces `old_length` bytes at `position` by the `new_length` bytes at `bytes`; what
-  /// comes after them moves. A commit mark at or after the replaced range moves by the difference, a mark
-  /// inside it goes to the end of the new bytes, a mark before it stays. A position past the end
-  /// is ignored, a length past the end is cut. `bytes` do not lie in the buffer.
+  /// comes after them moves. A commit mark at or after the replaced range moves by the difference,
+  /// a mark inside it goes to the end of the new bytes, a mark before it stays. A position past the
+  /// end is ignored, a length past the end is cut. `bytes` do not lie in the buffer.
   virtual void Replace(std::uint32_t position, std::uint32_t old_length, const std::uint8_t *bytes,
                        std::uint32_t new_length) noexcept = 0;
 

@@ -238,7 +238,8 @@ TEST(BodyStream, WithoutAProcessorThePolicyDecides) {
   StreamRun run;
   PushedStream passing(ProcessorPointer(), run.transaction);
   EXPECT_EQ(passing.Finish("abc"), "abc");
-  PushedStream failing(ProcessorPointer(), run.transaction, {.limits = {.beyond = BeyondLimit::FAIL}});
+  PushedStream failing(ProcessorPointer(), run.transaction,
+                       {.limits = {.beyond = BeyondLimit::FAIL}});
   EXPECT_EQ(failing.Finish("abc"), "");
   EXPECT_EQ(failing.Push("more"), "") << "and nothing is left to be said";
   EXPECT_EQ(failing.State(), StreamState::FAILED);
