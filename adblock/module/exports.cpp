@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "matcher/loader.h"
-#include "module/ad_blocker.h"
+#include "module/vexlar_blocker.h"
 #include "vexlar/vexlar.h"
 
 #define VEXLAR_EXPORT extern "C" __attribute__((visibility("default")))

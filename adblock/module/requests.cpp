@@ -4,8 +4,8 @@
 #include <string>
 
 #include "matcher/request_types.h"
-#include "module/ad_blocker.h"
 #include "module/texts.h"
+#include "module/vexlar_blocker.h"
 
 #define VEXLAR_EXPORT extern "C" __attribute__((visibility("default")))
 

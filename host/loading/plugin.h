@@ -10,7 +10,7 @@
 
 #include <velmora/data_processor.h>
 
-#include "host/loading/module.h"
+#include "host/loading/loaded_module.h"
 
 namespace velmora::host {
 

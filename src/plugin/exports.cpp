@@ -6,7 +6,7 @@
 
 #include "base/mutex.h"
 #include "plugin/data_processor_factory.h"
-#include "plugin/module.h"
+#include "plugin/plugin_module.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "pipeline/data_processor.h"
-#include "plugin/module.h"
+#include "plugin/plugin_module.h"
 #include "support/fake_host.h"
 
 namespace {

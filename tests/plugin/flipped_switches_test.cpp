@@ -4,7 +4,7 @@
 #include "core/switches.h"
 #include "gif/gif_handler.h"
 #include "pipeline/data_processor.h"
-#include "plugin/module.h"
+#include "plugin/plugin_module.h"
 #include "support/fake_host.h"
 #include "support/log_recorder.h"
 

@@ -1,10 +1,9 @@
 // The plug-in's insides, put together as the module does it.
-#include "plugin/module.h"
-
 #include <gtest/gtest.h>
 
 #include "pipeline/data_processor.h"
 #include "plugin/data_processor_factory.h"
+#include "plugin/plugin_module.h"
 #include "support/fake_host.h"
 
 namespace velmora {

@@ -1,4 +1,4 @@
-#include "plugin/module.h"
+#include "plugin/plugin_module.h"
 
 #include "base/counted_pointer.h"
 #include "filter/filters.h"

@@ -1,4 +1,4 @@
-#include "host/loading/module.h"
+#include "host/loading/loaded_module.h"
 
 #include <dlfcn.h>
 #include <utility>

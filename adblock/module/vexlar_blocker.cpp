@@ -1,4 +1,4 @@
-#include "module/ad_blocker.h"
+#include "module/vexlar_blocker.h"
 
 #include <algorithm>
 #include <cstring>
