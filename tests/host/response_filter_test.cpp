@@ -259,11 +259,14 @@ TEST(ResponseFilter, DecodesFiltersAndSendsPlainOrInGzip) {
     EXPECT_EQ(again.filter.SentCoding(), ContentCoding::GZIP);
     const std::string sent = again.Feed(pieces);
     EXPECT_EQ(again.filter.State(), StreamState::FINISHED);
-    DecodedBody decoded(ContentCoding::GZIP, {});
-    decoded.Finish(sent);
+    PushedPieces gzip;
+    DecodedBody decoded(gzip, ContentCoding::GZIP, {});
+    gzip.Finish(sent);
     std::string back;
-    for (auto out = decoded.Next(); !out.empty(); out = decoded.Next()) back += out;
-    EXPECT_EQ(decoded.Trouble(), std::nullopt);
+    for (Part part = decoded.Next(); !part.IsNothing(); part = decoded.Next()) {
+      back += part.bytes;
+      EXPECT_EQ(part.trouble, std::nullopt);
+    }
     EXPECT_EQ(back, filtered);
   }
   FilterRun refused({.coding = "gzip", .accepts = "br", .options = {.gzips_again = true}});
@@ -272,13 +275,14 @@ TEST(ResponseFilter, DecodesFiltersAndSendsPlainOrInGzip) {
 
 TEST(ResponseFilter, WhatCameInCanBeReadAtOnceInGzipToo) {
   FilterRun run({.coding = "gzip", .accepts = "gzip", .options = {.gzips_again = true}});
-  DecodedBody decoded(ContentCoding::GZIP, {});
+  PushedPieces gzip;
+  DecodedBody decoded(gzip, ContentCoding::GZIP, {});
   // Two members, so that each is whole when it arrives.
   for (const std::string text : {"first part", "second part"}) {
     const std::string sent = run.Take(run.filter.Push(Compressed(ContentCoding::GZIP, text)));
-    decoded.Push(sent);
-    EXPECT_EQ(decoded.Next(), text);
-    EXPECT_EQ(decoded.Next(), "");
+    gzip.Push(sent);
+    EXPECT_EQ(decoded.Next().bytes, text);
+    EXPECT_TRUE(decoded.Next().IsNothing());
   }
 }
 

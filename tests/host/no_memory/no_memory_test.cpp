@@ -77,10 +77,14 @@ TEST(NoMemory, IsHeardOfWhateverThePlugInMakesOfIt) {
                               sink);
       allocations_left = allowed;
       has_failed = false;
-      BodyStream stream(plugin.CreateProcessor(), transaction,
+      PushedPieces pieces;
+      BodyStream stream(pieces, plugin.CreateProcessor(), transaction,
                         {.slice_size = 512, .limits = {.beyond = BeyondLimit::FAIL}});
       std::size_t size = 0;
-      for (auto out = stream.Finish(page); !out.empty(); out = stream.Next()) size += out.size();
+      pieces.Finish(page);
+      for (Part part = stream.Next(); !part.IsNothing(); part = stream.Next()) {
+        size += part.bytes.size();
+      }
       allocations_left = ALL_SUCCEED;
       if (!has_failed) {
         EXPECT_THAT(sink.stops, IsEmpty());
