@@ -59,20 +59,17 @@ bool IsOnList(const Image &image, std::uint32_t head, std::string_view host) noe
 
 }  // namespace
 
-/// One address on its way through the rules, asked about in one way or two.
+/// One question on its way through the rules.
 class Ruleset::Inquiry {
  public:
   Inquiry(const Ruleset &ruleset, const Address &address, std::string_view page_host,
-          std::uint16_t method, std::uint16_t types, std::uint16_t more_types = 0) noexcept
+          const Question &question) noexcept
       : image_(ruleset.image_),
         expressions_(ruleset.expressions_),
         address_(address),
         page_host_(page_host),
-        method_(method),
-        any_types_(types | more_types) {
-    leaders_[0].types = types;
-    leaders_[1].types = more_types;
-  }
+        method_(question.method),
+        types_(question.types) {}
 
   void Find() noexcept {
     is_indexed_ = true;
@@ -88,8 +85,7 @@ class Ruleset::Inquiry {
     for (std::uint32_t number = 0; number < image_.rules.Count(); ++number) Try(number, NO_PLACE);
   }
 
-  const Verdict &First() const noexcept { return leaders_[0].verdict; }
-  const Verdict &Second() const noexcept { return leaders_[1].verdict; }
+  const Verdict &Answer() const noexcept { return verdict_; }
   std::size_t Spent() const noexcept { return effort_.Spent(); }
 
  private:
@@ -106,18 +102,6 @@ class Ruleset::Inquiry {
     std::uint32_t place;
     std::uint32_t end;
   };
-  /// The rule that decides as far as is known.
-  struct Leader {
-    std::uint16_t types = 0;
-    unsigned rank = 0;
-    Verdict verdict;
-
-    bool YieldsTo(std::uint16_t rule_types, unsigned rule_rank, std::uint32_t number) const {
-      return (rule_types & types) != 0 &&
-             (rule_rank > rank || (rule_rank == rank && number < verdict.rule));
-    }
-  };
-
   void NoteHosts() noexcept {
     const auto host_start = static_cast<std::uint32_t>(address_.HostStart());
     const auto host_end = static_cast<std::uint32_t>(address_.HostEnd());
@@ -205,19 +189,15 @@ class Ruleset::Inquiry {
   /// The rule of the highest rank decides, of several the first.
   void Try(std::uint32_t number, std::uint32_t place) noexcept {
     const RuleRecord rule = image_.rules[number];
-    if (!(rule.types & any_types_)) return;
+    if (!(rule.types & types_)) return;
     const unsigned rank = RankOf(rule.flags);
-    const std::array<bool, 2> yields = {leaders_[0].YieldsTo(rule.types, rank, number),
-                                        leaders_[1].YieldsTo(rule.types, rank, number)};
-    if (!(yields[0] | yields[1]) || IsSettled(number)) return;
+    if (rank < rank_ || (rank == rank_ && number >= verdict_.rule) || IsSettled(number)) return;
     effort_.Spend(16);
     const Match match = Matches(rule, place);
     if (match == Match::kYes) {
-      const auto kind =
-          (rule.flags & RULE_ALLOW) ? Verdict::Kind::kAllowed : Verdict::Kind::kBlocked;
-      for (std::size_t at = 0; at < leaders_.size(); ++at) {
-        if (yields[at]) leaders_[at] = {leaders_[at].types, rank, {kind, number}};
-      }
+      rank_ = rank;
+      verdict_ = {(rule.flags & RULE_ALLOW) ? Verdict::Kind::kAllowed : Verdict::Kind::kBlocked,
+                  number};
     } else if (match == Match::kNotBehind) {
       Settle(number);
     }
@@ -276,12 +256,13 @@ class Ruleset::Inquiry {
   const Address &address_;
   const std::string_view page_host_;
   const std::uint16_t method_;
-  const std::uint16_t any_types_;
+  const std::uint16_t types_;
   bool is_indexed_ = false;
   bool has_settled_ = false;
   Effort effort_;
   std::optional<bool> third_party_;
-  std::array<Leader, 2> leaders_;
+  unsigned rank_ = 0;
+  Verdict verdict_;
   std::size_t noted_count_ = 0;
   std::array<Noted, NOTED> noted_;
   std::array<std::uint32_t, 64> settled_;
@@ -326,9 +307,9 @@ Ruleset::Ruleset(Image image)
 Verdict Ruleset::Judge(const Question &question) const noexcept {
   Verdict verdict;
   WithParts(question.address, question.page_host, [&](const Address &address, auto page_host) {
-    Inquiry inquiry(*this, address, page_host, question.method, question.types);
+    Inquiry inquiry(*this, address, page_host, question);
     inquiry.Find();
-    verdict = inquiry.First();
+    verdict = inquiry.Answer();
   });
   return verdict;
 }
@@ -340,26 +321,21 @@ Verdict Ruleset::JudgeRequest(std::string_view page, Question question) const no
   return Judge(question);
 }
 
-PageVerdicts Ruleset::JudgeInPage(std::string_view page_host,
-                                  std::string_view address) const noexcept {
-  const AnswerMemory::Key key = AnswerMemory::KeyOf(page_host, address);
+Verdict Ruleset::JudgeInPage(const Question &question) const noexcept {
+  const AnswerMemory::Key key = AnswerMemory::KeyOf(
+      question.page_host, question.address, question.types | std::uint32_t{question.method} << 16);
   if (const auto known = memory_.Find(key)) return *known;
-  PageVerdicts verdicts;
-  WithParts(address, page_host, [&](const Address &parts, auto host) {
-    Inquiry inquiry(*this, parts, host, METHOD_GET, TYPES_ELEMENT, TYPE_POPUP);
-    inquiry.Find();
-    verdicts = {inquiry.First(), inquiry.Second()};
-  });
-  memory_.Keep(key, verdicts);
-  return verdicts;
+  const Verdict verdict = Judge(question);
+  memory_.Keep(key, verdict);
+  return verdict;
 }
 
 Verdict Ruleset::JudgePlainly(const Question &question) const noexcept {
   Verdict verdict;
   WithParts(question.address, question.page_host, [&](const Address &address, auto page_host) {
-    Inquiry inquiry(*this, address, page_host, question.method, question.types);
+    Inquiry inquiry(*this, address, page_host, question);
     inquiry.TryAll();
-    verdict = inquiry.First();
+    verdict = inquiry.Answer();
   });
   return verdict;
 }
@@ -367,7 +343,7 @@ Verdict Ruleset::JudgePlainly(const Question &question) const noexcept {
 std::size_t Ruleset::EffortOf(const Question &question) const noexcept {
   std::size_t effort = 0;
   WithParts(question.address, question.page_host, [&](const Address &address, auto page_host) {
-    Inquiry inquiry(*this, address, page_host, question.method, question.types);
+    Inquiry inquiry(*this, address, page_host, question);
     inquiry.Find();
     effort = inquiry.Spent();
   });

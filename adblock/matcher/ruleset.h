@@ -39,8 +39,8 @@ class Ruleset {
   /// The same with the page given by its address, or its host alone. For a page itself its own host
   /// counts where none is given.
   Verdict JudgeRequest(std::string_view page, Question question) const noexcept;
-  /// Both verdicts for hardly more than one, and the last ones remembered.
-  PageVerdicts JudgeInPage(std::string_view page_host, std::string_view address) const noexcept;
+  /// As `Judge`, with the last answers remembered: for what stands in pages.
+  Verdict JudgeInPage(const Question &question) const noexcept;
   /// As `Judge`, by trying every rule in turn, without the index and the bound: what `Judge` is
   /// held against.
   Verdict JudgePlainly(const Question &question) const noexcept;

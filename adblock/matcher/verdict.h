@@ -14,11 +14,4 @@ struct Verdict {
   std::uint32_t rule = NO_RULE;
 };
 
-/// What is said of an address in a page, whichever way it is used.
-struct PageVerdicts {
-  /// As what an element loads (`TYPES_ELEMENT`), and as what a link opens (`TYPE_POPUP`).
-  Verdict element;
-  Verdict link;
-};
-
 }  // namespace velmora::adblock

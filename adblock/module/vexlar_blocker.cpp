@@ -95,7 +95,8 @@ std::uint8_t AdBlocker::CheckLink(const char *link, const char *host, const char
   const std::string_view page_host = View(host);
   const Blocker::Rules rules = blocker_.Current();
   if (!rules) return 0;
-  const Verdict verdict = rules->JudgeInPage(page_host, NamedAddress(page_host, View(link))).link;
+  const Verdict verdict =
+      rules->JudgeInPage({page_host, NamedAddress(page_host, View(link)), TYPE_POPUP, METHOD_GET});
   return verdict.kind == Verdict::Kind::kBlocked ? 1 : 0;
 }
 
@@ -103,7 +104,7 @@ std::uint8_t AdBlocker::Answer(std::string_view page_host, std::string_view addr
                                std::size_t size, bool *exempt) const noexcept {
   const Blocker::Rules rules = blocker_.Current();
   if (!rules) return 0;
-  const Verdict verdict = rules->JudgeInPage(page_host, address).element;
+  const Verdict verdict = rules->JudgeInPage({page_host, address, TYPES_ELEMENT, METHOD_GET});
   if (verdict.kind == Verdict::Kind::kAllowed && exempt) *exempt = true;
   if (verdict.kind != Verdict::Kind::kBlocked) return 0;
   CopyText(rules->OriginOf(verdict.rule).text, text, size);

@@ -63,7 +63,7 @@ TEST(Ads, SaysWhatIsWrong) {
   const Shell shell;
   shell.Write("list.txt", LIST);
   const std::tuple<std::string, int, const char *> cases[] = {
-      {"", 2, "a URL, --stats or --check"},
+      {"", 2, "a URL, --batch, --stats or --check"},
       {"--ad-lists list.txt banner.gif", 2, "not an absolute URL"},
       {"--ad-lists none.txt http://a.example/", 1, "none.txt: No such file"},
       {"--check none.txt", 1, "none.txt: No such file"},

@@ -53,7 +53,7 @@ struct StreamRun {
   /// All that comes out for the given pieces, until the stream fails; the last one is given with
   /// the end.
   std::string Feed(const std::vector<std::string_view> &pieces) {
-    PushedStream stream(ProcessorPointer(&processor), transaction, options);
+    PushedStream stream(ProcessorPointer::Adopt(&processor), transaction, options);
     std::string sent;
     for (std::size_t i = 0; i < pieces.size() && stream.State() != StreamState::FAILED; ++i) {
       auto out = i + 1 < pieces.size() ? stream.Push(pieces[i]) : stream.Finish(pieces[i]);
@@ -111,7 +111,7 @@ TEST(BodyStream, CallsTheProcessorSliceBySliceWithWhatItHeldBackInFront) {
 
 TEST(BodyStream, FinalBytesComeOutAfterEachSlice) {
   StreamRun run({}, {.slice_size = 2, .limits = {}});
-  PushedStream stream(ProcessorPointer(&run.processor), run.transaction, run.options);
+  PushedStream stream(ProcessorPointer::Adopt(&run.processor), run.transaction, run.options);
   EXPECT_EQ(stream.Push("abcde"), "ab");
   EXPECT_EQ(run.processor.calls.size(), 1U);
   EXPECT_EQ(stream.Next(), "cd");
@@ -135,7 +135,7 @@ TEST(BodyStream, NoCallSeesMoreThanASliceAndWhatIsHeld) {
 TEST(BodyStream, AnUnwantedBodyPassesUntouchedAndUncopied) {
   StreamRun run;
   run.processor.supported = false;
-  PushedStream stream(ProcessorPointer(&run.processor), run.transaction);
+  PushedStream stream(ProcessorPointer::Adopt(&run.processor), run.transaction);
   EXPECT_EQ(run.processor.references, 0);
   const std::string_view piece = "abc";
   EXPECT_EQ(stream.Push(piece).data(), piece.data());
@@ -222,7 +222,8 @@ TEST(BodyStream, OfAllThatIsHeldOnlyTheGreedyGiveTheirsUp) {
                         StreamRun(hold, options)};
   const std::string piece(AllHeldBytesLimit::SMALL + 1, 'x');
   {
-    PushedStream kept(ProcessorPointer(&greedy[0].processor), greedy[0].transaction, options);
+    PushedStream kept(ProcessorPointer::Adopt(&greedy[0].processor), greedy[0].transaction,
+                      options);
     EXPECT_EQ(kept.Push(piece), "");
     EXPECT_EQ(small.Feed({"abc", ""}), "abc");
     EXPECT_EQ(greedy[1].Feed({piece, ""}), piece);
@@ -248,7 +249,7 @@ TEST(BodyStream, WithoutAProcessorThePolicyDecides) {
 
 TEST(BodyStream, AbortDropsWhatIsHeldAndReleasesTheProcessor) {
   StreamRun run([](IDataBuffer &buffer, std::uint32_t) { buffer.SetCommitted(1); });
-  PushedStream stream(ProcessorPointer(&run.processor), run.transaction);
+  PushedStream stream(ProcessorPointer::Adopt(&run.processor), run.transaction);
   EXPECT_EQ(stream.Push("abc"), "a");
   stream.Abort();
   EXPECT_EQ(stream.Next(), "");

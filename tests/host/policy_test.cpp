@@ -212,7 +212,7 @@ TEST(Policy, NamesEveryProblemWithItsPlace) {
       {"[rule]\nblock = \"ads\"", {"1:1: should be written [[rule]]"}},
       {"[[rule]]\nblock = \"ads\"", {"1:1: a rule needs"}},
       {"[[rule]]\nsites = [\"*.a.example\", \"b\"]\n", {"2:10: \"*.a.example\" should be a plain"}},
-      {"[[rule]]\nclients = [\"10.1.0.0/8\"]", {"2:12: \"10.1.0.0/8\" has bits behind"}},
+      {"[[rule]]\nclients = [\"10.1.0.0/8\"]", {"2:12: \"10.1.0.0/8\" has bits after"}},
       {"[[rule]]\nsite-lists = \"none.txt\"", {"2:14: none.txt: cannot be read: No such file"}},
       {"[allow]\nsite-lists = \"sites.txt\"", {"2:14: sites.txt:2: \"a b\" is no host name"}},
       {"[limits]\nheld-bytes = \"16MB\"", {"2:14: \"16MB\" should be a size"}},
