@@ -22,7 +22,7 @@ for name in "${exports[@]}"; do
   failures+=("exports $name")
 done
 for pattern in "$@"; do
-  printf '%s\n' "${exports[@]}" | grep -qx -- "${pattern//\*/.*}" ||
+  grep -qx -- "${pattern//\*/.*}" < <(printf '%s\n' "${exports[@]}") ||
     failures+=("does not export $pattern")
 done
 
