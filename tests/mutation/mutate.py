@@ -43,6 +43,8 @@ class Clone:
         self.jobs = jobs
         if not self.tree.exists():
             subprocess.run(["git", "clone", "-q", "--shared", ROOT, self.tree], check=True)
+        for step in (["fetch", "-q", ROOT, "HEAD"], ["reset", "-q", "--hard", "FETCH_HEAD"]):
+            subprocess.run(["git", "-C", self.tree, *step], check=True)
         # Fetched parts are those of this tree.
         options = ["-DCMAKE_BUILD_TYPE=Debug", "-DVELMORA_BENCH=OFF",
                    f"-DVELMORA_DEPS_DIR={ROOT / 'build' / 'deps'}"]
