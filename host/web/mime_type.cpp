@@ -91,7 +91,7 @@ class Reader {
   void SkipSpace() noexcept {
     rest_.remove_prefix(std::min(rest_.find_first_not_of(HTTP_WHITE_SPACE), rest_.size()));
   }
-  /// What stands in quotes, from behind the first one on; one that is never closed ends with the
+  /// What stands in quotes, from after the first one on; one that is never closed ends with the
   /// text.
   std::string TakeQuoted() {
     std::string value;

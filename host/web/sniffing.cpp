@@ -13,7 +13,7 @@ struct Beginning {
   Sniffed is;
 };
 
-// The standard wants a blank or ">" behind the names; Chromium does not.
+// The standard wants a blank or ">" after the names; Chromium does not.
 constexpr Beginning BEGINNINGS[] = {
     {"<!doctype html", Sniffed::HTML},
     {"<html", Sniffed::HTML},

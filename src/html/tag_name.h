@@ -30,7 +30,7 @@ class TagName {
 
   /// Reads a name, upper case from then on, off the front of 16 bytes, which must be there; gives
   /// an empty name when it is longer than `LONGEST`. What belongs to a name is what the tokenizer's
-  /// state for it takes of ASCII, which a test holds it to.
+  /// state for it takes of ASCII; the test of both paths holds the two together.
   static TagName Read(const std::uint8_t *bytes) noexcept;
 
   std::size_t size() const noexcept {
