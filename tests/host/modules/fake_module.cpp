@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -91,8 +92,10 @@ class Processor final : public Counted<IDataProcessor> {
   IDataContext *context_ = nullptr;
 };
 
-/// What the ad-blocking library was asked, a line a call.
-std::string ad_calls;
+/// What the ad-blocking library was asked, a line a call. Threads may ask until the process is
+/// gone: it is never destroyed.
+std::mutex ad_calls_mutex;
+std::string &ad_calls = *new std::string;
 
 /// Addresses that contain FAKE_AD_URLS are advertisements, with that as the reason; those with a
 /// "?" too are expressly allowed.
@@ -124,6 +127,7 @@ class Blocker final : public Counted<IAdBlocker> {
 
  private:
   static void Note(const char *what, const char *host, std::string_view text) {
+    const std::lock_guard lock(ad_calls_mutex);
     ad_calls.append(what).append(" ").append(host).append(" ").append(text).append("\n");
   }
   static std::uint8_t Judge(std::string_view url, char *text, std::size_t size, bool *exempt) {
