@@ -174,7 +174,7 @@ Lines Summary(const EventTotals &totals) {
                                 LocalTime(period->second, "%F %T")));
   }
   lines.push_back(Counts(totals));
-  AddTable(lines, "by category", totals.ByCategory(), std::size(CATEGORIES));
+  AddTable(lines, "by category", totals.ByCategory(), std::size(host::CATEGORY_TABLE));
   AddTable(lines, "by site", totals.BySite(), MOST_SITES);
   AddTable(lines, "by client", totals.ByClient(), MOST_SITES);
   return lines;

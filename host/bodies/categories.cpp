@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <ranges>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -12,13 +13,15 @@
 namespace velmora::host {
 namespace {
 
-static_assert(std::ranges::equal(CATEGORY_TABLE, CATEGORIES, {}, &Category::code,
-                                 &CategoryInfo::code),
+static_assert(std::ranges::equal(std::span(CATEGORY_TABLE).first(std::size(CATEGORIES)), CATEGORIES,
+                                 {}, &Category::code, &CategoryInfo::code),
               "every category has a row");
+static_assert(std::size(CATEGORY_TABLE) <= 32, "every category has a bit");
 
+/// By the place of its row.
 std::uint32_t BitOf(std::int32_t code) noexcept {
-  const auto found = std::ranges::find(CATEGORIES, code, &CategoryInfo::code);
-  return found == std::end(CATEGORIES) ? 0 : found->bit;
+  const auto found = std::ranges::find(CATEGORY_TABLE, code, &Category::code);
+  return found == std::end(CATEGORY_TABLE) ? 0 : 1U << (found - std::begin(CATEGORY_TABLE));
 }
 
 const CategoryGroup &Group(std::string_view name) noexcept {
@@ -41,6 +44,12 @@ std::string Unknown(const std::string &word) {
 std::string_view NameOfCategory(std::int32_t code) noexcept {
   const auto found = std::ranges::find(CATEGORY_TABLE, code, &Category::code);
   return found == std::end(CATEGORY_TABLE) ? std::string_view{} : found->name;
+}
+
+std::string_view MeaningOfCategory(std::int32_t code) noexcept {
+  const auto row = std::ranges::find(CATEGORY_TABLE, code, &Category::code);
+  if (!row->meaning.empty()) return row->meaning;
+  return std::ranges::find(CATEGORIES, code, &CategoryInfo::code)->meaning;
 }
 
 CategorySet CategorySet::All() noexcept {

@@ -17,12 +17,17 @@ struct Category {
   /// Blocked where nobody says what is to be blocked: what is in nobody's interest but its maker's.
   /// Blocking every script would break most sites.
   bool is_default;
+  /// Told here for what the plug-in does not know of.
+  std::string_view meaning{};
 };
+
+/// What hosts block themselves, beside what the plug-in does.
+inline constexpr std::int32_t CATEGORY_REQUESTS = 500;
 
 inline constexpr bool AD = true;
 inline constexpr bool DEFAULT = true;
 
-/// Every category, in the order of the codes.
+/// Every category, in the order of the codes: the plug-in's, then the hosts'.
 inline constexpr Category CATEGORY_TABLE[] = {
     {CATEGORY_JAVASCRIPT, "javascript", !AD, !DEFAULT},
     {CATEGORY_JAVASCRIPT_FLASH, "javascript-flash", !AD, DEFAULT},
@@ -42,6 +47,8 @@ inline constexpr Category CATEGORY_TABLE[] = {
     {CATEGORY_POPUPS, "popups", !AD, DEFAULT},
     {CATEGORY_RESTORE_POPUPS, "restore-popups", !AD, DEFAULT},
     {CATEGORY_GIF_ANIMATION, "gif-animation", !AD, DEFAULT},
+    {CATEGORY_REQUESTS, "requests", AD, DEFAULT,
+     "requests that the ad lists name, in a proxy: they are not made"},
 };
 
 /// A word for several categories.
@@ -52,7 +59,7 @@ struct CategoryGroup {
 };
 
 inline constexpr CategoryGroup CATEGORY_GROUPS[] = {
-    {"ads", "all six kinds of advertisements",
+    {"ads", "all seven kinds of advertisements",
      [](const Category &category) noexcept { return category.is_ad; }},
     {"default", "what is blocked where nothing else is said",
      [](const Category &category) noexcept { return category.is_default; }},
@@ -62,6 +69,8 @@ inline constexpr CategoryGroup CATEGORY_GROUPS[] = {
 
 /// The name of a category; empty for a code that is none.
 std::string_view NameOfCategory(std::int32_t code) noexcept;
+/// What it blocks, for people; of one that there is.
+std::string_view MeaningOfCategory(std::int32_t code) noexcept;
 
 class CategorySet {
  public:

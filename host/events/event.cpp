@@ -71,6 +71,9 @@ std::string ToLine(const Event &event) {
       line["code"] = event.category;
       line["item"] = event.item;
       line["detail"] = event.detail;
+      add_known("page", event.page);
+      add_known("type", event.type);
+      add_known("list", event.list);
       break;
     case EventKind::STOPPED:
     case EventKind::ERROR:
@@ -99,6 +102,9 @@ std::optional<Event> FromLine(std::string_view line) {
         .category = json.value("code", 0),
         .item = json.value("item", ""),
         .detail = json.value("detail", ""),
+        .page = json.value("page", ""),
+        .type = json.value("type", ""),
+        .list = json.value("list", ""),
         .reason = json.value("reason", ""),
         .count = json.value("count", std::uint64_t{0}),
     };

@@ -2,11 +2,14 @@
 //
 //   {"time":"2026-03-01T12:34:56.789Z","pid":4711,"event":"blocked","client":"192.0.2.7",
 //    "url":"http://www.example.com/","category":"ad-urls","code":305,"item":"IMG","detail":"..."}
+//   {"time":...,"pid":...,"event":"blocked","client":...,"url":"http://ads.example/a.js","page":
+//    "http://www.example.com/","type":"script","category":"requests","code":500,"item":"","detail":
+//    "\"||ads.example^\"","list":"/usr/share/ads.txt:12"}
 //   {"time":...,"pid":...,"event":"stopped","client":...,"url":...,"reason":"out of memory"}
 //   {"time":...,"pid":...,"event":"error","reason":...}
 //   {"time":...,"pid":...,"event":"dropped","count":12}
 //
-// "client" and "url" are left out when they are not known.
+// "client", "url" and what only some blocked items have are left out when they are not known.
 #pragma once
 
 #include <chrono>
@@ -40,6 +43,10 @@ struct Event {
   std::int32_t category = 0;
   std::string item{};
   std::string detail{};
+  /// Of a request that was not made: the page that it was for, its type, and the rule's place.
+  std::string page{};
+  std::string type{};
+  std::string list{};
   /// Why filtering stopped, or what went wrong.
   std::string reason{};
   /// How many are missing.
@@ -47,7 +54,8 @@ struct Event {
 
   /// Memory that it takes.
   std::size_t Size() const noexcept {
-    return sizeof *this + client.size() + url.size() + item.size() + detail.size() + reason.size();
+    return sizeof *this + client.size() + url.size() + item.size() + detail.size() + page.size() +
+           type.size() + list.size() + reason.size();
   }
 };
 

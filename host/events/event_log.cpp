@@ -74,6 +74,21 @@ void EventLog::AddBlocked(std::string_view client, std::string_view url,
   });
 }
 
+void EventLog::AddNotMade(const NotMade &request) noexcept {
+  Add([&] {
+    Event event = MakeEvent(EventKind::BLOCKED);
+    event.client = Cut(request.client);
+    event.url = Cut(request.url);
+    event.page = Cut(request.page);
+    event.type = Cut(request.type);
+    event.category = CATEGORY_REQUESTS;
+    event.item = Cut(request.method);
+    event.detail = Cut(std::string("\"").append(request.rule).append("\""));
+    event.list = Cut(std::string(request.list).append(":").append(std::to_string(request.line)));
+    return event;
+  });
+}
+
 void EventLog::AddStopped(std::string_view client, std::string_view url,
                           StopReason reason) noexcept {
   Add([&] {

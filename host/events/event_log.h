@@ -34,6 +34,19 @@ struct EventLogOptions {
   bool operator==(const EventLogOptions &) const = default;
 };
 
+/// A request that was not made, and the rule that was against it.
+struct NotMade {
+  std::string_view client{};
+  std::string_view url{};
+  /// Empty when the request is a page itself, or its page is not known.
+  std::string_view page{};
+  std::string_view method{};
+  std::string_view type{};
+  std::string_view rule{};
+  std::string_view list{};
+  std::uint32_t line = 0;
+};
+
 /// Any thread adds events and never waits for the file: a thread of the log's own writes them. That
 /// thread does not outlive a fork, so the process that uses a log makes it; it takes no signals.
 ///
@@ -53,6 +66,7 @@ class EventLog {
   ~EventLog();
 
   void AddBlocked(std::string_view client, std::string_view url, const BlockedItem &item) noexcept;
+  void AddNotMade(const NotMade &request) noexcept;
   void AddStopped(std::string_view client, std::string_view url, StopReason reason) noexcept;
   void AddError(std::string_view reason) noexcept;
 

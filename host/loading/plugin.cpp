@@ -2,6 +2,7 @@
 
 #include <string>
 #include <utility>
+#include <vexlar/requests.h>
 #include <vexlar/vexlar.h>
 
 #include <velmora/ad_blocker.h>
@@ -18,6 +19,7 @@ using VisitListsFunction = decltype(&VexlarVisitLists);
 constexpr char EXPORT_VISIT_LISTS[] = "VexlarVisitLists";
 using VisitProblemsFunction = decltype(&VexlarVisitProblems);
 constexpr char EXPORT_VISIT_PROBLEMS[] = "VexlarVisitProblems";
+constexpr char EXPORT_JUDGE[] = "VexlarJudge";
 
 std::optional<Module> LoadAdLibrary(const std::optional<std::filesystem::path> &file) {
   if (!file) return std::nullopt;
@@ -66,6 +68,18 @@ void UseLists(const Module &library, const AdLibraryOptions &ads) {
   throw LoadError(library.File(), "no rule in the lists" + names);
 }
 
+AdVerdict::Kind KindOf(VexlarVerdict verdict) noexcept {
+  switch (verdict) {
+    case VEXLAR_NONE:
+      break;
+    case VEXLAR_BLOCKED:
+      return AdVerdict::Kind::BLOCKED;
+    case VEXLAR_ALLOWED:
+      return AdVerdict::Kind::ALLOWED;
+  }
+  return AdVerdict::Kind::NONE;
+}
+
 std::string_view Describe(VexlarOrigin origin) noexcept {
   switch (origin) {
     case VEXLAR_ORIGIN_ENVIRONMENT:
@@ -99,17 +113,18 @@ Plugin::Plugin(const std::filesystem::path &file,
     : ad_library_(LoadAdLibrary(ad_library)),
       module_(file),
       factory_(module_.GetFactory(EXPORT_GET_OBJECT_ID)) {
-  CheckProcessors();
+  CheckModules();
 }
 
 Plugin::Plugin(const std::filesystem::path &file, const AdLibraryOptions &ads)
     : ad_library_(LoadAdLibraryWithLists(file, ads)),
       module_(file),
       factory_(module_.GetFactory(EXPORT_GET_OBJECT_ID)) {
-  CheckProcessors();
+  CheckModules();
 }
 
-void Plugin::CheckProcessors() const {
+void Plugin::CheckModules() {
+  if (ad_library_) judge_ = ad_library_->FindIfThere<JudgeFunction>(EXPORT_JUDGE);
   if (CreateProcessor() == nullptr) throw LoadError(module_.File(), "makes no data processors");
 }
 
@@ -136,6 +151,26 @@ AdLists Plugin::ListsInForce() const {
         &found);
   }
   return found;
+}
+
+AdVerdict Plugin::Judge(const AdRequest &request) const {
+  if (judge_ == nullptr) return {};
+  const VexlarRequest question{.size = sizeof question,
+                               .types = request.types,
+                               .url = request.url.data(),
+                               .url_size = request.url.size(),
+                               .page = request.page.data(),
+                               .page_size = request.page.size(),
+                               .method = request.method.data(),
+                               .method_size = request.method.size()};
+  VexlarReason reason;
+  reason.size = sizeof reason;
+  AdVerdict verdict{.kind = KindOf(judge_(&question, &reason))};
+  if (verdict.kind == AdVerdict::Kind::NONE) return verdict;
+  verdict.rule = reason.rule;
+  verdict.list = reason.list;
+  verdict.line = reason.line;
+  return verdict;
 }
 
 ProcessorPointer Plugin::CreateProcessor() const noexcept {

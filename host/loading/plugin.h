@@ -12,6 +12,10 @@
 
 #include "host/loading/loaded_module.h"
 
+struct VexlarRequest;
+struct VexlarReason;
+enum VexlarVerdict : std::uint32_t;
+
 namespace velmora::host {
 
 using ProcessorPointer = CountedPointer<IDataProcessor>;
@@ -50,6 +54,24 @@ struct AdLists {
   std::vector<std::string> problems{};
 };
 
+/// A request that an ad-blocking library is to judge, as <vexlar/requests.h> has it.
+struct AdRequest {
+  std::string_view url{};
+  std::string_view page{};
+  std::string_view method{};
+  std::uint32_t types = 0;
+};
+
+struct AdVerdict {
+  enum class Kind { NONE, BLOCKED, ALLOWED };
+
+  Kind kind = Kind::NONE;
+  /// The rule that has decided, and where it stands.
+  std::string rule{};
+  std::string list{};
+  std::uint32_t line = 0;
+};
+
 /// One a process; any number of threads make processors at once. It outlives them all. The
 /// ad-blocking library is loaded first and unloaded last, because the plug-in binds to it while it
 /// is loaded itself.
@@ -71,10 +93,18 @@ class Plugin {
   /// The lists in force; none when there is no library, or one that does not tell.
   AdLists ListsInForce() const;
 
+  /// There is a library, and it judges requests.
+  bool CanJudge() const noexcept { return judge_ != nullptr; }
+  /// None without such a library.
+  AdVerdict Judge(const AdRequest &request) const;
+
  private:
-  void CheckProcessors() const;
+  using JudgeFunction = VexlarVerdict (*)(const VexlarRequest *, VexlarReason *);
+
+  void CheckModules();
 
   std::optional<Module> ad_library_;
+  JudgeFunction judge_ = nullptr;
   Module module_;
   CountedPointer<IDataProcessorFactory> factory_;
 };

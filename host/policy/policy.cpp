@@ -46,11 +46,18 @@ bool HasAll(const CategorySet &categories, std::initializer_list<std::int32_t> c
 PolicyError::PolicyError(const std::filesystem::path &file, std::vector<PolicyProblem> problems)
     : runtime_error(Text(file, problems)), problems_(std::move(problems)) {}
 
+bool PolicyAnswer::BlocksInBodies() const noexcept {
+  CategorySet requests;
+  requests.Insert(CATEGORY_REQUESTS);
+  return !categories.Without(requests).IsEmpty();
+}
+
 bool PolicyRule::AppliesTo(const HostName &site, const std::optional<ClientAddress> &client) const {
   return (!clients || HasClient(*clients, client)) && (!sites || sites->Contains(site));
 }
 
 bool Policy::Allows(std::string_view url, std::string_view client) const {
+  if (allowed_sites.IsEmpty() && allowed_clients.empty()) return false;
   return allowed_sites.Contains(HostName(HostOfUrl(url))) ||
          HasClient(allowed_clients, ClientAddress::Parse(client));
 }
@@ -58,6 +65,7 @@ bool Policy::Allows(std::string_view url, std::string_view client) const {
 std::vector<const PolicyRule *> Policy::RulesFor(std::string_view url,
                                                  std::string_view client) const {
   std::vector<const PolicyRule *> applied;
+  if (rules.empty()) return applied;
   const HostName site(HostOfUrl(url));
   const auto address = ClientAddress::Parse(client);
   for (const PolicyRule &rule : rules) {

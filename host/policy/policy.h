@@ -87,8 +87,14 @@ struct PolicyAnswer {
   /// When false, the response goes by untouched. Where nothing is to be blocked, a setting may
   /// still ask for the plug-in: for a record of what passes.
   bool IsFiltered() const noexcept {
-    return !is_allowed && !(categories.IsEmpty() && settings.empty());
+    return !is_allowed && (BlocksInBodies() || !settings.empty());
   }
+  bool JudgesRequests() const noexcept {
+    return !is_allowed && categories.Contains(CATEGORY_REQUESTS);
+  }
+
+ private:
+  bool BlocksInBodies() const noexcept;
 };
 
 /// One state of the file, never changed once it is read: any number of threads ask at once.

@@ -13,7 +13,7 @@ using ::testing::ThrowsMessage;
 
 std::vector<std::int32_t> Codes(CategorySet set) {
   std::vector<std::int32_t> codes;
-  for (const CategoryInfo &category : CATEGORIES) {
+  for (const Category &category : CATEGORY_TABLE) {
     if (set.Contains(category.code)) codes.push_back(category.code);
   }
   return codes;
@@ -27,15 +27,17 @@ TEST(CategorySet, ReadsNamesCodesAndGroups) {
       {"303,flash", {303}},
       {"Gif-Animation, 100 ,", {100, 400}},
       {"javascript,javascript-flash,vbscript-ad-urls", {100, 101, 203}},
-      {"ads", {102, 103, 202, 203, 304, 305}},
+      {"ads", {102, 103, 202, 203, 304, 305, 500}},
       {"default,scripts",
-       {101, 102, 103, 201, 202, 203, 300, 301, 302, 303, 304, 305, 306, 307, 308, 400}},
+       {101, 102, 103, 201, 202, 203, 300, 301, 302, 303, 304, 305, 306, 307, 308, 400, 500}},
       {"all",
-       {100, 101, 102, 103, 200, 201, 202, 203, 300, 301, 302, 303, 304, 305, 306, 307, 308, 400}},
+       {100, 101, 102, 103, 200, 201, 202, 203, 300, 301, 302, 303, 304, 305, 306, 307, 308, 400,
+        500}},
   };
   for (const auto &[list, codes] : cases) EXPECT_EQ(Codes(CategorySet::Parse(list)), codes) << list;
-  EXPECT_EQ(Codes(CategorySet::Parse("ads,flash").Without(CategorySet::Parse("102,103,202,203"))),
-            (std::vector<std::int32_t>{303, 304, 305}));
+  EXPECT_EQ(
+      Codes(CategorySet::Parse("ads,flash").Without(CategorySet::Parse("102,103,202,203,500"))),
+      (std::vector<std::int32_t>{303, 304, 305}));
 }
 
 TEST(CategorySet, NamesTheWordThatIsNoCategory) {

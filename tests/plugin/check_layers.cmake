@@ -39,7 +39,7 @@ check(host "" "base;host")
 
 # The rooms of host/, lowest first.
 set(allowed "")
-foreach(room loading limits web codings bodies events policy interface)
+foreach(room loading limits web codings bodies events policy requests interface)
   list(APPEND allowed ${room})
   check(host/${room} "host/" "${allowed}")
 endforeach()

@@ -39,6 +39,7 @@ class ProxyCase(unittest.TestCase):
     """One proxy serves all tests of a class, and has to be the same process at its end."""
 
     policy = ADS
+    lists = "||ads.example^\n"
     modules = MODULES
 
     @classmethod
@@ -48,8 +49,10 @@ class ProxyCase(unittest.TestCase):
         os.chmod(cls.folder.name, 0o755)
         cls.origin = cls.make_origin()
         cls.addClassCleanup(cls.origin.stop)
+        lists = pathlib.Path(cls.folder.name, "squid", "ads.txt")
+        lists.parent.mkdir()
+        lists.write_text(cls.lists)
         cls.squid = cls.make_squid()
-        (cls.squid.folder / "ads.txt").write_text("||ads.example^\n")
         cls.addClassCleanup(cls.squid.stop)
         cls.squid.start()
         cls.worker = cls.squid.worker()

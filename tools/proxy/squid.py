@@ -61,6 +61,16 @@ ecap_service filter respmod_precache uri={uri} bypass=off {settings}
 adaptation_access filter allow all
 """
 
+# The requests too. What comes inside a tunnel that is looked into is judged one by one.
+JUDGE = """\
+ecap_service judge reqmod_precache uri=ecap://velmora/reqmod bypass=off
+{tunnels}adaptation_access judge allow all
+"""
+TUNNELS_PASS = """\
+acl tunnel method CONNECT
+adaptation_access judge deny tunnel
+"""
+
 
 class ProxyError(Exception):
     """The proxy cannot be started; the text says why, for a person."""
@@ -173,6 +183,7 @@ class Squid:
         elif modules:
             modules = pathlib.Path(modules).absolute()
             adaptation = self._adapter(modules, self._policy_file(policy))
+            adaptation += JUDGE.format(tunnels=TUNNELS_PASS if https else "")
         self.interception = self._interception(modules) if https else None
         options = ""
         if https:

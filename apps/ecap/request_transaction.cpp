@@ -1,0 +1,181 @@
+#include "ecap/request_transaction.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <libecap/common/body.h>
+#include <libecap/common/header.h>
+#include <libecap/common/message.h>
+#include <libecap/common/name.h>
+#include <libecap/common/named_values.h>
+#include <libecap/common/names.h>
+#include <libecap/common/registry.h>
+#include <libecap/common/version.h>
+#include <libecap/host/host.h>
+#include <libecap/host/xaction.h>
+#include <optional>
+#include <string_view>
+
+#include "ecap/request_service.h"
+#include "host/requests/request_head.h"
+#include "host/requests/request_judge.h"
+
+namespace velmora::ecap {
+namespace {
+
+constexpr std::size_t HEADER_COUNT = std::size(host::REQUEST_HEADERS);
+
+const libecap::Name &NameOf(std::size_t header) {
+  static const std::array<libecap::Name, HEADER_COUNT> names = [] {
+    std::array<libecap::Name, HEADER_COUNT> made;
+    for (std::size_t i = 0; i < HEADER_COUNT; ++i) {
+      made[i] = libecap::Name(host::REQUEST_HEADERS[i].name);
+    }
+    return made;
+  }();
+  return names[header];
+}
+
+libecap::Area AreaOf(std::string_view text) {
+  return libecap::Area::FromTempBuffer(text.data(), text.size());
+}
+
+/// What the proxy tells of a request, kept for as long as it is judged.
+class Told {
+ public:
+  explicit Told(libecap::host::Xaction &host) {
+    const libecap::Message &message = host.virgin();
+    if (const auto *line = dynamic_cast<const libecap::RequestLine *>(&message.firstLine())) {
+      url_ = line->uri();
+      head.url = {url_.start, url_.size};
+      head.method = line->method().image();
+    }
+    client_ = host.option(libecap::metaClientIp);
+    head.client = {client_.start, client_.size};
+    head.has_body = message.body() != nullptr;
+    const libecap::Header &header = message.header();
+    for (std::size_t i = 0; i < HEADER_COUNT; ++i) {
+      values_[i] = header.value(NameOf(i));
+      head.*host::REQUEST_HEADERS[i].value = {values_[i].start, values_[i].size};
+    }
+  }
+  Told(const Told &) = delete;
+  Told &operator=(const Told &) = delete;
+
+  host::RequestHead head;
+
+ private:
+  libecap::Area url_;
+  libecap::Area client_;
+  std::array<libecap::Area, HEADER_COUNT> values_;
+};
+
+}  // namespace
+
+template <class Action>
+void RequestTransaction::Guarded(Action action) noexcept {
+  if (host_ == nullptr) return;
+  try {
+    action();
+  } catch (...) {
+    try {
+      Leave();
+      if (auto *const host = std::exchange(host_, nullptr)) host->adaptationAborted();
+    } catch (...) {
+      // The proxy does not even take that: there is nothing left to say.
+    }
+  }
+}
+
+RequestTransaction::~RequestTransaction() {
+  Leave();
+}
+
+void RequestTransaction::start() {
+  Guarded([this] { Judge(); });
+}
+
+void RequestTransaction::Judge() {
+  std::optional<host::BlockedAnswer> answer;
+  try {
+    if (filtering_ != nullptr) answer = host::JudgeRequest(*filtering_, Told(*host_).head);
+  } catch (...) {
+    // What cannot be judged goes on.
+  }
+  if (answer) return Answer(std::move(*answer));
+  // The call may destroy this object.
+  std::exchange(host_, nullptr)->useVirgin();
+}
+
+void RequestTransaction::Answer(host::BlockedAnswer answer) {
+  const libecap::Message &request = host_->virgin();
+  const auto *const line = dynamic_cast<const libecap::RequestLine *>(&request.firstLine());
+  const bool is_head = line != nullptr && line->method() == libecap::methodHead;
+  const libecap::shared_ptr<libecap::Message> message = libecap::MyHost().newResponse();
+  auto &status = dynamic_cast<libecap::StatusLine &>(message->firstLine());
+  status.version(libecap::Version(1, 1, 0));
+  status.statusCode(answer.status);
+  status.reasonPhrase(AreaOf(answer.reason));
+  for (const auto &[name, value] : answer.headers) {
+    message->header().add(libecap::Name(std::string(name)), AreaOf(value));
+  }
+  message->header().add(libecap::headerContentLength, AreaOf(std::to_string(answer.body.size())));
+  if (request.body() != nullptr) host_->vbDiscard();
+  if (!answer.body.empty() && !is_head) {
+    // Only for a request without a body: a client that breaks off what it sends while it is being
+    // answered ends the proxy's process.
+    message->addBody();
+    body_ = std::move(answer.body);
+    host_->useAdapted(message);
+  } else {
+    std::exchange(host_, nullptr)->useAdapted(message);
+  }
+}
+
+void RequestTransaction::Leave() noexcept {
+  waiting_->Remove(*this);
+}
+
+void RequestTransaction::stop() {
+  Leave();
+  host_ = nullptr;
+}
+
+void RequestTransaction::AskForTurn() noexcept {
+  Guarded([this] { host_->resume(); });
+}
+
+void RequestTransaction::resume() {
+  Leave();
+  // The call may destroy this object.
+  Guarded([this] { std::exchange(host_, nullptr)->noteAbContentDone(true); });
+}
+
+void RequestTransaction::abDiscard() {
+  Leave();
+}
+
+void RequestTransaction::abMake() {
+  Guarded([this] {
+    waiting_->Add(*this);
+    host_->noteAbContentAvailable();
+  });
+}
+
+void RequestTransaction::abMakeMore() {}
+
+void RequestTransaction::abStopMaking() {
+  Leave();
+}
+
+libecap::Area RequestTransaction::abContent(libecap::size_type offset, libecap::size_type size) {
+  const std::string_view left = std::string_view(body_).substr(taken_);
+  const std::string_view wanted = left.substr(std::min(offset, left.size()), size);
+  return {wanted.data(), wanted.size()};
+}
+
+void RequestTransaction::abContentShift(libecap::size_type size) {
+  taken_ = std::min(taken_ + size, body_.size());
+}
+
+}  // namespace velmora::ecap

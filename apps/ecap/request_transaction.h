@@ -1,0 +1,60 @@
+// RequestTransaction: one request judged: it goes on as it is, or is answered here.
+#pragma once
+
+#include <libecap/adapter/xaction.h>
+#include <libecap/common/area.h>
+#include <libecap/common/forward.h>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "host/policy/filtering.h"
+#include "host/requests/blocked_answer.h"
+
+namespace velmora::ecap {
+
+class Waiting;
+
+class RequestTransaction final : public libecap::adapter::Xaction {
+ public:
+  /// Without filtering every request goes on.
+  RequestTransaction(std::shared_ptr<const host::Filtering> filtering,
+                     std::shared_ptr<Waiting> waiting, libecap::host::Xaction *host)
+      : filtering_(std::move(filtering)), waiting_(std::move(waiting)), host_(host) {}
+  ~RequestTransaction() override;
+
+  const libecap::Area option(const libecap::Name &) const override { return {}; }
+  void visitEachOption(libecap::NamedValueVisitor &) const override {}
+
+  void start() override;
+  void stop() override;
+  void resume() override;
+  void abDiscard() override;
+  void abMake() override;
+  void abMakeMore() override;
+  void abStopMaking() override;
+  libecap::Area abContent(libecap::size_type offset, libecap::size_type size) override;
+  void abContentShift(libecap::size_type size) override;
+  void noteVbContentDone(bool) override {}
+  void noteVbContentAvailable() override {}
+
+  /// Has the proxy call `resume`.
+  void AskForTurn() noexcept;
+
+ private:
+  void Judge();
+  void Answer(host::BlockedAnswer answer);
+  /// The proxy wants no more of this, or there is no more.
+  void Leave() noexcept;
+  template <class Action>
+  void Guarded(Action action) noexcept;
+
+  const std::shared_ptr<const host::Filtering> filtering_;
+  const std::shared_ptr<Waiting> waiting_;
+  /// Null when the transaction is over.
+  libecap::host::Xaction *host_;
+  std::string body_;
+  std::size_t taken_ = 0;
+};
+
+}  // namespace velmora::ecap

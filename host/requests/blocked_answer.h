@@ -1,0 +1,38 @@
+// BlockedAnswer: what is answered in the place of a request that is not made.
+//
+// Whatever a page copes without fails, with 403 and an empty body of its type, as it does where the
+// browser itself blocks: sites are tried with that, and a script that "arrived" empty would have
+// the page go on as if what it defines were there. An image is transparent and arrives, because a
+// broken one shows; so does the empty page of a frame, because browsers put an error page of their
+// own into one that fails. A page is one that says what was blocked.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/requests/request_head.h"
+#include "host/requests/request_kind.h"
+
+namespace velmora::host {
+
+struct BlockedAnswer {
+  int status = 403;
+  std::string_view reason = "Forbidden";
+  /// Without a length.
+  std::vector<std::pair<std::string_view, std::string>> headers{};
+  /// Empty where the request has a body: a host need not have taken all of that when it answers.
+  std::string body{};
+};
+
+/// Who is to be told what.
+struct BlockedReason {
+  std::string_view rule{};
+  std::string_view list{};
+};
+
+BlockedAnswer AnswerTo(const RequestHead &request, const RequestKind &kind,
+                       const BlockedReason &reason);
+
+}  // namespace velmora::host

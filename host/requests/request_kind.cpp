@@ -1,0 +1,181 @@
+#include "host/requests/request_kind.h"
+
+#include <algorithm>
+#include <optional>
+#include <vexlar/requests.h>
+
+#include "base/ascii.h"
+#include "host/web/url.h"
+
+namespace velmora::host {
+namespace {
+
+struct Named {
+  std::string_view name;
+  std::uint32_t types;
+  AnswerUse use = AnswerUse::RESOURCE;
+};
+
+/// Values of Sec-Fetch-Dest. "empty" is told apart by other headers.
+constexpr Named DESTINATIONS[] = {
+    {"document", VEXLAR_TYPE_DOCUMENT, AnswerUse::PAGE},
+    {"iframe", VEXLAR_TYPE_SUBDOCUMENT, AnswerUse::FRAME},
+    {"frame", VEXLAR_TYPE_SUBDOCUMENT, AnswerUse::FRAME},
+    {"fencedframe", VEXLAR_TYPE_SUBDOCUMENT, AnswerUse::FRAME},
+    {"script", VEXLAR_TYPE_SCRIPT},
+    {"worker", VEXLAR_TYPE_SCRIPT},
+    {"sharedworker", VEXLAR_TYPE_SCRIPT},
+    {"serviceworker", VEXLAR_TYPE_SCRIPT},
+    {"audioworklet", VEXLAR_TYPE_SCRIPT},
+    {"paintworklet", VEXLAR_TYPE_SCRIPT},
+    {"image", VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE},
+    {"style", VEXLAR_TYPE_STYLESHEET},
+    {"font", VEXLAR_TYPE_FONT},
+    {"audio", VEXLAR_TYPE_MEDIA},
+    {"video", VEXLAR_TYPE_MEDIA},
+    {"track", VEXLAR_TYPE_MEDIA},
+    {"object", VEXLAR_TYPE_OBJECT},
+    {"embed", VEXLAR_TYPE_OBJECT},
+    {"json", VEXLAR_TYPE_XMLHTTPREQUEST},
+    {"websocket", VEXLAR_TYPE_WEBSOCKET},
+};
+
+/// What a script asks for without saying more looks the same as a script element's request.
+constexpr std::uint32_t SCRIPT_OR_FETCH = VEXLAR_TYPE_SCRIPT | VEXLAR_TYPE_XMLHTTPREQUEST;
+/// A beacon looks the same as a fetch that wants no answer.
+constexpr std::uint32_t BEACON_OR_FETCH = VEXLAR_TYPE_PING | VEXLAR_TYPE_XMLHTTPREQUEST;
+
+constexpr Named EXTENSIONS[] = {
+    {"js", VEXLAR_TYPE_SCRIPT},
+    {"mjs", VEXLAR_TYPE_SCRIPT},
+    {"css", VEXLAR_TYPE_STYLESHEET},
+    {"gif", VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE},
+    {"png", VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE},
+    {"jpg", VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE},
+    {"jpeg", VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE},
+    {"webp", VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE},
+    {"avif", VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE},
+    {"svg", VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE},
+    {"ico", VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE},
+    {"bmp", VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE},
+    {"woff2", VEXLAR_TYPE_FONT},
+    {"woff", VEXLAR_TYPE_FONT},
+    {"ttf", VEXLAR_TYPE_FONT},
+    {"otf", VEXLAR_TYPE_FONT},
+    {"eot", VEXLAR_TYPE_FONT},
+    {"mp4", VEXLAR_TYPE_MEDIA},
+    {"m4s", VEXLAR_TYPE_MEDIA},
+    {"webm", VEXLAR_TYPE_MEDIA},
+    {"ogg", VEXLAR_TYPE_MEDIA},
+    {"mp3", VEXLAR_TYPE_MEDIA},
+    {"m4a", VEXLAR_TYPE_MEDIA},
+    {"vtt", VEXLAR_TYPE_MEDIA},
+    {"swf", VEXLAR_TYPE_OBJECT},
+    {"json", VEXLAR_TYPE_XMLHTTPREQUEST},
+};
+
+constexpr Named TYPE_NAMES[] = {
+    {"script", VEXLAR_TYPE_SCRIPT},
+    {"image", VEXLAR_TYPE_IMAGE},
+    {"stylesheet", VEXLAR_TYPE_STYLESHEET},
+    {"font", VEXLAR_TYPE_FONT},
+    {"media", VEXLAR_TYPE_MEDIA},
+    {"object", VEXLAR_TYPE_OBJECT},
+    {"subdocument", VEXLAR_TYPE_SUBDOCUMENT},
+    {"xmlhttprequest", VEXLAR_TYPE_XMLHTTPREQUEST},
+    {"websocket", VEXLAR_TYPE_WEBSOCKET},
+    {"ping", VEXLAR_TYPE_PING},
+    {"popup", VEXLAR_TYPE_POPUP},
+    {"document", VEXLAR_TYPE_DOCUMENT},
+    {"other", VEXLAR_TYPE_OTHER},
+};
+
+template <std::size_t COUNT>
+const Named *Find(const Named (&table)[COUNT], std::string_view name) noexcept {
+  const Named *const found = std::ranges::find_if(
+      table, [&](const Named &entry) { return base::EqualNoCase(entry.name, name); });
+  return found == std::end(table) ? nullptr : found;
+}
+
+std::string_view ExtensionOf(std::string_view url) noexcept {
+  url = url.substr(0, url.find_first_of("?#"));
+  const std::size_t scheme = url.find("://");
+  const std::size_t slash = url.rfind('/');
+  if (scheme == url.npos || slash == url.npos || slash < scheme + 3) return {};
+  const std::size_t dot = url.rfind('.');
+  return dot == url.npos || dot < slash ? std::string_view() : url.substr(dot + 1);
+}
+
+/// What the browser says in Sec-Fetch-Dest; none where it says nothing.
+std::optional<RequestKind> ByDestination(const RequestHead &request) {
+  if (request.fetch_dest.empty()) return std::nullopt;
+  if (const Named *const found = Find(DESTINATIONS, request.fetch_dest)) {
+    return RequestKind{found->types, found->use};
+  }
+  if (request.fetch_dest != "empty") return RequestKind{VEXLAR_TYPE_OTHER};
+  if (request.fetch_mode == "websocket") return RequestKind{VEXLAR_TYPE_WEBSOCKET};
+  if (request.purpose.starts_with("prefetch")) return RequestKind{VEXLAR_TYPE_OTHER};
+  const bool may_be_beacon = request.method == "POST" && request.fetch_mode == "no-cors";
+  return RequestKind{may_be_beacon ? BEACON_OR_FETCH : std::uint32_t{VEXLAR_TYPE_XMLHTTPREQUEST}};
+}
+
+/// What is told without it.
+RequestKind ByAccept(const RequestHead &request) {
+  const std::string_view accept = request.accept;
+  if (accept.find("text/html") != accept.npos) {
+    // Frames look like pages. Where a link was followed to another site, or another site is framed,
+    // more rules are asked, and who looks is told of it.
+    const bool is_elsewhere =
+        !request.referer.empty() && HostOfUrl(request.referer) != HostOfUrl(request.url);
+    return {is_elsewhere ? VEXLAR_TYPE_SUBDOCUMENT : VEXLAR_TYPE_DOCUMENT, AnswerUse::PAGE};
+  }
+  if (accept.starts_with("image/")) return {VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE};
+  if (accept.starts_with("text/css")) return {VEXLAR_TYPE_STYLESHEET};
+  if (accept.starts_with("audio/") || accept.starts_with("video/")) return {VEXLAR_TYPE_MEDIA};
+  if (accept.starts_with("text/event-stream") || accept.starts_with("application/json")) {
+    return {VEXLAR_TYPE_XMLHTTPREQUEST};
+  }
+  const Named *const found = Find(EXTENSIONS, ExtensionOf(request.url));
+  if (found != nullptr) return {found->types, found->use};
+  return {SCRIPT_OR_FETCH};
+}
+
+RequestKind WithoutPage(const RequestHead &request) {
+  if (request.method == "CONNECT") return {VEXLAR_TYPE_OTHER, AnswerUse::TUNNEL};
+  if (base::EqualNoCase(request.upgrade, "websocket")) return {VEXLAR_TYPE_WEBSOCKET};
+  if (!request.ping_from.empty() || request.content_type.starts_with("text/ping")) {
+    return {VEXLAR_TYPE_PING};
+  }
+  if (const auto told = ByDestination(request)) return *told;
+  if (!request.requested_with.empty()) return {VEXLAR_TYPE_XMLHTTPREQUEST};
+  return ByAccept(request);
+}
+
+std::string_view PageOf(const RequestHead &request, const RequestKind &kind) noexcept {
+  // A page is its own, whoever links to it.
+  if (kind.types == VEXLAR_TYPE_DOCUMENT || kind.use == AnswerUse::TUNNEL) return request.url;
+  for (const std::string_view page : {request.referer, request.origin, request.ping_from}) {
+    if (!page.empty() && page != "null") return page;
+  }
+  // Pages may keep their address to themselves.
+  return request.fetch_site == "cross-site" ? std::string_view() : request.url;
+}
+
+}  // namespace
+
+RequestKind KindOf(const RequestHead &request) {
+  RequestKind kind = WithoutPage(request);
+  kind.page = PageOf(request, kind);
+  return kind;
+}
+
+std::string NamesOfTypes(std::uint32_t types) {
+  std::string text;
+  for (const Named &entry : TYPE_NAMES) {
+    if ((types & entry.types) == 0) continue;
+    text.append(text.empty() ? "" : ", ").append(entry.name);
+  }
+  return text;
+}
+
+}  // namespace velmora::host
