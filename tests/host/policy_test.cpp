@@ -107,11 +107,12 @@ TEST(Policy, AppliesRulesOnTopOfOneAnother) {
   const PolicyText text(SCHOOL);
   text.folder.Write("exams.txt", "# where exams are written\nexam.example # on Mondays\r\n\n");
   const Policy policy = ReadPolicy(text.File());
-  const std::string ads = "javascript-ad-urls, ad-sizes, ad-urls, popups, gif-animation";
+  const std::string ads = "javascript-ad-urls, ad-sizes, ad-urls, popups, gif-animation, requests";
   const std::string pupils =
-      "javascript-ad-urls, applets, activex, flash, ad-sizes, ad-urls, popups, gif-animation";
+      "javascript-ad-urls, applets, activex, flash, ad-sizes, ad-urls, popups, gif-animation, "
+      "requests";
   const std::string pupils_geometry =
-      "javascript-ad-urls, activex, flash, ad-sizes, ad-urls, popups, gif-animation";
+      "javascript-ad-urls, activex, flash, ad-sizes, ad-urls, popups, gif-animation, requests";
   struct {
     std::string url;
     std::string client;
