@@ -37,7 +37,7 @@ std::thread QuietThread(Function function) {
     std::thread thread(function);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return thread;
-  } catch (const std::system_error &) {
+  } catch (...) {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     throw;
   }
@@ -49,16 +49,23 @@ EventLog::EventLog(EventLogOptions options) : options_(std::move(options)), file
   base::Descriptor opened = file_.Open(open_trouble_);
   has_file_ = opened.IsOpen();
   file_.Use(std::move(opened));
-  writer_ = QuietThread([this] { Write(); });
+  const base::MutexLock lock(mutex_);
+  StartWriter();
 }
 
 EventLog::~EventLog() {
+  std::thread writer;
   {
     const base::MutexLock lock(mutex_);
     is_ending_ = true;
+    writer.swap(writer_);
   }
   has_work_.notify_one();
-  writer_.join();
+  if (writer.joinable()) {
+    writer.join();
+  } else {
+    Write();
+  }
 }
 
 void EventLog::AddBlocked(std::string_view client, std::string_view url,
@@ -122,6 +129,7 @@ void EventLog::Enqueue(Event event) {
   const std::size_t size = event.Size();
   {
     const base::MutexLock lock(mutex_);
+    StartWriter();
     if (size <= options_.queue_bytes - std::min(bytes_, options_.queue_bytes)) {
       queue_.push_back(std::move(event));
       bytes_ += size;
@@ -162,7 +170,7 @@ void EventLog::OpenFile() noexcept {
 
 void EventLog::Flush() {
   const base::MutexLock lock(mutex_);
-  while (bytes_ != 0 || HasOtherWork()) is_idle_.wait(mutex_);
+  while (writer_.joinable() && (bytes_ != 0 || HasOtherWork())) is_idle_.wait(mutex_);
 }
 
 std::uint64_t EventLog::Dropped() const noexcept {
@@ -178,11 +186,13 @@ std::error_code EventLog::Trouble() const noexcept {
 std::optional<std::string> EventLog::News() {
   const auto now = std::chrono::steady_clock::now();
   const base::MutexLock lock(mutex_);
+  StartWriter();
   const std::error_code trouble = AnyTrouble();
   if (trouble == trouble_told_ || (told_at_ && now - *told_at_ < options_.news)) {
     return std::nullopt;
   }
   std::string news = "event log " + file_.Name() + ": ";
+  if (thread_trouble_) news += "there is no thread to write it: ";
   news += trouble ? trouble.message() + "; it is tried again, and what is lost meanwhile is counted"
                   : "all is well again";
   news += "; events lost so far: " + std::to_string(dropped_);
@@ -198,6 +208,21 @@ void EventLog::WaitForWork() {
     } else if (has_work_.wait_for(mutex_, options_.retry) == std::cv_status::timeout) {
       return;
     }
+  }
+}
+
+void EventLog::StartWriter() noexcept {
+  if (writer_.joinable()) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_start_) return;
+  next_start_ = now + options_.retry;
+  thread_trouble_.clear();
+  try {
+    writer_ = QuietThread([this] { Write(); });
+  } catch (const std::system_error &error) {
+    thread_trouble_ = error.code();
+  } catch (...) {
+    thread_trouble_ = std::make_error_code(std::errc::not_enough_memory);
   }
 }
 

@@ -50,7 +50,7 @@ struct NotMade {
 /// Any thread adds events and never waits for the file: a thread of the log's own writes them. That
 /// thread does not outlive a fork, so the process that uses a log makes it; it takes no signals.
 ///
-/// Trouble with the file stops nobody. Events that are dropped, for want of room or because there
+/// Trouble with the file, or with the thread, stops nobody. Events that are dropped, for want of room or because there
 /// is no file that takes them, are counted, and a line says so as soon as the file takes one; if it
 /// does not take one to the end, standard error gets it.
 class EventLog {
@@ -58,7 +58,7 @@ class EventLog {
   /// Texts are cut to so many bytes.
   static constexpr std::size_t MOST_TEXT = 2048;
 
-  /// Opens the file. Throws `std::system_error` when there can be no thread to write it.
+  /// Opens the file.
   explicit EventLog(EventLogOptions options);
   EventLog(const EventLog &) = delete;
   EventLog &operator=(const EventLog &) = delete;
@@ -74,13 +74,14 @@ class EventLog {
   /// log; what was added before goes to the old one. If that fails, the old file stays in use, with
   /// a line about it, until a later try does better.
   void Reopen() noexcept;
-  /// Waits until what was added before is written.
+  /// Waits until what was added before is written; not while there is no thread that writes.
   void Flush();
   /// Events that were dropped so far.
   std::uint64_t Dropped() const noexcept;
-  /// What keeps the file from being opened or written; empty when all is well.
+  /// What keeps the file from being opened or written, be it the want of a thread; empty when all is
+  /// well.
   std::error_code Trouble() const noexcept;
-  /// A line for the host's own log when the file's state is another than the last such line said.
+  /// A line for the host's own log when the log's state is another than the last such line said.
   std::optional<std::string> News();
 
  private:
@@ -90,6 +91,8 @@ class EventLog {
   /// Hands the writer a file opened by this thread, or notes why there is none.
   void OpenFile() noexcept;
 
+  /// Starts the writer thread if there is none; one that could not be had is tried again later.
+  void StartWriter() noexcept VELMORA_REQUIRES(mutex_);
   /// The writer thread.
   void Write();
   void WaitForWork() VELMORA_REQUIRES(mutex_);
@@ -108,6 +111,7 @@ class EventLog {
     return open_trouble_ || dropped_ != dropped_said_;
   }
   std::error_code AnyTrouble() const noexcept VELMORA_REQUIRES(mutex_) {
+    if (thread_trouble_) return thread_trouble_;
     return open_trouble_ ? open_trouble_ : write_trouble_;
   }
 
@@ -140,8 +144,10 @@ class EventLog {
   std::error_code trouble_told_ VELMORA_GUARDED_BY(mutex_);
   std::optional<std::chrono::steady_clock::time_point> told_at_ VELMORA_GUARDED_BY(mutex_);
   bool is_ending_ VELMORA_GUARDED_BY(mutex_) = false;
-
-  std::thread writer_;
+  std::thread writer_ VELMORA_GUARDED_BY(mutex_);
+  /// Why there is no writer, and when it is worth another try.
+  std::error_code thread_trouble_ VELMORA_GUARDED_BY(mutex_);
+  std::chrono::steady_clock::time_point next_start_ VELMORA_GUARDED_BY(mutex_){};
 };
 
 /// Writes what happens in one transaction to a log, which outlives it.

@@ -9,6 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
+#include <optional>
+#include <pthread.h>
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -260,6 +262,44 @@ TEST_F(EventLogTest, AFileThatCannotBeOpenedIsTriedAgain) {
   EXPECT_EQ(events[0].count, 3U) << "without an event that asks for it";
   EXPECT_EQ(events[1].reason, "written");
   EXPECT_THAT(log.News().value_or(""), HasSubstr("all is well again; events lost so far: 3"));
+}
+
+/// Every new thread asks for more room than there is, while this lives.
+class NoThreads {
+ public:
+  NoThreads() {
+    pthread_getattr_default_np(&before_);
+    pthread_attr_t greedy = before_;
+    pthread_attr_setstacksize(&greedy, std::size_t{1} << 50);
+    pthread_setattr_default_np(&greedy);
+  }
+  ~NoThreads() { pthread_setattr_default_np(&before_); }
+
+ private:
+  pthread_attr_t before_;
+};
+
+TEST_F(EventLogTest, AThreadThatCannotBeHadIsTriedAgain) {
+  using std::chrono::milliseconds;
+  for (const bool comes_later : {true, false}) {
+    SCOPED_TRACE(comes_later);
+    std::filesystem::remove(file_);
+    {
+      std::optional<NoThreads> none(std::in_place);
+      EventLog log({.file = file_, .retry = milliseconds(0), .news = milliseconds(0)});
+      log.AddError("waits");
+      log.Flush();
+      EXPECT_EQ(log.Trouble(), std::errc::resource_unavailable_try_again);
+      EXPECT_THAT(log.News().value_or(""), HasSubstr("there is no thread to write it: "));
+      if (comes_later) none.reset();
+      log.AddError("written");
+      log.Flush();
+      EXPECT_EQ(!log.Trouble(), comes_later);
+      EXPECT_EQ(Events(file_).size(), comes_later ? 2U : 0U);
+      EXPECT_EQ(log.Dropped(), 0U);
+    }
+    EXPECT_EQ(Events(file_).size(), 2U) << "the end writes what waits";
+  }
 }
 
 /// A disk that stays full, and pipes that nobody reads from the beginning, not any more, or too
