@@ -50,9 +50,9 @@ struct NotMade {
 /// Any thread adds events and never waits for the file: a thread of the log's own writes them. That
 /// thread does not outlive a fork, so the process that uses a log makes it; it takes no signals.
 ///
-/// Trouble with the file, or with the thread, stops nobody. Events that are dropped, for want of room or because there
-/// is no file that takes them, are counted, and a line says so as soon as the file takes one; if it
-/// does not take one to the end, standard error gets it.
+/// Trouble with the file, or with the thread, stops nobody. Events that are dropped, for want of
+/// room or because there is no file that takes them, are counted, and a line says so as soon as the
+/// file takes one; if it does not take one to the end, standard error gets it.
 class EventLog {
  public:
   /// Texts are cut to so many bytes.
@@ -78,8 +78,8 @@ class EventLog {
   void Flush();
   /// Events that were dropped so far.
   std::uint64_t Dropped() const noexcept;
-  /// What keeps the file from being opened or written, be it the want of a thread; empty when all is
-  /// well.
+  /// What keeps the file from being opened or written, be it the want of a thread; empty when all
+  /// is well.
   std::error_code Trouble() const noexcept;
   /// A line for the host's own log when the log's state is another than the last such line said.
   std::optional<std::string> News();
