@@ -172,7 +172,8 @@ FileResult BodyFilter::FilterFile(const Job &job, std::string_view shown_name, R
                                .content_type = body.type,
                                .categories = answer_.categories,
                                .settings = answer_.settings,
-                               .option_block = answer_.option_block},
+                               .option_block = answer_.option_block,
+                               .requests = &plugin_},
                               {.content_encoding = body.coding, .accept_encoding = "gzip"}, sink,
                               responses);
   FileResult result{.type = body.type,

@@ -40,8 +40,10 @@ std::string Bytes(std::uint64_t count) {
 std::string General(const host::Policy &policy) {
   const host::Limits &limits = policy.responses.stream.limits;
   const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(limits.filter_time.most);
-  std::string text =
-      Line("everywhere", policy.everywhere.block.Without(policy.everywhere.allow).Text());
+  const host::CategorySet everywhere = policy.everywhere.block.Without(policy.everywhere.allow);
+  std::string text = Line("preset", everywhere.Preset().empty() ? "none: a choice of its own"
+                                                                : everywhere.Preset()) +
+                     Line("everywhere", everywhere.Text());
   text += Line("rules", std::to_string(policy.rules.size()));
   text += Line(
       "limits",
@@ -86,8 +88,13 @@ std::string Particular(const host::Policy &policy, const CheckOptions &options) 
   }
   const host::PolicyAnswer answer = policy.For(options.url, options.client);
   text += Line("rules", rules.empty() ? "none" : rules);
-  text += answer.IsFiltered() ? Line("blocks", answer.categories.Text())
-                              : Line("passes", "untouched: nothing is to be blocked");
+  if (answer.categories.IsEmpty() && !answer.IsFiltered()) {
+    text += Line("passes", "untouched: nothing is to be blocked");
+  } else {
+    const std::string_view preset = answer.categories.Preset();
+    if (!preset.empty()) text += Line("preset", preset);
+    text += Line("blocks", answer.categories.Text());
+  }
   for (const auto &[name, value] : answer.settings) {
     text += Line("setting", fmt::format("{} = {}", name, Printable(value)));
   }

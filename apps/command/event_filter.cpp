@@ -50,7 +50,8 @@ std::optional<Clock::time_point> ParseLocalTime(const std::string &text) {
 }
 
 bool IsFrom(const std::vector<host::ClientNetwork> &networks, const std::string &client) {
-  const auto address = host::ClientAddress::Parse(client);
+  // It may have been written as a network.
+  const auto address = host::ClientAddress::Parse(client.substr(0, client.find('/')));
   return address && std::ranges::any_of(networks, [&](const host::ClientNetwork &network) {
            return network.Contains(*address);
          });
@@ -62,7 +63,10 @@ bool EventFilter::Passes(const host::Event &event) const {
   if (since && event.time < *since) return false;
   if (until && event.time >= *until) return false;
   if (!clients.empty() && !IsFrom(clients, event.client)) return false;
-  if (!sites.IsEmpty() && !sites.Contains(host::HostName(host::HostOfUrl(event.url)))) return false;
+  const auto is_of_sites = [this](const std::string &url) {
+    return sites.Contains(host::HostName(host::HostOfUrl(url)));
+  };
+  if (!sites.IsEmpty() && !is_of_sites(event.url) && !is_of_sites(event.page)) return false;
   return !categories ||
          (event.kind == host::EventKind::BLOCKED && categories->Contains(event.category));
 }

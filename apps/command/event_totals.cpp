@@ -29,7 +29,9 @@ void EventTotals::Add(const host::Event &event) {
     case host::EventKind::BLOCKED: {
       ++blocked_;
       ++categories_[event.category];
-      ++sites_[SiteOf(event.url)];
+      if (event.category == host::CATEGORY_REQUESTS) ++not_made_;
+      // A request counts where it was asked for.
+      ++sites_[SiteOf(event.page.empty() ? event.url : event.page)];
       ++clients_[event.client.empty() ? "(unknown)" : event.client];
       const std::int64_t time = SecondOf(event.time);
       Second &second = seconds_[static_cast<std::uint64_t>(time) % seconds_.size()];
@@ -37,6 +39,9 @@ void EventTotals::Add(const host::Event &event) {
       if (second.time == time) ++second.items;
       break;
     }
+    case host::EventKind::FILTERED:
+      bytes_saved_ += event.saved;
+      return;
     case host::EventKind::STOPPED:
       ++stopped_;
       break;

@@ -30,6 +30,10 @@ class EventTotals {
   void AddUnreadable() noexcept { ++unreadable_; }
 
   std::uint64_t Blocked() const noexcept { return blocked_; }
+  /// Of the blocked ones, requests.
+  std::uint64_t NotMade() const noexcept { return not_made_; }
+  /// By how much filtered bodies got shorter.
+  std::int64_t BytesSaved() const noexcept { return bytes_saved_; }
   std::uint64_t Stopped() const noexcept { return stopped_; }
   std::uint64_t Errors() const noexcept { return errors_; }
   std::uint64_t Dropped() const noexcept { return dropped_; }
@@ -56,6 +60,8 @@ class EventTotals {
   static std::vector<Count> Sorted(const Counts &counts);
 
   std::uint64_t blocked_ = 0;
+  std::uint64_t not_made_ = 0;
+  std::int64_t bytes_saved_ = 0;
   std::uint64_t stopped_ = 0;
   std::uint64_t errors_ = 0;
   std::uint64_t dropped_ = 0;

@@ -105,7 +105,7 @@ std::string CategoryHelp() {
   for (std::size_t i = 0; i < std::size(host::CATEGORY_TABLE); ++i) {
     const host::Category &category = host::CATEGORY_TABLE[i];
     help += fmt::format("{}{:<20} {}{}", i % 3 == 0 ? "\n  " : "   ", category.name, category.code,
-                        category.is_default ? '*' : ' ');
+                        host::CategorySet::Default().Contains(category.code) ? '*' : ' ');
   }
   help += "\nand for several:";
   for (const host::CategoryGroup &group : host::CATEGORY_GROUPS) {

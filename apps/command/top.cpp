@@ -101,6 +101,8 @@ std::string LocalTime(EventTotals::Time time, const char *format) {
 std::string Counts(const EventTotals &totals) {
   std::string text = fmt::format("{} blocked, {} stopped, {} errors", totals.Blocked(),
                                  totals.Stopped(), totals.Errors());
+  if (totals.NotMade() != 0) text += fmt::format(", {} requests never made", totals.NotMade());
+  if (totals.BytesSaved() != 0) text += fmt::format(", {} bytes saved", totals.BytesSaved());
   if (totals.Dropped() != 0) text += fmt::format(", {} missing", totals.Dropped());
   if (totals.Unreadable() != 0) text += fmt::format(", {} lines unreadable", totals.Unreadable());
   return text;
@@ -118,7 +120,8 @@ std::string LatestLine(const host::Event &event) {
   std::string line = LocalTime(event.time, "%H:%M:%S ");
   if (event.kind == host::EventKind::BLOCKED) {
     line += fmt::format("{:<20} {}  {} {}", host::NameOfCategory(event.category),
-                        host::HostOfUrl(event.url), event.item, event.detail);
+                        host::HostOfUrl(event.url), event.type.empty() ? event.item : event.type,
+                        event.detail);
   } else {
     line += fmt::format("{:<20} {}  {}", event.kind == host::EventKind::ERROR ? "error" : "stopped",
                         host::HostOfUrl(event.url), event.reason);
@@ -194,6 +197,8 @@ std::string JsonSummary(const EventTotals &totals) {
     object["to"] = host::TimeText(period->second);
   }
   object["blocked"] = totals.Blocked();
+  object["not made"] = totals.NotMade();
+  object["bytes saved"] = totals.BytesSaved();
   object["stopped"] = totals.Stopped();
   object["errors"] = totals.Errors();
   object["missing"] = totals.Dropped();

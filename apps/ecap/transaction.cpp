@@ -136,7 +136,8 @@ void Transaction::Begin() {
                               .content_type = ContentType(response.header()),
                               .categories = answer.categories,
                               .settings = std::move(answer.settings),
-                              .option_block = std::move(answer.option_block)},
+                              .option_block = std::move(answer.option_block),
+                              .requests = filtering_->plugin.get()},
         host::ResponseHeaders{
             .content_encoding = HeaderValue(response.header(), CONTENT_ENCODING).value_or(""),
             .accept_encoding = HeaderValue(request.header(), ACCEPT_ENCODING).value_or("")},

@@ -51,6 +51,7 @@ void BodyBuffer::Replace(std::uint32_t position, std::uint32_t old_length,
   }
   if (new_length != 0) std::memcpy(place, bytes, new_length);
   size_ = size_ - old_length + new_length;
+  saved_ += std::int64_t{old_length} - std::int64_t{new_length};
   if (committed_ >= old_end) {
     committed_ = committed_ - old_length + new_length;
   } else if (committed_ > position) {

@@ -33,6 +33,8 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
   std::string_view TakeAll() noexcept { return Take(size_); }
   /// Bytes after the commit position.
   std::uint32_t HeldBack() const noexcept { return size_ - committed_; }
+  /// By how much all edits so far have made the body shorter.
+  std::int64_t Saved() const noexcept { return saved_; }
   bool EditFailed() const noexcept { return edit_failed_; }
   /// Drops all bytes and their memory.
   void Clear() noexcept;
@@ -66,6 +68,7 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
   bool edit_failed_ = false;
   /// Bytes taken out in front so far.
   std::uint64_t taken_ = 0;
+  std::int64_t saved_ = 0;
   EditListener *listener_;
 };
 

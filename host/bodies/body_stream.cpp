@@ -104,6 +104,7 @@ void BodyStream::ProcessSlice() noexcept {
   if (is_last) {
     processor_.reset();
     state_ = StreamState::FINISHED;
+    transaction_.ReportFinished(buffer_.Saved());
   } else if (const auto reason = options_.limits.Exceeded(buffer_.HeldBack(), time_spent_)) {
     Stop(*reason);
   }

@@ -64,6 +64,15 @@ CategorySet CategorySet::Default() noexcept {
   return some;
 }
 
+std::string_view CategorySet::Preset() const noexcept {
+  for (const CategoryGroup &group : CATEGORY_GROUPS) {
+    CategorySet preset;
+    preset.InsertAll(group);
+    if (group.is_preset && preset == *this) return group.name;
+  }
+  return {};
+}
+
 CategorySet CategorySet::Parse(std::string_view list) {
   CategorySet set;
   for (bool is_last = false; !is_last;) {

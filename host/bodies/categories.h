@@ -14,41 +14,52 @@ struct Category {
   std::string_view name;
   /// What it blocks is an advertisement.
   bool is_ad;
-  /// Blocked where nobody says what is to be blocked: what is in nobody's interest but its maker's.
-  /// Blocking every script would break most sites.
-  bool is_default;
+  /// The presets that it is in, as bits.
+  std::uint8_t presets;
   /// Told here for what the plug-in does not know of.
   std::string_view meaning{};
 };
 
 /// What hosts block themselves, beside what the plug-in does.
 inline constexpr std::int32_t CATEGORY_REQUESTS = 500;
+/// What the plug-in would remove by address and the host does not keep.
+inline constexpr std::int32_t CATEGORY_AD_ELEMENTS = 501;
 
 inline constexpr bool AD = true;
-inline constexpr bool DEFAULT = true;
+
+/// For today's web, and the default: nothing that a page needs, no script looked into.
+inline constexpr std::uint8_t CALM = 1;
+/// What is in nobody's interest but its maker's, at the price of some pages' scripts.
+inline constexpr std::uint8_t STRICT = 2;
+/// For machines that are too old for today's web.
+inline constexpr std::uint8_t CLASSIC = 4;
+/// Nothing that moves.
+inline constexpr std::uint8_t STILL = 8;
 
 /// Every category, in the order of the codes: the plug-in's, then the hosts'.
 inline constexpr Category CATEGORY_TABLE[] = {
-    {CATEGORY_JAVASCRIPT, "javascript", !AD, !DEFAULT},
-    {CATEGORY_JAVASCRIPT_FLASH, "javascript-flash", !AD, DEFAULT},
-    {CATEGORY_JAVASCRIPT_AD_SIZES, "javascript-ad-sizes", AD, DEFAULT},
-    {CATEGORY_JAVASCRIPT_AD_URLS, "javascript-ad-urls", AD, DEFAULT},
-    {CATEGORY_VBSCRIPT, "vbscript", !AD, !DEFAULT},
-    {CATEGORY_VBSCRIPT_FLASH, "vbscript-flash", !AD, DEFAULT},
-    {CATEGORY_VBSCRIPT_AD_SIZES, "vbscript-ad-sizes", AD, DEFAULT},
-    {CATEGORY_VBSCRIPT_AD_URLS, "vbscript-ad-urls", AD, DEFAULT},
-    {CATEGORY_SCRIPTS, "scripts", !AD, !DEFAULT},
-    {CATEGORY_APPLETS, "applets", !AD, DEFAULT},
-    {CATEGORY_ACTIVEX, "activex", !AD, DEFAULT},
-    {CATEGORY_FLASH, "flash", !AD, DEFAULT},
-    {CATEGORY_AD_SIZES, "ad-sizes", AD, DEFAULT},
-    {CATEGORY_AD_URLS, "ad-urls", AD, DEFAULT},
-    {CATEGORY_SCRIPT_ERRORS, "script-errors", !AD, DEFAULT},
-    {CATEGORY_POPUPS, "popups", !AD, DEFAULT},
-    {CATEGORY_RESTORE_POPUPS, "restore-popups", !AD, DEFAULT},
-    {CATEGORY_GIF_ANIMATION, "gif-animation", !AD, DEFAULT},
-    {CATEGORY_REQUESTS, "requests", AD, DEFAULT,
-     "requests that the ad lists name, in a proxy: they are not made"},
+    {CATEGORY_JAVASCRIPT, "javascript", !AD, 0},
+    {CATEGORY_JAVASCRIPT_FLASH, "javascript-flash", !AD, STRICT},
+    {CATEGORY_JAVASCRIPT_AD_SIZES, "javascript-ad-sizes", AD, STRICT},
+    {CATEGORY_JAVASCRIPT_AD_URLS, "javascript-ad-urls", AD, STRICT},
+    {CATEGORY_VBSCRIPT, "vbscript", !AD, 0},
+    {CATEGORY_VBSCRIPT_FLASH, "vbscript-flash", !AD, STRICT},
+    {CATEGORY_VBSCRIPT_AD_SIZES, "vbscript-ad-sizes", AD, STRICT},
+    {CATEGORY_VBSCRIPT_AD_URLS, "vbscript-ad-urls", AD, STRICT},
+    {CATEGORY_SCRIPTS, "scripts", !AD, CLASSIC},
+    {CATEGORY_APPLETS, "applets", !AD, STRICT | CLASSIC | STILL},
+    {CATEGORY_ACTIVEX, "activex", !AD, STRICT | CLASSIC | STILL},
+    {CATEGORY_FLASH, "flash", !AD, STRICT | CLASSIC | STILL},
+    {CATEGORY_AD_SIZES, "ad-sizes", AD, STRICT | CLASSIC},
+    {CATEGORY_AD_URLS, "ad-urls", AD, STRICT | CLASSIC},
+    {CATEGORY_SCRIPT_ERRORS, "script-errors", !AD, STRICT},
+    {CATEGORY_POPUPS, "popups", !AD, CALM | STRICT | STILL},
+    {CATEGORY_RESTORE_POPUPS, "restore-popups", !AD, CALM | STRICT | STILL},
+    {CATEGORY_GIF_ANIMATION, "gif-animation", !AD, STRICT | CLASSIC | STILL},
+    {CATEGORY_REQUESTS, "requests", AD, CALM | STRICT | CLASSIC | STILL,
+     "requests that the ad lists block, in a proxy: they are not made"},
+    {CATEGORY_AD_ELEMENTS, "ad-elements", AD, CALM | STILL,
+     "elements whose request the ad lists block; links and forms stay"},
 };
 
 /// A word for several categories.
@@ -56,13 +67,26 @@ struct CategoryGroup {
   std::string_view name;
   std::string_view meaning;
   bool (*has)(const Category &category) noexcept;
+  bool is_preset = false;
 };
 
+template <std::uint8_t PRESET>
+constexpr bool IsIn(const Category &category) noexcept {
+  return (category.presets & PRESET) != 0;
+}
+
+/// Those that are presets stand for all that a policy blocks, in one word.
 inline constexpr CategoryGroup CATEGORY_GROUPS[] = {
-    {"ads", "all seven kinds of advertisements",
+    {"ads", "advertisements of all kinds",
      [](const Category &category) noexcept { return category.is_ad; }},
-    {"default", "what is blocked where nothing else is said",
-     [](const Category &category) noexcept { return category.is_default; }},
+    {"calm", "requests for ads, their elements, pop-ups: no page is hurt (the default)", IsIn<CALM>,
+     true},
+    {"strict", "all that is advertisement, plug-ins, moves or pops up, also in scripts",
+     IsIn<STRICT>, true},
+    {"classic", "what old machines cannot bear: scripts, plug-ins, animations, ads", IsIn<CLASSIC>,
+     true},
+    {"still", "as calm, and nothing that moves: animated GIFs, plug-ins", IsIn<STILL>, true},
+    {"default", "calm: what is blocked where nothing else is said", IsIn<CALM>},
     {"all", "everything", [](const Category &) noexcept { return true; }},
     {"none", "nothing", [](const Category &) noexcept { return false; }},
 };
@@ -77,6 +101,8 @@ class CategorySet {
   constexpr CategorySet() = default;
   static CategorySet All() noexcept;
   static CategorySet Default() noexcept;
+  /// The preset that has exactly these; empty where none has.
+  std::string_view Preset() const noexcept;
 
   /// Reads a list such as "ads,flash,300": names, codes, and the words for several, separated by
   /// commas, in any letter case.

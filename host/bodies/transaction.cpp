@@ -1,10 +1,57 @@
 #include "host/bodies/transaction.h"
 
+#include <algorithm>
+#include <iterator>
+#include <new>
 #include <utility>
+#include <vexlar/requests.h>
 
+#include "base/ascii.h"
 #include "host/web/url.h"
 
 namespace velmora::host {
+namespace {
+
+/// What elements request; those that are not here request nothing before somebody clicks.
+struct Requesting {
+  std::string_view tag;
+  std::uint32_t type;
+};
+
+constexpr Requesting REQUESTING[] = {
+    {"APPLET", VEXLAR_TYPE_OBJECT},      {"EMBED", VEXLAR_TYPE_OBJECT},
+    {"IFRAME", VEXLAR_TYPE_SUBDOCUMENT}, {"IMG", VEXLAR_TYPE_IMAGE},
+    {"OBJECT", VEXLAR_TYPE_OBJECT},      {"PARAM", VEXLAR_TYPE_OBJECT},
+    {"SCRIPT", VEXLAR_TYPE_SCRIPT},
+};
+
+/// The plug-in takes "https://..." for a file beside the page.
+std::string Address(std::string_view value, std::string_view absolute) {
+  return std::string(base::StartsWithNoCase(value, "https:") ? value : absolute);
+}
+
+}  // namespace
+
+std::uint8_t Transaction::Review::IsKept(const char *tag, const char *value,
+                                         const char *url) noexcept {
+  try {
+    const std::string named = Address(value, url);
+    if (!info_.categories.Contains(CATEGORY_AD_URLS) && !IsBlocked(tag, named)) return 1;
+    if (address.empty()) address = named;
+    return 0;
+  } catch (const std::bad_alloc &) {
+    return info_.categories.Contains(CATEGORY_AD_URLS) ? 0 : 1;
+  }
+}
+
+bool Transaction::Review::IsBlocked(std::string_view tag, const std::string &url) const {
+  const auto found = std::ranges::find(REQUESTING, tag, &Requesting::tag);
+  if (found == std::end(REQUESTING)) return false;
+  if (info_.requests == nullptr || !info_.requests->CanJudge()) return true;
+  const AdVerdict verdict =
+      info_.requests->Judge({.url = url, .page = info_.url, .method = "GET", .types = found->type});
+  return verdict.kind == AdVerdict::Kind::BLOCKED;
+}
 
 Transaction::Transaction(TransactionInfo info, TransactionSink &sink)
     : info_(std::move(info)), sink_(sink) {
@@ -30,6 +77,7 @@ const char *Transaction::GetSetting(const char *name) noexcept {
 }
 
 bool Transaction::IsCategoryEnabled(std::int32_t category) noexcept {
+  if (category == CATEGORY_AD_URLS && DecidesByRequests()) return true;
   return info_.categories.Contains(category);
 }
 
@@ -39,7 +87,10 @@ const std::vector<std::uint8_t> &Transaction::GetOptionBlock() noexcept {
 
 void Transaction::ReportBlocked(std::int32_t, std::int32_t category, const char *item,
                                 const char *detail) noexcept {
-  sink_.OnBlocked({category, item, detail});
+  ++blocked_;
+  if (category != CATEGORY_AD_URLS) return sink_.OnBlocked({category, item, detail});
+  const std::string address = std::exchange(review_.address, {});
+  sink_.OnBlocked({DecidesByRequests() ? CATEGORY_AD_ELEMENTS : category, item, detail, address});
 }
 
 }  // namespace velmora::host

@@ -9,12 +9,14 @@
 #include <utility>
 #include <vector>
 
+#include <velmora/ad_review.h>
 #include <velmora/data_context.h>
 #include <velmora/trouble_listener.h>
 
 #include "host/bodies/categories.h"
 #include "host/bodies/host_owned.h"
 #include "host/limits/limits.h"
+#include "host/loading/plugin.h"
 
 namespace velmora::host {
 
@@ -24,6 +26,15 @@ struct BlockedItem {
   std::int32_t category;
   std::string_view item;
   std::string_view detail;
+  /// The address that was judged, where it was one.
+  std::string_view address{};
+};
+
+/// What became of a body that was filtered to its end.
+struct BodySaving {
+  std::uint64_t items = 0;
+  /// By how much it got shorter; below zero where more was put in than taken out.
+  std::int64_t bytes = 0;
 };
 
 /// Hears what happens in a transaction, on the thread that works on it. Sinks that wait hold up the
@@ -33,6 +44,7 @@ class TransactionSink {
   virtual void OnBlocked(const BlockedItem &item) noexcept = 0;
   /// Filtering or decoding stopped before the body's end. Comes once at most for each of them.
   virtual void OnStopped(StopReason reason) noexcept = 0;
+  virtual void OnFinished(const BodySaving &) noexcept {}
 
  protected:
   ~TransactionSink() = default;
@@ -52,6 +64,10 @@ struct TransactionInfo {
   std::map<std::string, std::string, std::less<>> settings{};
   /// Empty, or 8 bytes at least: the second word is a mask of category bits to leave alone.
   std::vector<std::uint8_t> option_block{};
+  /// Judges what elements request, where that is what decides about them; null: links and forms
+  /// stay, and all else goes that the plug-in's ad-blocking library names. Outlives the
+  /// transaction.
+  const Plugin *requests = nullptr;
 };
 
 /// Outlives the processor that it is given to, and its sink outlives it.
@@ -69,6 +85,7 @@ class Transaction final : public HostOwned<IDataContext> {
   }
   void SetCategories(CategorySet categories) noexcept { info_.categories = categories; }
   void ReportStopped(StopReason reason) noexcept { sink_.OnStopped(reason); }
+  void ReportFinished(std::int64_t saved) noexcept { sink_.OnFinished({blocked_, saved}); }
 
   const char *GetProperty(std::int32_t property) noexcept override;
   const char *GetSetting(const char *name) noexcept override;
@@ -84,13 +101,36 @@ class Transaction final : public HostOwned<IDataContext> {
     bool has_unexamined = false;
   };
 
+  /// The plug-in asks about each element that it would remove by address.
+  class Review final : public HostOwned<IAdReview> {
+   public:
+    explicit Review(const TransactionInfo &info) : info_(info) {}
+    std::uint8_t IsKept(const char *tag, const char *value, const char *address) noexcept override;
+
+    /// The first that did not stay since the last report.
+    std::string address{};
+
+   private:
+    bool IsBlocked(std::string_view tag, const std::string &url) const;
+
+    const TransactionInfo &info_;
+  };
+
+  /// Elements are removed by their addresses only as far as their requests are blocked.
+  bool DecidesByRequests() const noexcept {
+    return info_.categories.Contains(CATEGORY_AD_ELEMENTS) &&
+           !info_.categories.Contains(CATEGORY_AD_URLS);
+  }
   ICounted *OtherInterface(const Identifier &identifier) noexcept override {
-    return identifier == ID_TroubleListener ? &trouble_ : nullptr;
+    if (identifier == ID_TroubleListener) return &trouble_;
+    return identifier == ID_AdReview ? &review_ : nullptr;
   }
 
   Trouble trouble_;
   TransactionInfo info_;
+  Review review_{info_};
   TransactionSink &sink_;
+  std::uint64_t blocked_ = 0;
 };
 
 }  // namespace velmora::host

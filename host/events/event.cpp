@@ -1,9 +1,11 @@
 #include "host/events/event.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 #include "host/bodies/categories.h"
 
@@ -19,9 +21,8 @@ struct KindName {
 };
 
 constexpr KindName KINDS[] = {
-    {EventKind::BLOCKED, "blocked"},
-    {EventKind::STOPPED, "stopped"},
-    {EventKind::ERROR, "error"},
+    {EventKind::BLOCKED, "blocked"}, {EventKind::FILTERED, "filtered"},
+    {EventKind::STOPPED, "stopped"}, {EventKind::ERROR, "error"},
     {EventKind::DROPPED, "dropped"},
 };
 
@@ -55,6 +56,22 @@ std::string TimeText(std::chrono::system_clock::time_point time) {
   return text;
 }
 
+std::string MakeBlockId() {
+  static const auto begin =
+      static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
+  static std::atomic<std::uint64_t> made{0};
+  // The process's number too: several may have begun as one.
+  std::uint64_t mixed = begin + ++made * 0x9E3779B97F4A7C15U + (std::uint64_t(getpid()) << 40U);
+  mixed = (mixed ^ (mixed >> 30U)) * 0xBF58476D1CE4E5B9U;
+  mixed = (mixed ^ (mixed >> 27U)) * 0x94D049BB133111EBU;
+  mixed ^= mixed >> 31U;
+  std::string id;
+  for (int i = 0; i < 10; ++i, mixed >>= 5U) {
+    id += "0123456789abcdefghjkmnpqrstvwxyz"[mixed & 31U];
+  }
+  return id;
+}
+
 std::string ToLine(const Event &event) {
   nlohmann::ordered_json line;
   const auto add_known = [&](const char *name, const std::string &text) {
@@ -71,9 +88,15 @@ std::string ToLine(const Event &event) {
       line["code"] = event.category;
       line["item"] = event.item;
       line["detail"] = event.detail;
+      add_known("id", event.id);
+      add_known("address", event.address);
       add_known("page", event.page);
       add_known("type", event.type);
       add_known("list", event.list);
+      break;
+    case EventKind::FILTERED:
+      line["items"] = event.items;
+      line["saved"] = event.saved;
       break;
     case EventKind::STOPPED:
     case EventKind::ERROR:
@@ -102,11 +125,15 @@ std::optional<Event> FromLine(std::string_view line) {
         .category = json.value("code", 0),
         .item = json.value("item", ""),
         .detail = json.value("detail", ""),
+        .id = json.value("id", ""),
+        .address = json.value("address", ""),
         .page = json.value("page", ""),
         .type = json.value("type", ""),
         .list = json.value("list", ""),
         .reason = json.value("reason", ""),
         .count = json.value("count", std::uint64_t{0}),
+        .items = json.value("items", std::uint64_t{0}),
+        .saved = json.value("saved", std::int64_t{0}),
     };
   } catch (const nlohmann::json::type_error &) {
     return std::nullopt;

@@ -5,6 +5,7 @@
 //   {"time":...,"pid":...,"event":"blocked","client":...,"url":"http://ads.example/a.js","page":
 //    "http://www.example.com/","type":"script","category":"requests","code":500,"item":"","detail":
 //    "\"||ads.example^\"","list":"/usr/share/ads.txt:12"}
+//   {"time":...,"pid":...,"event":"filtered","client":...,"url":...,"items":3,"saved":4711}
 //   {"time":...,"pid":...,"event":"stopped","client":...,"url":...,"reason":"out of memory"}
 //   {"time":...,"pid":...,"event":"error","reason":...}
 //   {"time":...,"pid":...,"event":"dropped","count":12}
@@ -24,6 +25,8 @@ namespace velmora::host {
 enum class EventKind {
   /// Something was taken out of a body.
   BLOCKED,
+  /// A body from which something was taken is through.
+  FILTERED,
   /// Filtering or decoding of a body stopped before its end.
   STOPPED,
   /// Something else went wrong.
@@ -43,6 +46,10 @@ struct Event {
   std::int32_t category = 0;
   std::string item{};
   std::string detail{};
+  /// By which the block can be asked about.
+  std::string id{};
+  /// The address that was judged, where it was one and is not the URL.
+  std::string address{};
   /// Of a request that was not made: the page that it was for, its type, and the rule's place.
   std::string page{};
   std::string type{};
@@ -51,16 +58,22 @@ struct Event {
   std::string reason{};
   /// How many are missing.
   std::uint64_t count = 0;
+  /// Of a filtered body: how many items went, and by how many bytes it got shorter.
+  std::uint64_t items = 0;
+  std::int64_t saved = 0;
 
   /// Memory that it takes.
   std::size_t Size() const noexcept {
     return sizeof *this + client.size() + url.size() + item.size() + detail.size() + page.size() +
-           type.size() + list.size() + reason.size();
+           id.size() + address.size() + type.size() + list.size() + reason.size();
   }
 };
 
 /// "2026-03-01T12:34:56.789Z".
 std::string TimeText(std::chrono::system_clock::time_point time);
+
+/// Ten letters and digits, another for each block.
+std::string MakeBlockId();
 
 /// The event's line, with the line feed at its end. What is not UTF-8 becomes U+FFFD.
 std::string ToLine(const Event &event);

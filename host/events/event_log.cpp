@@ -7,6 +7,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "host/web/client_network.h"
+
 namespace velmora::host {
 namespace {
 
@@ -24,6 +26,22 @@ Event MakeEvent(EventKind kind) noexcept {
   event.time = std::chrono::system_clock::now();
   event.pid = getpid();
   return event;
+}
+
+/// "http://www.example.com:8080/" of all that begins so.
+std::string SiteOf(const std::string &url) {
+  const std::size_t scheme = url.find("://");
+  if (scheme == url.npos) return {};
+  const std::size_t host = scheme + 3;
+  std::string authority = url.substr(host, url.find_first_of("/?#\\", host) - host);
+  // Nor who has signed in there.
+  authority.erase(0, authority.rfind('@') + 1);
+  return url.substr(0, host) + authority + "/";
+}
+
+std::string NetworkOf(const std::string &client) {
+  const auto address = ClientAddress::Parse(client);
+  return address ? address->Network().Text() : std::string();
 }
 
 /// A thread that takes none of the signals that the host waits for.
@@ -77,6 +95,8 @@ void EventLog::AddBlocked(std::string_view client, std::string_view url,
     event.category = item.category;
     event.item = Cut(item.item);
     event.detail = Cut(item.detail);
+    event.id = MakeBlockId();
+    event.address = Cut(item.address);
     return event;
   });
 }
@@ -86,12 +106,25 @@ void EventLog::AddNotMade(const NotMade &request) noexcept {
     Event event = MakeEvent(EventKind::BLOCKED);
     event.client = Cut(request.client);
     event.url = Cut(request.url);
+    event.id = request.id;
     event.page = Cut(request.page);
     event.type = Cut(request.type);
     event.category = CATEGORY_REQUESTS;
     event.item = Cut(request.method);
     event.detail = Cut(std::string("\"").append(request.rule).append("\""));
     event.list = Cut(std::string(request.list).append(":").append(std::to_string(request.line)));
+    return event;
+  });
+}
+
+void EventLog::AddFiltered(std::string_view client, std::string_view url,
+                           const BodySaving &saving) noexcept {
+  Add([&] {
+    Event event = MakeEvent(EventKind::FILTERED);
+    event.client = Cut(client);
+    event.url = Cut(url);
+    event.items = saving.items;
+    event.saved = saving.bytes;
     return event;
   });
 }
@@ -118,11 +151,25 @@ void EventLog::AddError(std::string_view reason) noexcept {
 template <class Maker>
 void EventLog::Add(Maker make_event) noexcept {
   try {
-    Enqueue(make_event());
+    Event event = make_event();
+    Reduce(event);
+    Enqueue(std::move(event));
   } catch (const std::bad_alloc &) {
     const base::MutexLock lock(mutex_);
     ++dropped_;
   }
+}
+
+void EventLog::Reduce(Event &event) const {
+  if (options_.urls != UrlDetail::FULL) {
+    for (std::string Event::*const url : {&Event::url, &Event::page, &Event::address}) {
+      event.*url = options_.urls == UrlDetail::SITE ? SiteOf(event.*url) : std::string();
+    }
+    // Items are written as they stand in pages, addresses and all.
+    event.item.resize(std::min(event.item.find_first_of(" =:"), event.item.size()));
+  }
+  if (options_.clients == ClientDetail::NETWORK) event.client = NetworkOf(event.client);
+  if (options_.clients == ClientDetail::NONE) event.client.clear();
 }
 
 void EventLog::Enqueue(Event event) {

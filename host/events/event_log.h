@@ -21,6 +21,11 @@
 
 namespace velmora::host {
 
+/// What of an address is written: all, its scheme and host, or nothing.
+enum class UrlDetail { FULL, SITE, NONE };
+/// What of a client: its address, the network that it is in (of 24 bits, or 48 with IPv6), nothing.
+enum class ClientDetail { FULL, NETWORK, NONE };
+
 struct EventLogOptions {
   /// Empty: standard error.
   std::filesystem::path file{};
@@ -31,11 +36,15 @@ struct EventLogOptions {
   /// `EventLog::News` has something at most this often.
   std::chrono::milliseconds news{10'000};
 
+  UrlDetail urls = UrlDetail::FULL;
+  ClientDetail clients = ClientDetail::FULL;
+
   bool operator==(const EventLogOptions &) const = default;
 };
 
 /// A request that was not made, and the rule that was against it.
 struct NotMade {
+  std::string_view id{};
   std::string_view client{};
   std::string_view url{};
   /// Empty when the request is a page itself, or its page is not known.
@@ -67,6 +76,8 @@ class EventLog {
 
   void AddBlocked(std::string_view client, std::string_view url, const BlockedItem &item) noexcept;
   void AddNotMade(const NotMade &request) noexcept;
+  void AddFiltered(std::string_view client, std::string_view url,
+                   const BodySaving &saving) noexcept;
   void AddStopped(std::string_view client, std::string_view url, StopReason reason) noexcept;
   void AddError(std::string_view reason) noexcept;
 
@@ -88,6 +99,8 @@ class EventLog {
   template <class Maker>
   void Add(Maker make_event) noexcept;
   void Enqueue(Event event);
+  /// Leaves out what is not to be written.
+  void Reduce(Event &event) const;
   /// Hands the writer a file opened by this thread, or notes why there is none.
   void OpenFile() noexcept;
 
@@ -159,6 +172,9 @@ class EventLogSink final : public TransactionSink {
 
   void OnBlocked(const BlockedItem &item) noexcept override {
     log_.AddBlocked(client_, url_, item);
+  }
+  void OnFinished(const BodySaving &saving) noexcept override {
+    if (saving.items != 0) log_.AddFiltered(client_, url_, saving);
   }
   void OnStopped(StopReason reason) noexcept override { log_.AddStopped(client_, url_, reason); }
 

@@ -170,7 +170,8 @@ struct velmora_response {
     TransactionInfo info{.url = url,
                          .categories = answer.categories,
                          .settings = std::move(answer.settings),
-                         .option_block = std::move(answer.option_block)};
+                         .option_block = std::move(answer.option_block),
+                         .requests = filtering->plugin.get()};
     if (!View(head.content_type).empty()) info.content_type = head.content_type;
     filter.emplace(filtering->plugin->CreateProcessor(), std::move(info),
                    ResponseHeaders{.content_encoding = View(head.content_encoding),

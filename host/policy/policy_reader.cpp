@@ -126,6 +126,18 @@ std::uint64_t Size(const toml::node &value, std::uint64_t most) {
   return size;
 }
 
+/// One of some words.
+template <class Choice, std::size_t COUNT>
+Choice Chosen(const toml::node &value, const std::pair<std::string_view, Choice> (&words)[COUNT]) {
+  const std::string text = Text(value);
+  std::vector<std::string_view> names;
+  for (const auto &[word, choice] : words) {
+    if (word == text) return choice;
+    names.push_back(word);
+  }
+  throw std::invalid_argument("should be one of " + Quoted(names));
+}
+
 CategorySet Categories(Reading &reading, const toml::node &value) {
   CategorySet set;
   ForEach(reading, value, [&](const toml::node &element) {
@@ -356,6 +368,18 @@ constexpr Key<EventLogOptions> EVENT_LOG_TABLE[] = {
      }},
     {"queue", [](Reading &, const toml::node &value,
                  EventLogOptions &log) { log.queue_bytes = Size(value, 1ULL << 30); }},
+    {"urls",
+     [](Reading &, const toml::node &value, EventLogOptions &log) {
+       log.urls = Chosen<UrlDetail>(
+           value,
+           {{"full", UrlDetail::FULL}, {"site", UrlDetail::SITE}, {"none", UrlDetail::NONE}});
+     }},
+    {"clients",
+     [](Reading &, const toml::node &value, EventLogOptions &log) {
+       log.clients = Chosen<ClientDetail>(value, {{"full", ClientDetail::FULL},
+                                                  {"network", ClientDetail::NETWORK},
+                                                  {"none", ClientDetail::NONE}});
+     }},
 };
 
 void ReadRules(Reading &reading, const toml::node &value, Policy &policy) {

@@ -86,7 +86,8 @@ BlockedAnswer AnswerTo(const RequestHead &request, const RequestKind &kind,
   // What is allowed a moment later is there at once.
   answer.headers.emplace_back("Cache-Control", "no-store");
   answer.headers.emplace_back("X-Velmora", "blocked; rule=" + Quoted(reason.rule) +
-                                               "; list=" + Quoted(FileName(reason.list)));
+                                               "; list=" + Quoted(FileName(reason.list)) +
+                                               "; id=" + std::string(reason.id));
   return answer;
 }
 

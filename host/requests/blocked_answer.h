@@ -28,6 +28,7 @@ struct BlockedAnswer {
 
 /// Who is to be told what.
 struct BlockedReason {
+  std::string_view id{};
   std::string_view rule{};
   std::string_view list{};
 };

@@ -61,9 +61,11 @@ std::optional<BlockedAnswer> JudgeRequest(const Filtering &filtering, const Requ
   if (!IsWanted(filtering.policy, request, kind)) return std::nullopt;
   const AdVerdict verdict = AskLists(*filtering.plugin, request, kind);
   if (verdict.kind != AdVerdict::Kind::BLOCKED) return std::nullopt;
+  const std::string id = MakeBlockId();
   if (filtering.events) {
     const std::string type = NamesOfTypes(kind.types);
-    filtering.events->AddNotMade({.client = request.client,
+    filtering.events->AddNotMade({.id = id,
+                                  .client = request.client,
                                   .url = request.url,
                                   .page = kind.page == request.url ? std::string_view() : kind.page,
                                   .method = request.method,
@@ -72,7 +74,7 @@ std::optional<BlockedAnswer> JudgeRequest(const Filtering &filtering, const Requ
                                   .list = verdict.list,
                                   .line = verdict.line});
   }
-  return AnswerTo(request, kind, {.rule = verdict.rule, .list = verdict.list});
+  return AnswerTo(request, kind, {.id = id, .rule = verdict.rule, .list = verdict.list});
 }
 
 }  // namespace velmora::host

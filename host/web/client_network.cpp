@@ -47,6 +47,16 @@ std::string ClientAddress::Text() const {
   return inet_ntop(AF_INET6, bytes_.data(), text, sizeof text);
 }
 
+ClientNetwork ClientAddress::Network() const noexcept {
+  ClientNetwork network;
+  network.prefix_ = IsIpv4() ? IPV4_BEGIN_BITS + 24 : 48;
+  for (std::size_t i = 0; i < bytes_.size(); ++i) {
+    network.address_.bytes_[i] =
+        static_cast<std::uint8_t>(bytes_[i] & MaskOfByte(i, network.prefix_));
+  }
+  return network;
+}
+
 ClientNetwork ClientNetwork::Parse(std::string_view text) {
   const std::size_t slash = text.find('/');
   const auto address = ClientAddress::Parse(text.substr(0, slash));

@@ -19,6 +19,8 @@ class ClientAddress {
   const std::array<std::uint8_t, 16> &Bytes() const noexcept { return bytes_; }
   bool IsIpv4() const noexcept;
   std::string Text() const;
+  /// The network that it is one of many in: 24 bits, or 48 with IPv6.
+  class ClientNetwork Network() const noexcept;
 
  private:
   friend class ClientNetwork;
@@ -36,6 +38,8 @@ class ClientNetwork {
   std::string Text() const;
 
  private:
+  friend class ClientAddress;
+
   ClientAddress address_;
   /// Of the 128 bits of the IPv6 form.
   unsigned prefix_ = 128;

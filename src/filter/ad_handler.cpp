@@ -49,8 +49,9 @@ CAdHandler::Finding CAdHandler::CheckAddresses(const CHTMLElement &element) cons
     std::string value;
     if (attribute.empty() || !element.GetAttribute(attribute, value)) continue;
     // Asked also behind a hit: this one may be exempt.
-    const bool is_hit = filter().IsAdUrl(value, reason, is_exempt);
+    bool is_hit = filter().IsAdUrl(value, reason, is_exempt);
     if (is_exempt) return Finding::EXEMPT;
+    is_hit = is_hit && !filter().IsAdKept(element, value);
     if (is_hit && !is_ad) description = Describe(element, attribute, value);
     is_ad |= is_hit;
   }

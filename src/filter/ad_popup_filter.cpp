@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "core/ad_review.h"
 #include "core/strings.h"
 #include "filter/ad_handlers.h"
 #include "filter/base_handler.h"
@@ -67,6 +68,12 @@ void CAdPopupFilter::SetHostName(std::string_view host) {
 bool CAdPopupFilter::IsAdUrl(std::string_view value, std::string &reason, bool &exempt) {
   if (value.empty()) return false;
   return ads_.CheckUrl(page_.host(), page_.MakeAbsolute(AddressIn(value)), reason, exempt) != 0;
+}
+
+bool CAdPopupFilter::IsAdKept(const CHTMLElement &element, std::string_view value) {
+  const std::string_view address = AddressIn(value);
+  return velmora::IsAdKept(context(), std::string(element.name()), std::string(address),
+                           page_.MakeAbsolute(address));
 }
 
 bool CAdPopupFilter::IsAdSize(std::int32_t width, std::int32_t height) const noexcept {

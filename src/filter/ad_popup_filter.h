@@ -29,6 +29,8 @@ class CAdPopupFilter final : public CElementHandlerMap {
   /// an answer of exactly 1; `exempt` is set when the address is expressly allowed. An empty value
   /// is not asked about.
   bool IsAdUrl(std::string_view value, std::string &reason, bool &exempt);
+  /// Does the host keep an element though that is one?
+  bool IsAdKept(const CHTMLElement &element, std::string_view value);
   bool IsAdSize(std::int32_t width, std::int32_t height) const noexcept;
 
   /// The href of the last A start tag, as written.

@@ -52,7 +52,7 @@ TEST(FilterFolders, SumsUpAtTheEndAndShowsABarOnATerminalOnly) {
   const std::string totals = "3 files (1 failed), 10 bytes in, 2 out, 0.";
   const Result plain = shell.Filter(arguments);
   EXPECT_EQ(plain.exit_code, 1);
-  EXPECT_THAT(plain.errors, AllOf(HasSubstr("  ad-urls                      2\n"),
+  EXPECT_THAT(plain.errors, AllOf(HasSubstr("  ad-elements                  2\n"),
                                   HasSubstr(totals), Not(HasSubstr("\r"))));
   const std::vector<std::string> words = {COMMAND_PATH, "filter", "--plugin", FAKE_PLUGIN, "-o",
                                           "out",        "a.html", "b.html",   "none.html"};
@@ -61,7 +61,7 @@ TEST(FilterFolders, SumsUpAtTheEndAndShowsABarOnATerminalOnly) {
   EXPECT_THAT(terminal.Shown(),
               AllOf(HasSubstr("\r\x1B[K[------------------------] 0/3 a.html"),
                     HasSubstr("\r\x1B[K[########----------------] 1/3 b.html"),
-                    HasSubstr("\r\x1B[Ka.html: ad-urls: <ad>"), HasSubstr(totals)));
+                    HasSubstr("\r\x1B[Ka.html: ad-elements: <ad>"), HasSubstr(totals)));
 }
 
 TEST(FilterReports, ComeInJsonAnObjectALine) {
@@ -71,7 +71,7 @@ TEST(FilterReports, ComeInJsonAnObjectALine) {
       "--report json --url \"$(printf 'http://b\\377\"c\\n/')\" a.html none.html -o out");
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.errors,
-            "{\"file\":\"a.html\",\"category\":\"ad-urls\",\"code\":305,\"item\":\"<ad>\","
+            "{\"file\":\"a.html\",\"category\":\"ad-elements\",\"code\":501,\"item\":\"<ad>\","
             "\"detail\":\"b\uFFFD\\\"c\\n/\"}\n"
             "{\"file\":\"none.html\",\"error\":\"No such file or directory\"}\n");
   EXPECT_EQ(shell.Run("$velmora filter --report xml a.html").exit_code, 2);
@@ -113,7 +113,7 @@ sites = "bank.example"
     EXPECT_EQ(shell.Filter(filter + who).output, "a") << who;
   }
   for (const std::string who :
-       {"--client 10.1.0.1", "--url http://www.bank.example/", "--allow ad-urls"}) {
+       {"--client 10.1.0.1", "--url http://www.bank.example/", "--allow ads"}) {
     EXPECT_EQ(shell.Filter(filter + who).output, "a<ad>") << who;
   }
   EXPECT_EQ(shell.Run("$velmora filter --policy velmora.toml --block all page.html").exit_code, 2);

@@ -21,7 +21,7 @@ TEST(FilterCommand, WritesTheBodyToStandardOutputAndTheReportToStandardError) {
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(result.output, "ab<p>c");
   EXPECT_EQ(result.errors,
-            "page.html: ad-urls: <ad>  example.com\n"
+            "page.html: ad-elements: <ad>  example.com\n"
             "page.html: 1 blocked, 10 bytes in, 6 out\n");
 }
 
@@ -35,7 +35,7 @@ TEST(FilterCommand, ShowsTextsFromThePageSafely) {
   };
   for (const auto &[host, shown] : cases) {
     const Result result = shell.Filter("page.html --url 'http://" + host + "'");
-    EXPECT_THAT(result.errors, StartsWith("page.html: ad-urls: <ad>  " + shown + "\n"));
+    EXPECT_THAT(result.errors, StartsWith("page.html: ad-elements: <ad>  " + shown + "\n"));
   }
 }
 

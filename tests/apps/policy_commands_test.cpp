@@ -25,6 +25,9 @@ option-block = "00000000 00000200"
 [[rule]]
 sites = ["plain.example"]
 only = []
+[[rule]]
+sites = ["calm.example"]
+only = "calm"
 [allow]
 sites = ["bank.example"]
 [limits]
@@ -57,6 +60,11 @@ TEST(CheckConfig, PrintsWhatApplies) {
       {"--url http://bank.example --client 2001:db8::1",
        "http://bank.example for 2001:db8::1:\n"
        "  passes        untouched, by the allow list\n"},
+      {"--url http://calm.example/",
+       "http://calm.example/ for any client:\n"
+       "  rules         rule 3 (line 12)\n"
+       "  preset        calm\n"
+       "  blocks        popups, restore-popups, requests, ad-elements\n"},
       {"--splice-list", "192.0.2.1\n.a.example\n.bank.example\n"},
   };
   for (const auto &[options, output] : cases) {
@@ -123,14 +131,18 @@ TEST(Categories, StandInDocumentsAndSamplesAsInTheTable) {
   };
   for (const host::Category &category : host::CATEGORY_TABLE) {
     const std::string name(category.name);
+    std::string presets;
+    for (const host::CategoryGroup &group : host::CATEGORY_GROUPS) {
+      if (!group.is_preset || !group.has(category)) continue;
+      presets.append(presets.empty() ? "" : ", ").append(group.name);
+    }
     const std::string meaning(host::MeaningOfCategory(category.code));
     const std::string code = std::to_string(category.code);
     EXPECT_THAT(manual,
                 HasSubstr("\n.It " + name + " Ta " + code + " Ta " +
-                          (category.is_default ? "yes" : "no") + " Ta " + plain(meaning) + "\n"));
+                          (presets.empty() ? "none" : presets) + " Ta " + plain(meaning) + "\n"));
     EXPECT_THAT(result.output,
-                ContainsRegex("\n" + code + " +" + name + " +" +
-                              (category.is_default ? "yes" : "") + " +" + meaning[0]));
+                ContainsRegex("\n" + code + " +" + name + " +" + presets + " +" + meaning[0]));
   }
   for (const host::CategoryGroup &group : host::CATEGORY_GROUPS) {
     EXPECT_THAT(manual, HasSubstr("\n.It Cm " + std::string(group.name) + "\n" +
@@ -142,6 +154,40 @@ TEST(Categories, StandInDocumentsAndSamplesAsInTheTable) {
   shell.Run("sed -e 's|@log_dir@|.|' $source/packaging/velmora.toml.in >velmora.toml");
   EXPECT_EQ(host::ReadPolicy(shell.Folder() + "/velmora.toml").everywhere.block,
             host::CategorySet::Default());
+}
+
+TEST(Presets, CalmTakesFromPagesWhatWouldNotBeRequested) {
+  const Shell shell;
+  shell.Write("list.txt", "||ads.example^\n||typed.example^$script\n");
+  struct {
+    std::string element;
+    bool stays_in_calm;
+    bool stays_in_strict;
+  } const cases[] = {
+      {"<a href=\"http://ads.example/a\">link</a>", true, false},
+      {"<form action=\"http://ads.example/a\">form</form>", true, false},
+      {"<img src=\"http://ads.example/a.gif\">", false, false},
+      {"<iframe src=\"//ads.example/a\"></iframe>", false, false},
+      {"<script src=\"https://typed.example/a.js\"></script>", false, false},
+      {"<img src=\"http://typed.example/a.gif\">", true, false},
+      {"<img width=468 height=60 src=\"a.gif\">", true, false},
+      {"<script>var a = \"http://ads.example/a.js\"</script>", true, false},
+      {"<embed type=\"application/x-shockwave-flash\">", true, false},
+      {"<p>text</p>", true, true},
+  };
+  for (const auto &c : cases) {
+    shell.Write("page.html", "<html>" + c.element + "</html>");
+    for (const bool is_calm : {true, false}) {
+      const Result result = shell.Run("$velmora filter --report json --ad-lists list.txt --block " +
+                                      std::string(is_calm ? "calm,none" : "strict") +
+                                      " --url http://page.example/ page.html");
+      const bool stays = result.output.find(c.element) != std::string::npos;
+      EXPECT_EQ(stays, is_calm ? c.stays_in_calm : c.stays_in_strict) << c.element << is_calm;
+      EXPECT_EQ(result.errors.find("\"ad-elements\"") != std::string::npos,
+                is_calm && !c.stays_in_calm)
+          << c.element << result.errors;
+    }
+  }
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "apps/pseudo_terminal.h"
 #include "apps/shell.h"
+#include "host/bodies/categories.h"
 #include "host/events/event.h"
 
 namespace velmora::command {
@@ -38,6 +39,13 @@ std::string Log() {
   }
   log += Blocked(60, CATEGORY_FLASH, "http://b.example/", "10.0.0.2");
   log += Blocked(61, 999, "");
+  log += host::ToLine({.kind = host::EventKind::BLOCKED,
+                       .url = "http://ads.example/x",
+                       .category = host::CATEGORY_REQUESTS,
+                       .page = "http://b.example/page"});
+  for (const std::int64_t saved : {70, -5}) {
+    log += host::ToLine({.kind = host::EventKind::FILTERED, .items = 2, .saved = saved});
+  }
   log += host::ToLine(
       {.kind = host::EventKind::STOPPED, .url = "http://c.example/", .reason = "out of memory"});
   log += host::ToLine({.kind = host::EventKind::ERROR, .reason = "policy: bad"});
@@ -55,23 +63,24 @@ TEST(Top, SumsALogUp) {
   };
   EXPECT_EQ(result.output,
             "1970-01-01 00:00:00 to 2026-03-01 00:01:01\n"
-            "5 blocked, 1 stopped, 1 errors, 7 missing, 2 lines unreadable\n"
+            "6 blocked, 1 stopped, 1 errors, 1 requests never made, 65 bytes saved, 7 missing, 2 "
+            "lines unreadable\n"
             "\nby category\n" +
-                row("ad-urls", "3") + row("999", "1") + row("flash", "1") + "\nby site\n" +
-                row("a.example", "3") + row("(unknown)", "1") + row("b.example", "1") +
-                "\nby client\n" + row("10.0.0.1", "3") + row("(unknown)", "1") +
-                row("10.0.0.2", "1"));
+                row("ad-urls", "3") + row("999", "1") + row("flash", "1") + row("requests", "1") +
+                "\nby site\n" + row("a.example", "3") + row("b.example", "2") +
+                row("(unknown)", "1") + "\nby client\n" + row("10.0.0.1", "3") +
+                row("(unknown)", "2") + row("10.0.0.2", "1"));
   // Whole, in pieces, compressed, through a pipe.
   shell.Run("head -3 log >log.1; gzip <log.1 >log.2.gz; tail -n +4 log >log.3");
   for (const std::string way : {"log.1 log.3", "log.3 log.2.gz", "- <log", "- log.2.gz <log.3"}) {
     EXPECT_EQ(shell.Run("TZ=UTC $velmora top --summary " + way).output, result.output) << way;
   }
   EXPECT_EQ(shell.Run("$velmora top --json log").output,
-            R"j({"from":"1970-01-01T00:00:00.000Z","to":"2026-03-01T00:01:01.000Z","blocked":5,)j"
-            R"j("stopped":1,"errors":1,"missing":7,"unreadable":2,)j"
-            R"j("categories":{"ad-urls":3,"999":1,"flash":1},)j"
-            R"j("sites":{"a.example":3,"(unknown)":1,"b.example":1},)j"
-            R"j("clients":{"10.0.0.1":3,"(unknown)":1,"10.0.0.2":1}})j"
+            R"j({"from":"1970-01-01T00:00:00.000Z","to":"2026-03-01T00:01:01.000Z","blocked":6,)j"
+            R"j("not made":1,"bytes saved":65,"stopped":1,"errors":1,"missing":7,"unreadable":2,)j"
+            R"j("categories":{"ad-urls":3,"999":1,"flash":1,"requests":1},)j"
+            R"j("sites":{"a.example":3,"b.example":2,"(unknown)":1},)j"
+            R"j("clients":{"10.0.0.1":3,"(unknown)":2,"10.0.0.2":1}})j"
             "\n");
   shell.Run("head -c 60 log.2.gz >cut.gz");
   const Result cut = shell.Run("$velmora top --summary cut.gz");
@@ -88,8 +97,8 @@ TEST(Top, CountsWhatPassesTheFilter) {
       {"--client 10.0.0.1", "3 blocked, 0 stopped"},
       {"--client 10.0.0.0/24", "4 blocked, 0 stopped"},
       {"--site a.example", "3 blocked, 0 stopped"},
-      {"--site example", "4 blocked, 1 stopped"},
-      {"--category ads", "3 blocked, 0 stopped"},
+      {"--site example", "5 blocked, 1 stopped"},
+      {"--category ads", "4 blocked, 0 stopped"},
       {"--category flash,999", ""},
       {"--since 2026-03-01T00:00:02", "3 blocked, 0 stopped"},
       {"--since 2026-03-01 --until '2026-03-01 00:01'", "3 blocked, 0 stopped"},
@@ -131,7 +140,7 @@ TEST(Top, PrintsTheDisplayOnceWithoutATerminal) {
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_THAT(
       result.output,
-      AllOf(HasSubstr("velmora top  log"), HasSubstr("7 blocked, 1 stopped, 1 errors"),
+      AllOf(HasSubstr("velmora top  log"), HasSubstr("8 blocked, 1 stopped, 1 errors"),
             HasSubstr("\n00:01:10 popups               d.example  \\x1B[2J"),
             HasSubstr("\n00:01:11 popups               e.example  a\\xE2\\x80\\xAEb"),
             HasSubstr("\n00:00:00 error                  policy: bad"),

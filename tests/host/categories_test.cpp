@@ -27,16 +27,18 @@ TEST(CategorySet, ReadsNamesCodesAndGroups) {
       {"303,flash", {303}},
       {"Gif-Animation, 100 ,", {100, 400}},
       {"javascript,javascript-flash,vbscript-ad-urls", {100, 101, 203}},
-      {"ads", {102, 103, 202, 203, 304, 305, 500}},
-      {"default,scripts",
-       {101, 102, 103, 201, 202, 203, 300, 301, 302, 303, 304, 305, 306, 307, 308, 400, 500}},
-      {"all",
-       {100, 101, 102, 103, 200, 201, 202, 203, 300, 301, 302, 303, 304, 305, 306, 307, 308, 400,
-        500}},
+      {"ads", {102, 103, 202, 203, 304, 305, 500, 501}},
+      {"calm", {307, 308, 500, 501}},
+      {"default,scripts", {300, 307, 308, 500, 501}},
+      {"strict", {101, 102, 103, 201, 202, 203, 301, 302, 303, 304, 305, 306, 307, 308, 400, 500}},
+      {"classic", {300, 301, 302, 303, 304, 305, 400, 500}},
+      {"still", {301, 302, 303, 307, 308, 400, 500, 501}},
+      {"all", {100, 101, 102, 103, 200, 201, 202, 203, 300, 301,
+               302, 303, 304, 305, 306, 307, 308, 400, 500, 501}},
   };
   for (const auto &[list, codes] : cases) EXPECT_EQ(Codes(CategorySet::Parse(list)), codes) << list;
   EXPECT_EQ(
-      Codes(CategorySet::Parse("ads,flash").Without(CategorySet::Parse("102,103,202,203,500"))),
+      Codes(CategorySet::Parse("ads,flash").Without(CategorySet::Parse("102,103,202,203,500,501"))),
       (std::vector<std::int32_t>{303, 304, 305}));
 }
 
@@ -59,6 +61,8 @@ TEST(CategorySet, HoldsNoCodeThatIsNoCategory) {
     EXPECT_EQ(NameOfCategory(code), "") << code;
   }
   EXPECT_EQ(NameOfCategory(CATEGORY_AD_URLS), "ad-urls");
+  EXPECT_EQ(CategorySet::Parse("requests,popups,501,308").Preset(), "calm");
+  EXPECT_EQ(CategorySet::Parse("calm,flash").Preset(), "");
 }
 
 }  // namespace

@@ -107,12 +107,14 @@ TEST(Policy, AppliesRulesOnTopOfOneAnother) {
   const PolicyText text(SCHOOL);
   text.folder.Write("exams.txt", "# where exams are written\nexam.example # on Mondays\r\n\n");
   const Policy policy = ReadPolicy(text.File());
-  const std::string ads = "javascript-ad-urls, ad-sizes, ad-urls, popups, gif-animation, requests";
+  const std::string ads =
+      "javascript-ad-urls, ad-sizes, ad-urls, popups, gif-animation, requests, ad-elements";
   const std::string pupils =
       "javascript-ad-urls, applets, activex, flash, ad-sizes, ad-urls, popups, gif-animation, "
-      "requests";
+      "requests, ad-elements";
   const std::string pupils_geometry =
-      "javascript-ad-urls, activex, flash, ad-sizes, ad-urls, popups, gif-animation, requests";
+      "javascript-ad-urls, activex, flash, ad-sizes, ad-urls, popups, gif-animation, requests, "
+      "ad-elements";
   struct {
     std::string url;
     std::string client;

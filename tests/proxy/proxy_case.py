@@ -81,9 +81,13 @@ class ProxyCase(unittest.TestCase):
     def serve(self, path, *arguments, **keywords):
         self.origin.pages[path] = Page(*arguments, **keywords)
 
-    def events_of(self, path):
+    def all_events_of(self, path):
         url = self.origin.url(path)
         return [event for event in events.read(self.squid.events) if event.get("url") == url]
+
+    def events_of(self, path):
+        """Without those that sum a body up."""
+        return [event for event in self.all_events_of(path) if event["event"] != "filtered"]
 
     def worker_memory(self):
         """Resident bytes."""

@@ -61,7 +61,7 @@ class Bodies(ProxyCase):
         summary = subprocess.run(
             [MODULES / "velmora", "top", "--summary", self.squid.events], capture_output=True, text=True
         )
-        self.assertRegex(summary.stdout, r"(?m)^[1-9]\d* blocked, 0 stopped, 0 errors$")
+        self.assertRegex(summary.stdout, r"(?m)^[1-9]\d* blocked, 0 stopped, 0 errors, [1-9]\d* bytes saved$")
         self.assertNotIn("unreadable", summary.stdout)
 
     def test_the_command_does_the_same(self):

@@ -43,6 +43,13 @@ clients = ["127.0.0.4"]
                 answer = self.fetch("/page", "--interface", client)
                 self.assertEqual(answer.body, body)
                 self.assertEqual("content-length" in answer.headers, body == PAGE)
+        saved = [
+            (event["client"], event["items"], event["saved"])
+            for event in self.all_events_of("/page")
+            if event["event"] == "filtered"
+        ]
+        both = len(SCRIPT) + len(AD)
+        self.assertEqual(saved, [("127.0.0.1", 1, len(SCRIPT)), ("127.0.0.2", 2, both)])
         blocked = [(event["client"], event["category"]) for event in self.events_of("/page")]
         self.assertEqual(
             blocked,

@@ -123,10 +123,10 @@ allow = "ads"
     def test_a_block_is_told_and_logged(self):
         answer = self.ask("typed.example/track", {**to("script"), **NEWS})
         rule, place = "||typed.example^*/track$script", self.squid.folder / "ads.txt"
-        self.assertEqual(
-            answer.headers["x-velmora"], f'blocked; rule="{rule}"; list="ads.txt"'
-        )
         event = events.read(self.squid.events)[-1]
+        self.assertEqual(
+            answer.headers["x-velmora"], f'blocked; rule="{rule}"; list="ads.txt"; id={event["id"]}'
+        )
         self.assertLessEqual(
             {
                 "event": "blocked",

@@ -40,9 +40,11 @@ def shortened(text, most=60):
 
 def line(event):
     clock = event["time"][11:19]
+    if event["event"] == "filtered":
+        return f"{clock}  {event['items']} items and {event['saved']} bytes less: {printable(event['url'])}"
     if event["event"] != "blocked":
         return f"{clock}  ! {event.get('reason', event['event'])}  {printable(event.get('url', ''))}"
-    what = shortened(printable(event["item"] + "  " + event["detail"]).strip())
+    what = shortened(printable(event.get("type", event["item"]) + "  " + event["detail"]).strip())
     return f"{clock}  {event['category']:<20} {what:<60} {printable(event['url'])}"
 
 

@@ -50,9 +50,9 @@ def parse_arguments():
     what = parser.add_mutually_exclusive_group()
     what.add_argument(
         "--block",
-        default="default",
+        default="calm",
         metavar="LIST",
-        help="categories to block (default: %(default)s; what there is: ./run categories)",
+        help="presets and categories to block (default: %(default)s; what there is: ./run categories)",
     )
     what.add_argument(
         "--policy",
