@@ -66,6 +66,7 @@ TEST(AdCalls, AskAboutEveryAddressInOrder) {
         "CheckUrl Other.Example [http://me@Other.Example:81/sub/c]",
         "CheckUrl Other.Example [http://me@Other.Example:81/sub/d]",
         "CheckUrl Other.Example [/sub/e]", "CheckUrl Other.Example [http://Other.Example/f]"}},
+      {{}, "<base href=http://o/s/><a href=x></a>", {"CheckLink [http://o/s/x] o []"}},
       {{}, "<img src=a width=1><form action=b><iframe src=c></iframe></form>", {}},
   };
   for (const auto &[categories, page, calls] : cases) {

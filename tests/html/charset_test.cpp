@@ -50,7 +50,7 @@ using namespace std::string_view_literals;
 TEST(Charset, ChoiceIsLogged) {
   const PageCase cases[] = {
       {"text/html", "<p>", ""},
-      {"text/html; charset=ISO-8859-1", "<p>", ""},
+      {"text/html; charset=Iso-8859-1", "<p>", ""},
       {"text/html; charset=", "<p>", "CHARSET (from content type) = \n"},
       {"text/html; charset=utf-8", "<p>",
        "CHARSET (from content type) = utf-8\nCEncoding(utf-8)\n~CEncoding(utf-8)\n"},

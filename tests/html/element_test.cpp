@@ -25,10 +25,10 @@ const EditCase EDIT_CASES[] = {
      [](auto &e) { return e.SetAttribute("a", "\xC3\xA9"); }, "<x a=\xE9>", 0},
     {"a missing attribute is not added", "<x a=1>",
      [](auto &e) { return e.SetAttribute("b", "2"); }, "<x a=1>", 0},
-    {"an attribute without a value has none to set", "<x a b=2>",
-     [](auto &e) { return e.SetAttribute("a", "1"); }, "<x a b=2>", 0},
-    {"nor has one whose \"=\" ends the tag", "<x b=2 a=>",
-     [](auto &e) { return e.SetAttribute("a", "1"); }, "<x b=2 a=>", 0},
+    {"an attribute without a value has none to set", "t<x a b=2>",
+     [](auto &e) { return e.SetAttribute("a", "1"); }, "t<x a b=2>", 0},
+    {"nor has one whose \"=\" ends the tag", "t<x b=2 a=>",
+     [](auto &e) { return e.SetAttribute("a", "1"); }, "t<x b=2 a=>", 0},
     {"later attributes move", "<x a=1 b=2 c=3>",
      [](auto &e) { return e.SetAttribute("a", "1234") + e.SetAttribute("c", "99"); },
      "<x a=1234 b=2 c=99>", 4},
@@ -76,6 +76,15 @@ const EditCase EDIT_CASES[] = {
        return change + e.Remove();
      },
      "ac", -3},
+    {"... and has no attributes", "<x a=1>bcdefgh",
+     [](auto &e) { return e.Remove() + e.SetAttribute("a", "long"); }, "bcdefgh", -7},
+    {"an end before the start is no removal", "<x>bcd",
+     [](auto &e) {
+       e.Shift(2);
+       e.SetEndTag(0, 1);
+       return e.Remove();
+     },
+     "<x>bcd", 1},
     {"a removal after an edit takes the old length", "<x a=''>bcd",
      [](auto &e) { return e.SetAttribute("a", "1") + e.Remove(); }, "cd", -9},
     {"... but not more than the chunk holds", "<x a=12345678>b",
