@@ -23,6 +23,7 @@ class RecordingHandler final : public CContentHandler {
  protected:
   bool Attach() override {
     events_ += name_ + ".SetContext ";
+    if (name_ == "unready") throw std::bad_alloc();
     return true;
   }
   void Process(const Chunk &chunk) override {
@@ -48,6 +49,7 @@ class Processor : public ::testing::Test {
     table.rows = {
         {"text/html", "HTML", 0, make("html")},
         {"image/gif", "GIF", CATEGORY_GIF_ANIMATION, make("gif")},
+        {"text/unready", "FAILS", 0, make("unready")},
         {"text/fails", "FAILS", 0, []() -> ContentHandlerPointer { throw std::bad_alloc(); }}};
     table.wrap_capture = [this](ContentHandlerPointer inner) {
       auto *const wrapper = new RecordingHandler("capture", events);
@@ -158,18 +160,24 @@ TEST_F(Processor, AHostThatListensHearsOfTrouble) {
   EXPECT_EQ(context.listener.unexamined, 0);
   EXPECT_EQ(Call("!", DATA_FLAG_START | DATA_FLAG_END), "!");
   EXPECT_EQ(context.listener.unexamined, 1);
-  context.content_type = "text/fails";
   context.settings["DataHandlers"] = "FAILS";
-  EXPECT_EQ(Call("b", DATA_FLAG_START | DATA_FLAG_END), "b");
-  EXPECT_EQ(context.listener.unexamined, 2);
+  for (const auto &[type, told] : {std::pair{"text/fails", 2}, {"text/unready", 3}}) {
+    context.content_type = type;
+    EXPECT_EQ(Call("b", DATA_FLAG_START | DATA_FLAG_END), "b");
+    EXPECT_EQ(context.listener.unexamined, told);
+  }
   EXPECT_EQ(context.listener.references, 1);
 }
 
 TEST_F(Processor, ReleasesHandlerAndContext) {
   Call("a", DATA_FLAG_START);
   EXPECT_EQ(context.references, 2);
+  // Of several contexts the last is released.
+  FakeContext last;
+  processor->SetContext(&last);
   processor = {};
-  EXPECT_EQ(context.references, 0);
+  EXPECT_EQ(context.references, 1);
+  EXPECT_EQ(last.references, 0);
   EXPECT_EQ(events, "html.SetContext html(1,1) ~html ");
 }
 

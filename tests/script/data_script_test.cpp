@@ -227,13 +227,16 @@ TEST_F(DataScriptTest, ReadsSixteenBitScripts) {
   EXPECT_EQ(RunJS(harmless), harmless);
 }
 
-TEST_F(DataScriptTest, RemembersTheWidthOfTheLastScript) {
+TEST_F(DataScriptTest, RemembersTheWidthOfTheLastScriptThatWasRead) {
   const AdBlocking ads;
   const CountedPointer<CDataJS> handler(new CDataJS(ads));
   handler->SetContext(&context_);
-  EXPECT_EQ(Feed(*handler, {"\0a"s}), "\0a"s);
-  Enable({CATEGORY_JAVASCRIPT});
-  EXPECT_EQ(Feed(*handler, {"b", "c"}), Blank(1, "\0 "s) + Blank(1, "\0 "s));
+  for (const auto &[script, space] : {std::pair{"\0a"s, "\0 "s}, {"a"s, " "s}}) {
+    Enable({});
+    EXPECT_EQ(Feed(*handler, {script}), script);
+    Enable({CATEGORY_JAVASCRIPT});
+    EXPECT_EQ(Feed(*handler, {"b", "c"}), Blank(1, space) + Blank(1, space));
+  }
 }
 
 TEST_F(DataScriptTest, DumpsStrings) {

@@ -19,11 +19,14 @@ constexpr long ALL_SUCCEED = std::numeric_limits<long>::max();
 thread_local long allocations_left = ALL_SUCCEED;
 thread_local bool has_failed = false;
 
-[[gnu::noinline]] void *Allocate(std::size_t size) noexcept {
-  if (--allocations_left >= 0) return std::malloc(size == 0 ? 1 : size);
+bool Succeeds() noexcept {
+  if (--allocations_left >= 0) return true;
   allocations_left = ALL_SUCCEED;
   has_failed = true;
-  return nullptr;
+  return false;
+}
+[[gnu::noinline]] void *Allocate(std::size_t size) noexcept {
+  return Succeeds() ? std::malloc(size == 0 ? 1 : size) : nullptr;
 }
 [[gnu::noinline]] void Free(void *memory) noexcept {
   std::free(memory);
@@ -44,6 +47,13 @@ void operator delete(void *memory) noexcept {
 }
 void operator delete(void *memory, std::size_t) noexcept {
   Free(memory);
+}
+
+/// The host's, for its buffer: the linker puts it in the place of the C library's.
+extern "C" void *__real_realloc(void *memory, std::size_t size);
+extern "C" void *__wrap_realloc(void *memory, std::size_t size);
+void *__wrap_realloc(void *memory, std::size_t size) {
+  return Succeeds() ? __real_realloc(memory, size) : nullptr;
 }
 
 namespace velmora::host {
