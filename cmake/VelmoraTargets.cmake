@@ -58,7 +58,7 @@ function(velmora_test name)
   foreach(layer IN LISTS ARG_LAYERS)
     target_link_libraries(${name} PRIVATE velmora_${layer})
   endforeach()
-  target_link_libraries(${name} PRIVATE velmora_options velmora_headers ${ARG_LIBRARIES}
+  target_link_libraries(${name} PRIVATE velmora_options velmora_base ${ARG_LIBRARIES}
     GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60

@@ -51,7 +51,7 @@ void Forge(std::string *bytes) {
 }
 
 TEST(Cache, IsUsedAsLongAsTheListsStayTheSame) {
-  const TestFolder folder;
+  const TemporaryDirectory folder;
   const std::string cache = folder.Path("deep/cache");
   const auto lists = Lists({std::string(RULES)});
   EXPECT_FALSE(LoadRules(lists, cache).from_cache);
@@ -70,7 +70,7 @@ TEST(Cache, IsUsedAsLongAsTheListsStayTheSame) {
 }
 
 TEST(Cache, ThatCannotBeWrittenIsDoneWithout) {
-  const TestFolder folder;
+  const TemporaryDirectory folder;
   const std::string file = folder.Write("file", "");
   const LoadedRules loaded = LoadRules(Lists({std::string(RULES)}), file);
   EXPECT_FALSE(loaded.from_cache);
@@ -78,10 +78,10 @@ TEST(Cache, ThatCannotBeWrittenIsDoneWithout) {
 }
 
 TEST(Cache, ThatIsDamagedOrForeignIsMadeAnew) {
-  const TestFolder folder;
+  const TemporaryDirectory folder;
   const auto lists = Lists({std::string(RULES)});
-  LoadRules(lists, folder.Path());
-  const std::string file = CacheFile(folder.Path(), lists);
+  LoadRules(lists, folder.path());
+  const std::string file = CacheFile(folder.path(), lists);
   const std::string good = ReadBytes(file);
   const auto write = [&](const std::string &bytes) {
     std::filesystem::remove(file);
@@ -109,18 +109,18 @@ TEST(Cache, ThatIsDamagedOrForeignIsMadeAnew) {
   for (std::size_t size = 0; size < good.size(); size += 97) bad.push_back(good.substr(0, size));
   for (const std::string &bytes : bad) {
     write(bytes);
-    EXPECT_FALSE(LoadRules(lists, folder.Path()).from_cache) << bytes.size();
+    EXPECT_FALSE(LoadRules(lists, folder.path()).from_cache) << bytes.size();
     EXPECT_EQ(ReadBytes(file), good);
   }
-  EXPECT_TRUE(LoadRules(lists, folder.Path()).from_cache);
+  EXPECT_TRUE(LoadRules(lists, folder.path()).from_cache);
 }
 
 TEST(Cache, ThatAnybodyCouldHavePutThereIsMadeAnew) {
   using std::filesystem::perms;
-  const TestFolder folder;
+  const TemporaryDirectory folder;
   const auto lists = Lists({std::string(RULES)});
-  LoadRules(lists, folder.Path());
-  const std::string file = CacheFile(folder.Path(), lists);
+  LoadRules(lists, folder.path());
+  const std::string file = CacheFile(folder.path(), lists);
   EXPECT_EQ(std::filesystem::status(file).permissions(), perms::owner_read);
   const std::string elsewhere = folder.Path("elsewhere");
 
@@ -160,13 +160,13 @@ TEST(Cache, ThatAnybodyCouldHavePutThereIsMadeAnew) {
                  {"another user's", [&] { ASSERT_EQ(chown(file.c_str(), 12345, getegid()), 0); }});
   }
   for (const Case &test : cases) {
-    ASSERT_TRUE(LoadRules(lists, folder.Path()).from_cache) << test.what;
+    ASSERT_TRUE(LoadRules(lists, folder.path()).from_cache) << test.what;
     test.put();
-    const LoadedRules loaded = LoadRules(lists, folder.Path());
+    const LoadedRules loaded = LoadRules(lists, folder.path());
     EXPECT_FALSE(loaded.from_cache) << test.what;
     EXPECT_EQ(NameOf(loaded.rules->Judge({"p.com", "http://ads.example/"})), "blocked")
         << test.what;
-    EXPECT_EQ(LoadRules(lists, folder.Path()).from_cache, test.is_replaced) << test.what;
+    EXPECT_EQ(LoadRules(lists, folder.path()).from_cache, test.is_replaced) << test.what;
   }
 }
 

@@ -11,7 +11,7 @@ namespace velmora::adblock::testing {
 namespace {
 
 TEST(Blocker, AnswersWhileListsAreReplaced) {
-  const TestFolder folder;
+  const TemporaryDirectory folder;
   // Of the two rules exactly one is in force at any time, whichever set is asked.
   const std::string lists[] = {
       folder.Write("even.txt", "[Adblock]\n/even.\n/shared[0-9]\\./\nsize:10x20\n"),

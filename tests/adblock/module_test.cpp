@@ -1,17 +1,17 @@
 // libvexlar.so through its binary interface, as the plug-in and a host use it.
-#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <string>
-#include <unistd.h>
 
 #include <velmora/ad_blocker.h>
 #include <velmora/module.h>
 
+#include "support/loaded_module.h"
+#include "support/scoped_variable.h"
+#include "support/temporary_directory.h"
 #include "vexlar/requests.h"
 #include "vexlar/vexlar.h"
 
@@ -20,47 +20,12 @@ namespace {
 
 class Vexlar : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = (std::filesystem::temp_directory_path() / "vexlar_test.XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-    setenv("XDG_CACHE_HOME", (folder_ + "/cache").c_str(), 1);
-    library_ = dlopen(VEXLAR_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(library_, nullptr) << dlerror();
-    use_lists_ = Find<decltype(&VexlarUseLists)>("VexlarUseLists");
-    reload_ = Find<decltype(&VexlarReload)>("VexlarReload");
-    describe_ = Find<decltype(&VexlarDescribe)>("VexlarDescribe");
-  }
-  void TearDown() override {
-    if (blocker_) blocker_->Release();
-    dlclose(library_);
-    std::filesystem::remove_all(folder_);
-  }
-
-  template <typename Function>
-  Function Find(const char *name) {
-    return reinterpret_cast<Function>(dlsym(library_, name));
-  }
-
-  std::string Write(const char *name, const std::string &text) {
-    std::ofstream(folder_ + "/" + name) << text;
-    return folder_ + "/" + name;
-  }
-
-  IDataProcessorFactory *MakeFactory() {
-    Identifier object{};
-    EXPECT_EQ(Find<GetObjectIdFunction>(EXPORT_ORDINAL_3)(&object), RESULT_OK);
-    IDataProcessorFactory *factory = nullptr;
-    EXPECT_EQ(Find<GetFactoryFunction>(EXPORT_GET_FACTORY)(&object, &factory), RESULT_OK);
-    return factory;
-  }
+  Vexlar() : cache_("XDG_CACHE_HOME", folder_.Path("cache").c_str()) {}
 
   void MakeBlocker(const std::string &lists) {
-    ASSERT_EQ(use_lists_(Write("list.txt", lists).c_str()), RESULT_OK);
-    IDataProcessorFactory *factory = MakeFactory();
-    void *object = nullptr;
-    ASSERT_EQ(factory->CreateInstance(&ID_AdBlocker, &object), RESULT_OK);
-    blocker_ = static_cast<IAdBlocker *>(object);
-    EXPECT_EQ(factory->Release(), 0);
+    ASSERT_EQ(use_lists_(folder_.Write("list.txt", lists).c_str()), RESULT_OK);
+    blocker_ = library_.Make<IAdBlocker>(ID_AdBlocker);
+    ASSERT_TRUE(blocker_);
   }
 
   /// Answer, exempt flag and text of a question about an address.
@@ -81,38 +46,38 @@ class Vexlar : public ::testing::Test {
     return std::to_string(answer) + (exempt ? " exempt " : " ") + text;
   }
 
-  std::string folder_;
-  void *library_ = nullptr;
-  IAdBlocker *blocker_ = nullptr;
-  decltype(&VexlarUseLists) use_lists_ = nullptr;
-  decltype(&VexlarReload) reload_ = nullptr;
-  decltype(&VexlarDescribe) describe_ = nullptr;
+  const testing::TemporaryDirectory folder_;
+  const testing::ScopedVariable cache_;
+  const testing::LoadedModule library_{VEXLAR_LIBRARY};
+  CountedPointer<IAdBlocker> blocker_;
+  decltype(&VexlarUseLists) use_lists_ = library_.Find<decltype(&VexlarUseLists)>("VexlarUseLists");
+  decltype(&VexlarReload) reload_ = library_.Find<decltype(&VexlarReload)>("VexlarReload");
+  decltype(&VexlarDescribe) describe_ = library_.Find<decltype(&VexlarDescribe)>("VexlarDescribe");
 };
 
 TEST_F(Vexlar, IsFoundByItsName) {
   void *found = dlopen(AD_LIBRARY_NAME, RTLD_NOW | RTLD_NOLOAD);
-  EXPECT_EQ(found, library_);
+  EXPECT_EQ(found, library_.handle());
   if (found) dlclose(found);
 }
 
 TEST_F(Vexlar, FollowsTheModuleContract) {
-  const auto get_factory = Find<GetFactoryFunction>(EXPORT_GET_FACTORY);
+  const auto get_factory = library_.Find<GetFactoryFunction>(EXPORT_GET_FACTORY);
   auto *untouched = reinterpret_cast<IDataProcessorFactory *>(1);
   EXPECT_EQ(get_factory(&ID_ProcessorObject, &untouched), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(untouched, reinterpret_cast<IDataProcessorFactory *>(1));
 
   MakeBlocker("||ads.example^\n");
-  IDataProcessorFactory *factory = MakeFactory();
+  const auto factory = library_.Factory();
   void *object = &object;
   EXPECT_EQ(factory->CreateInstance(&ID_DataProcessor, &object), RESULT_NO_INTERFACE);
   EXPECT_EQ(object, nullptr);
   EXPECT_EQ(factory->CreateInstance(&ID_AdBlocker, nullptr), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(factory->QueryInterface(&ID_Factory, &object), RESULT_OK);
   EXPECT_EQ(factory->Release(), 1);
-  EXPECT_EQ(factory->Release(), 0);
 
   EXPECT_EQ(blocker_->QueryInterface(&ID_Unknown, &object), RESULT_OK);
-  EXPECT_EQ(object, blocker_);
+  EXPECT_EQ(object, blocker_.get());
   EXPECT_EQ(blocker_->AddRef(), 3);
   EXPECT_EQ(blocker_->Release(), 2);
   EXPECT_EQ(blocker_->Release(), 1);
@@ -174,8 +139,8 @@ TEST_F(Vexlar, JudgesRequestsByTheirType) {
       "[Adblock]\n||ads.example^$script\n||ads.example^$xhr,method=post,3p\n"
       "@@||ads.example/good^\n||bad.example^$document\n/pic.$important,image\n"
       "*$script,3p,denyallow=cdn.example,domain=strict.example\n/t.$to=to.example\n");
-  const auto type_of = Find<decltype(&VexlarTypeOfName)>("VexlarTypeOfName");
-  const auto judge = Find<decltype(&VexlarJudge)>("VexlarJudge");
+  const auto type_of = library_.Find<decltype(&VexlarTypeOfName)>("VexlarTypeOfName");
+  const auto judge = library_.Find<decltype(&VexlarJudge)>("VexlarJudge");
   EXPECT_EQ(type_of("nothing"), 0U);
   EXPECT_EQ(type_of(nullptr), 0U);
   struct {
@@ -222,14 +187,14 @@ TEST_F(Vexlar, JudgesRequestsByTheirType) {
 
 TEST_F(Vexlar, AddsToListsAndTellsWhereRulesComeFrom) {
   MakeBlocker("||replaced.example^\n");
-  const std::string lists[] = {Write("main.txt", "||one.example^\n||two.example^\n/(/\n"),
-                               Write("extra.txt", "||two.example^\n##.ad\nsize:1x2\n")};
-  const std::string missing = folder_ + "/missing.txt";
+  const std::string lists[] = {folder_.Write("main.txt", "||one.example^\n||two.example^\n/(/\n"),
+                               folder_.Write("extra.txt", "||two.example^\n##.ad\nsize:1x2\n")};
+  const std::string missing = folder_.Path("missing.txt");
   const char *const main[] = {lists[0].c_str(), missing.c_str()};
   const char *const extra[] = {lists[1].c_str()};
   const char *const rules[] = {"own.example", "@@||one.example/good^"};
   VexlarChoice choice{sizeof choice, 2, 1, 2, main, extra, rules, "policy.toml"};
-  const auto use = Find<decltype(&VexlarUse)>("VexlarUse");
+  const auto use = library_.Find<decltype(&VexlarUse)>("VexlarUse");
   EXPECT_EQ(use(nullptr), RESULT_INVALID_ARGUMENT);
   ASSERT_EQ(use(&choice), RESULT_OK);
   EXPECT_EQ(Ask("p.example", "http://replaced.example/"), "0 -");
@@ -237,7 +202,7 @@ TEST_F(Vexlar, AddsToListsAndTellsWhereRulesComeFrom) {
   EXPECT_EQ(Ask("p.example", "http://own.example/"), "1 own.example");
 
   std::string told;
-  const std::uint32_t rule_count = Find<decltype(&VexlarVisitLists)>("VexlarVisitLists")(
+  const std::uint32_t rule_count = library_.Find<decltype(&VexlarVisitLists)>("VexlarVisitLists")(
       [](void *context, const VexlarList *list) {
         std::ostringstream line;
         line << std::filesystem::path(list->name).filename().string() << " " << list->origin << ": "
@@ -253,7 +218,7 @@ TEST_F(Vexlar, AddsToListsAndTellsWhereRulesComeFrom) {
             "policy.toml 5: 2 lines, 2 rules, 0 repeated, 0 skipped, 0 unreadable, 0 sizes\n");
   EXPECT_EQ(rule_count, 4U);
   std::string problems;
-  EXPECT_EQ(Find<decltype(&VexlarVisitProblems)>("VexlarVisitProblems")(
+  EXPECT_EQ(library_.Find<decltype(&VexlarVisitProblems)>("VexlarVisitProblems")(
                 [](void *context, const char *problem) {
                   *static_cast<std::string *>(context) += problem;
                 },
@@ -264,12 +229,12 @@ TEST_F(Vexlar, AddsToListsAndTellsWhereRulesComeFrom) {
 
 TEST_F(Vexlar, ReloadsAndDescribes) {
   MakeBlocker("||one.example^\n");
-  Write("list.txt", "||two.example^\n/a(?=b)/\n");
+  folder_.Write("list.txt", "||two.example^\n/a(?=b)/\n");
   EXPECT_EQ(reload_(), RESULT_OK);
   EXPECT_EQ(Ask("p.example", "http://one.example/"), "0 -");
   EXPECT_EQ(Ask("p.example", "http://two.example/"), "1 ||two.example^");
 
-  EXPECT_EQ(use_lists_((folder_ + "/missing").c_str()), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(use_lists_(folder_.Path("missing").c_str()), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(Ask("p.example", "http://two.example/"), "1 ||two.example^");
   char text[4096];
   const std::uint32_t length = describe_(text, sizeof text);

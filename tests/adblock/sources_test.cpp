@@ -7,6 +7,7 @@
 
 #include "matcher/blocker.h"
 #include "support.h"
+#include "support/scoped_variable.h"
 
 namespace velmora::adblock::testing {
 namespace {
@@ -14,13 +15,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-
-/// The environment variable for the time of a test.
-class ListsVariable {
- public:
-  explicit ListsVariable(const std::string &value) { setenv(LISTS_VARIABLE, value.c_str(), 1); }
-  ~ListsVariable() { unsetenv(LISTS_VARIABLE); }
-};
 
 std::vector<std::string> Names(const Sources &sources) {
   std::vector<std::string> names;
@@ -31,21 +25,21 @@ std::vector<std::string> Names(const Sources &sources) {
 }
 
 TEST(Sources, FilesAndFoldersAreReadInOrder) {
-  const TestFolder folder;
+  const TemporaryDirectory folder;
   folder.Write("b.txt", "/b.");
   folder.Write("a.txt", "/a.");
   folder.Write(".hidden", "/h.");
   folder.Write("a.txt~", "/old.");
   std::filesystem::create_directory(folder.Path("inner"));
-  const TestFolder other;
+  const TemporaryDirectory other;
   const std::string file = other.Write("c.txt", "/c.");
-  const Sources sources = ReadPaths(file + "::" + folder.Path());
+  const Sources sources = ReadPaths(file + "::" + folder.path());
   EXPECT_THAT(Names(sources), ElementsAre("c.txt", "a.txt", "b.txt"));
   EXPECT_THAT(sources.problems, IsEmpty());
 }
 
 TEST(Sources, MissingOnesAreReportedAndTheOthersRead) {
-  const TestFolder folder;
+  const TemporaryDirectory folder;
   const std::string file = folder.Write("a.txt", "/a.");
   std::filesystem::create_directory(folder.Path("empty"));
   ASSERT_EQ(mkfifo(folder.Path("pipe").c_str(), 0600), 0);
@@ -58,17 +52,17 @@ TEST(Sources, MissingOnesAreReportedAndTheOthersRead) {
 }
 
 TEST(Sources, TheEnvironmentStandsAboveTheChoice) {
-  const TestFolder folder;
+  const TemporaryDirectory folder;
   const std::string chosen = folder.Write("chosen.txt", "/a.");
   const std::string named = folder.Write("named.txt", "/b.");
   EXPECT_THAT(Names(ReadSources({.lists = {chosen}})), ElementsAre("chosen.txt"));
-  const ListsVariable variable(named);
+  const velmora::testing::ScopedVariable variable(LISTS_VARIABLE, named.c_str());
   EXPECT_THAT(Names(ReadSources({.lists = {chosen}})), ElementsAre("named.txt"));
   EXPECT_THAT(Names(ReadSources({})), ElementsAre("named.txt"));
 }
 
 TEST(Sources, AreAddedToWhateverListsThereAre) {
-  const TestFolder folder;
+  const TemporaryDirectory folder;
   const std::string chosen = folder.Write("chosen.txt", "/a.");
   Choice choice{.extra_lists = {folder.Write("extra.txt", "/b.")},
                 .rules = "||own.example^\n",
@@ -77,7 +71,7 @@ TEST(Sources, AreAddedToWhateverListsThereAre) {
   EXPECT_EQ(ReadSources(choice).lists.size(), system + 2);
   choice.lists = {chosen};
   EXPECT_THAT(Names(ReadSources(choice)), ElementsAre("chosen.txt", "extra.txt", "own rules"));
-  const ListsVariable variable(chosen);
+  const velmora::testing::ScopedVariable variable(LISTS_VARIABLE, chosen.c_str());
   EXPECT_THAT(Names(ReadSources(choice)), ElementsAre("chosen.txt", "extra.txt", "own rules"));
 }
 
@@ -88,7 +82,7 @@ TEST(Sources, ThereIsAlwaysSomeList) {
 }
 
 TEST(Blocker, KeepsWhatIsInForceWhenNewListsHaveNoRule) {
-  const TestFolder folder;
+  const TemporaryDirectory folder;
   Blocker blocker("");
   EXPECT_FALSE(blocker.Current());
   EXPECT_FALSE(blocker.Load({.lists = {folder.Path("missing")}}));

@@ -2,9 +2,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <sys/wait.h>
 
@@ -35,10 +32,7 @@ class Shell {
     return Run("$velmora filter --plugin $plugin " + arguments);
   }
   void Write(const std::string &name, const std::string &text) const { folder_.Write(name, text); }
-  std::string Read(const std::string &name) const {
-    std::ifstream file(folder_.path() + "/" + name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  }
+  std::string Read(const std::string &name) const { return folder_.Read(name); }
   const std::string &Folder() const { return folder_.path(); }
   /// The names in the folder that do not begin with a dot, a line each.
   std::string List() const { return Run("ls").output; }

@@ -8,11 +8,11 @@
 // generator that always begins the same. LOG is 0 or 1.
 #include <algorithm>
 #include <cstdlib>
-#include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -22,6 +22,7 @@
 
 #include "support/body_pieces.h"
 #include "support/fake_host.h"
+#include "support/loaded_module.h"
 #include "support/temporary_directory.h"
 
 namespace velmora::testing {
@@ -127,7 +128,8 @@ void Write(std::string_view what, std::string_view bytes) {
 
 class Tracer {
  public:
-  Tracer(const char *plugin, const char *ad_library, bool is_logging) {
+  Tracer(const char *plugin, const char *ad_library, bool is_logging)
+      : ads_(std::filesystem::absolute(ad_library).c_str()) {
     if (is_logging) {
       folder_.Write("registry",
                     "[HKEY_LOCAL_MACHINE\\Software\\Corvane]\n\"DebugLog\"=dword:00000001\n");
@@ -135,11 +137,11 @@ class Tracer {
       setenv("VELMORA_DIRECTORY", folder_.path().c_str(), 1);
     }
     setenv("FAKE_AD_URLS", "ad", 1);
-    ad_calls_ = Find<std::string *(*)()>(Load(ad_library), "FakeAdCalls")();
-    void *const library = Load(plugin);
-    Identifier object;
-    Find<GetObjectIdFunction>(library, EXPORT_GET_OBJECT_ID)(&object);
-    Find<GetFactoryFunction>(library, EXPORT_GET_FACTORY)(&object, &factory_);
+    const auto ad_calls = ads_.Find<std::string *(*)()>("FakeAdCalls");
+    if (ad_calls == nullptr) throw std::runtime_error("no export FakeAdCalls");
+    ad_calls_ = ad_calls();
+    plugin_.emplace(std::filesystem::absolute(plugin).c_str());
+    factory_ = plugin_->Factory();
   }
 
   void Trace(const Body &body, Random &random) {
@@ -172,18 +174,6 @@ class Tracer {
   }
 
  private:
-  static void *Load(const char *file) {
-    void *const library = dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) throw std::runtime_error(dlerror());
-    return library;
-  }
-  template <class Function>
-  static Function Find(void *library, const char *name) {
-    void *const found = dlsym(library, name);
-    if (found == nullptr) throw std::runtime_error(std::string("no export ") + name);
-    return reinterpret_cast<Function>(found);
-  }
-
   void Run(FakeContext &context, std::string_view bytes, std::size_t most, Random &random) {
     void *made = nullptr;
     if (factory_->CreateInstance(&ID_DataProcessor, &made) != RESULT_OK) return;
@@ -218,9 +208,11 @@ class Tracer {
   }
 
   TemporaryDirectory folder_;
+  LoadedModule ads_;
+  std::optional<LoadedModule> plugin_;
   std::streamoff log_read_ = 0;
   std::string *ad_calls_ = nullptr;
-  IDataProcessorFactory *factory_ = nullptr;
+  CountedPointer<IDataProcessorFactory> factory_;
 };
 
 void TraceAll(Tracer &tracer, int count, const char *folder) {

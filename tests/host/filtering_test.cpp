@@ -17,10 +17,10 @@ using ::testing::ThrowsMessage;
 class RenewalTest : public ::testing::Test {
  protected:
   void Write(const std::string &policy) const { folder.Write("velmora.toml", policy); }
-  std::string Path(const std::string &name) const { return folder.path() + "/" + name; }
 
   testing::TemporaryDirectory folder;
-  FilterFiles files{.plugin = FAKE_MODULES "/fake_plugin.so", .policy = Path("velmora.toml")};
+  FilterFiles files{.plugin = FAKE_MODULES "/fake_plugin.so",
+                    .policy = folder.Path("velmora.toml")};
 };
 
 TEST_F(RenewalTest, BringsWhatIsNewAndLeavesTheOldToWhoHoldsIt) {
@@ -28,7 +28,7 @@ TEST_F(RenewalTest, BringsWhatIsNewAndLeavesTheOldToWhoHoldsIt) {
   const auto first = StartFiltering(files);
   first->events->AddError("first");
   first->events->Flush();
-  std::filesystem::rename(Path("log"), Path("log.1"));
+  std::filesystem::rename(folder.Path("log"), folder.Path("log.1"));
 
   Write("[filter]\nblock = \"applets\"\n[event-log]\nfile = \"log\"");
   const auto second = Renewal(first, files).Finish();
@@ -41,9 +41,9 @@ TEST_F(RenewalTest, BringsWhatIsNewAndLeavesTheOldToWhoHoldsIt) {
   EXPECT_THAT(folder.Files().at("log"), HasSubstr("second"));
 
   Write("");
-  files.event_log = Path("stand-in");
+  files.event_log = folder.Path("stand-in");
   const auto third = Renewal(second, files).Finish();
-  EXPECT_TRUE(std::filesystem::exists(Path("stand-in")));
+  EXPECT_TRUE(std::filesystem::exists(folder.Path("stand-in")));
   files.event_log.reset();
   EXPECT_EQ(Renewal(third, files).Finish()->events, nullptr);
 }

@@ -1,59 +1,12 @@
 // Allocations that fail: a transaction in trouble passes through, and nothing leaks or dies.
-#include <algorithm>
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <limits>
-#include <malloc.h>
-#include <new>
 #include <set>
 #include <string>
 
 #include "pipeline/data_processor.h"
 #include "plugin/plugin_module.h"
+#include "support/dealt_memory.h"
 #include "support/fake_host.h"
-
-namespace {
-
-/// Allocations that still succeed on this thread; then one fails.
-thread_local long allocations_left = std::numeric_limits<long>::max();
-thread_local bool failed = false;
-/// Bytes in use through operator new, and the most since it was last set back.
-long in_use = 0;
-long most_in_use = 0;
-
-void *Allocate(std::size_t size) noexcept {
-  if (--allocations_left < 0) {
-    allocations_left = std::numeric_limits<long>::max();
-    failed = true;
-    return nullptr;
-  }
-  void *const memory = std::malloc(size == 0 ? 1 : size);
-  in_use += static_cast<long>(malloc_usable_size(memory));
-  most_in_use = std::max(most_in_use, in_use);
-  return memory;
-}
-
-void Free(void *memory) noexcept {
-  in_use -= static_cast<long>(malloc_usable_size(memory));
-  std::free(memory);
-}
-
-}  // namespace
-
-void *operator new(std::size_t size) {
-  void *const memory = Allocate(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
-  return Allocate(size);
-}
-void operator delete(void *memory) noexcept {
-  Free(memory);
-}
-void operator delete(void *memory, std::size_t) noexcept {
-  Free(memory);
-}
 
 namespace velmora {
 namespace {
@@ -61,14 +14,9 @@ namespace {
 using namespace testing;
 
 /// A buffer and a context that allocate nothing while the plug-in runs.
-class QuietBuffer final : public IDataBuffer {
+class QuietBuffer final : public FakeObject<IDataBuffer> {
  public:
   QuietBuffer() { bytes_.reserve(64 * 1024); }
-  Status QueryInterface(const Identifier *, void **) noexcept override {
-    return RESULT_NO_INTERFACE;
-  }
-  std::int32_t AddRef() noexcept override { return 1; }
-  std::int32_t Release() noexcept override { return 1; }
   std::uint8_t *GetData() noexcept override { return bytes_.data(); }
   std::uint32_t GetSize() noexcept override { return static_cast<std::uint32_t>(bytes_.size()); }
   std::uint32_t GetCommitted() noexcept override { return committed_; }
@@ -88,13 +36,8 @@ class QuietBuffer final : public IDataBuffer {
   std::uint32_t committed_ = 0;
 };
 
-class QuietContext final : public IDataContext {
+class QuietContext final : public FakeObject<IDataContext> {
  public:
-  Status QueryInterface(const Identifier *, void **) noexcept override {
-    return RESULT_NO_INTERFACE;
-  }
-  std::int32_t AddRef() noexcept override { return ++references; }
-  std::int32_t Release() noexcept override { return --references; }
   const char *GetProperty(std::int32_t property) noexcept override {
     return property == PROPERTY_CONTENT_TYPE ? type : "http://a.example/b/c";
   }
@@ -108,7 +51,6 @@ class QuietContext final : public IDataContext {
     return category > 300 || category % 100 != 0;
   };
   std::vector<std::uint8_t> no_block;
-  int references = 0;
 };
 
 TEST(Allocations, EachOneMayFail) {
@@ -133,16 +75,16 @@ TEST(Allocations, EachOneMayFail) {
           new CDataProcessor(module->content_handlers()));
       const std::size_t middle = body.size() / 2;
       buffer.Append(body.substr(0, middle));
-      failed = false;
+      allocation_failed = false;
       allocations_left = allowed;
       processor->SetContext(&context);
       processor->ProcessData(&buffer, 0, buffer.GetSize(), DATA_FLAG_START);
       buffer.Append(body.substr(middle));
       processor->ProcessData(&buffer, 0, buffer.GetSize(), DATA_FLAG_END);
-      allocations_left = std::numeric_limits<long>::max();
+      allocations_left = ALL_SUCCEED;
       EXPECT_EQ(buffer.GetCommitted(), buffer.GetSize()) << type << " allocation " << allowed;
-      EXPECT_EQ(context.references, 1);
-      if (!failed) break;
+      EXPECT_EQ(context.references, 2);
+      if (!allocation_failed) break;
       ++failures;
     }
     EXPECT_GT(failures, 0) << type;
@@ -156,8 +98,8 @@ TEST(Allocations, AHandlerForWhichThereIsNoMemoryCostsItselfAlone) {
       "<a href=javascript:b>c</a><embed type=application/x-shockwave-flash></embed>t";
   const auto module = std::make_shared<Module>(platform::Registry(), ModuleAccess());
   std::set<std::string> results;
-  failed = true;
-  for (long allowed = 0; failed; ++allowed) {
+  allocation_failed = true;
+  for (long allowed = 0; allocation_failed; ++allowed) {
     QuietContext context;
     context.blocks = [](std::int32_t category) noexcept {
       return category >= 300 && category < 304;
@@ -166,10 +108,10 @@ TEST(Allocations, AHandlerForWhichThereIsNoMemoryCostsItselfAlone) {
     const CountedPointer<IDataProcessor> processor(new CDataProcessor(module->content_handlers()));
     processor->SetContext(&context);
     buffer.Append(page);
-    failed = false;
+    allocation_failed = false;
     allocations_left = allowed;
     processor->ProcessData(&buffer, 0, buffer.GetSize(), DATA_FLAG_START | DATA_FLAG_END);
-    allocations_left = std::numeric_limits<long>::max();
+    allocations_left = ALL_SUCCEED;
     results.emplace(reinterpret_cast<const char *>(buffer.GetData()), buffer.GetSize());
   }
   for (const char *expected : {
@@ -211,9 +153,9 @@ TEST(Allocations, AByteOfPageTakesAtMostTen) {
     buffer.Append(body);
     const CountedPointer<IDataProcessor> processor(new CDataProcessor(module->content_handlers()));
     processor->SetContext(&context);
-    const long before = most_in_use = in_use;
+    const long before = most_bytes_in_use = bytes_in_use;
     processor->ProcessData(&buffer, 0, buffer.GetSize(), DATA_FLAG_START);
-    EXPECT_LE(most_in_use - before, static_cast<long>(10 * body.size())) << page.repeated;
+    EXPECT_LE(most_bytes_in_use - before, static_cast<long>(10 * body.size())) << page.repeated;
     processor->ProcessData(&buffer, 0, 0, DATA_FLAG_END);
   }
 }

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "pipeline/data_processor.h"
-#include "plugin/data_processor_factory.h"
 #include "plugin/plugin_module.h"
 #include "support/fake_host.h"
 
@@ -59,45 +58,6 @@ TEST(Module, EveryKindOfBodyReachesItsHandler) {
     EXPECT_EQ(context.reports[0].item, c.item);
     EXPECT_EQ(context.references, 0);
   }
-}
-
-TEST(Module, FactoryAnswersStatusesAndCounts) {
-  const auto module = std::make_shared<Module>(platform::Registry(), NoLibrary());
-  const std::int32_t before = LiveObjects::Count();
-  auto *const factory = new CDataProcessorFactory(module->content_handlers());
-  EXPECT_EQ(factory->AddRef(), 1);
-  void *output = &output;
-  EXPECT_EQ(factory->CreateInstance(&ID_DataProcessor, nullptr), RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(factory->CreateInstance(&ID_Factory, &output), RESULT_NO_INTERFACE);
-  EXPECT_EQ(output, nullptr);
-  EXPECT_EQ(LiveObjects::Count(), before);
-
-  EXPECT_EQ(factory->CreateInstance(&ID_Unknown, &output), RESULT_OK);
-  auto *const processor = static_cast<IDataProcessor *>(output);
-  EXPECT_EQ(LiveObjects::Count(), before + 1);
-  EXPECT_EQ(processor->QueryInterface(&ID_DataProcessor, &output), RESULT_OK);
-  EXPECT_EQ(output, processor);
-  EXPECT_EQ(processor->QueryInterface(&ID_Factory, &output), RESULT_NO_INTERFACE);
-  EXPECT_EQ(output, nullptr);
-  EXPECT_EQ(processor->Release(), 1);
-
-  // A transaction's handler is counted down, never up; so is the factory.
-  FakeContext context;
-  processor->SetContext(&context);
-  Feed(*processor, {"<p>"});
-  EXPECT_EQ(LiveObjects::Count(), before);
-  EXPECT_EQ(processor->Release(), 0);
-  EXPECT_EQ(LiveObjects::Count(), before - 1);
-
-  EXPECT_EQ(factory->QueryInterface(&ID_Factory, &output), RESULT_OK);
-  EXPECT_EQ(output, static_cast<IDataProcessorFactory *>(factory));
-  EXPECT_EQ(factory->QueryInterface(&ID_Unknown, &output), RESULT_OK);
-  EXPECT_EQ(output, static_cast<CCountedObject *>(factory));
-  EXPECT_NE(output, static_cast<void *>(static_cast<IDataProcessorFactory *>(factory)));
-  EXPECT_EQ(factory->Release(), 2);
-  EXPECT_EQ(factory->Release(), 1);
-  EXPECT_EQ(factory->Release(), 0);
-  EXPECT_EQ(LiveObjects::Count(), before - 2);
 }
 
 }  // namespace

@@ -11,87 +11,37 @@
 //   starve            loads the plug-in again and again, each time with one allocation more that
 //                     succeeds, until there is a factory; says how often there was none
 //   busy TYPE BODY    starts threads that run bodies through it, which have to come out alike, and
-//   ends
-//                     the process while they do
+//                     ends the process while they do
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <dlfcn.h>
-#include <limits>
-#include <malloc.h>
-#include <new>
+#include <optional>
 #include <string_view>
 #include <thread>
 #include <unistd.h>
 
+#include "support/dealt_memory.h"
 #include "support/fake_host.h"
-
-namespace {
-
-/// Allocations of this thread that still succeed.
-thread_local long allocations_left = std::numeric_limits<long>::max();
-
-}  // namespace
-
-/// The plug-in's too. Inlined, the compiler takes them for a mismatch.
-[[gnu::noinline]] void *operator new(std::size_t size) {
-  void *const memory = --allocations_left < 0 ? nullptr : std::malloc(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-[[gnu::noinline]] void operator delete(void *memory) noexcept {
-  // A use of what is gone is to be noticed; plain writes to it would be optimised away.
-  auto *const bytes = static_cast<volatile unsigned char *>(memory);
-  const std::size_t size = malloc_usable_size(memory);
-  for (std::size_t i = 0; i < size; ++i) bytes[i] = 0xA5;
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
-  ::operator delete(memory);
-}
+#include "support/loaded_module.h"
 
 namespace {
 
 using namespace velmora;
-using velmora::testing::FakeContext;
+using namespace velmora::testing;
 
-template <class Function>
-Function Find(void *library, const char *name) {
-  return reinterpret_cast<Function>(dlsym(library, name));
-}
-
-IDataProcessorFactory *MakeFactory(void *library) {
-  Identifier object;
-  IDataProcessorFactory *factory = nullptr;
-  if (Find<GetObjectIdFunction>(library, EXPORT_GET_OBJECT_ID)(&object) != RESULT_OK ||
-      Find<GetFactoryFunction>(library, EXPORT_GET_FACTORY)(&object, &factory) != RESULT_OK) {
-    return nullptr;
-  }
-  return factory;
-}
-
-IDataProcessor *MakeProcessor(void *library) {
-  IDataProcessorFactory *const factory = MakeFactory(library);
-  void *processor = nullptr;
-  factory->CreateInstance(&ID_DataProcessor, &processor);
-  factory->Release();
-  return static_cast<IDataProcessor *>(processor);
-}
-
-std::string Run(void *library, FakeContext &context, const char *type, const char *body) {
+std::string Run(const LoadedModule &library, FakeContext &context, const char *type,
+                const char *body) {
   context.content_type = type;
-  IDataProcessor *const processor = MakeProcessor(library);
+  const auto processor = library.Make<IDataProcessor>(ID_DataProcessor);
   processor->SetContext(&context);
-  std::string result = velmora::testing::Feed(*processor, {body});
-  processor->Release();
-  return result;
+  return Feed(*processor, {body});
 }
 
 void SwitchAllOn(FakeContext &context) {
   for (std::int32_t code = 100; code <= 400; ++code) context.categories.insert(code);
 }
 
-void Filter(void *library, const char *type, const char *body, bool capture) {
+void Filter(const LoadedModule &library, const char *type, const char *body, bool capture) {
   FakeContext context;
   if (capture) {
     context.settings[SETTING_DATA_HANDLERS] = "HTML;CAPTURE";
@@ -108,12 +58,13 @@ void Filter(void *library, const char *type, const char *body, bool capture) {
 void Starve(const char *path) {
   for (long allowed = 0;; ++allowed) {
     allocations_left = allowed;
-    void *const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
-    allocations_left = std::numeric_limits<long>::max();
-    IDataProcessorFactory *const factory = MakeFactory(library);
-    if (factory != nullptr) factory->Release();
-    dlclose(library);
-    if (factory == nullptr) continue;
+    bool has_factory = false;
+    {
+      const LoadedModule library(path);
+      allocations_left = ALL_SUCCEED;
+      has_factory = library.Factory() != nullptr;
+    }
+    if (!has_factory) continue;
     std::printf("%ld\n", allowed);
     return;
   }
@@ -127,8 +78,8 @@ struct LastWork {
   bool takes_time = false;
 } last_work;
 
-[[noreturn]] void EndWhileBusy(void *library, const char *type, const char *body) {
-  const auto run = [=](bool capture) {
+[[noreturn]] void EndWhileBusy(const LoadedModule &library, const char *type, const char *body) {
+  const auto run = [=, &library](bool capture) {
     FakeContext context;
     SwitchAllOn(context);
     if (capture) context.settings[SETTING_DATA_HANDLERS] = "HTML;CAPTURE";
@@ -152,17 +103,16 @@ struct LastWork {
 int main(int count, char **arguments) {
   if (count < 2) return 2;
   const char *const path = arguments[1];
-  void *library = nullptr;
+  std::optional<LoadedModule> library;
   for (char **argument = arguments + 2; *argument != nullptr; ++argument) {
     const std::string_view action = *argument;
     if (action == "ads") {
       std::puts(dlopen(*++argument, RTLD_NOW | RTLD_LOCAL) != nullptr ? "ads loaded" : dlerror());
     } else if (action == "load") {
-      library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
-      std::puts(library != nullptr ? "loaded" : dlerror());
-      if (library == nullptr) return 1;
+      library.emplace(path);
+      std::puts("loaded");
     } else if (action == "unload") {
-      dlclose(library);
+      library.reset();
       void *const still = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
       std::puts(still == nullptr ? "unloaded" : "still loaded");
     } else if (action == "cd") {
@@ -170,13 +120,13 @@ int main(int count, char **arguments) {
     } else if (action == "starve") {
       Starve(path);
     } else if (action == "busy") {
-      EndWhileBusy(library, argument[1], argument[2]);
+      EndWhileBusy(*library, argument[1], argument[2]);
     } else if (action == "count") {
-      std::printf("%d\n", Find<GetObjectCountFunction>(library, EXPORT_GET_OBJECT_COUNT)());
+      std::printf("%d\n", library->Find<GetObjectCountFunction>(EXPORT_GET_OBJECT_COUNT)());
     } else if (action == "filter" || action == "capture") {
       const char *const type = *++argument;
       const char *const body = *++argument;
-      Filter(library, type, body, action == "capture");
+      Filter(*library, type, body, action == "capture");
     } else {
       return 2;
     }

@@ -163,16 +163,6 @@ class Reconfiguration(ProxyCase):
         self.assertEqual(self.fetch("/page").body, NO_SCRIPT)
         self.wait_for(NO_AD)
 
-    def test_the_log_is_opened_again(self):
-        old = self.squid.events.with_name("events.1")
-        self.squid.events.rename(old)
-        self.reconfigure()
-        self.wait_until(self.squid.events.exists)
-        size = old.stat().st_size
-        self.fetch("/page")
-        self.assertEqual([e["category"] for e in self.events_of("/page")][-1:], ["scripts"])
-        self.assertEqual(old.stat().st_size, size)
-
     def test_a_log_that_cannot_be_opened_stops_nothing(self):
         log = self.squid.folder / "log" / "cache.log"
         complaint = f"{self.squid.events}: Is a directory"

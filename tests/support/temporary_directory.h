@@ -8,8 +8,14 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace velmora::testing {
+
+inline std::string ReadBytes(const std::filesystem::path &path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 class TemporaryDirectory {
  public:
@@ -26,18 +32,21 @@ class TemporaryDirectory {
 
   const std::string &path() const { return path_; }
 
-  void Write(const std::string &name, const std::string &bytes) const {
-    std::ofstream(path_ + "/" + name, std::ios::binary) << bytes;
+  /// Of what is in it, there or not.
+  std::string Path(const std::string &name) const { return path_ + "/" + name; }
+  /// The file's path.
+  std::string Write(const std::string &name, std::string_view bytes) const {
+    std::ofstream(Path(name), std::ios::binary) << bytes;
+    return Path(name);
   }
+  std::string Read(const std::string &name) const { return ReadBytes(Path(name)); }
 
   /// Every file below, its path relative to the directory, with its bytes.
   std::map<std::string, std::string> Files() const {
     std::map<std::string, std::string> files;
     for (const auto &entry : std::filesystem::recursive_directory_iterator(path_)) {
       if (!entry.is_regular_file()) continue;
-      std::ifstream file(entry.path(), std::ios::binary);
-      files[entry.path().lexically_relative(path_).string()] =
-          std::string(std::istreambuf_iterator<char>(file), {});
+      files[entry.path().lexically_relative(path_).string()] = ReadBytes(entry.path());
     }
     return files;
   }

@@ -1,59 +1,20 @@
 // The real plug-in with allocations that fail, one after the other: it lets the body pass and says
 // nothing, and its host knows all the same.
-#include <cstdlib>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <limits>
-#include <new>
 #include <string>
 #include <string_view>
 
 #include "host/bodies/body_stream.h"
 #include "host/loading/plugin.h"
 #include "host/scripted_processor.h"
-
-namespace {
-
-constexpr long ALL_SUCCEED = std::numeric_limits<long>::max();
-/// Allocations that still succeed; then one fails.
-thread_local long allocations_left = ALL_SUCCEED;
-thread_local bool has_failed = false;
-
-bool Succeeds() noexcept {
-  if (--allocations_left >= 0) return true;
-  allocations_left = ALL_SUCCEED;
-  has_failed = true;
-  return false;
-}
-[[gnu::noinline]] void *Allocate(std::size_t size) noexcept {
-  return Succeeds() ? std::malloc(size == 0 ? 1 : size) : nullptr;
-}
-[[gnu::noinline]] void Free(void *memory) noexcept {
-  std::free(memory);
-}
-
-}  // namespace
-
-void *operator new(std::size_t size) {
-  for (;;) {
-    if (void *const memory = Allocate(size)) return memory;
-    const std::new_handler handler = std::get_new_handler();
-    if (handler == nullptr) throw std::bad_alloc();
-    handler();
-  }
-}
-void operator delete(void *memory) noexcept {
-  Free(memory);
-}
-void operator delete(void *memory, std::size_t) noexcept {
-  Free(memory);
-}
+#include "support/dealt_memory.h"
 
 /// The host's, for its buffer: the linker puts it in the place of the C library's.
 extern "C" void *__real_realloc(void *memory, std::size_t size);
 extern "C" void *__wrap_realloc(void *memory, std::size_t size);
 void *__wrap_realloc(void *memory, std::size_t size) {
-  return Succeeds() ? __real_realloc(memory, size) : nullptr;
+  return velmora::testing::Deal() ? __real_realloc(memory, size) : nullptr;
 }
 
 namespace velmora::host {
@@ -85,8 +46,8 @@ TEST(NoMemory, IsHeardOfWhateverThePlugInMakesOfIt) {
                                .categories = CategorySet::All().Without(
                                    CategorySet::Parse("scripts,javascript,vbscript"))},
                               sink);
-      allocations_left = allowed;
-      has_failed = false;
+      testing::allocations_left = allowed;
+      testing::allocation_failed = false;
       PushedPieces pieces;
       BodyStream stream(pieces, plugin.CreateProcessor(), transaction,
                         {.slice_size = 512, .limits = {.beyond = BeyondLimit::FAIL}});
@@ -95,8 +56,8 @@ TEST(NoMemory, IsHeardOfWhateverThePlugInMakesOfIt) {
       for (Part part = stream.Next(); !part.IsNothing(); part = stream.Next()) {
         size += part.bytes.size();
       }
-      allocations_left = ALL_SUCCEED;
-      if (!has_failed) {
+      testing::allocations_left = testing::ALL_SUCCEED;
+      if (!testing::allocation_failed) {
         EXPECT_THAT(sink.stops, IsEmpty());
         EXPECT_GT(size, 0U);
         break;
