@@ -284,6 +284,9 @@ TEST(Rules, OfTwoListsThatDisagree) {
     EXPECT_EQ(origin.line, 2U);
     EXPECT_EQ(rules->OriginOf(judge("http://a.example/same.js").rule).list, "list 1");
     EXPECT_EQ(rules->Compiled().lists[1].counts.repeated, 1U);
+    const auto equal = RulesOf(swapped ? "[Adblock]\n/a/d.\n/a/*\n" : "[Adblock]\n/a/*\n/a/d.\n");
+    const Verdict first = equal->Judge({SITE, "http://a.example/a/d.js"});
+    EXPECT_EQ(equal->OriginOf(first.rule).text, swapped ? "/a/d." : "/a/*");
   }
 }
 

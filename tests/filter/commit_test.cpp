@@ -9,7 +9,7 @@ namespace {
 struct CommitCase {
   const char *what;
   std::set<std::int32_t> categories;
-  std::vector<std::string> pieces;
+  std::vector<std::string_view> pieces;
   /// After each piece; what is left at the end goes on too.
   std::vector<std::string> sent;
 };
@@ -55,42 +55,15 @@ const CommitCase CASES[] = {
      {"ab", "", "<object ><p >c<img >d</object>ef"}},
 };
 
-/// The page between bytes that are not its own.
-std::vector<std::string> SentAfterEachCall(const CommitCase &c, std::string_view before,
-                                           std::string_view behind) {
-  FilterRun run(c.categories);
-  const auto handler = run.MakeHandler();
-  const auto offset = static_cast<std::uint32_t>(before.size());
-  std::vector<std::string> sent;
-  std::string held;
-  for (std::size_t i = 0; i < c.pieces.size(); ++i) {
-    held += c.pieces[i];
-    TightBuffer call;
-    call.Append(std::string(before).append(held).append(behind));
-    handler->ProcessData(
-        &call, offset, static_cast<std::uint32_t>(held.size()),
-        (i == 0 ? DATA_FLAG_START : 0U) | (i + 1 == c.pieces.size() ? DATA_FLAG_END : 0U));
-    const std::string_view after = call.Held();
-    EXPECT_TRUE(after.starts_with(before) && after.ends_with(behind)) << c.what;
-    const std::uint32_t committed = call.GetCommitted();
-    EXPECT_LE(committed, after.size() - behind.size()) << c.what;
-    sent.emplace_back(after.substr(offset, committed - offset));
-    held = after.substr(committed, after.size() - behind.size() - committed);
-  }
-  sent.back() += held;
-  return sent;
-}
-
 TEST(Commits, AfterEachCallWhereverThePageStands) {
   for (const CommitCase &c : CASES) {
     for (const bool is_logged : {false, true}) {
       std::optional<LogRecorder> log;
       if (is_logged) log.emplace();
-      for (const char *before : {"", "<q onload=1>"}) {
-        for (const char *behind : {"", "</applet><b onclick=2>"}) {
-          EXPECT_EQ(SentAfterEachCall(c, before, behind), c.sent)
-              << c.what << " [" << before << "] [" << behind << "]" << is_logged;
-        }
+      for (const auto &[before, behind] : PLACES) {
+        FilterRun run(c.categories);
+        EXPECT_EQ(SentAfterEachCall(*run.MakeHandler(), c.pieces, before, behind), c.sent)
+            << c.what << " [" << before << "] [" << behind << "]" << is_logged;
       }
     }
   }
@@ -112,9 +85,11 @@ TEST(Commits, AHostMayLoseWhatWasHeld) {
     EXPECT_EQ(second.GetCommitted(), 0U) << kept;
     EXPECT_TRUE(run.library.calls.empty()) << kept;
     TightBuffer third;
-    third.Append(std::string(first.Held().substr(0, kept)) + "></applet>g");
+    third.Append(std::string(first.Held().substr(0, kept)) + "y></applet>g");
     handler->ProcessData(&third, 0, third.GetSize(), DATA_FLAG_END);
     EXPECT_EQ(third.TakeCommitted(), "g") << kept;
+    const std::string asked = "CheckUrl www.example.com [http://www.example.com/dir/xy]";
+    EXPECT_EQ(run.library.calls, std::vector{asked}) << kept;
   }
 }
 

@@ -11,6 +11,7 @@
 #include "support/fake_ad_blocker.h"
 #include "support/fake_host.h"
 #include "support/html_page.h"
+#include "support/log_recorder.h"
 #include "support/tight_buffer.h"
 
 namespace velmora::testing {
@@ -63,15 +64,25 @@ inline PageCase Kept(std::set<std::int32_t> categories, const std::string &page)
   return {std::move(categories), page, page};
 }
 
-/// The page whole, then cut before each of its bytes.
+/// The page whole, then cut before each of its bytes. Where it stands in the host's buffer, and
+/// whether there is a log, changes nothing of what goes on after each call.
 inline void ExpectPage(const PageCase &c, const ScriptHandlerMakers &makers = {}) {
   for (std::size_t cut = 0; cut < c.page.size(); ++cut) {
     SCOPED_TRACE(c.page + " cut at " + std::to_string(cut));
-    FilterRun run(c.categories);
-    run.makers = makers;
-    ASSERT_EQ(run.Page(CutAt(c.page, cut)), c.expected);
-    ASSERT_EQ(run.context.reports, c.reports);
-    ASSERT_EQ(run.context.reported_count, std::ssize(c.reports));
+    const auto run_at = [&](std::string_view before, std::string_view behind) {
+      FilterRun run(c.categories);
+      run.makers = makers;
+      auto sent = SentAfterEachCall(*run.MakeHandler(), CutAt(c.page, cut), before, behind);
+      EXPECT_EQ(sent.front() + (cut == 0 ? "" : sent.back()), c.expected);
+      EXPECT_EQ(run.context.reports, c.reports);
+      EXPECT_EQ(run.context.reported_count, std::ssize(c.reports));
+      return sent;
+    };
+    const auto sent = run_at("", "");
+    const LogRecorder log;
+    const auto &[before, behind] = PLACES[1 + cut % (std::size(PLACES) - 1)];
+    EXPECT_EQ(run_at(before, behind), sent);
+    if (::testing::Test::HasFailure()) return;
   }
 }
 

@@ -28,8 +28,7 @@ struct TwoPathsCase {
 };
 
 struct Seen {
-  std::string sent;
-  std::vector<std::uint32_t> commits;
+  std::vector<std::string> sent;
   std::vector<Report> reports;
   /// What the host was asked, what the library was asked, and what the handlers saw meanwhile.
   std::vector<std::int32_t> asked;
@@ -136,16 +135,9 @@ inline Seen RunPath(const TwoPathsCase &c, bool fast) {
               }));
         }));
     handler->SetContext(&run.context);
-    TightBuffer buffer;
-    for (std::size_t i = 0; i < c.pieces.size(); ++i) {
-      buffer.Append(c.pieces[i]);
-      const std::uint32_t flags =
-          (i == 0 ? DATA_FLAG_START : 0U) | (i + 1 == c.pieces.size() ? DATA_FLAG_END : 0U);
-      handler->ProcessData(&buffer, 0, buffer.GetSize(), flags);
-      seen.commits.push_back(buffer.GetCommitted());
-      seen.sent += buffer.TakeCommitted();
-    }
-    seen.sent += buffer.Held();
+    const std::vector<std::string_view> pieces(c.pieces.begin(), c.pieces.end());
+    const auto &[before, behind] = PLACES[c.pieces.front().size() % std::size(PLACES)];
+    seen.sent = SentAfterEachCall(*handler, pieces, before, behind);
   }
   seen.reports = run.context.reports;
   seen.asked = run.context.asked;

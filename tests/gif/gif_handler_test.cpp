@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "base/counted_pointer.h"
-#include "core/switches.h"
 #include "gif/gif_builder.h"
 #include "support/fake_host.h"
 #include "support/log_recorder.h"
@@ -106,21 +105,11 @@ TEST_F(GifHandler, NeverReadsPastTheEnd) {
 TEST_F(GifHandler, HoldsTheImageUntilItIsComplete) {
   const std::string kept = GifHeader(0) + GifLoop() + GifFrame();
   const std::string image = kept + GifFrame() + ";";
-  const auto handler = Make();
-  FakeBuffer buffer("sent");  // bytes in front of the chunk, already committed
-  for (std::size_t i = 0; i < image.size(); ++i) {
-    buffer.bytes += image[i];
-    const std::uint32_t flags = i + 1 == image.size() ? DATA_FLAG_END
-                                : i == 0              ? DATA_FLAG_START
-                                                      : 0;
-    handler->ProcessData(&buffer, 4, static_cast<std::uint32_t>(i + 1), flags);
-    if (flags != DATA_FLAG_END) {
-      ASSERT_EQ(buffer.committed, 4U);
-    }
-  }
-  EXPECT_EQ(buffer.bytes, "sent" + kept + ";");
-  EXPECT_EQ(buffer.committed, buffer.bytes.size());
-  EXPECT_EQ(buffer.replacements, 1);
+  std::vector<std::string_view> pieces;
+  for (const char &byte : image) pieces.emplace_back(&byte, 1);
+  std::vector<std::string> sent(image.size());
+  sent.back() = kept + ";";
+  EXPECT_EQ(SentAfterEachCall(*Make(), pieces, "sent", "tail"), sent);
   EXPECT_EQ(context.reports, std::vector{BLOCKED});
 }
 
@@ -152,87 +141,11 @@ TEST_F(GifHandler, StreamsThroughWhileSwitchedOff) {
   EXPECT_EQ(FeedTight(*without_context, {image}), image);
 }
 
-/// A trace line and the switch it stands behind.
-struct Line {
-  bool traced;
-  std::string_view text;
-};
-
-TEST_F(GifHandler, TracesTheWalk) {
-  using namespace switches;
-  const struct {
-    std::string image;
-    std::vector<Line> lines;
-  } CASES[] = {
-      {GifHeader(1) + GifLoop() + GifGraphicControl() + GifComment("hello") + GifFrame(0) + ";",
-       {{GIF_BLOCK_TRACE, "gif signature: GIF\n"},
-        {GIF_BLOCK_TRACE, "gif version: 89a\n"},
-        {GIF_BLOCK_TRACE, "gif width 300, height 2\n"},
-        {GIF_BLOCK_TRACE, "gif gct size: 12\n"},
-        {GIF_BLOCK_TRACE, "gif block type: 21 (extension)\n"},
-        {GIF_BLOCK_TRACE, "  gif label: FF (application extension)\n"},
-        {GIF_SUB_BLOCK_TRACE, "  gif sub-block size: 3\n"},
-        {GIF_SUB_BLOCK_TRACE, "  gif sub-block size: 0\n"},
-        {GIF_BLOCK_TRACE, "gif block type: 21 (extension)\n"},
-        {GIF_BLOCK_TRACE, "  gif label: F9 (graphic control extension)\n"},
-        {GIF_SUB_BLOCK_TRACE, "  gif sub-block size: 0\n"},
-        {GIF_BLOCK_TRACE, "gif block type: 21 (extension)\n"},
-        {GIF_BLOCK_TRACE, "  gif label: FE (comment extension)\n"},
-        {GIF_SUB_BLOCK_TRACE, "  gif sub-block size: 5\n"},
-        {GIF_SUB_BLOCK_TRACE, "  gif sub-block size: 0\n"},
-        {GIF_BLOCK_TRACE, "gif block type: 2C (image descriptor)\n"},
-        {GIF_BLOCK_TRACE, "  gif width 258, height 1\n"},
-        {GIF_BLOCK_TRACE, "  gif lct size: 6\n"},
-        {GIF_SUB_BLOCK_TRACE, "  gif sub-block size: 3\n"},
-        {GIF_SUB_BLOCK_TRACE, "  gif sub-block size: 0\n"},
-        {GIF_BLOCK_TRACE, "gif block type: 3B (trailer)\n"}}},
-      {GifHeader() + "x!\x01\xFE\n",
-       {{GIF_BLOCK_TRACE, "gif signature: GIF\n"},
-        {GIF_BLOCK_TRACE, "gif version: 89a\n"},
-        {GIF_BLOCK_TRACE, "gif width 300, height 2\n"},
-        {GIF_BLOCK_TRACE, "gif gct size: 0\n"},
-        {GIF_UNKNOWN_BLOCK_TRACE, "*** gif block type: 78 (UNKNOWN)\n"},
-        {GIF_BLOCK_TRACE, "gif block type: 21 (extension)\n"},
-        {true, "  *** gif label: 01 (UNKNOWN)\n"},
-        {GIF_UNKNOWN_BLOCK_TRACE, "*** gif block type: FE (UNKNOWN)\n"},
-        {GIF_UNKNOWN_BLOCK_TRACE, "*** gif block type: 0A (alternative trailer?)\n"}}},
-      // The walk stops in the middle; what it traced stays.
-      {"GIF89", {{GIF_BLOCK_TRACE, "gif signature: GIF\n"}}},
-  };
-  for (const auto &[image, lines] : CASES) {
-    const LogRecorder recorder;
-    std::string expected;
-    for (const auto &[traced, text] : lines) {
-      if (traced) expected += text;
-    }
-    FeedTight(*Make(), {image});
-    EXPECT_EQ(LogRecorder::Text(), expected);
-  }
-}
-
-TEST_F(GifHandler, TracesUnknownApplications) {
-  const struct {
-    std::string extension;
-    std::string lines;  // behind the switch for unknown extensions; empty: a known application
-  } CASES[] = {
-      {GifLoop(), ""},
-      {GifApplication("LViewPro200", GifData({})), ""},
-      {GifApplication("ACROGATE1.0", GifData({})), ""},
-      {GifApplication("NETSCAPE3.0", GifData({})),
-       "  gif NETSCAPE3.0\n  *** gif unknown application extension\n"},
-      {GifApplication("short", GifData({})),  // eleven bytes all the same
-       "  gif short\n  *** gif unknown application extension\n"},
-  };
-  for (const auto &[extension, lines] : CASES) {
-    const LogRecorder recorder;
-    FeedTight(*Make(), {GifHeader() + extension});
-    std::string found;
-    for (std::string_view text :
-         {"  gif NETSCAPE3.0\n", "  gif short\n", "  *** gif unknown application extension\n"}) {
-      if (LogRecorder::Text().find(text) != std::string::npos) found += text;
-    }
-    EXPECT_EQ(found, switches::GIF_UNKNOWN_EXTENSION_TRACE ? lines : "");
-  }
+TEST_F(GifHandler, LogsUnknownLabelsAlone) {
+  const LogRecorder recorder;
+  FeedTight(*Make(), {GifHeader(1) + GifLoop() + GifGraphicControl() + GifComment("hello") +
+                      GifApplication("NETSCAPE3.0", GifData({})) + GifFrame(0) + "x!\x01\xFE\n"});
+  EXPECT_EQ(LogRecorder::Text(), "  *** gif label: 01 (UNKNOWN)\n");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "support/charsets.h"
 #include "support/html_page.h"
 #include "support/log_recorder.h"
+#include "support/tight_buffer.h"
 
 namespace velmora {
 namespace {
@@ -224,16 +225,7 @@ TEST(Tokenizer, OutputIsHeldBack) {
       return 0;
     })));
     handler->SetContext(&context);
-    FakeBuffer buffer;
-    std::vector<std::string> sent;
-    for (std::size_t i = 0; i < c.pieces.size(); ++i) {
-      buffer.bytes += c.pieces[i];
-      handler->ProcessData(
-          &buffer, 0, buffer.GetSize(),
-          (i == 0 ? DATA_FLAG_START : 0U) | (i + 1 == c.pieces.size() ? DATA_FLAG_END : 0U));
-      sent.push_back(buffer.TakeCommitted());
-    }
-    EXPECT_EQ(sent, c.sent) << c.what;
+    EXPECT_EQ(SentAfterEachCall(*handler, c.pieces), c.sent) << c.what;
   }
 }
 

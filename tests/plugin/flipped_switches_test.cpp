@@ -51,12 +51,20 @@ TEST(FlippedSwitches, Gif) {
   context.content_type = "image/gif";
   context.categories = {CATEGORY_GIF_ANIMATION};
   EXPECT_EQ(LogOf(context,
-                  "GIF89a\5\0\6\0\x80\0\0RGBRGB\x99!\xFF\x0BUNKNOWN1234\0!\xFE\1c\0!\xF9\4abcd\0"
+                  "GIF89a\5\0\6\0\x80\0\0RGBRGB\x99!\xFF\x0BUNKNOWN1234\0!\xFF\x0BNETSCAPE2.0\0"
+                  "!\xFF\x0BLViewPro200\0!\xFF\x0B"
+                  "ACROGATE1.0\0!\xFE\1c\0!\xF9\4abcd\0"
                   ",\0\0\0\0\1\0\2\0\0\2\1x\0;"sv),
             "gif signature: GIF\ngif version: 89a\ngif width 5, height 6\ngif gct size: 6\n"
             "*** gif block type: 99 (UNKNOWN)\n"
             "gif block type: 21 (extension)\n  gif label: FF (application extension)\n"
             "  gif UNKNOWN1234\n  *** gif unknown application extension\n  gif sub-block size: 0\n"
+            "gif block type: 21 (extension)\n  gif label: FF (application extension)\n"
+            "  gif sub-block size: 0\n"
+            "gif block type: 21 (extension)\n  gif label: FF (application extension)\n"
+            "  gif sub-block size: 0\n"
+            "gif block type: 21 (extension)\n  gif label: FF (application extension)\n"
+            "  gif sub-block size: 0\n"
             "gif block type: 21 (extension)\n  gif label: FE (comment extension)\n"
             "  gif sub-block size: 1\n  gif sub-block size: 0\n"
             "gif block type: 21 (extension)\n  gif label: F9 (graphic control extension)\n"

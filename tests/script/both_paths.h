@@ -14,6 +14,7 @@
 #include "support/body_pieces.h"
 #include "support/fake_host.h"
 #include "support/log_recorder.h"
+#include "support/tight_buffer.h"
 
 namespace velmora::testing {
 
@@ -92,8 +93,7 @@ class CountingAdBlocker final : public FakeObject<IAdBlocker> {
 
 /// All that a host, its ad-blocking library and the log see of one script.
 struct Outcome {
-  std::string sent;
-  std::vector<std::uint32_t> commits;
+  std::vector<std::string> sent;
   std::vector<Report> reports;
   std::vector<std::int32_t> asked;
   std::size_t questions = 0;
@@ -126,15 +126,9 @@ inline Outcome Filter(const Setting &setting, std::string_view script, bool fast
     handler->SetContext(&context);
     std::optional<LogRecorder> log;
     if (setting.logs) log.emplace();
-    FakeBuffer buffer;
     const std::size_t half = body.size() / 2;
-    for (const bool is_end : {false, true}) {
-      buffer.Append(std::string_view(body).substr(is_end ? half : 0, is_end ? body.npos : half));
-      handler->ProcessData(&buffer, 0, buffer.GetSize(), is_end ? DATA_FLAG_END : DATA_FLAG_START);
-      outcome.commits.push_back(buffer.committed);
-      outcome.sent += buffer.TakeCommitted();
-    }
-    outcome.sent += buffer.bytes;
+    const std::string_view view = body;
+    outcome.sent = SentAfterEachCall(*handler, {view.substr(0, half), view.substr(half)});
     if (log) outcome.log = log->Text();
   }
   outcome.reports = std::move(context.reports);

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "support/fake_host.h"
@@ -60,10 +61,48 @@ class TightBuffer final : public FakeObject<IDataBuffer> {
   std::uint32_t committed_ = 0;
 };
 
-/// As `Feed`, through a tight buffer.
+/// What a host sends on after each call of a body that lies between bytes that are not its own;
+/// what is left at the end goes on with the last.
+inline std::vector<std::string> SentAfterEachCall(IDataProcessor &processor,
+                                                  const std::vector<std::string_view> &pieces,
+                                                  std::string_view before = {},
+                                                  std::string_view behind = {}) {
+  const auto offset = static_cast<std::uint32_t>(before.size());
+  std::vector<std::string> sent;
+  std::string held;
+  for (std::size_t i = 0; i < pieces.size(); ++i) {
+    held += pieces[i];
+    TightBuffer buffer;
+    buffer.Append(std::string(before).append(held).append(behind));
+    processor.ProcessData(
+        &buffer, offset, static_cast<std::uint32_t>(held.size()),
+        (i == 0 ? DATA_FLAG_START : 0U) | (i + 1 == pieces.size() ? DATA_FLAG_END : 0U));
+    const std::string_view after = buffer.Held();
+    EXPECT_TRUE(after.starts_with(before) && after.ends_with(behind)) << after;
+    const std::size_t end = after.size() - behind.size();
+    const std::size_t committed = buffer.GetCommitted();
+    EXPECT_TRUE(offset <= committed && committed <= end) << committed;
+    sent.emplace_back(after.substr(offset, committed - offset));
+    held = after.substr(committed, end - committed);
+  }
+  if (!sent.empty()) sent.back() += held;
+  return sent;
+}
+
 inline std::string FeedTight(IDataProcessor &processor,
                              const std::vector<std::string_view> &pieces) {
-  return Feed<TightBuffer>(processor, pieces);
+  std::string sent;
+  for (const std::string &part : SentAfterEachCall(processor, pieces)) sent += part;
+  return sent;
 }
+
+/// Places of a body in its host's buffer: before and behind it stand bytes that would be changed if
+/// they were its own.
+inline constexpr std::pair<std::string_view, std::string_view> PLACES[] = {
+    {"", ""},
+    {"<q onload=1><img src=/ads/0>", ""},
+    {"", "</applet></script><b onclick=2>"},
+    {"<q onload=1>", "</applet><b onclick=2>"},
+};
 
 }  // namespace velmora::testing
