@@ -1,32 +1,11 @@
 // The index against the plain path: many rules at once, each address judged by those that the index
 // finds and by all in turn. Verdict and deciding rule have to be the same.
 #include <gtest/gtest.h>
-#include <random>
 
 #include "support.h"
 
 namespace velmora::adblock::testing {
 namespace {
-
-class Dice {
- public:
-  explicit Dice(unsigned seed) : random_(seed) {}
-  std::size_t Below(std::size_t limit) { return random_() % limit; }
-  bool OneIn(std::size_t count) { return Below(count) == 0; }
-  template <typename Pieces>
-  std::string Pick(const Pieces &pieces) {
-    return std::string(pieces[Below(std::size(pieces))]);
-  }
-  template <typename Pieces>
-  std::string Row(const Pieces &pieces, std::size_t most) {
-    std::string text;
-    for (std::size_t count = 1 + Below(most); count > 0; --count) text += Pick(pieces);
-    return text;
-  }
-
- private:
-  std::mt19937 random_;
-};
 
 constexpr const char *HOSTS[] = {"a.example",
                                  "b.a.example",

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,5 +31,26 @@ inline std::string_view NameOf(Verdict verdict) {
   constexpr std::string_view NAMES[] = {"none", "blocked", "allowed"};
   return NAMES[static_cast<int>(verdict.kind)];
 }
+
+/// Random rules and addresses, put together from pieces.
+class Dice {
+ public:
+  explicit Dice(unsigned seed) : random_(seed) {}
+  std::size_t Below(std::size_t limit) { return random_() % limit; }
+  bool OneIn(std::size_t count) { return Below(count) == 0; }
+  template <typename Pieces>
+  std::string Pick(const Pieces &pieces) {
+    return std::string(pieces[Below(std::size(pieces))]);
+  }
+  template <typename Pieces>
+  std::string Row(const Pieces &pieces, std::size_t most) {
+    std::string text;
+    for (std::size_t count = 1 + Below(most); count > 0; --count) text += Pick(pieces);
+    return text;
+  }
+
+ private:
+  std::mt19937 random_;
+};
 
 }  // namespace velmora::adblock::testing

@@ -149,29 +149,6 @@ TEST_F(EventLogTest, CutsLongTextsBetweenCharacters) {
   EXPECT_EQ(events[1].reason, std::string(EventLog::MOST_TEXT - 2, 'a') + "\u00F6");
 }
 
-TEST_F(EventLogTest, LosesNothingAtAThousandItemsASecond) {
-  constexpr int SECONDS = 2;
-  constexpr int A_TICK = 10;  // items each 10 ms
-  const std::string url = "http://www.example.com/" + std::string(200, 'p');
-  {
-    EventLog log({.file = file_});
-    EventLogSink sink(log, "192.0.2.7", url);
-    auto next = std::chrono::steady_clock::now();
-    for (int i = 0; i < SECONDS * 1000; ++i) {
-      sink.OnBlocked({CATEGORY_AD_URLS, std::to_string(i), "detail"});
-      if (i % A_TICK == A_TICK - 1) {
-        std::this_thread::sleep_until(next += std::chrono::milliseconds(10));
-      }
-    }
-    EXPECT_EQ(log.Dropped(), 0U);
-  }
-  const auto events = Events(file_);
-  ASSERT_EQ(events.size(), SECONDS * 1000U);
-  for (std::size_t i = 0; i < events.size(); ++i) {
-    ASSERT_EQ(events[i].item, std::to_string(i)) << "in order";
-  }
-}
-
 TEST_F(EventLogTest, CountsWhatIsBeyondTheQueueAndNeverWaits) {
   // A pipe that nobody reads stops the writer; the callers go on.
   ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
@@ -213,16 +190,13 @@ TEST_F(EventLogTest, CountsWhatIsBeyondTheQueueAndNeverWaits) {
 TEST_F(EventLogTest, GoesOnInANewFileAfterRotation) {
   EventLog log({.file = file_});
   const std::filesystem::path old = file_.string() + ".1";
-  log.AddError("one");
-  log.Flush();
+  for (int i = 0; i < 1000; ++i) log.AddError("before");
   std::filesystem::rename(file_, old);
-  log.AddError("two");
-  log.Flush();
   log.Reopen();
+  EXPECT_TRUE(std::filesystem::exists(file_)) << "at the call, and there is where they part";
+  log.AddError("after");
   log.Flush();
-  log.AddError("three");
-  log.Flush();
-  EXPECT_EQ(Events(old).size(), 2U);
+  EXPECT_EQ(Events(old).size(), 1000U);
   ASSERT_EQ(Events(file_).size(), 1U);
 
   std::filesystem::rename(file_, old);
@@ -234,19 +208,6 @@ TEST_F(EventLogTest, GoesOnInANewFileAfterRotation) {
   ASSERT_EQ(events.size(), 3U);
   EXPECT_EQ(events[1].reason, "event log not opened again: Is a directory");
   EXPECT_EQ(events[2].reason, "four");
-}
-
-TEST_F(EventLogTest, OpensAtTheCallAndSplitsThere) {
-  EventLog log({.file = file_});
-  const std::filesystem::path old = file_.string() + ".1";
-  for (int i = 0; i < 1000; ++i) log.AddError("before");
-  std::filesystem::rename(file_, old);
-  log.Reopen();
-  EXPECT_TRUE(std::filesystem::exists(file_));
-  log.AddError("after");
-  log.Flush();
-  EXPECT_EQ(Events(old).size(), 1000U);
-  EXPECT_EQ(Events(file_).size(), 1U);
 }
 
 /// A proxy's worker has its user's rights, and those of root while it reads its configuration.
