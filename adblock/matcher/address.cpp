@@ -139,15 +139,4 @@ std::size_t Address::NextBound(std::size_t at) const noexcept {
   return std::min(bound, original_.size());
 }
 
-PageHost::PageHost(std::string_view host) noexcept {
-  host = host.substr(0, host.starts_with('[') ? host.find(']') + 1 : host.find(':'));
-  if (host.ends_with('.')) host.remove_suffix(1);
-  text_.Assign(host.size() > MAX_HOST ? std::string_view() : host, [](std::uint64_t) {});
-  std::uint64_t high_bits = 0;
-  for (std::size_t at = 0; at < text_.Size(); at += sizeof high_bits) {
-    high_bits |= LoadWord(text_.Data() + at);
-  }
-  is_beyond_ascii_ = (high_bits & 0x8080808080808080U) != 0;
-}
-
 }  // namespace velmora::adblock

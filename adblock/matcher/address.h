@@ -97,21 +97,24 @@ class Address {
   std::size_t HostStart() const noexcept { return host_; }
   std::size_t HostEnd() const noexcept { return host_ + host_size_; }
 
+  /// Most tokens that `ForEachToken` visits from one call of `before_some` to the next.
+  static constexpr std::size_t SOME_TOKENS = 32;
+
   /// Calls `visit` for each token with its start, its size and its bytes in a word, no more than
-  /// `TOKEN_SIZE`.
-  template <typename Visit>
-  void ForEachToken(Visit visit) const noexcept {
+  /// `TOKEN_SIZE`; and `before_some` now and then.
+  template <typename BeforeSome, typename Visit>
+  void ForEachToken(BeforeSome before_some, Visit visit) const noexcept {
     constexpr std::uint64_t END = std::uint64_t{1} << TOKEN_SIZE;
+    const auto *const bytes_of_bits = reinterpret_cast<const char *>(token_bits_.data());
     const std::size_t words = (original_.size() + 63) / 64;
     std::uint64_t before = 0;
     for (std::size_t word = 0; word < words; ++word) {
       const std::uint64_t bits = token_bits_[word];
-      const std::uint64_t next = token_bits_[word + 1];
+      before_some();
       for (std::uint64_t starts = bits & ~(bits << 1 | before); starts != 0; starts &= starts - 1) {
-        const auto bit = static_cast<unsigned>(std::countr_zero(starts));
-        const std::uint64_t token = bits >> bit | next << 1 << (63 - bit);
+        const std::size_t start = word * 64 + static_cast<std::size_t>(std::countr_zero(starts));
+        const std::uint64_t token = LoadWord(bytes_of_bits + start / 8) >> (start % 8);
         const auto size = static_cast<std::size_t>(std::countr_zero(~token | END));
-        const std::size_t start = word * 64 + bit;
         visit(start, size, LoadWord(lowered_.Data() + start) & FIRST_BYTES[size]);
       }
       before = bits >> 63;
@@ -138,18 +141,6 @@ class Address {
   /// One bit for each byte, and a word without any behind them.
   std::array<std::uint64_t, MAX_ADDRESS / 64 + 1> token_bits_;
   PaddedText<MAX_ADDRESS> lowered_;
-};
-
-/// The host as a page's: in lower case, without port and final dot. Empty for one that is too long.
-class PageHost {
- public:
-  explicit PageHost(std::string_view host) noexcept;
-  std::string_view Get() const noexcept { return text_.View(); }
-  bool IsBeyondAscii() const noexcept { return is_beyond_ascii_; }
-
- private:
-  PaddedText<MAX_HOST> text_;
-  bool is_beyond_ascii_ = false;
 };
 
 /// Calls `visit` for each suffix of `host` that begins with a label, the longest first, with the

@@ -453,7 +453,7 @@ class Compiler {
       ordered[--(*buckets)[BucketOf(entries_[at])]] = entries_[at].entry;
     }
     for (const KeyedEntry &keyed : entries_) {
-      (*buckets)[BucketOf(keyed)] |= BucketMark(keyed.lookup);
+      (*buckets)[BucketOf(keyed)] |= std::uint32_t{1} << BucketMark(keyed.lookup);
     }
     return ordered;
   }

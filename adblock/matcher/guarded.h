@@ -18,12 +18,13 @@
 #include <vector>
 
 #include "base/mutex.h"
+#include "thread_place.h"
 
 namespace velmora::adblock {
 
 template <typename T>
 class Guarded {
-  static constexpr int SLOT_BITS = 6;
+  static constexpr std::size_t SLOTS = std::size_t{1} << 6;
 
   struct alignas(64) Slot {
     std::atomic<std::uint32_t> readers[2] = {};
@@ -35,7 +36,7 @@ class Guarded {
    public:
     explicit Reading(const Guarded &guarded) noexcept {
       const std::uint32_t set = guarded.set_.load() & 1;
-      counter_ = &guarded.slots_[SlotHere()].readers[set];
+      counter_ = &guarded.slots_[ThreadPlace() % SLOTS].readers[set];
       counter_->fetch_add(1);
       value_ = guarded.value_.load();
     }
@@ -85,15 +86,7 @@ class Guarded {
     return true;
   }
 
-  /// The stacks of threads lie apart, so a local variable's place tells them apart well enough.
-  static std::size_t SlotHere() noexcept {
-    const char here = 0;
-    const auto place = reinterpret_cast<std::uintptr_t>(&here);
-    return static_cast<std::size_t>(std::uint64_t{place >> 16} * 0x9E3779B97F4A7C15U >>
-                                    (64 - SLOT_BITS));
-  }
-
-  mutable std::array<Slot, std::size_t{1} << SLOT_BITS> slots_;
+  mutable std::array<Slot, SLOTS> slots_;
   base::Mutex replacing_;
   std::vector<std::unique_ptr<const T>> kept_ VELMORA_GUARDED_BY(replacing_);
   const std::chrono::milliseconds patience_;

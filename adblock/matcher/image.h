@@ -115,11 +115,11 @@ struct IndexEntry {
 
 /// The lookup key of an entry whose pattern has fewer than two certain bytes behind the key.
 inline std::uint64_t ShortLookupKey(std::uint64_t key) noexcept {
-  return key * hash_detail::ODD_A;
+  return key;
 }
 /// That of the others: `key` with the first two bytes of `behind`.
 inline std::uint64_t LongLookupKey(std::uint64_t key, std::uint64_t behind) noexcept {
-  return hash_detail::Mix(key, (behind & FIRST_BYTES[2]) + 1);
+  return key + ((behind & FIRST_BYTES[2]) + 1) * hash_detail::ODD_B;
 }
 
 constexpr std::uint16_t ComparedBits(std::uint64_t lookup_key) noexcept {
@@ -131,9 +131,9 @@ constexpr std::uint16_t ComparedBits(std::uint64_t lookup_key) noexcept {
 inline constexpr unsigned BUCKET_PLACE_BITS = 24;
 inline constexpr std::uint32_t MAX_ENTRIES = (1U << BUCKET_PLACE_BITS) - 1;
 
-/// One of the eight bits above the place, by bits of the lookup key that do not choose its bucket.
-constexpr std::uint32_t BucketMark(std::uint64_t lookup_key) noexcept {
-  return 1U << (BUCKET_PLACE_BITS + (lookup_key >> 21 & 7));
+/// Which of the bits above the place, by bits of the lookup key that do not choose its bucket.
+constexpr unsigned BucketMark(std::uint64_t lookup_key) noexcept {
+  return BUCKET_PLACE_BITS + static_cast<unsigned>(lookup_key >> 21 & 7);
 }
 
 struct DomainRecord {
@@ -204,9 +204,10 @@ class Table {
     if (index < count_) std::memcpy(&record, data_ + index * sizeof record, sizeof record);
     return record;
   }
-  /// The record will be wanted soon.
+  /// The record, if there is one, will be wanted soon.
   void Prefetch(std::size_t index) const noexcept {
-    if (index < count_) __builtin_prefetch(data_ + index * sizeof(Record));
+    const auto place = reinterpret_cast<std::uintptr_t>(data_) + index * sizeof(Record);
+    __builtin_prefetch(reinterpret_cast<const void *>(place));
   }
 
  private:
@@ -242,6 +243,10 @@ class Buckets {
   std::uint64_t NumberOf(std::uint64_t lookup_key) const noexcept { return lookup_key >> shift_; }
   std::uint32_t Head(std::uint64_t bucket) const noexcept {
     return hash_detail::Load<std::uint32_t>(heads_ + bucket * sizeof(std::uint32_t));
+  }
+  /// False where no entry has the lookup key.
+  bool MayHave(std::uint64_t lookup_key) const noexcept {
+    return Head(NumberOf(lookup_key)) >> BucketMark(lookup_key) & 1;
   }
   /// Where the bucket's entries begin and end. They may lie outside of the entries.
   std::uint32_t First(std::uint64_t bucket) const noexcept { return Head(bucket) & MAX_ENTRIES; }

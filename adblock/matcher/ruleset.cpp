@@ -59,20 +59,21 @@ bool IsOnList(const Image &image, std::uint32_t head, std::string_view host) noe
 
 }  // namespace
 
-/// One question on its way through the rules.
+/// One address on its way through the rules.
 class Ruleset::Inquiry {
  public:
-  Inquiry(const Ruleset &ruleset, const Address &address, std::string_view page_host,
+  Inquiry(const Ruleset &ruleset, const Address &address, const Page &page,
           const Question &question) noexcept
       : image_(ruleset.image_),
         expressions_(ruleset.expressions_),
         address_(address),
-        page_host_(page_host),
+        page_(page),
         method_(question.method),
         types_(question.types) {}
 
   void Find() noexcept {
     is_indexed_ = true;
+    for (const std::uint64_t key : page_.Keys()) TryFound({key, NO_PLACE, 0});
     NoteHosts();
     NoteTokens();
     TryNoted();
@@ -91,13 +92,8 @@ class Ruleset::Inquiry {
  private:
   static constexpr std::size_t NOTED = 64;
   static constexpr std::uint32_t NO_PLACE = ~0U;
+  /// A key, or a lookup key, that may be there, and the place that it comes from.
   struct Noted {
-    std::uint64_t key;
-    std::uint32_t place;
-    std::uint32_t end;
-  };
-  /// A lookup key that may be there, and the place that it comes from.
-  struct Found {
     std::uint64_t key;
     std::uint32_t place;
     std::uint32_t end;
@@ -111,30 +107,25 @@ class Ruleset::Inquiry {
            host_start + static_cast<std::uint32_t>(start), host_end);
       return false;
     });
-    const bool has_labels = image_.Header().has_page_labels != 0;
-    AnyHostSuffix(page_host_, [&](std::size_t start, std::size_t label_size) noexcept {
-      const char *suffix = page_host_.data() + start;
-      Note(HashPaddedBytes(suffix, page_host_.size() - start) ^ KEY_PAGE_HOST, NO_PLACE, 0);
-      if (has_labels) Note(HashPaddedBytes(suffix, label_size) ^ KEY_PAGE_LABEL, NO_PLACE, 0);
-      return false;
-    });
   }
 
   void NoteTokens() noexcept {
     // Both stay in registers, where members would be read again for each token.
     const KeyFilter filter = image_.filter;
     std::size_t count = noted_count_;
-    address_.ForEachToken([&](std::size_t start, std::size_t size, std::uint64_t bytes) noexcept {
+    const auto make_room = [&]() noexcept {
+      if (count + Address::SOME_TOKENS <= noted_.size()) return;
+      noted_count_ = count;
+      TryNoted();
+      count = 0;
+    };
+    const auto note = [&](std::size_t start, std::size_t size, std::uint64_t bytes) noexcept {
       const std::uint64_t key = HashWord(bytes) ^ KEY_TOKEN;
       noted_[count] = {key, static_cast<std::uint32_t>(start),
                        static_cast<std::uint32_t>(start + size)};
       count += filter.Has(key);
-      if (count == noted_.size()) {
-        noted_count_ = count;
-        TryNoted();
-        count = 0;
-      }
-    });
+    };
+    address_.ForEachToken(make_room, note);
     noted_count_ = count;
   }
 
@@ -150,24 +141,24 @@ class Ruleset::Inquiry {
   /// Tries the rules that have the keys noted, in the same way: what each key leads to is looked
   /// up for all of them before anything is done with it.
   void TryNoted() noexcept {
-    std::array<Found, NOTED * 2> found;
+    std::array<Noted, NOTED * 2> found;
     std::size_t found_count = 0;
     const Buckets buckets = image_.buckets;
     for (std::size_t at = 0; at < noted_count_; ++at) {
-      const Noted &note = noted_[at];
+      const Noted note = noted_[at];
       for (const std::uint64_t key :
            {LongLookupKey(note.key, address_.WordAt(note.end)), ShortLookupKey(note.key)}) {
         const std::uint32_t head = buckets.Head(buckets.NumberOf(key));
         found[found_count] = {key, note.place, note.end};
         image_.entries.Prefetch(head & MAX_ENTRIES);
-        found_count += (head & BucketMark(key)) != 0;
+        found_count += head >> BucketMark(key) & 1;
       }
     }
     noted_count_ = 0;
     for (std::size_t at = 0; at < found_count && !effort_.IsSpent(); ++at) TryFound(found[at]);
   }
 
-  void TryFound(const Found &found) noexcept {
+  void TryFound(const Noted &found) noexcept {
     const std::uint64_t bucket = image_.buckets.NumberOf(found.key);
     const std::uint32_t first = image_.buckets.First(bucket);
     const std::uint32_t last = std::min(image_.buckets.Last(bucket), image_.entries.Count());
@@ -228,10 +219,10 @@ class Ruleset::Inquiry {
   bool Applies(const RuleRecord &rule) noexcept {
     constexpr std::uint16_t PARTIES = RULE_THIRD_PARTY | RULE_FIRST_PARTY;
     if ((rule.flags & PARTIES) != 0 && (rule.flags & PARTIES) != PARTIES) {
-      if (!third_party_) third_party_ = IsThirdParty(page_host_, address_.Host());
+      if (!third_party_) third_party_ = IsThirdParty(page_.Host(), address_.Host());
       if (*third_party_ != ((rule.flags & RULE_THIRD_PARTY) != 0)) return false;
     }
-    if (rule.page_domains && !IsOnList(rule.page_domains, page_host_)) return false;
+    if (rule.page_domains && !IsOnList(rule.page_domains, page_.Host())) return false;
     return !rule.address_domains || IsOnList(rule.address_domains, address_.Host());
   }
 
@@ -254,7 +245,7 @@ class Ruleset::Inquiry {
   const Image &image_;
   ExpressionCache &expressions_;
   const Address &address_;
-  const std::string_view page_host_;
+  const Page &page_;
   const std::uint16_t method_;
   const std::uint16_t types_;
   bool is_indexed_ = false;
@@ -278,24 +269,17 @@ std::string WithAsciiHost(const Address &address) {
   return spelled.append(text.substr(address.HostEnd()));
 }
 
-/// Calls `ask` with the address and the page's host, if there is a host to ask about.
+/// Calls `ask` with the address, if it has a host.
 template <typename Ask>
-void WithParts(std::string_view address_text, std::string_view page_host_text, Ask ask) noexcept {
-  const Address address(address_text);
+void WithAddress(std::string_view text, Ask ask) noexcept {
+  const Address address(text);
   if (!address.HasHost()) return;
-  const PageHost page_host(page_host_text);
-  if (!address.IsHostBeyondAscii() && !page_host.IsBeyondAscii()) {
-    ask(address, page_host.Get());
-    return;
-  }
+  if (!address.IsHostBeyondAscii()) return ask(address);
   try {
     const std::string spelled = WithAsciiHost(address);
-    const Address other(spelled);
-    const PageHost other_page(
-        AsciiSpelling(page_host.Get()).value_or(std::string(page_host.Get())));
-    ask(other, other_page.Get());
+    ask(Address(spelled));
   } catch (const std::bad_alloc &) {
-    ask(address, page_host.Get());
+    ask(address);
   }
 }
 
@@ -306,8 +290,10 @@ Ruleset::Ruleset(Image image)
 
 Verdict Ruleset::Judge(const Question &question) const noexcept {
   Verdict verdict;
-  WithParts(question.address, question.page_host, [&](const Address &address, auto page_host) {
-    Inquiry inquiry(*this, address, page_host, question);
+  WithAddress(question.address, [&](const Address &address) noexcept {
+    Page page(question.page_host);
+    page.FindKeys(image_);
+    Inquiry inquiry(*this, address, page, question);
     inquiry.Find();
     verdict = inquiry.Answer();
   });
@@ -322,18 +308,27 @@ Verdict Ruleset::JudgeRequest(std::string_view page, Question question) const no
 }
 
 Verdict Ruleset::JudgeInPage(const Question &question) const noexcept {
-  const AnswerMemory::Key key = AnswerMemory::KeyOf(
-      question.page_host, question.address, question.types | std::uint32_t{question.method} << 16);
-  if (const auto known = memory_.Find(key)) return *known;
-  const Verdict verdict = Judge(question);
-  memory_.Keep(key, verdict);
+  Desks::Held held(desks_);
+  Desk *const desk = held.For(question.page_host, image_);
+  if (!desk) return Judge(question);
+  const AnswerMemory::Key key =
+      AnswerMemory::KeyOf(question.address, question.types | std::uint32_t{question.method} << 16);
+  if (const auto known = desk->answers.Find(key)) return *known;
+  Verdict verdict;
+  WithAddress(question.address, [&](const Address &address) noexcept {
+    Inquiry inquiry(*this, address, *desk->page, question);
+    inquiry.Find();
+    verdict = inquiry.Answer();
+  });
+  desk->answers.Keep(key, verdict);
   return verdict;
 }
 
 Verdict Ruleset::JudgePlainly(const Question &question) const noexcept {
   Verdict verdict;
-  WithParts(question.address, question.page_host, [&](const Address &address, auto page_host) {
-    Inquiry inquiry(*this, address, page_host, question);
+  WithAddress(question.address, [&](const Address &address) noexcept {
+    const Page page(question.page_host);
+    Inquiry inquiry(*this, address, page, question);
     inquiry.TryAll();
     verdict = inquiry.Answer();
   });
@@ -342,8 +337,10 @@ Verdict Ruleset::JudgePlainly(const Question &question) const noexcept {
 
 std::size_t Ruleset::EffortOf(const Question &question) const noexcept {
   std::size_t effort = 0;
-  WithParts(question.address, question.page_host, [&](const Address &address, auto page_host) {
-    Inquiry inquiry(*this, address, page_host, question);
+  WithAddress(question.address, [&](const Address &address) noexcept {
+    Page page(question.page_host);
+    page.FindKeys(image_);
+    Inquiry inquiry(*this, address, page, question);
     inquiry.Find();
     effort = inquiry.Spent();
   });

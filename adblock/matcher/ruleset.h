@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "address.h"
-#include "answer_memory.h"
+#include "desk.h"
 #include "expression.h"
 #include "image.h"
 #include "verdict.h"
@@ -39,7 +39,7 @@ class Ruleset {
   /// The same with the page given by its address, or its host alone. For a page itself its own host
   /// counts where none is given.
   Verdict JudgeRequest(std::string_view page, Question question) const noexcept;
-  /// As `Judge`, with the last answers remembered: for what stands in pages.
+  /// As `Judge`, with the page and the last answers remembered: for what stands in pages.
   Verdict JudgeInPage(const Question &question) const noexcept;
   /// As `Judge`, by trying every rule in turn, without the index and the bound: what `Judge` is
   /// held against.
@@ -56,7 +56,7 @@ class Ruleset {
 
   Image image_;
   mutable ExpressionCache expressions_;
-  mutable AnswerMemory memory_;
+  mutable Desks desks_;
 };
 
 }  // namespace velmora::adblock

@@ -36,13 +36,14 @@ std::string_view NamedAddress(std::string_view page_host, std::string_view addre
   const std::size_t start = address.find(MARK);
   if (start == std::string_view::npos || page_host.empty()) return address;
   const std::string_view rest = address.substr(start + MARK.size());
-  // Few addresses have a second mark, so that it is looked for first.
-  std::size_t mark = rest.find(MARK, page_host.size() + SECURE.size());
-  if (mark == std::string_view::npos ||
-      !std::equal(page_host.begin(), page_host.end(), rest.begin(), same) ||
-      (rest[page_host.size()] != '/' && rest[page_host.size()] != ':')) {
+  // Few addresses are of the page's own host, and most others show it at this byte.
+  if (rest.size() <= page_host.size() ||
+      (rest[page_host.size()] != '/' && rest[page_host.size()] != ':') ||
+      (!rest.starts_with(page_host) &&
+       !std::equal(page_host.begin(), page_host.end(), rest.begin(), same))) {
     return address;
   }
+  std::size_t mark = rest.find(MARK, page_host.size() + SECURE.size());
   for (; mark != std::string_view::npos; mark = rest.find(MARK, mark + 1)) {
     const std::size_t inner = mark - SECURE.size();
     if (std::equal(SECURE.begin(), SECURE.end(), rest.begin() + static_cast<std::ptrdiff_t>(inner),

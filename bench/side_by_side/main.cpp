@@ -1,65 +1,13 @@
-// A contender of the comparison: reads the names of rows, one a line, and answers each with
-// "BYTES WALL_SECONDS CPU_SECONDS".
+// A contender of the comparison: the plug-in, and what is done to the same bytes by others.
 //
 //   bench_side_by_side PAGES SCRIPTS [log]
 //
 // With "log", the debug log is on (and its lines go nowhere).
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <ctime>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <string_view>
 
 #include "diag/log.h"
 #include "rows.h"
-
-namespace velmora::bench {
-
-std::vector<std::string> ReadFiles(const std::filesystem::path &folder,
-                                   const std::string &extension) {
-  std::vector<std::filesystem::path> paths;
-  for (const auto &entry : std::filesystem::directory_iterator(folder)) {
-    if (entry.path().extension() == extension) paths.push_back(entry.path());
-  }
-  std::sort(paths.begin(), paths.end());
-  std::vector<std::string> files;
-  for (const auto &path : paths) {
-    std::ifstream file(path, std::ios::binary);
-    files.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  }
-  return files;
-}
-
-namespace {
-
-double WallSeconds() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-double CpuSeconds() {
-  std::timespec time{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-
-/// Long enough for the clocks, short enough for the rounds to stand close together.
-constexpr double SHORTEST_ROUND = 0.06;
-
-void Run(const Round &round) {
-  std::size_t bytes = 0;
-  const double wall = WallSeconds();
-  const double cpu = CpuSeconds();
-  do {
-    bytes += round();
-  } while (WallSeconds() - wall < SHORTEST_ROUND);
-  std::printf("%zu %.9f %.9f\n", bytes, WallSeconds() - wall, CpuSeconds() - cpu);
-}
-
-}  // namespace
-}  // namespace velmora::bench
 
 int main(int count, char **arguments) {
   using namespace velmora;
@@ -73,13 +21,7 @@ int main(int count, char **arguments) {
   CDebugLog log(count > 3 && std::string_view(arguments[3]) == "log" ? LOG_TO_DEBUGGER : 0, "",
                 [](std::string_view line) noexcept { bench::Keep(line.size()); });
   InstallLog(&log);
-  for (std::string name; std::getline(std::cin, name); std::fflush(stdout)) {
-    if (const auto row = rows.find(name); row != rows.end()) {
-      bench::Run(row->second);
-    } else {
-      std::printf("no row %s\n", name.c_str());
-    }
-  }
+  bench::AnswerRows(rows);
   InstallLog(nullptr);
   return 0;
 }

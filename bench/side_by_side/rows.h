@@ -10,13 +10,17 @@
 
 namespace velmora::bench {
 
-/// Does a row's work once and returns the number of bytes that it went over.
+/// Does a row's work once and returns how much that was: bytes, or what else the row counts.
 using Round = std::function<std::size_t()>;
 using Rows = std::map<std::string, Round>;
 
 /// The contents of the folder's files with this extension, in the order of their names.
 std::vector<std::string> ReadFiles(const std::filesystem::path &folder,
                                    const std::string &extension);
+
+/// Reads the names of rows from standard input, one a line, and answers each with
+/// "AMOUNT WALL_SECONDS CPU_SECONDS".
+void AnswerRows(const Rows &rows);
 
 /// Adds the rows over the pages of a folder.
 void AddPageRows(Rows &rows, const std::filesystem::path &pages);
