@@ -22,21 +22,24 @@ inline constexpr std::size_t MAX_ADDRESS_IN_TEXT = 512;
 /// Of an address's token, a word of letters and digits, this many first bytes are looked at.
 inline constexpr std::size_t TOKEN_SIZE = 6;
 
-/// Can an address begin with these two bytes? Turns nearly every place of a text down.
+/// The pairs of bytes that an address can begin with, in lower case, each at the place that
+/// `MayBeginAddress` looks at for it.
+inline constexpr std::array<std::uint16_t, 16> ADDRESS_BEGINNINGS = [] {
+  std::array<std::uint16_t, 16> pairs{};
+  for (const std::string_view pair : {"//", "ht", "ft", "ws"}) {
+    pairs[(pair[0] ^ pair[1]) & 15] = static_cast<std::uint16_t>(pair[0] | pair[1] << 8);
+  }
+  return pairs;
+}();
+
+/// Can an address begin with these two bytes? Turns nearly every place of a text down, in few steps
+/// and with one branch.
 inline bool MayBeginAddress(const char *text) noexcept {
-  constexpr auto pair = [](char first, char second) { return first | second << 8; };
   std::uint16_t bytes;
   std::memcpy(&bytes, text, sizeof bytes);
   // In lower case; nothing but "/" becomes one that is not a control character.
-  switch (bytes | pair(0x20, 0x20)) {
-    case pair('/', '/'):
-    case pair('h', 't'):
-    case pair('f', 't'):
-    case pair('w', 's'):
-      return true;
-    default:
-      return false;
-  }
+  const unsigned pair = bytes | 0x2020U;
+  return ADDRESS_BEGINNINGS[(pair ^ pair >> 8) & 15] == pair;
 }
 
 /// Number of leading bytes of `text` that make an address which begins exactly there: "//" or a
