@@ -131,6 +131,7 @@ std::size_t AskEverywhere(IAdBlocker &blocker, const std::vector<std::string> &s
 Rows RowsOf(Library &library, const std::vector<Asked> &questions,
             const std::vector<std::string> &scripts, std::size_t list_bytes) {
   Rows rows;
+  rows["nothing"] = [] { return std::size_t{1}; };
   rows["questions"] = [&] {
     IAdBlocker &blocker = library.Blocker();
     Reply reply;

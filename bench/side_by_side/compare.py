@@ -58,6 +58,9 @@ COMPARISONS = [
 ]
 
 
+HEAD = "| work | ours | M/s | against | M/s | ratio | target |\n|---|---|---|---|---|---|---|"
+
+
 class Contender:
     """A process that runs rows."""
 
@@ -65,7 +68,7 @@ class Contender:
         self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
 
     def run(self, row):
-        """The bytes gone over, the seconds by the clock, and those of processor time."""
+        """What was gone over (bytes, mostly), the seconds by the clock, and those of processor time."""
         self.process.stdin.write(row + "\n")
         self.process.stdin.flush()
         answer = self.process.stdout.readline()
@@ -80,12 +83,14 @@ class Contender:
         self.process.wait()
 
 
-def spread(values, digits):
+def spread(values, digits=None):
+    if digits is None:
+        digits = 0 if min(values) >= 20 else 2
     return f"{statistics.median(values):.{digits}f} ({min(values):.{digits}f}–{max(values):.{digits}f})"
 
 
 def measure(comparison, contenders, rounds, by_cpu):
-    """The megabytes a second of both rows, round by round; the first round only warms up."""
+    """The millions (of bytes, mostly) a second of both rows, round by round; the first round only warms up."""
     speeds = ([], [])
     for number in range(rounds + 1):
         for which, name in enumerate((comparison.ours, comparison.theirs)):
@@ -100,8 +105,8 @@ def report(comparison, speeds):
     ratios = [ours / theirs for ours, theirs in zip(*speeds)]
     met = ""
     if comparison.target is not None:
-        met = f"{comparison.target} {'met' if min(ratios) >= comparison.target else 'MISSED'}"
-    cells = (comparison.work, comparison.ours, spread(speeds[0], 0), comparison.theirs, spread(speeds[1], 0),
+        met = f"{comparison.target:.3g} {'met' if min(ratios) >= comparison.target else 'MISSED'}"
+    cells = (comparison.work, comparison.ours, spread(speeds[0]), comparison.theirs, spread(speeds[1]),
              spread(ratios, 2), met)
     print("| " + " | ".join(cells) + " |", flush=True)
 
@@ -124,7 +129,7 @@ def main():
         "bun": Contender([bun, HERE / "peers.mjs", arguments.pages]),
         "node": Contender(["node", HERE / "script_peers.mjs", arguments.peers, scripts]),
     }
-    print("| work | ours | MB/s | against | MB/s | ratio | target |\n|---|---|---|---|---|---|---|")
+    print(HEAD)
     for comparison in COMPARISONS:
         if arguments.only in comparison.work + comparison.ours + comparison.theirs:
             report(comparison, measure(comparison, contenders, arguments.rounds, arguments.cpu))
