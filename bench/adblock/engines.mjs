@@ -32,10 +32,15 @@ async function importFrom(folder, name) {
   return { ...module.default, ...module };
 }
 
+/// Of Debian's package publicsuffix.
+const SUFFIXES = '/usr/share/publicsuffix/public_suffix_list.dat';
+
 async function uboCore(folder, lists) {
   const { StaticNetFilteringEngine, pslInit } = await importFrom(folder, '@gorhill/ubo-core');
-  await pslInit();
-  const engine = await StaticNetFilteringEngine.create();
+  // Left to itself under Node.js the engine refuses its own packed list of public suffixes without a
+  // word, and takes every host for a party of its own.
+  pslInit(readFileSync(SUFFIXES, 'utf8'));
+  const engine = await StaticNetFilteringEngine.create({ noPSL: true });
   const ask = ({ page, url, type }) => engine.matchRequest({ originURL: page, url, type: UBO_TYPES[type] });
   return {
     load: () => engine.useLists(lists.map(({ name, text }) => ({ name, raw: text }))),

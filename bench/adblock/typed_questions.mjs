@@ -1,77 +1,73 @@
-// Holds `velmora ads --batch` against an open engine over typed requests, with the same lists.
+// Holds `velmora ads --batch` against open engines over typed requests, with the same lists: how many
+// verdicts agree, by type.
 //
-//   node typed_questions.mjs VELMORA QUESTIONS LIST...
+//   node typed_questions.mjs VELMORA ENGINES ADDRESSES LIST...
 //
-// QUESTIONS has lines "page host<tab>address", as adblock_bench --addresses and rule_addresses.mjs
-// print them. Each address is asked with a type that its rule or its name suggests, and with two
-// others. The engine (npm `@gorhill/ubo-core`) is fetched for this comparison only, into a temporary
-// folder, or the one that COMPARE_MODULES names. "allowed" counts as "none" here, since the engine
-// looks for allowing rules only where something is blocked. Asked from Node.js, the engine takes a
-// request for first party only on the page's own host and below it; where a rule for third parties
-// decides and both hosts end in the same two labels, the difference is counted as "by party".
+// ENGINES is what get_engines.sh made. ADDRESSES has lines "page host<tab>address", as adblock_bench
+// --addresses and rule_addresses.mjs print them. Each address is asked with the type that its name
+// suggests, and with two others. "allowed" counts as "none" here, since the engines look for allowing
+// rules only where something is blocked. Two of the engines hold that a rule without types is for
+// pages and pop-ups too; what that makes differ is counted and not listed.
 import { execFileSync } from 'node:child_process';
-import { existsSync, mkdtempSync, readFileSync, writeFileSync } from 'node:fs';
-import { createRequire } from 'node:module';
+import { existsSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
-import { pathToFileURL } from 'node:url';
+import { likelyType, makeEngine, UBO_TYPES } from './engines.mjs';
 
-const TYPES = {
-  script: 'script', image: 'image', stylesheet: 'stylesheet', font: 'font', media: 'media', object: 'object',
-  subdocument: 'sub_frame', xmlhttprequest: 'xmlhttprequest', websocket: 'websocket', ping: 'ping',
-  popup: 'popup', document: 'main_frame', other: 'other',
-};
-const TYPE_OF_EXTENSION = {
-  js: 'script', png: 'image', jpg: 'image', gif: 'image', css: 'stylesheet', woff2: 'font', mp4: 'media',
-  html: 'subdocument', php: 'xmlhttprequest', json: 'xmlhttprequest',
-};
-
-const [velmora, file, ...listFiles] = process.argv.slice(2);
-const folder = process.env.COMPARE_MODULES ?? mkdtempSync(join(tmpdir(), 'adblock-compare.'));
-if (!existsSync(join(folder, 'node_modules'))) {
-  writeFileSync(join(folder, 'package.json'), '{"private": true}');
-  execFileSync('npm', ['install', '--silent', '--no-audit', '--no-fund', '@gorhill/ubo-core'], { cwd: folder });
-}
-const require = createRequire(join(folder, 'package.json'));
-const module = await import(pathToFileURL(require.resolve('@gorhill/ubo-core')));
-const { StaticNetFilteringEngine, pslInit } = { ...module.default, ...module };
-await pslInit();
-const engine = await StaticNetFilteringEngine.create();
-await engine.useLists(listFiles.map((name) => ({ name, raw: readFileSync(name, 'utf8') })));
-
-const names = Object.keys(TYPES);
+const [velmora, engines, file, ...lists] = process.argv.slice(2);
+const names = Object.keys(UBO_TYPES);
 const questions = readFileSync(file, 'utf8').trimEnd().split('\n').flatMap((line, number) => {
   const [host, url] = line.split('\t');
   if (!URL.canParse(url) || !URL.canParse(`https://${host}/`)) return [];
-  const extension = /\.([a-z0-9]+)(?:[?#]|$)/i.exec(new URL(url).pathname)?.[1]?.toLowerCase();
-  const likely = TYPE_OF_EXTENSION[extension] ?? 'other';
-  return [likely, names[number % names.length], names[(number * 7 + 3) % names.length]]
-      .map((type) => ({ type, page: `https://${host}/`, url }));
+  return [likelyType(url), names[number % names.length], names[(number * 7 + 3) % names.length]]
+      .map((type) => ({ type, host: type === 'document' ? new URL(url).host : host, url }));
 });
-const input = questions.map(({ type, page, url }) => `${type}\t${page}\t${url}\n`).join('');
-const answers = execFileSync(velmora, ['ads', '--batch', ...listFiles.flatMap((name) => ['--ad-lists', name])],
-    { input, encoding: 'utf8', maxBuffer: 1 << 28 }).split('\n');
-const table = Object.fromEntries(names.map((name) => [name, { asked: 0, blocked: 0, different: 0 }]));
+const run = (command, argumentList, input) => execFileSync(command, argumentList,
+    { input, encoding: 'utf8', maxBuffer: 1 << 28 }).trimEnd().split('\n').map((line) => {
+  const [verdict, rule] = line.split('\t');
+  return { blocked: verdict === 'blocked', text: `${verdict} ${rule ?? ''}` };
+});
+
+const ours = run(velmora, ['ads', '--batch', ...lists.flatMap((name) => ['--ad-lists', name])],
+    questions.map(({ type, host, url }) => `${type}\thttps://${host}/\t${url}\n`).join(''));
+const theirs = {};
+for (const name of ['@gorhill/ubo-core', '@ghostery/adblocker']) {
+  const engine = await makeEngine(name, engines, lists);
+  await engine.load();
+  theirs[name] = questions.map(({ type, host, url }) => {
+    const { verdict, rule } = engine.judge({ type, page: `https://${host}/`, url });
+    return { blocked: verdict === 'blocked', text: `${verdict} ${rule}` };
+  });
+}
+const rust = join(engines, 'adblock_rust/target/release/adblock_contender');
+if (existsSync(rust)) {
+  const folder = mkdtempSync(join(tmpdir(), 'questions.'));
+  writeFileSync(join(folder, 'questions'), questions.map(({ type, host, url }) => `${type}\t${host}\t${url}\n`).join(''));
+  theirs['adblock-rust'] = run(rust, ['--verdicts', join(folder, 'questions'), ...lists]);
+  rmSync(folder, { recursive: true });
+}
+
+const share = (different, asked) => `${different} (${(100 - 100 * different / asked).toFixed(3)} %)`;
+const rows = Object.fromEntries([...names, 'all'].map((name) => [name, { asked: 0, blocked: 0 }]));
 const differences = [];
-const endOf = (address) => new URL(address).hostname.split('.').slice(-2).join('.');
-let byParty = 0;
-questions.forEach(({ type, page, url }, number) => {
-  const [verdict, rule] = answers[number].split('\t');
-  const theirs = engine.matchRequest({ originURL: type === 'document' ? url : page, url, type: TYPES[type] }) === 1;
-  const row = table[type];
-  row.asked += 1;
-  row.blocked += theirs;
-  if ((verdict === 'blocked') === theirs) return;
-  const theirRule = theirs ? engine.toLogData()?.raw ?? '' : '';
-  if (endOf(page) === endOf(url) && /[$,](3p|third-party)\b/.test(theirRule)) {
-    byParty += 1;
-    return;
+questions.forEach(({ type, host, url }, number) => {
+  for (const row of [rows[type], rows.all]) {
+    row.asked += 1;
+    row.blocked += ours[number].blocked;
+    for (const name of Object.keys(theirs)) {
+      row[name] = (row[name] ?? 0) + (theirs[name][number].blocked !== ours[number].blocked);
+    }
   }
-  row.different += 1;
-  differences.push(`${type} ${url.slice(0, 120)} on ${page}: here ${verdict} ${rule}, ` +
-      `there ${theirs ? `blocked ${theirRule}` : 'none'}`);
+  for (const name of Object.keys(theirs)) {
+    if (theirs[name][number].blocked === ours[number].blocked) continue;
+    if (name !== '@gorhill/ubo-core' && ['popup', 'document'].includes(type)) continue;
+    differences.push(`${name}: ${type} ${url.slice(0, 120)} on ${host}: here ${ours[number].text}, ` +
+        `there ${theirs[name][number].text}`);
+  }
 });
-console.table(table);
-console.log(`${questions.length} questions, ${differences.length} answered otherwise ` +
-    `(${byParty} more by party; ${(100 - 100 * differences.length / questions.length).toFixed(3)} % agree)`);
-differences.slice(0, 40).forEach((difference) => console.log(difference));
+for (const row of Object.values(rows)) {
+  for (const name of Object.keys(theirs)) row[name] = share(row[name] ?? 0, row.asked);
+}
+console.log('Answered otherwise, and how many agree:');
+console.table(rows);
+differences.forEach((difference) => console.log(difference));

@@ -41,6 +41,65 @@ TEST(Ads, JudgesAddressesAndNamesTheRule) {
   }
 }
 
+TEST(Ads, JudgesRequestsByTheirTypes) {
+  // A type, a page and an address, and what is said of them.
+  const struct {
+    std::string type, page, address, verdict, rule;
+  } cases[] = {
+      {"script", "www.site.example", "https://ads.example/1", "blocked", "||ads.example^$3p"},
+      {"script", "http://www.site.example/x", "https://ads.example/1", "blocked",
+       "||ads.example^$3p"},
+      {"script", "", "https://ads.example/1", "blocked", "||ads.example^$3p"},
+      {"script", "https://www.ads.example/", "https://ads.example/1", "none", ""},
+      {"document", "", "https://ads.example/", "none", ""},
+      {"popup", "www.site.example", "https://ads.example/", "none", ""},
+      {"popup", "www.site.example", "https://b.example/pop.", "blocked", "/pop.$popup"},
+      {"image", "www.site.example", "https://b.example/pop.", "none", ""},
+      {"document", "", "https://trap.example/", "blocked", "||trap.example^$document"},
+      {"xhr", "a.example", "https://b.example/collect", "blocked", "/collect$xhr,~ping"},
+      {"xmlhttprequest", "a.example", "https://b.example/collect", "blocked", "/collect$xhr,~ping"},
+      {"ping", "a.example", "https://b.example/collect", "none", ""},
+      {"font", "a.example", "https://c.example/f.js", "blocked", "*$font,denyallow=cdn.example"},
+      {"font", "a.example", "https://x.cdn.example/f.js", "none", ""},
+      {"script", "a.example", "https://t.example/w.js", "blocked", "/w.js$to=t.example"},
+      {"script", "a.example", "https://u.example/w.js", "none", ""},
+      {"image", "a.example", "https://m.example/", "none", ""},
+      {"media", "a.example", "https://good.example/i", "blocked", "||good.example^$important"},
+      {"image", "a.example", "https://good.example/", "blocked", "||good.example^$important"},
+      {"subdocument", "a.example", "https://e.example/", "allowed", "@@||e.example^$frame"},
+  };
+  const Shell shell;
+  shell.Write("list.txt",
+              "[Adblock]\n||ads.example^$3p\n/pop.$popup\n||trap.example^$document\n"
+              "/collect$xhr,~ping\n*$font,denyallow=cdn.example\n/w.js$to=t.example\n"
+              "||m.example^$method=post\n@@||good.example^\n||good.example^$important\n"
+              "@@||e.example^$frame\n");
+  std::string lines;
+  std::string answers;
+  for (const auto &row : cases) {
+    lines += row.type + '\t' + row.page + '\t' + row.address + '\n';
+    answers += row.verdict + '\t' + row.rule + '\n';
+  }
+  shell.Write("requests", lines);
+  const std::string ads = "export XDG_CACHE_HOME=$PWD/.cache; $velmora ads --ad-lists list.txt ";
+  const Result result = shell.Run(ads + "--batch < requests");
+  EXPECT_EQ(result.output, answers);
+  EXPECT_EQ(result.exit_code, 0);
+  // A line that is no question keeps its place among the answers.
+  shell.Write("requests", "script\ta.example\nno-type\t\thttps://ads.example/\n" + lines);
+  const Result broken = shell.Run(ads + "--batch < requests 2>&1 >answers; cat answers");
+  EXPECT_THAT(broken.output, AllOf(HasSubstr("line 1: "), HasSubstr("line 2: "),
+                                   HasSubstr("none\t\nnone\t\n" + answers)));
+
+  EXPECT_THAT(shell.Run(ads + "--type popup --page a.example https://b.example/pop.").output,
+              HasSubstr("blocked "));
+  EXPECT_THAT(shell.Run(ads + "--type image --page a.example https://b.example/pop.").output,
+              HasSubstr("no ad "));
+  const Result unknown = shell.Run(ads + "--type picture https://b.example/ 2>&1");
+  EXPECT_NE(unknown.exit_code, 0);
+  EXPECT_THAT(unknown.output, AllOf(HasSubstr("picture"), HasSubstr("xmlhttprequest")));
+}
+
 TEST(Ads, ShowsWhatListsHold) {
   const Shell shell;
   shell.Write("list.txt", LIST);
