@@ -75,7 +75,7 @@ bool SaysTheSame(const ReadRule &a, const ReadRule &b) noexcept {
 /// Of what `SaysTheSame` compares, most of it.
 std::uint64_t HashOf(const ReadRule &rule) noexcept {
   const std::uint64_t conditions = rule.types | std::uint64_t{rule.page_domains} << 16;
-  return FingerprintOf(rule.Pattern()).words[0] ^ HashWord(conditions + rule.address_domains);
+  return HashAll(rule.Pattern()) ^ HashWord(conditions + rule.address_domains);
 }
 
 /// The lists of domain names that rules have, each once.

@@ -79,6 +79,16 @@ inline std::uint64_t HashPaddedBytes(const char *at, std::size_t size) noexcept 
                           (LoadWord(at + size - 8) + size) & last);
 }
 
+/// Of all bytes.
+inline std::uint64_t HashAll(std::string_view bytes) noexcept {
+  std::uint64_t hash = bytes.size();
+  while (bytes.size() > 16) {
+    hash = hash_detail::Fold(hash ^ LoadWord(bytes.data()), hash_detail::ODD_B);
+    bytes.remove_prefix(8);
+  }
+  return hash_detail::Fold(hash ^ HashBytes(bytes), hash_detail::ODD_B);
+}
+
 /// 128 bits that tell one text from another.
 struct Fingerprint {
   std::uint64_t words[2];

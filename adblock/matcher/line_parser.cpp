@@ -228,7 +228,7 @@ bool LineParser::ReadPattern(std::string_view pattern, Rule *rule) {
     SkipLine(Skip::kTooGeneral);
     return false;
   }
-  if (rule->flags & RULE_HOST_ANCHOR) {
+  if ((rule->flags & RULE_HOST_ANCHOR) && IsBeyondAscii(pattern)) {
     const std::size_t end = std::min(pattern.find_first_of("/^*:?|"), pattern.size());
     if (IsBeyondAscii(pattern.substr(0, end))) {
       pattern = arena_.Join(HostSpelling(pattern.substr(0, end), arena_), pattern.substr(end));

@@ -160,7 +160,10 @@ bool ReadDomains(std::string_view value, bool all_excluded, StringArena &arena,
       name.remove_suffix(2);
     }
     if (name.empty()) continue;
-    if (name.find_first_of("*/^") != std::string_view::npos || name.size() > MAX_HOST) return false;
+    const bool is_pattern = std::any_of(name.begin(), name.end(), [](char byte) {
+      return byte == '*' || byte == '/' || byte == '^';
+    });
+    if (is_pattern || name.size() > MAX_HOST) return false;
     domain.name = HostSpelling(name, arena);
     domains->push_back(domain);
   }

@@ -93,12 +93,13 @@ std::size_t EndOfToken(std::string_view text, std::size_t at) noexcept {
 /// The piece [start, end) of `text`, which is a pattern or the literal bytes of an expression.
 PatternPiece PieceOf(std::string_view text, std::size_t start, std::size_t end,
                      std::size_t offset) {
-  constexpr std::string_view WILD = "*^";
-  const std::string_view behind = text.substr(end, 8);
+  const auto is_wild = [](char byte) { return byte == '*' || byte == '^'; };
   const char before = start > 0 ? text[start - 1] : '^';
-  return {text.substr(start, end - start), offset,
-          WILD.find(before) == std::string_view::npos ? before : '\0',
-          behind.substr(0, behind.find_first_of(WILD))};
+  const std::size_t most = std::min(end + 8, text.size());
+  std::size_t behind = end;
+  while (behind < most && !is_wild(text[behind])) ++behind;
+  return {text.substr(start, end - start), offset, is_wild(before) ? '\0' : before,
+          text.substr(end, behind - end)};
 }
 
 /// Adds the token [start, end) of `text`, as far as its sides are bound.
