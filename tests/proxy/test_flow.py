@@ -1,7 +1,6 @@
 """Bodies on their way: slow ones, broken ones, many at a time, and readers slower than origins."""
 
 import gzip
-import pathlib
 import socket
 import subprocess
 import threading
@@ -113,17 +112,6 @@ class Flow(ProxyCase):
         self.assertLess(self.worker_memory() - before, 8 * MIB)
         process.kill()
         process.wait()
-
-    def test_a_thousand_pages_over_64_connections(self):
-        body = b"<p>page</p>" * 100 + SCRIPT
-        self.serve("/small", body)
-        folder = pathlib.Path(self.folder.name, "small")
-        folder.mkdir()
-        many = ["-Z", "--parallel-max", "64", "--parallel-immediate", "--fail", "-o", f"{folder}/#1"]
-        subprocess.run(self.curl("/small/[1-1000]", *many), check=True)
-        bodies = [path.read_bytes() for path in folder.iterdir()]
-        self.assertEqual(len(bodies), 1000)
-        self.assertEqual(set(bodies), {b"<p>page</p>" * 100})
 
 
 class Trouble(ProxyCase):
