@@ -52,6 +52,9 @@ std::string General(const host::Policy &policy) {
                   Bytes(limits.held_bytes.most), Bytes(limits.all_held_bytes.most), time.count(),
                   Bytes(policy.responses.decoding.size), policy.responses.decoding.ratio,
                   limits.beyond == host::BeyondLimit::FAIL ? "fail" : "pass"));
+  for (const host::Exception &exception : policy.exceptions) {
+    text += Line("allowed since", Describe(exception));
+  }
   if (!policy.ads.is_used) text += Line("ad library", "not used");
   text += Line("event log", !policy.event_log                ? "none"
                             : policy.event_log->file.empty() ? "standard error"
@@ -162,7 +165,8 @@ std::string Whole(const CheckOptions &options, const host::Policy &policy) {
 
 int CheckConfig(const CheckOptions &options) {
   try {
-    const host::Policy policy = host::ReadPolicy(options.file);
+    host::Policy policy = host::ReadPolicy(options.file);
+    policy.exceptions = host::ReadExceptions(host::ExceptionsFile(options.file));
     const bool is_particular = !options.url.empty() || !options.client.empty();
     Output output({});
     output.Write(options.is_splice_list ? SpliceList(policy)

@@ -25,10 +25,13 @@ using Action = std::function<int()>;
 
 /// Adds a sub-command to the application. When it is the one that was asked for, `action` is set.
 void AddAds(CLI::App &application, Action &action);
+void AddAllow(CLI::App &application, Action &action);
 void AddCategories(CLI::App &application, Action &action);
 void AddCheckConfig(CLI::App &application, Action &action);
 void AddFilter(CLI::App &application, Action &action);
 void AddLex(CLI::App &application, Action &action);
 void AddTop(CLI::App &application, Action &action);
+void AddUndo(CLI::App &application, Action &action);
+void AddWhy(CLI::App &application, Action &action);
 
 }  // namespace velmora::command

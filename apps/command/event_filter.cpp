@@ -28,16 +28,6 @@ constexpr Unit UNITS[] = {
 constexpr const char *FORMATS[] = {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%dT%H:%M",
                                    "%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M:%S"};
 
-std::optional<std::chrono::seconds> ParseSpan(std::string_view text) {
-  std::uint32_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc()) return std::nullopt;
-  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-  const auto unit = std::ranges::find(UNITS, text, &Unit::name);
-  if (unit == std::end(UNITS) || number > 1'000'000) return std::nullopt;
-  return number * unit->time;
-}
-
 std::optional<Clock::time_point> ParseLocalTime(const std::string &text) {
   for (const char *const format : FORMATS) {
     std::tm local{};
@@ -58,6 +48,16 @@ bool IsFrom(const std::vector<host::ClientNetwork> &networks, const std::string 
 }
 
 }  // namespace
+
+std::optional<std::chrono::seconds> ParseSpan(std::string_view text) {
+  std::uint32_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc()) return std::nullopt;
+  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  const auto unit = std::ranges::find(UNITS, text, &Unit::name);
+  if (unit == std::end(UNITS) || number > 1'000'000) return std::nullopt;
+  return number * unit->time;
+}
 
 bool EventFilter::Passes(const host::Event &event) const {
   if (since && event.time < *since) return false;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/bodies/categories.h"
@@ -25,6 +26,9 @@ struct EventFilter {
 
   bool Passes(const host::Event &event) const;
 };
+
+/// "30s", "90min", "24h", "7d"; none for another text.
+std::optional<std::chrono::seconds> ParseSpan(std::string_view text);
 
 /// "2026-03-01", "2026-03-01 12:34", "2026-03-01T12:34:56": a moment in local time; "90min", "24h",
 /// "7d": so long before `now`. Throws `std::invalid_argument` that says how it is written.

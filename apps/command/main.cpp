@@ -15,7 +15,7 @@ namespace velmora::command {
 namespace {
 
 constexpr void (*COMMANDS[])(CLI::App &application, Action &action) = {
-    AddFilter, AddAds, AddCategories, AddCheckConfig, AddLex, AddTop,
+    AddFilter, AddAds, AddCategories, AddCheckConfig, AddLex, AddTop, AddWhy, AddAllow, AddUndo,
 };
 
 constexpr char WHERE_TO_READ[] = "\"velmora help\" and \"velmora help COMMAND\" say more";

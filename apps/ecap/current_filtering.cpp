@@ -35,8 +35,10 @@ void CurrentFiltering::Configure(const host::FilterFiles &files) {
   try {
     if (filtering_ == nullptr) {
       filtering_ = host::StartFiltering(files);
+      exceptions_ = host::ExceptionsWatch(files.policy);
     } else {
       Renew(files);
+      exceptions_ = host::ExceptionsWatch(files.policy);
     }
   } catch (const std::exception &error) {
     Refuse(error.what());
@@ -54,8 +56,21 @@ void CurrentFiltering::Refuse(const char *reason) const {
 std::shared_ptr<const host::Filtering> CurrentFiltering::Now() noexcept {
   if (filtering_ == nullptr) return nullptr;
   TakeRenewed();
+  TakeExceptions();
   TellOfEventLog();
   return filtering_;
+}
+
+void CurrentFiltering::TakeExceptions() noexcept {
+  try {
+    filtering_ = exceptions_.Renewed(filtering_);
+  } catch (const std::exception &error) {
+    try {
+      Complain(error.what());
+    } catch (...) {
+      // What cannot be said now is no reason to keep an answer back.
+    }
+  }
 }
 
 void CurrentFiltering::Renew(const host::FilterFiles &files) {
@@ -85,6 +100,8 @@ void CurrentFiltering::TakeRenewed() noexcept {
   if (renewed_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
   try {
     filtering_ = renewed_.get();
+    // It may have been read before the last change.
+    exceptions_.Forget();
   } catch (const std::exception &error) {
     LogToProxy(error.what(), HOLDS_ON);
   } catch (...) {

@@ -28,12 +28,15 @@ class CurrentFiltering {
   void FinishOnThread(host::Renewal renewal);
   /// What the thread has come to, if it has.
   void TakeRenewed() noexcept;
+  /// What somebody allowed or took back meanwhile.
+  void TakeExceptions() noexcept;
   /// Says in both logs why the proxy goes on as before.
   void Complain(const char *reason) const;
   /// Says in the proxy's log what the event log cannot say of itself.
   void TellOfEventLog() const noexcept;
 
   std::shared_ptr<const host::Filtering> filtering_;
+  host::ExceptionsWatch exceptions_;
   std::future<std::shared_ptr<const host::Filtering>> renewed_;
   /// Asked for while the thread was at work on the one before.
   std::optional<host::Renewal> next_;

@@ -26,6 +26,8 @@ constexpr KindName KINDS[] = {
     {EventKind::DROPPED, "dropped"},
 };
 
+}  // namespace
+
 std::optional<std::chrono::system_clock::time_point> ParseTime(const std::string &text) {
   int year, hour, minute, second, millisecond;
   unsigned month, day;
@@ -40,8 +42,6 @@ std::optional<std::chrono::system_clock::time_point> ParseTime(const std::string
   return sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
          std::chrono::seconds(second) + milliseconds(millisecond);
 }
-
-}  // namespace
 
 std::string TimeText(std::chrono::system_clock::time_point time) {
   const auto day = std::chrono::floor<std::chrono::days>(time);

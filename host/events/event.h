@@ -72,6 +72,9 @@ struct Event {
 /// "2026-03-01T12:34:56.789Z".
 std::string TimeText(std::chrono::system_clock::time_point time);
 
+/// Such a text as a time; none for another text.
+std::optional<std::chrono::system_clock::time_point> ParseTime(const std::string &text);
+
 /// Ten letters and digits, another for each block.
 std::string MakeBlockId();
 

@@ -1,6 +1,7 @@
 #include "host/policy/filtering.h"
 
 #include <stdexcept>
+#include <sys/stat.h>
 #include <system_error>
 #include <utility>
 
@@ -13,6 +14,7 @@ Policy ReadPolicyOf(const FilterFiles &files) {
     policy.everywhere.block = CategorySet::Default();
   } else {
     policy = ReadPolicy(files.policy);
+    policy.exceptions = ReadExceptions(ExceptionsFile(files.policy));
   }
   if (files.event_log) {
     if (!policy.event_log) policy.event_log.emplace();
@@ -37,6 +39,26 @@ std::shared_ptr<const Filtering> StartFiltering(const FilterFiles &files) {
   auto plugin = std::make_shared<const Plugin>(files.plugin, policy.ads);
   return std::make_shared<const Filtering>(
       Filtering{std::move(policy), std::move(plugin), std::move(events)});
+}
+
+ExceptionsWatch::State ExceptionsWatch::Look() const noexcept {
+  struct stat status;
+  if (file_.empty() || stat(file_.c_str(), &status) != 0) return {};
+  return {static_cast<std::int64_t>(status.st_ino), status.st_size, status.st_mtim.tv_sec,
+          status.st_mtim.tv_nsec};
+}
+
+std::shared_ptr<const Filtering> ExceptionsWatch::Renewed(
+    const std::shared_ptr<const Filtering> &filtering) {
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_look_) return filtering;
+  next_look_ = now + INTERVAL;
+  const State state = Look();
+  if (state == known_) return filtering;
+  known_ = state;
+  auto renewed = std::make_shared<Filtering>(*filtering);
+  renewed->policy.exceptions = ReadExceptions(file_);
+  return renewed;
 }
 
 Renewal::Renewal(std::shared_ptr<const Filtering> before, const FilterFiles &files)

@@ -62,6 +62,22 @@ bool Policy::Allows(std::string_view url, std::string_view client) const {
          HasClient(allowed_clients, ClientAddress::Parse(client));
 }
 
+CategorySet Policy::Excepted(std::string_view url, std::string_view client) const {
+  CategorySet excepted;
+  if (exceptions.empty()) return excepted;
+  const HostName site(HostOfUrl(url));
+  const auto address = ClientAddress::Parse(client);
+  const auto now = std::chrono::system_clock::now();
+  for (const Exception &exception : exceptions) {
+    if (exception.AppliesTo(site, address, now)) excepted = excepted.With(exception.categories);
+  }
+  return excepted;
+}
+
+bool Policy::AllowsRequestsOf(std::string_view url, std::string_view client) const {
+  return Allows(url, client) || Excepted(url, client).Contains(CATEGORY_REQUESTS);
+}
+
 std::vector<const PolicyRule *> Policy::RulesFor(std::string_view url,
                                                  std::string_view client) const {
   std::vector<const PolicyRule *> applied;
@@ -80,6 +96,9 @@ PolicyAnswer Policy::For(std::string_view url, std::string_view client) const {
   if (answer.is_allowed) return answer;
   Apply(everywhere, answer);
   for (const PolicyRule *const rule : RulesFor(url, client)) Apply(rule->change, answer);
+  const CategorySet excepted = Excepted(url, client);
+  answer.is_allowed = excepted == CategorySet::All();
+  answer.categories = answer.categories.Without(excepted);
   return answer;
 }
 

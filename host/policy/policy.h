@@ -26,6 +26,7 @@
 #include "host/bodies/transaction.h"
 #include "host/events/event_log.h"
 #include "host/loading/plugin.h"
+#include "host/policy/exceptions.h"
 #include "host/web/client_network.h"
 #include "host/web/host_set.h"
 
@@ -110,6 +111,8 @@ struct Policy {
   std::optional<EventLogOptions> event_log{};
   /// Encrypted connections to these are never looked into.
   HostSet spliced_sites{};
+  /// What somebody allowed since, above all that the policy says.
+  std::vector<Exception> exceptions{};
 
   /// What applies to a URL asked for by a client; an empty or unreadable address is a client that
   /// is not known.
@@ -121,6 +124,10 @@ struct Policy {
   /// The rules that `For` applies, in order.
   std::vector<const PolicyRule *> RulesFor(std::string_view url, std::string_view client) const;
   bool Allows(std::string_view url, std::string_view client) const;
+  /// The categories that exceptions take off.
+  CategorySet Excepted(std::string_view url, std::string_view client) const;
+  /// May pages of any site request this, whatever applies to them?
+  bool AllowsRequestsOf(std::string_view url, std::string_view client) const;
 };
 
 /// Reads a policy file. Paths in it are relative to its folder. Throws `PolicyError`.

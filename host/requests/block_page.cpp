@@ -2,6 +2,7 @@
 
 #include "base/ascii.h"
 #include "host/requests/blocked_answer.h"
+#include "host/web/url.h"
 
 namespace velmora::host {
 namespace {
@@ -12,12 +13,24 @@ struct Texts {
   std::string_view what;
   std::string_view rule;
   std::string_view list;
+  std::string_view ask;
+  std::string_view allow;
 };
 
-constexpr Texts ENGLISH = {"en", "Blocked by Velmora", "The filter did not ask for this page:",
-                           "A rule of its lists is against it:", "List:"};
-constexpr Texts GERMAN = {"de", "Von Velmora blockiert", "Der Filter hat diese Seite nicht geholt:",
-                          "Eine Regel seiner Listen steht dagegen:", "Liste:"};
+constexpr Texts ENGLISH = {"en",
+                           "Blocked by Velmora",
+                           "The filter did not ask for this page:",
+                           "A rule of its lists is against it:",
+                           "List:",
+                           "Whoever runs the filter learns more by",
+                           "and lets the site pass by"};
+constexpr Texts GERMAN = {"de",
+                          "Von Velmora blockiert",
+                          "Der Filter hat diese Seite nicht geholt:",
+                          "Eine Regel seiner Listen steht dagegen:",
+                          "Liste:",
+                          "Wer den Filter betreibt, erf\u00E4hrt mehr mit",
+                          "und l\u00E4sst die Seite durch mit"};
 
 /// The first of both in Accept-Language, which browsers write in the order of preference.
 const Texts &TextsFor(std::string_view languages) noexcept {
@@ -71,6 +84,9 @@ std::string BlockPage(const RequestHead &request, const BlockedReason &reason) {
   page.append("<p>").append(texts.what).append("\n<p><code>").append(Escaped(request.url));
   page.append("</code>\n<p>").append(texts.rule).append(" <code>").append(Escaped(reason.rule));
   page.append("</code>\n<p>").append(texts.list).append(" ").append(Escaped(reason.list));
+  page.append("\n<p>").append(texts.ask).append(" <code>velmora why ").append(reason.id);
+  page.append("</code> ").append(texts.allow).append(" <code>velmora allow ");
+  page.append(Escaped(HostOfUrl(request.url))).append("</code>.");
   return page.append("\n</main>\n</html>\n");
 }
 

@@ -50,7 +50,8 @@ bool IsWanted(const Policy &policy, const RequestHead &request, const RequestKin
       kind.use == AnswerUse::TUNNEL ? SiteBehind(request.url) : std::string(request.url);
   const std::string_view page =
       kind.use == AnswerUse::TUNNEL || kind.page.empty() ? site : kind.page;
-  return policy.For(page, request.client).JudgesRequests() && !policy.Allows(site, request.client);
+  return policy.For(page, request.client).JudgesRequests() &&
+         !policy.AllowsRequestsOf(site, request.client);
 }
 
 }  // namespace

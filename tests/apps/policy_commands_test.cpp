@@ -156,6 +156,36 @@ TEST(Categories, StandInDocumentsAndSamplesAsInTheTable) {
             host::CategorySet::Default());
 }
 
+TEST(Allow, WritesExceptionsThatCanBeTakenBack) {
+  const Shell shell;
+  shell.Write("velmora.toml", "[filter]\nblock = \"calm\"\n[ads]\nenabled = false\n");
+  const auto run = [&](const std::string &words) {
+    return shell.Run("$velmora " + words + " --policy velmora.toml");
+  };
+  EXPECT_EQ(run("undo").errors, "velmora: nothing is allowed that could be taken back\n");
+  EXPECT_EQ(run("allow a.example --client 10.0.0.0/8 --category popups").exit_code, 0);
+  EXPECT_EQ(run("allow B.example --for 1h").exit_code, 0);
+  const auto blocks = [&](const std::string &host, const std::string &client) {
+    return shell
+        .Run("$velmora check-config velmora.toml --url http://" + host + "/ --client " + client)
+        .output;
+  };
+  EXPECT_THAT(blocks("www.a.example", "10.1.2.3"),
+              HasSubstr("blocks        restore-popups, requests, ad-elements\n"));
+  EXPECT_THAT(blocks("a.example", "192.0.2.1"), HasSubstr("preset        calm\n"));
+  EXPECT_THAT(blocks("b.example", "192.0.2.1"), HasSubstr("passes        untouched"));
+  EXPECT_THAT(shell.Run("$velmora check-config velmora.toml").output,
+              HasSubstr("allowed since a.example for 10.0.0.0/8: popups\n"));
+  EXPECT_THAT(run("undo").output, HasSubstr("taken back: b.example until "));
+  EXPECT_EQ(run("undo").output, "taken back: a.example for 10.0.0.0/8: popups\n");
+  EXPECT_THAT(blocks("a.example", "10.1.2.3"), HasSubstr("preset        calm\n"));
+  for (const std::string words : {"allow a..b", "allow a.example --for never",
+                                  "allow a.example --category x", "allow a.example --client x"}) {
+    EXPECT_EQ(run(words).exit_code, 2) << words;
+  }
+  EXPECT_EQ(shell.Run("$velmora allow a.example --policy none.toml").exit_code, 1);
+}
+
 TEST(Presets, CalmTakesFromPagesWhatWouldNotBeRequested) {
   const Shell shell;
   shell.Write("list.txt", "||ads.example^\n||typed.example^$script\n");

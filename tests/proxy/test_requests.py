@@ -4,11 +4,12 @@ import pathlib
 import socket
 import struct
 import subprocess
+import time
 import unittest
 
 from certificates import Certificate
 from origin import Page
-from proxy_case import ADS, Answer, ProxyCase, events
+from proxy_case import ADS, MODULES, Answer, ProxyCase, events
 from tls_origin import TlsOrigin, hosts_line
 
 LISTS = """\
@@ -141,6 +142,58 @@ allow = "ads"
             event.items(),
         )
 
+    def command(self, *words):
+        policy = ["--policy", self.squid.policy]
+        run = subprocess.run([MODULES / "velmora", *words, *policy], capture_output=True, text=True)
+        self.assertEqual(run.returncode, 0, run.stderr)
+        return run.stdout
+
+    def test_what_is_allowed_passes_within_a_second_until_it_is_undone(self):
+        script = to("script")
+        for words, place, headers in (
+            (["free.example"], "ads.example/a", {**script, "Referer": "http://www.free.example/"}),
+            (["ads.example", "--category", "requests"], "ads.example/a", {**script, **NEWS}),
+            (["ads.example", "--client", "127.0.0.0/8", "--for", "1h"], "ads.example/a", script),
+        ):
+            with self.subTest(words):
+                self.assertEqual(self.ask(place, headers).status, 403)
+                self.assertIn(f"allowed {words[0]}", self.command("allow", *words))
+                time.sleep(1)
+                self.assertEqual(self.ask(place, headers).status, 200)
+                self.assertIn(f"taken back: {words[0]}", self.command("undo"))
+                time.sleep(1)
+                self.assertEqual(self.ask(place, headers).status, 403)
+        self.command("allow", "ads.example", "--client", "10.0.0.0/8")
+        self.command("allow", "ads.example", "--category", "popups")
+        self.command("allow", "ads.example", "--for", "1s")
+        time.sleep(2)
+        self.assertEqual(self.ask("ads.example/a", script).status, 403)
+        # A file that cannot be read changes nothing, and both logs say so.
+        file = self.squid.policy.with_suffix(".exceptions")
+        file.write_text('{"site":"ads.example"}\n{"site":3}\n')
+        time.sleep(1)
+        self.assertEqual(self.ask("ads.example/a", script).status, 403)
+        reasons = [e["reason"] for e in events.read(self.squid.events) if e["event"] == "error"]
+        self.assertIn(f"{file}:2: ", reasons[-1])
+        file.unlink()
+
+    def test_why_tells_the_story_of_a_block(self):
+        answer = self.ask("ads.example/why", {**to("image"), **NEWS})
+        block = answer.headers["x-velmora"].rpartition("id=")[2]
+        for asked in (block, self.address("ads.example/why")):
+            story = self.command("why", asked, "--log", self.squid.events)
+            for text in (
+                block,
+                "requests",
+                "image",
+                NEWS["Referer"],
+                '"||ads.example^"',
+                f"{self.squid.folder / 'ads.txt'}:1",
+                "127.0.0.1",
+                "[filter]",
+            ):
+                self.assertIn(text, story)
+
     def test_a_page_says_why_in_the_languages_of_the_browser(self):
         for languages, text in (
             ("fr, de-DE;q=0.8, en;q=0.5", "Von Velmora blockiert"),
@@ -153,6 +206,7 @@ allow = "ads"
             self.assertIn("||doc.example^$document", page)
             self.assertNotIn("/<b>&", page)
             self.assertNotIn("<script", page)
+            self.assertRegex(page, "velmora why [0-9a-z]{10}</code>.*velmora allow doc.example</code>")
 
     def test_connections_are_kept(self):
         urls = [self.address(f"ads.example/{i}.gif") for i in range(8)]

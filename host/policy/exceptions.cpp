@@ -1,0 +1,124 @@
+#include "host/policy/exceptions.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <system_error>
+#include <unistd.h>
+
+#include "base/descriptor.h"
+#include "host/events/event.h"
+
+namespace velmora::host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr mode_t MODE = 0644;
+
+std::string NameOf(const Exception &exception) {
+  const std::vector<std::string> names = exception.site.Names();
+  return names.empty() ? std::string() : names.front();
+}
+
+std::string ToLine(const Exception &exception) {
+  Json line;
+  line["time"] = TimeText(std::chrono::system_clock::now());
+  line["site"] = NameOf(exception);
+  if (exception.client) line["client"] = exception.client->Text();
+  if (exception.until) line["until"] = TimeText(*exception.until);
+  if (exception.categories != CategorySet::All()) line["categories"] = exception.categories.Text();
+  return line.dump() + "\n";
+}
+
+/// Throws what the readers of its parts and of JSON throw.
+Exception FromLine(const std::string &line) {
+  const Json json = Json::parse(line);
+  Exception exception;
+  exception.site.Add(json.at("site").get<std::string>());
+  if (json.contains("client")) {
+    exception.client = ClientNetwork::Parse(json["client"].get<std::string>());
+  }
+  if (json.contains("until")) {
+    exception.until = ParseTime(json["until"].get<std::string>());
+    if (!exception.until) throw std::invalid_argument("\"until\" is no time");
+  }
+  if (json.contains("categories")) {
+    exception.categories = CategorySet::Parse(json["categories"].get<std::string>());
+  }
+  return exception;
+}
+
+void Write(const std::filesystem::path &file, int flags, const std::string &text) {
+  const base::Descriptor descriptor(
+      open(file.c_str(), flags | O_WRONLY | O_CREAT | O_CLOEXEC, MODE));
+  // In one go: several may write at once.
+  if (!descriptor.IsOpen() ||
+      write(descriptor.number(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+    throw std::system_error(errno, std::generic_category(), file.string());
+  }
+}
+
+}  // namespace
+
+bool Exception::AppliesTo(const HostName &asked, const std::optional<ClientAddress> &from,
+                          Time now) const {
+  return (!until || now < *until) && site.Contains(asked) &&
+         (!client || (from && client->Contains(*from)));
+}
+
+std::filesystem::path ExceptionsFile(const std::filesystem::path &policy) {
+  return std::filesystem::path(policy).replace_extension(".exceptions");
+}
+
+std::vector<Exception> ReadExceptions(const std::filesystem::path &file) {
+  std::vector<Exception> exceptions;
+  std::ifstream lines(file);
+  if (!lines) {
+    if (errno == ENOENT) return exceptions;
+    throw std::system_error(errno, std::generic_category(), file.string());
+  }
+  const auto now = std::chrono::system_clock::now();
+  std::size_t number = 0;
+  for (std::string line; std::getline(lines, line);) {
+    ++number;
+    if (line.empty()) continue;
+    try {
+      Exception exception = FromLine(line);
+      if (!exception.until || now < *exception.until) exceptions.push_back(std::move(exception));
+    } catch (const std::exception &fault) {
+      throw std::runtime_error(file.string() + ":" + std::to_string(number) + ": " + fault.what());
+    }
+  }
+  return exceptions;
+}
+
+void AddException(const std::filesystem::path &file, const Exception &exception) {
+  Write(file, O_APPEND, ToLine(exception));
+}
+
+std::optional<Exception> TakeExceptionBack(const std::filesystem::path &file) {
+  std::vector<Exception> exceptions = ReadExceptions(file);
+  if (exceptions.empty()) return std::nullopt;
+  const Exception last = exceptions.back();
+  exceptions.pop_back();
+  std::string text;
+  for (const Exception &exception : exceptions) text += ToLine(exception);
+  std::filesystem::path written = file;
+  written += ".new";
+  Write(written, O_TRUNC, text);
+  std::filesystem::rename(written, file);
+  return last;
+}
+
+std::string Describe(const Exception &exception) {
+  std::string text = NameOf(exception);
+  if (exception.client) text += " for " + exception.client->Text();
+  if (exception.until) text += " until " + TimeText(*exception.until);
+  const bool is_all = exception.categories == CategorySet::All();
+  return text + ": " + (is_all ? "everything" : exception.categories.Text());
+}
+
+}  // namespace velmora::host

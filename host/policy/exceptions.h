@@ -1,0 +1,51 @@
+// Exceptions: what somebody allowed while the filter runs, in a file of its own beside the policy,
+// a line of JSON each:
+//
+//   {"time":"2026-03-01T12:34:56.789Z","site":"shop.example","client":"192.168.1.0/24",
+//    "until":"2026-03-01T13:34:56.789Z","categories":"requests, ad-elements"}
+//
+// Without "client" it is for all, without "until" for good, without "categories" for everything.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/bodies/categories.h"
+#include "host/web/client_network.h"
+#include "host/web/host_set.h"
+
+namespace velmora::host {
+
+struct Exception {
+  using Time = std::chrono::system_clock::time_point;
+
+  /// With its sub-domains.
+  HostSet site{};
+  std::optional<ClientNetwork> client{};
+  std::optional<Time> until{};
+  CategorySet categories = CategorySet::All();
+
+  bool AppliesTo(const HostName &asked, const std::optional<ClientAddress> &from, Time now) const;
+};
+
+/// The file that belongs to a policy's.
+std::filesystem::path ExceptionsFile(const std::filesystem::path &policy);
+
+/// Those that have not run out, in the order in which they were made; none when there is no file.
+/// Throws `std::runtime_error` with the place of what is wrong.
+std::vector<Exception> ReadExceptions(const std::filesystem::path &file);
+
+/// Adds one; the hosts that watch the file take it. Throws `std::system_error`.
+void AddException(const std::filesystem::path &file, const Exception &exception);
+
+/// Takes the last one that has not run out back; none when there is none. Throws what the above do.
+std::optional<Exception> TakeExceptionBack(const std::filesystem::path &file);
+
+/// "shop.example for 192.168.1.0/24 until 2026-03-01T13:34:56.789Z: all"
+std::string Describe(const Exception &exception);
+
+}  // namespace velmora::host
