@@ -84,13 +84,19 @@ class Run(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             os.chmod(folder, 0o755)
             policy = pathlib.Path(folder, "velmora.toml")
-            policy.write_text("[filter]\n")
+            ads = pathlib.Path(folder, "ads.txt")
+            ads.write_text("||ads.example^\n")
+            policy.write_text('[ads]\nextra-lists = ["ads.txt"]\n')
             proxy = self.start("--port", str(free_port()), "--policy", policy)
             while "Ctrl-C" not in proxy.stdout.readline():
                 self.assertIsNone(proxy.poll())
+            ads.write_text("||other.example^\n")
+            self.assertIn(f"{ads} has changed", proxy.stdout.readline())
             policy.write_text('[filter]\nblock = "nonsense"\n')
-            self.assertIn("has changed", proxy.stdout.readline())
-            self.assertIn('unknown category "nonsense"', proxy.stdout.readline())
+            said = ""
+            while f"{policy} has changed" not in said or 'category "nonsense"' not in said:
+                said += proxy.stdout.readline()
+                self.assertIsNone(proxy.poll())
             self.end(proxy)
             self.end_at_once()
         log = ROOT / "build" / "proxy" / "log" / "events"

@@ -6,6 +6,7 @@ import json
 import pathlib
 import signal
 import sys
+import tomllib
 
 import events
 from squid import LOOPBACK, ProxyError, Squid
@@ -58,7 +59,8 @@ def parse_arguments():
         "--policy",
         type=pathlib.Path,
         metavar="FILE",
-        help="a policy file instead, read again whenever it changes; its event log stays unused "
+        help="a policy file instead, read again whenever it or a list that it names changes; its "
+        "event log stays unused "
         "(examples: docs/policy.md)",
     )
     parser.add_argument(
@@ -105,6 +107,42 @@ class Watched:
         return True
 
 
+def files_of(policy):
+    """The policy's file and all that it names beside it: lists of ads, also in folders, and of sites.
+
+    A policy that cannot be read names none; the proxy itself says what is wrong with it.
+    """
+    try:
+        settings = tomllib.loads(policy.read_text())
+    except (OSError, UnicodeDecodeError, tomllib.TOMLDecodeError):
+        return [policy]
+    ads = settings.get("ads", {})
+    rules = [settings.get("allow", {}), *settings.get("rule", [])]
+    named = [ads.get("lists", []), ads.get("extra-lists", [])]
+    named += [rule.get("site-lists", []) for rule in rules]
+    names = [name for some in named for name in ([some] if isinstance(some, str) else some)]
+    paths = [policy.parent / name for name in names]
+    return [policy, *paths, *(file for path in paths if path.is_dir() for file in path.iterdir())]
+
+
+class WatchedPolicy:
+    """A policy with the files that it names."""
+
+    def __init__(self, path):
+        self.path = path
+        self._watch()
+
+    def _watch(self):
+        self.files = [Watched(file) for file in files_of(self.path)]
+
+    def changed(self):
+        """The first file that has changed since the last question, if any."""
+        changed = next((file.path for file in self.files if file.has_changed()), None)
+        if changed:
+            self._watch()
+        return changed
+
+
 def say_hello(squid, options):
     if not options.listen.is_loopback:
         print(
@@ -128,8 +166,8 @@ def serve(squid, policy):
             print(events.line(event), flush=True)
         elif squid.process.poll() is not None:
             raise ProxyError("the proxy has ended:\n" + squid.complaints())
-        elif policy and policy.has_changed():
-            print(f"{policy.path} has changed: it is read again.", flush=True)
+        elif policy and (changed := policy.changed()):
+            print(f"{changed} has changed: it is read again.", flush=True)
             squid.reconfigure()
         else:
             events.wait()
@@ -140,7 +178,7 @@ def main():
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, stop)
     try:
-        policy = Watched(options.policy) if options.policy else None
+        policy = WatchedPolicy(options.policy) if options.policy else None
         squid = Squid(
             ROOT / "build" / "proxy",
             options.modules,
