@@ -26,10 +26,14 @@ re2::StringPiece Piece(std::string_view text) {
 
 Expression::Expression(std::string_view pattern, bool match_case)
     : expression_(Piece(pattern), OptionsFor(match_case)), runs_(LiteralRunsOf(pattern)) {
+  constexpr int RANGE_BYTES = 16;
+  has_range_ = IsValid() && !runs_.empty() && runs_.front().at_start &&
+               expression_.PossibleMatchRange(&first_, &last_, RANGE_BYTES);
   std::erase_if(runs_, [](const LiteralRun &run) { return run.text.size() < 2; });
 }
 
 bool Expression::MayMatch(const Address &address, Effort *effort) const noexcept {
+  if (has_range_ && (address.Original() < first_ || address.Original() > last_)) return false;
   std::string_view rest = address.Lowered();
   for (const LiteralRun &run : runs_) {
     if (run.at_start && !rest.starts_with(run.text)) return false;

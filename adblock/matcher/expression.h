@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <memory>
 #include <re2/re2.h>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -20,14 +21,18 @@ class Expression {
 
   /// Can it be compiled? Those that look ahead or refer back cannot, and match nothing.
   bool IsValid() const { return expression_.ok(); }
-  /// Has the address the literal bytes that every match has? Most lack some, which is seen faster
-  /// than that they do not match.
+  /// Has the address the literal bytes that every match has, and does it lie between the first and
+  /// the last that can match? Most do not, which is seen faster than that they do not match.
   bool MayMatch(const Address &address, Effort *effort) const noexcept;
   bool Matches(const Address &address, Effort *effort) const noexcept;
 
  private:
   const re2::RE2 expression_;
   std::vector<LiteralRun> runs_;
+  /// What matches from its start on lies between these in the order of bytes.
+  bool has_range_ = false;
+  std::string first_;
+  std::string last_;
 };
 
 /// One slot an expression. Any number of threads ask at once; two that come first at the same
