@@ -198,18 +198,19 @@ void CharsetShape::LearnBytes(const Converter &decoder) noexcept {
   kind_ = is_ascii_alone ? Kind::ASCII_ALONE : is_markup_alone ? Kind::MARKUP_ALONE : Kind::NONE;
 }
 
-std::size_t CharsetShape::SafeEnd(std::span<const std::uint8_t> bytes,
-                                  std::size_t from) const noexcept {
-  // No unit of a pair and none of the one behind it.
-  if (IsWide())
-    return from + (bytes.size() - from) / 2 * 2 -
-           std::min(bytes.size() - from, std::size_t{8}) / 2 * 2;
+std::size_t CharsetShape::SafeEnd(std::span<const std::uint8_t> bytes, std::size_t from,
+                                  std::size_t tail) const noexcept {
   // More than the longest character and one byte of the one behind it.
   static constexpr std::size_t LOOKED_AT = 8;
+  const std::size_t size = bytes.size();
+  const std::size_t left = size - from;
+  if (IsWide()) return from + left / 2 * 2 - std::min(left, LOOKED_AT) / 2 * 2;
   const auto is_ascii = [](std::uint8_t byte) { return byte < ASCII_END; };
-  const std::size_t tail = bytes.size() - std::min(LOOKED_AT, bytes.size() - from);
-  if (is_single_byte_ || std::ranges::all_of(bytes.subspan(tail), is_ascii)) return bytes.size();
-  std::size_t end = tail;
+  if (is_single_byte_ ||
+      std::ranges::all_of(bytes.subspan(size - std::min(LOOKED_AT, left)), is_ascii)) {
+    return size;
+  }
+  std::size_t end = size - std::min(std::max(tail, LOOKED_AT), left);
   while (end > from && !begins_[bytes[end]] && !is_ascii(bytes[end - 1])) --end;
   return end;
 }

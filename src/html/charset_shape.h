@@ -52,7 +52,9 @@ class CharsetShape {
   /// How far the characters from `from` on, where one begins, can be passed over: a character
   /// begins there too (or the bytes end), and none that begins before it, nor the one behind that,
   /// is cut off by the end of the bytes.
-  std::size_t SafeEnd(std::span<const std::uint8_t> bytes, std::size_t from) const noexcept;
+  /// It is sought from `tail` bytes before the end on, towards the front.
+  std::size_t SafeEnd(std::span<const std::uint8_t> bytes, std::size_t from,
+                      std::size_t tail) const noexcept;
   /// A character that begins with this byte is this ASCII character.
   bool IsItself(std::uint8_t byte) const noexcept { return is_itself_[byte]; }
 

@@ -36,6 +36,7 @@ void CDataHTML2::Clear() noexcept {
 void CDataHTML2::Process(const Chunk &chunk) {
   page_.Enter(chunk);
   position_.EnterCall(chunk.offset());
+  read_ahead_.EnterCall();
   elements_.Rebase();
   if (chunk.IsStart()) Start();
   if (encodings_.IsEmpty()) {

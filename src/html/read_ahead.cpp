@@ -59,12 +59,13 @@ void ReadAhead::Run(std::span<const std::uint8_t> bytes) {
   }
 }
 
-/// Once a call and once behind each edit: it may have to go back over many bytes.
+/// Once a call and once behind each edit.
 void ReadAhead::FindHorizon(const CharsetShape &shape) {
   if (page_changes_ == page_.changes() && encoding_changes_ == encodings_.changes()) return;
   page_changes_ = page_.changes();
   encoding_changes_ = encodings_.changes();
-  horizon_ = shape.SafeEnd(bytes_, position_.position());
+  horizon_ = shape.SafeEnd(bytes_, position_.position(), tail_);
+  tail_ = bytes_.size() - horizon_;
   is_logged_ = IsLogOn();
 }
 

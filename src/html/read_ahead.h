@@ -47,6 +47,8 @@ class ReadAhead {
         elements_(elements),
         tokenizer_(tokenizer) {}
 
+  /// A call begins, with other bytes at its end.
+  void EnterCall() noexcept { tail_ = 0; }
   /// Moves the position over characters of `bytes`, which are the buffer's up to the chunk's end,
   /// with all that the table would do for them; maybe over none.
   void Run(std::span<const std::uint8_t> bytes);
@@ -80,6 +82,9 @@ class ReadAhead {
   std::span<const std::uint8_t> bytes_;
   /// How far it is safe to read, as long as neither the bytes nor the encoding change.
   std::size_t horizon_ = 0;
+  /// How far from the end that was. An edit seldom changes it, and to find it anew may mean to go
+  /// back over many bytes.
+  std::size_t tail_ = 0;
   std::uint32_t page_changes_ = 0;
   std::uint32_t encoding_changes_ = 0;
   bool is_logged_ = false;

@@ -15,6 +15,12 @@
 
 namespace velmora::testing {
 
+inline constexpr const char *USUAL_SETS[] = {"ISO-8859-1", "UTF-8", "Shift_JIS", "UTF-16LE",
+                                             "windows-1251"};
+
+inline const std::set<std::int32_t> CATEGORY_SETS[] = {
+    {}, {300, 301, 302}, {303, 304, 305, 306, 307}, {300, 301, 302, 303, 304, 305, 306, 307, 308}};
+
 struct TwoPathsCase {
   std::string charset;
   std::vector<std::string> pieces;

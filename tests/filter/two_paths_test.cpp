@@ -54,11 +54,6 @@ const std::string SHORT_PAGES[] = {
     "<a\0b=\0c>\0</a\0>"s,
 };
 
-const char *const USUAL_SETS[] = {"ISO-8859-1", "UTF-8", "Shift_JIS", "UTF-16LE", "windows-1251"};
-
-const std::set<std::int32_t> CATEGORY_SETS[] = {
-    {}, {300, 301, 302}, {303, 304, 305, 306, 307}, {300, 301, 302, 303, 304, 305, 306, 307, 308}};
-
 TEST(TwoPaths, EveryCutOfShortPages) {
   for (const char *charset : USUAL_SETS) {
     for (const std::string &page : SHORT_PAGES) {
