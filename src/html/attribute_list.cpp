@@ -10,7 +10,11 @@ namespace {
 
 constexpr std::uint64_t IS_VALUE = 1;
 constexpr std::uint64_t HAS_SIZE = 2;
-constexpr unsigned FLAG_BITS = 2;
+constexpr std::uint64_t IS_REPEATED = 4;
+constexpr unsigned FLAG_BITS = 3;
+
+/// Shorter texts are as soon written as looked for.
+constexpr std::size_t SHORTEST_KEPT = 16;
 
 /// A distance, which may be negative behind odd edits, with its sign in the lowest bit.
 std::uint64_t PackDistance(std::uint32_t from, std::uint32_t to) noexcept {
@@ -29,6 +33,7 @@ std::uint32_t UnpackDistance(std::uint32_t from, std::uint64_t packed) noexcept 
 
 void AttributeWriter::Clear() noexcept {
   bytes_.clear();
+  kept_ = {};
   end_ = 0;
   expected_ = Expected::NAME;
 }
@@ -58,12 +63,31 @@ void AttributeWriter::Append(const CHTMLAttribute &attribute) {
 void AttributeWriter::AppendPart(bool is_value, std::string_view text, std::uint32_t start,
                                  std::uint32_t length) {
   const bool has_size = text.size() != length;
-  AppendPacked(bytes_, PackDistance(end_, start) << FLAG_BITS | (has_size ? HAS_SIZE : 0) |
-                           (is_value ? IS_VALUE : 0));
+  const bool may_repeat = is_value && text.size() >= SHORTEST_KEPT;
+  const Kept *const kept = may_repeat ? FindKept(text) : nullptr;
+  AppendPacked(bytes_, PackDistance(end_, start) << FLAG_BITS | (is_value ? IS_VALUE : 0) |
+                           (has_size ? HAS_SIZE : 0) | (kept != nullptr ? IS_REPEATED : 0));
   AppendPacked(bytes_, length);
   if (has_size) AppendPacked(bytes_, text.size());
-  bytes_.append(text);
+  if (kept != nullptr) {
+    AppendPacked(bytes_, bytes_.size() - kept->begin);
+  } else {
+    bytes_.append(text);
+    if (may_repeat) Keep(text.size());
+  }
   end_ = start + length;
+}
+
+const AttributeWriter::Kept *AttributeWriter::FindKept(std::string_view text) const noexcept {
+  const auto found = std::ranges::find_if(kept_, [&](const Kept &kept) {
+    return kept.size == text.size() &&
+           std::string_view(bytes_).substr(kept.begin, kept.size) == text;
+  });
+  return found == kept_.end() ? nullptr : &*found;
+}
+
+void AttributeWriter::Keep(std::size_t size) noexcept {
+  kept_[next_kept_++ % kept_.size()] = {bytes_.size() - size, size};
 }
 
 bool AttributeReader::Next(CHTMLAttribute &attribute) noexcept {
@@ -90,10 +114,16 @@ AttributeReader::Part AttributeReader::ReadPart() noexcept {
   const std::uint32_t start = UnpackDistance(end_, place >> FLAG_BITS);
   const auto length = static_cast<std::uint32_t>(TakePacked(rest_));
   const std::uint64_t size = (place & HAS_SIZE) != 0 ? TakePacked(rest_) : length;
+  end_ = start + length;
+  if ((place & IS_REPEATED) != 0) return {ReadRepeated(size), start, length};
   const Part part{rest_.substr(0, size), start, length};
   rest_.remove_prefix(size);
-  end_ = start + length;
   return part;
+}
+
+std::string_view AttributeReader::ReadRepeated(std::size_t size) noexcept {
+  const std::size_t here = bytes_.size() - rest_.size();
+  return bytes_.substr(here - TakePacked(rest_), size);
 }
 
 }  // namespace velmora

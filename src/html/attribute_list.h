@@ -5,14 +5,19 @@
 // value if it has one. Each of the two is
 //
 //   place   from the end of the one before (the tag's "<" at first) to its start in the page; below
-//           that a bit that says that it is a value, and one that says that a size follows
+//           that a bit that says that it is a value, one that says that a size follows, and one
+//           that says that the text is repeated
 //   length  of what it takes in the page
 //   size    of its text, only where it differs from the length
-//   text
+//   text    or, where it is repeated, how many bytes before this place it stands
+//
+// A handler may give many attributes one long value, which is kept once.
 //
 // where the numbers are seven bits to a byte, the lowest first, and places have their sign lowest.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -37,9 +42,20 @@ class AttributeWriter {
  private:
   enum class Expected { NAME, NAME_OR_EQUALS, VALUE };
 
+  /// A text that stands in the bytes.
+  struct Kept {
+    std::size_t begin = 0;
+    std::size_t size = 0;
+  };
+
   void AppendPart(bool is_value, std::string_view text, std::uint32_t start, std::uint32_t length);
+  const Kept *FindKept(std::string_view text) const noexcept;
+  void Keep(std::size_t size) noexcept;
 
   std::string bytes_;
+  /// The last long values, each in the place of the one that was kept longest.
+  std::array<Kept, 4> kept_{};
+  std::size_t next_kept_ = 0;
   /// Where the last part ends in the page.
   std::uint32_t end_ = 0;
   Expected expected_ = Expected::NAME;
@@ -49,7 +65,7 @@ class AttributeWriter {
 class AttributeReader {
  public:
   /// `bytes` are an `AttributeWriter`'s, and outlive what is read.
-  explicit AttributeReader(std::string_view bytes) noexcept : rest_(bytes) {}
+  explicit AttributeReader(std::string_view bytes) noexcept : bytes_(bytes), rest_(bytes) {}
 
   /// False when there are no more.
   bool Next(CHTMLAttribute &attribute) noexcept;
@@ -63,7 +79,9 @@ class AttributeReader {
 
   bool IsAtValue() const noexcept;
   Part ReadPart() noexcept;
+  std::string_view ReadRepeated(std::size_t size) noexcept;
 
+  const std::string_view bytes_;
   std::string_view rest_;
   std::uint32_t end_ = 0;
 };

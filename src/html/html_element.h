@@ -37,7 +37,7 @@ class IHTMLElement {
  public:
   virtual std::string GetName() const = 0;
   /// The innermost element that was open when this one started; null at top level. Lives as long as
-  /// this one.
+  /// this one. Attributes are kept of those alone whose end tag somebody waits for.
   virtual CHTMLElement *GetParent() const = 0;
   virtual std::uint32_t GetAttributeCount() const noexcept = 0;
   /// False when there is no such attribute; otherwise copies its name and its value as written.

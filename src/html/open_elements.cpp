@@ -16,9 +16,11 @@ std::int32_t OpenElements::HandleStartTag(const Tag &tag) {
   const std::int32_t change = handlers_.OnStartTag(element);
   if (element.HasFlags(ELEMENT_DROP)) {
     elements_.Pop();
-  } else if (element.HasFlags(ELEMENT_HOLD)) {
-    ++hold_count_;
+    return change;
   }
+  if (element.HasFlags(ELEMENT_HOLD)) ++hold_count_;
+  // Nobody asks for them behind the start tag unless he sees the end tag.
+  if (!element.HasFlags(ELEMENT_NEED_END)) elements_.SetAttributes(depth, {});
   return change;
 }
 

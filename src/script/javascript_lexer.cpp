@@ -209,25 +209,25 @@ State JavaScriptLexer::Step(State state, char16_t unit) noexcept {
       if (unit == '8' || unit == '9')                                            return INTEGER;
       else                                                                       return EndNumber();
     case OCTAL_NUMBER:
-      if (is(OCTAL))                                                             return OCTAL_NUMBER;
+      if (is(OCTAL))                   { StayWhile(OCTAL);                       return OCTAL_NUMBER; }
       else                                                                       return EndNumber();
     case HEX_NUMBER:
-      if (is(DIGIT | HEX_LETTER))                                                return HEX_NUMBER;
+      if (is(DIGIT | HEX_LETTER))      { StayWhile(DIGIT | HEX_LETTER);          return HEX_NUMBER; }
       else                                                                       return EndNumber();
     case INTEGER:
-      if (is(DIGIT))                                                             return INTEGER;
+      if (is(DIGIT))                   { StayWhile(DIGIT);                       return INTEGER; }
       if (unit == '.')                                                           return FRACTION;
       if (unit == 'E' || unit == 'e')                                            return EXPONENT_MARK;
       else                                                                       return EndNumber();
     case FRACTION:
-      if (is(DIGIT))                                                             return FRACTION;
+      if (is(DIGIT))                   { StayWhile(DIGIT);                       return FRACTION; }
       if (unit == 'E' || unit == 'e')                                            return EXPONENT_MARK;
       else                                                                       return EndNumber();
     case EXPONENT_MARK:
       if (is(DIGIT) || unit == '+' || unit == '-')                               return EXPONENT;
       else                                                                       return EndNumber();
     case EXPONENT:
-      if (is(DIGIT))                                                             return EXPONENT;
+      if (is(DIGIT))                   { StayWhile(DIGIT);                       return EXPONENT; }
       else                                                                       return EndNumber();
     case STRING:
       if (unit == quote_)              { EmitText(TOKEN_STRING, Here());         return BETWEEN_TOKENS; }

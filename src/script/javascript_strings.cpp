@@ -21,15 +21,11 @@ constexpr bool IsNamePart(char byte) noexcept {
   return platform::IsLetterAscii(byte) || platform::IsDigitAscii(byte) || byte == '_' ||
          byte == '$';
 }
-/// A token of its own, wherever it stands in code.
-constexpr bool IsSeparator(char byte) noexcept {
-  return std::string_view(";,:?()[]{}~").find(byte) != std::string_view::npos;
-}
-/// The end of an operator, wherever it stands in code. "+" and "-" may belong to a number, and
+/// Tokens of their own, wherever they stand in code.
+constexpr ByteSet SEPARATORS(";,:?()[]{}~");
+/// The ends of operators, wherever they stand in code. "+" and "-" may belong to a number, and
 /// "-->" may be nothing.
-constexpr bool EndsOperator(char byte) noexcept {
-  return std::string_view("=&|!%^*<").find(byte) != std::string_view::npos;
-}
+constexpr ByteSet OPERATOR_ENDS("=&|!%^*<");
 
 }  // namespace
 
@@ -132,8 +128,8 @@ bool JavaScriptStrings::Divides() const noexcept {
   if (end == passed_) return divides_;
   const char last = end[-1];
   if (IsNamePart(last)) return DividesBehindName(end);
-  if (IsSeparator(last)) return last == ')';
-  return !EndsOperator(last) && DividesByTable();
+  if (SEPARATORS.Has(last)) return last == ')';
+  return !OPERATOR_ENDS.Has(last) && DividesByTable();
 }
 
 bool JavaScriptStrings::DividesBehindName(const char *end) const noexcept {
@@ -161,7 +157,7 @@ bool JavaScriptStrings::DividesByTable() const noexcept {
 
 const char *JavaScriptStrings::BetweenTokens() const noexcept {
   const char *begin = at_;
-  while (begin != passed_ && !IsSeparator(begin[-1])) --begin;
+  while (begin != passed_ && !SEPARATORS.Has(begin[-1])) --begin;
   return begin == passed_ ? begin : begin - 1;
 }
 

@@ -44,6 +44,7 @@ class StringReader {
   }
   /// Finds out, from the code between `begin`, which is between two tokens, and `at_`.
   void LookForLongText(const char *begin) noexcept;
+  bool EndsInLongInteger(const char *begin) const noexcept;
   /// Code begins at `place`.
   void EnterCode(const char *place) noexcept { passed_ = at_ = place; }
   /// Hands out [begin, end) as a string, behind which code begins at `next`. False when only the
@@ -108,6 +109,7 @@ class VBScriptStrings : public StringReader {
   void LeaveCode() noexcept;
   void PassLine(const char *begin) noexcept;
   void PassWord() noexcept;
+  bool IsRemark(const char *end) const noexcept;
   /// The last place before `at_` that is surely between two tokens.
   const char *BetweenTokens() const noexcept;
 };

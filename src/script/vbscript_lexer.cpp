@@ -157,19 +157,19 @@ State VBScriptLexer::Step(State state, char16_t unit) noexcept {
       if (is(DIGIT))                                                           return FRACTION;
       else                                                                     return EmitAndPushBack('.');
     case INTEGER:
-      if (is(DIGIT))                                                           return INTEGER;
+      if (is(DIGIT))                      { StayWhile(DIGIT);                  return INTEGER; }
       if (unit == '.')                                                         return FRACTION;
       if (unit == 'E' || unit == 'e')                                          return EXPONENT_MARK;
       else                                                                     return EndNumber();
     case FRACTION:
-      if (is(DIGIT))                                                           return FRACTION;
+      if (is(DIGIT))                      { StayWhile(DIGIT);                  return FRACTION; }
       if (unit == 'E' || unit == 'e')                                          return EXPONENT_MARK;
       else                                                                     return EndNumber();
     case EXPONENT_MARK:
       if (is(DIGIT) || unit == '+' || unit == '-')                             return EXPONENT;
       else                                                                     return EndNumber();
     case EXPONENT:
-      if (is(DIGIT))                                                           return EXPONENT;
+      if (is(DIGIT))                      { StayWhile(DIGIT);                  return EXPONENT; }
       else                                                                     return EndNumber();
     case STRING:
       if (unit == '"')                                                         return STRING_QUOTE;

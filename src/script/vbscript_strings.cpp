@@ -16,10 +16,8 @@ using DateStop = Any<At<0, '#'>, LineBreak>;
 constexpr bool IsNamePart(char byte) noexcept {
   return platform::IsLetterAscii(byte) || platform::IsDigitAscii(byte) || byte == '_';
 }
-/// A token of its own, wherever it stands in code.
-constexpr bool IsSeparator(char byte) noexcept {
-  return std::string_view("&*,/)\\^(:").find(byte) != std::string_view::npos;
-}
+/// Tokens of their own, wherever they stand in code.
+constexpr ByteSet SEPARATORS("&*,/)\\^(:");
 
 }  // namespace
 
@@ -84,11 +82,12 @@ void VBScriptStrings::PassLine(const char *begin) noexcept {
 
 /// Passes over "rem", and over the line when it is a remark.
 void VBScriptStrings::PassWord() noexcept {
-  const char *const end = at_ + REMARK_LENGTH;
+  const char *end = at_ + REMARK_LENGTH;
   if (end != end_ && IsNamePart(*end)) {
+    // No number has these letters in it, so they belong to a name that takes all of this.
+    while (end != end_ && IsNamePart(*end)) ++end;
     at_ = end;
-  } else if (at_ == passed_ || !IsNamePart(at_[-1]) ||
-             ReadCode(BetweenTokens(), end).open_name == REMARK_LENGTH) {
+  } else if (IsRemark(end)) {
     LeaveCode();
     PassLine(end);
   } else {
@@ -98,9 +97,20 @@ void VBScriptStrings::PassWord() noexcept {
   }
 }
 
+/// Is the "rem" at `at_`, behind which no name goes on, a name of its own?
+bool VBScriptStrings::IsRemark(const char *end) const noexcept {
+  const char *begin = at_;
+  while (begin != passed_ && IsNamePart(begin[-1])) --begin;
+  if (begin == at_) return true;
+  // Behind a "." it may be the exponent of a number.
+  const bool begins_token = begin == passed_ || begin[-1] != '.';
+  const bool is_name = begins_token && platform::IsLetterAscii(*begin);
+  return !is_name && ReadCode(BetweenTokens(), end).open_name == REMARK_LENGTH;
+}
+
 const char *VBScriptStrings::BetweenTokens() const noexcept {
   const char *begin = at_;
-  while (begin != passed_ && !IsSeparator(begin[-1])) --begin;
+  while (begin != passed_ && !SEPARATORS.Has(begin[-1])) --begin;
   return begin == passed_ ? begin : begin - 1;
 }
 

@@ -197,7 +197,7 @@ TEST(Element, TagsOfAnySizeAreEditedInFewSteps) {
 TEST(Element, AncestorsAreSeenAndChangedFromWithin) {
   const auto filter = Filter(
       [](CHTMLElement &element) {
-        if (element.name() == "X") element.SetFlags(ELEMENT_HOLD | ELEMENT_NEED_END);
+        if (element.name() != "Z") element.SetFlags(ELEMENT_HOLD | ELEMENT_NEED_END);
         if (element.name() != "Z") return 0;
         EXPECT_EQ(element.depth(), 2U);
         EXPECT_EQ(element.NameAt(1), "Y");
