@@ -47,11 +47,13 @@ std::string General(const host::Policy &policy) {
   text += Line("rules", std::to_string(policy.rules.size()));
   text += Line(
       "limits",
-      fmt::format("{} held back, {} by all, {} ms of filtering, {} decoded, ratio {}; "
-                  "beyond: {}",
-                  Bytes(limits.held_bytes.most), Bytes(limits.all_held_bytes.most), time.count(),
-                  Bytes(policy.responses.decoding.size), policy.responses.decoding.ratio,
-                  limits.beyond == host::BeyondLimit::FAIL ? "fail" : "pass"));
+      fmt::format(
+          "{} held back, {} by all, {} added at once, {} ms of filtering, {} decoded, ratio {}; "
+          "beyond: {}",
+          Bytes(limits.held_bytes.most), Bytes(limits.all_held_bytes.most),
+          Bytes(limits.added_bytes.most), time.count(), Bytes(policy.responses.decoding.size),
+          policy.responses.decoding.ratio,
+          limits.beyond == host::BeyondLimit::FAIL ? "fail" : "pass"));
   for (const host::Exception &exception : policy.exceptions) {
     text += Line("allowed since", Describe(exception));
   }

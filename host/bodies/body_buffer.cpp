@@ -4,8 +4,6 @@
 #include <cstring>
 #include <limits>
 
-#include "host/limits/limits.h"
-
 namespace velmora::host {
 
 bool BodyBuffer::Append(std::string_view bytes) noexcept {
@@ -38,11 +36,16 @@ void BodyBuffer::SetCommitted(std::uint32_t position) noexcept {
 
 void BodyBuffer::Replace(std::uint32_t position, std::uint32_t old_length,
                          const std::uint8_t *bytes, std::uint32_t new_length) noexcept {
-  if (edit_failed_ || position > size_) return;
+  if (edit_failure_ || position > size_) return;
   old_length = std::min(old_length, size_ - position);
-  if (new_length > old_length && !MakeRoom(new_length - old_length)) {
-    edit_failed_ = true;
-    return;
+  if (new_length > old_length) {
+    const std::uint32_t added = new_length - old_length;
+    if (std::uint64_t{size_} + added > most_size_) {
+      edit_failure_ = StopReason::ADDED_BYTES;
+    } else if (!MakeRoom(added)) {
+      edit_failure_ = StopReason::OUT_OF_MEMORY;
+    }
+    if (edit_failure_) return;
   }
   const std::uint32_t old_end = position + old_length;
   std::uint8_t *const place = GetData() + position;

@@ -4,13 +4,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include <velmora/data_buffer.h>
 
 #include "host/bodies/edit_list.h"
 #include "host/bodies/host_owned.h"
+#include "host/limits/limits.h"
 
 namespace velmora::host {
 
@@ -18,8 +21,9 @@ namespace velmora::host {
 /// back when room is needed, and only when at least as many bytes were dropped as have to move. So
 /// each byte is moved a bounded number of times, however it comes and goes, apart from edits.
 ///
-/// Nothing here throws. An edit for which there is no memory is not made, nor is any later one (the
-/// plug-in's positions no longer fit): the bytes stay as they are and `EditFailed` tells.
+/// Nothing here throws. An edit for which there is no memory, or that adds more than is allowed, is
+/// not made, nor is any later one (the plug-in's positions no longer fit): the bytes stay as they
+/// are and `EditFailure` tells.
 class BodyBuffer final : public HostOwned<IDataBuffer> {
  public:
   /// The listener, if any, hears of the edits that are made.
@@ -35,7 +39,10 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
   std::uint32_t HeldBack() const noexcept { return size_ - committed_; }
   /// By how much all edits so far have made the body shorter.
   std::int64_t Saved() const noexcept { return saved_; }
-  bool EditFailed() const noexcept { return edit_failed_; }
+  /// From here on edits may add so many bytes to those that are there.
+  void AllowToAdd(std::uint32_t most) noexcept { most_size_ = std::uint64_t{size_} + most; }
+  /// Why an edit was not made, if one was not.
+  std::optional<StopReason> EditFailure() const noexcept { return edit_failure_; }
   /// Drops all bytes and their memory.
   void Clear() noexcept;
 
@@ -65,7 +72,8 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
   std::size_t start_ = 0;
   std::uint32_t size_ = 0;
   std::uint32_t committed_ = 0;
-  bool edit_failed_ = false;
+  std::uint64_t most_size_ = std::numeric_limits<std::uint64_t>::max();
+  std::optional<StopReason> edit_failure_;
   /// Bytes taken out in front so far.
   std::uint64_t taken_ = 0;
   std::int64_t saved_ = 0;

@@ -6,8 +6,6 @@
 
 #include <velmora/data_processor.h>
 
-#include "host/limits/memory_watch.h"
-
 namespace velmora::host {
 namespace {
 
@@ -32,11 +30,12 @@ BodyStream::BodyStream(Stage &before, ProcessorPointer processor, Transaction &t
     Stop(StopReason::OUT_OF_MEMORY);
     return;
   }
+  transaction_.SetLimit(options_.limits.misread_bytes);
   const MemoryWatch memory;
   processor_->SetContext(&transaction_);
   const bool is_supported = processor_->IsSupported();
-  if (memory.HasFailed() || transaction_.HasUnexamined()) {
-    Stop(StopReason::OUT_OF_MEMORY);
+  if (const auto reason = Trouble(memory)) {
+    Stop(*reason);
   } else if (!is_supported) {
     PassRest();
   }
@@ -99,8 +98,7 @@ void BodyStream::ProcessSlice() noexcept {
   part_.bytes.remove_prefix(slice.size());
   filtered_ += slice.size();
   const bool is_last = part_.is_last && part_.bytes.empty();
-  const bool has_memory = CallProcessor(is_last);
-  if (!has_memory || buffer_.EditFailed()) return Stop(StopReason::OUT_OF_MEMORY);
+  if (const auto reason = CallProcessor(is_last)) return Stop(*reason);
   if (is_last) {
     processor_.reset();
     state_ = StreamState::FINISHED;
@@ -110,14 +108,20 @@ void BodyStream::ProcessSlice() noexcept {
   }
 }
 
-bool BodyStream::CallProcessor(bool is_last) noexcept {
+std::optional<StopReason> BodyStream::CallProcessor(bool is_last) noexcept {
   const std::uint32_t flags =
       (std::exchange(started_, true) ? 0 : DATA_FLAG_START) | (is_last ? DATA_FLAG_END : 0);
+  buffer_.AllowToAdd(options_.limits.added_bytes.most);
   const MemoryWatch memory;
   const auto begin = ThreadTime();
   processor_->ProcessData(&buffer_, 0, buffer_.GetSize(), flags);
   time_spent_ += ThreadTime() - begin;
-  return !memory.HasFailed() && !transaction_.HasUnexamined();
+  return Trouble(memory);
+}
+
+std::optional<StopReason> BodyStream::Trouble(const MemoryWatch &memory) const noexcept {
+  if (memory.HasFailed()) return StopReason::OUT_OF_MEMORY;
+  return buffer_.EditFailure() ? buffer_.EditFailure() : transaction_.Unexamined();
 }
 
 void BodyStream::Report(StopReason reason) noexcept {

@@ -8,12 +8,14 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "host/bodies/body_buffer.h"
 #include "host/bodies/transaction.h"
 #include "host/codings/stage.h"
 #include "host/limits/limits.h"
+#include "host/limits/memory_watch.h"
 #include "host/loading/plugin.h"
 
 namespace velmora::host {
@@ -59,8 +61,9 @@ class BodyStream final : public Stage {
   /// Gets the next part; false when there is none for now.
   bool Draw() noexcept;
   void ProcessSlice() noexcept;
-  /// False when it was in want of memory: what it should have done may not be done.
-  bool CallProcessor(bool is_last) noexcept;
+  /// Why what it should have done may not be done, if it is so; the same below.
+  std::optional<StopReason> CallProcessor(bool is_last) noexcept;
+  std::optional<StopReason> Trouble(const MemoryWatch &memory) const noexcept;
   void Stop(StopReason reason) noexcept;
 
   Stage &before_;

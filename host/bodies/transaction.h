@@ -75,8 +75,9 @@ class Transaction final : public HostOwned<IDataContext> {
  public:
   Transaction(TransactionInfo info, TransactionSink &sink);
 
-  /// The plug-in let something pass because it could not examine it.
-  bool HasUnexamined() const noexcept { return trouble_.has_unexamined; }
+  /// Why the plug-in let something pass unexamined, if it did.
+  std::optional<StopReason> Unexamined() const noexcept { return trouble_.reason; }
+  void SetLimit(const MisreadBytesLimit &limit) noexcept { trouble_.misread_bytes = limit; }
 
   const TransactionInfo &Info() const noexcept { return info_; }
   // Before the first bytes go to the plug-in: what they say beyond the header.
@@ -96,9 +97,14 @@ class Transaction final : public HostOwned<IDataContext> {
 
  private:
   struct Trouble final : HostOwned<ITroubleListener> {
-    void OnUnexamined() noexcept override { has_unexamined = true; }
+    void OnUnexamined() noexcept override { reason = StopReason::OUT_OF_MEMORY; }
+    std::uint64_t MostMisreadBytes() noexcept override { return misread_bytes.most; }
+    void OnMisreadBytes() noexcept override {
+      if (!reason) reason = StopReason::MISREAD_BYTES;
+    }
 
-    bool has_unexamined = false;
+    MisreadBytesLimit misread_bytes;
+    std::optional<StopReason> reason;
   };
 
   /// The plug-in asks about each element that it would remove by address.

@@ -14,10 +14,14 @@ const char *Describe(StopReason reason) noexcept {
   switch (reason) {
     case StopReason::HELD_BYTES:
       return "more bytes held back than allowed";
+    case StopReason::ADDED_BYTES:
+      return "more bytes added by edits at once than allowed";
     case StopReason::ALL_HELD_BYTES:
       return "more bytes held back by all bodies together than allowed";
     case StopReason::FILTER_TIME:
       return "more filtering time than allowed";
+    case StopReason::MISREAD_BYTES:
+      return "more misread strings in a script than allowed";
     case StopReason::OUT_OF_MEMORY:
       return "out of memory";
     case StopReason::UNKNOWN_CODING:

@@ -13,11 +13,15 @@ namespace velmora::host {
 enum class StopReason {
   /// More bytes were held back than the limit allows.
   HELD_BYTES,
+  /// In one step edits added more bytes than the limit allows.
+  ADDED_BYTES,
   /// More bytes were held back by all transactions of the process than the limit allows, and a part
   /// of them by this one.
   ALL_HELD_BYTES,
   /// The plug-in took more time than the limit allows.
   FILTER_TIME,
+  /// A script had more bytes of misread strings than the limit allows.
+  MISREAD_BYTES,
   /// Memory could not be had.
   OUT_OF_MEMORY,
   /// The body is in a content coding that the host does not know.
@@ -43,11 +47,22 @@ enum class BeyondLimit {
 };
 
 /// The bytes that wait in the buffer because they may still change, looked at between slices: the
-/// buffer itself holds at most one slice more (and what edits insert).
+/// buffer itself holds at most one slice more, and what edits add.
 struct HeldBytesLimit {
   std::uint32_t most = 16U << 20;
 
   bool IsExceededBy(std::uint32_t held) const noexcept { return held > most; }
+};
+
+/// The bytes that edits add to what is in the buffer while the plug-in has one slice, looked at as
+/// they come: a tag that waits for its end may grow to eleven times its size at once.
+struct AddedBytesLimit {
+  std::uint32_t most = 16U << 20;
+};
+
+/// Bytes of misread strings in one script, as `ITroubleListener` has them.
+struct MisreadBytesLimit {
+  std::uint64_t most = 64U << 20;
 };
 
 /// The memory of all bytes that are held back in the process. Only who has a part in it that counts
@@ -87,8 +102,10 @@ std::chrono::nanoseconds ThreadTime() noexcept;
 
 struct Limits {
   HeldBytesLimit held_bytes{};
+  AddedBytesLimit added_bytes{};
   AllHeldBytesLimit all_held_bytes{};
   FilterTimeLimit filter_time{};
+  MisreadBytesLimit misread_bytes{};
   BeyondLimit beyond = BeyondLimit::PASS_UNFILTERED;
 
   /// The limit that a transaction is beyond, if any.

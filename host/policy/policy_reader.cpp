@@ -22,6 +22,7 @@ namespace {
 constexpr std::string_view PLUGIN_SETTINGS[] = {SETTING_DATA_HANDLERS, SETTING_DUMP_HTML_ELEMENTS,
                                                 SETTING_DUMP_SCRIPT_STRINGS};
 constexpr std::uint64_t MOST_HELD_BYTES = 3ULL << 30;
+constexpr std::uint64_t MOST_MISREAD_BYTES = 1ULL << 60;
 
 /// The file's bytes; `name` stands in front of what goes wrong.
 std::string ReadWhole(const std::filesystem::path &file, const std::string &name = {}) {
@@ -296,6 +297,15 @@ constexpr Key<ResponseOptions> LIMITS_TABLE[] = {
      [](Reading &, const toml::node &value, ResponseOptions &options) {
        options.stream.limits.held_bytes.most =
            static_cast<std::uint32_t>(Size(value, MOST_HELD_BYTES));
+     }},
+    {"added-bytes",
+     [](Reading &, const toml::node &value, ResponseOptions &options) {
+       options.stream.limits.added_bytes.most =
+           static_cast<std::uint32_t>(Size(value, MOST_HELD_BYTES));
+     }},
+    {"misread-bytes",
+     [](Reading &, const toml::node &value, ResponseOptions &options) {
+       options.stream.limits.misread_bytes.most = Size(value, MOST_MISREAD_BYTES);
      }},
     {"all-held-bytes",
      [](Reading &, const toml::node &value, ResponseOptions &options) {

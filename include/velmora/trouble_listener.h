@@ -1,5 +1,8 @@
-// ITroubleListener: how a host hears that something passes because it could not be examined.
+// ITroubleListener: how a host hears that something passes unexamined, and bounds what examining it
+// may cost.
 #pragma once
+
+#include <cstdint>
 
 #include <velmora/counted.h>
 
@@ -17,6 +20,12 @@ class ITroubleListener : public ICounted {
   /// passes as it is, or a script of it as far as it could not be read. Called from within
   /// `ProcessData` or `SetContext`, on their thread, perhaps more than once a transaction.
   virtual void OnUnexamined() noexcept = 0;
+  /// How many bytes of misread strings the plug-in may examine in one script, beside 16 for each
+  /// byte of its texts: behind a very long text, a string is read back as whatever stands there,
+  /// and each may be as long as the script. Asked when a script is beyond that part.
+  virtual std::uint64_t MostMisreadBytes() noexcept = 0;
+  /// They were more: the script passes without a look at the others. Called as `OnUnexamined` is.
+  virtual void OnMisreadBytes() noexcept = 0;
 
  protected:
   ~ITroubleListener() = default;

@@ -96,9 +96,10 @@ void CDataScript::Examine(std::string_view script, CScriptStringScanner &scanner
   const TokenListPointer list(
       language_.lexer(&SPILL_SERVICES, &OS_SERVICES, const_cast<char *>(script.data()), 0, 0, 0, 0,
                       static_cast<std::uint32_t>(script.size()), nullptr, 0));
-  if (!ExamineStrings(list.get(), scanner, examined) && scanner.LooksForAnything()) {
-    TellUnexamined(*context());
-  }
+  const Examination examination = ExamineStrings(*context(), list.get(), scanner, examined);
+  if (!scanner.LooksForAnything()) return;
+  if (examination == Examination::INCOMPLETE) TellUnexamined(*context());
+  if (examination == Examination::BEYOND_LIMIT) TellMisreadBytes(*context());
 }
 
 void CDataScript::Neutralise(const Chunk &chunk) const {

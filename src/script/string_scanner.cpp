@@ -10,6 +10,7 @@
 #include "core/report.h"
 #include "core/settings.h"
 #include "core/strings.h"
+#include "core/trouble.h"
 #include "diag/log.h"
 #include "platform/character_classes.h"
 #include "script/byte_search.h"
@@ -42,9 +43,28 @@ using Candidate =
 /// The shortest text in which there is something to find: a width of one digit.
 constexpr std::size_t SHORTEST_FINDING = WIDTH.size() + 2;
 
-/// A script may have this many bytes of strings examined, and so many for each byte of its texts.
-constexpr std::uint64_t MOST_EXAMINED = 64U << 20;
-constexpr std::uint64_t MOST_EXAMINED_PER_BYTE = 16;
+/// Bounds what is examined of one script. Texts read back wrong can each be as long as the script;
+/// the others come to its size at most.
+class ExaminationLimit {
+ public:
+  ExaminationLimit(IDataContext &context, const CScriptTokenList *list) noexcept
+      : context_(context), surely_allowed_(std::uint64_t{16} * CScriptTokenList::TextSize(list)) {}
+
+  /// May the next text be examined?
+  bool Allows(std::uint32_t length) noexcept {
+    examined_ += length;
+    if (examined_ <= surely_allowed_ || length <= CScriptTokenList::LONGEST_PLAIN_TEXT) return true;
+    if (most_ == 0) most_ = surely_allowed_ + MostMisreadBytes(context_);
+    return examined_ <= most_;
+  }
+
+ private:
+  IDataContext &context_;
+  const std::uint64_t surely_allowed_;
+  std::uint64_t examined_ = 0;
+  /// Not asked for as long as it is 0.
+  std::uint64_t most_ = 0;
+};
 
 /// Memory for one text at a time.
 class TextBuffer {
@@ -193,13 +213,12 @@ bool CScriptStringScanner::GetFinding(std::int32_t &category, std::string &text)
   return true;
 }
 
-bool ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::uint32_t skip) {
+Examination ExamineStrings(IDataContext &context, CScriptTokenList *list,
+                           CScriptStringScanner &scanner, std::uint32_t skip) {
   TextBuffer buffer;
+  ExaminationLimit limit(context, list);
   bool is_whole = CScriptTokenList::IsWhole(list);
-  // Texts read back wrong can each be as long as the script.
-  const std::uint64_t most =
-      MOST_EXAMINED + MOST_EXAMINED_PER_BYTE * CScriptTokenList::TextSize(list);
-  std::uint64_t examined = 0;
+  bool is_beyond = false;
   const std::uint32_t count = CScriptTokenList::Count(list);
   for (std::uint32_t index = 0; index < count; ++index) {
     TokenCode code = 0;
@@ -218,9 +237,8 @@ bool ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::
     // Behind a very long text the length may be anything: no memory is spent on what is not there.
     if (status == LEX_INVALID) continue;
     if (status == LEX_OK && !CScriptTokenList::HoldsText(list, position, length)) continue;
-    examined += length;
-    if (examined > most && length > CScriptTokenList::LONGEST_PLAIN_TEXT) {
-      is_whole = false;
+    if (status == LEX_OK && !limit.Allows(length)) {
+      is_beyond = true;
       continue;
     }
     char *const text = status == LEX_OK ? buffer.Room(length) : nullptr;
@@ -228,15 +246,17 @@ bool ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::
       is_whole = false;
       continue;
     }
-    if (scanner.Check({text, length})) return true;
+    if (scanner.Check({text, length})) return Examination::WHOLE;
   }
-  return is_whole;
+  return !is_whole   ? Examination::INCOMPLETE
+         : is_beyond ? Examination::BEYOND_LIMIT
+                     : Examination::WHOLE;
 }
 
 bool ScanScriptStrings(IDataContext &context, const AdBlocking &ads,
                        const ScriptCategories &categories, CScriptTokenList *list) {
   CScriptStringScanner scanner(context, ads, categories);
-  ExamineStrings(list, scanner);
+  ExamineStrings(context, list, scanner);
   return ReportFinding(context, scanner);
 }
 

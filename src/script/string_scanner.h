@@ -81,9 +81,18 @@ class CScriptStringScanner {
   std::int32_t height_ = 0;
 };
 
-/// Examines the strings of a token list behind the first `skip`. False when the list or a string of
-/// it could not be had, and that might have mattered.
-bool ExamineStrings(CScriptTokenList *list, CScriptStringScanner &scanner, std::uint32_t skip = 0);
+enum class Examination {
+  /// Of all that there is, or as far as was needed.
+  WHOLE,
+  /// The list or a string of it could not be had, and that might have mattered.
+  INCOMPLETE,
+  /// The misread strings were more than the host allows.
+  BEYOND_LIMIT,
+};
+
+/// Examines the strings of a token list behind the first `skip`.
+Examination ExamineStrings(IDataContext &context, CScriptTokenList *list,
+                           CScriptStringScanner &scanner, std::uint32_t skip = 0);
 
 /// Examines all strings of a token list and reports a finding to the host; true when there was one.
 bool ScanScriptStrings(IDataContext &context, const AdBlocking &ads,

@@ -88,7 +88,7 @@ TEST(BodyBuffer, WithoutRoomForAnEditKeepsTheBytesAndMakesNoLaterOne) {
   buffer.SetCommitted(4);
   const std::uint8_t byte = 'x';
   buffer.Replace(5, 0, &byte, 0xFFFFFFFF);  // more than any buffer holds
-  EXPECT_TRUE(buffer.EditFailed());
+  EXPECT_EQ(buffer.EditFailure(), StopReason::OUT_OF_MEMORY);
   buffer.Replace(0, 1, &byte, 1);
   EXPECT_EQ(buffer.TakeCommitted(), "0123");
   EXPECT_EQ(buffer.TakeAll(), "456789");

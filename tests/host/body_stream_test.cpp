@@ -147,25 +147,46 @@ TEST(BodyStream, AnUnwantedBodyPassesUntouchedAndUncopied) {
   EXPECT_THAT(run.processor.calls, IsEmpty());
 }
 
-void TellUnexamined(IDataContext &context) {
-  void *listener = nullptr;
-  ASSERT_EQ(context.QueryInterface(&ID_TroubleListener, &listener), RESULT_OK);
-  static_cast<ITroubleListener *>(listener)->OnUnexamined();
-  static_cast<ITroubleListener *>(listener)->Release();
+void TellTrouble(IDataContext &context, StopReason reason) {
+  void *answer = nullptr;
+  ASSERT_EQ(context.QueryInterface(&ID_TroubleListener, &answer), RESULT_OK);
+  auto *const listener = static_cast<ITroubleListener *>(answer);
+  if (reason == StopReason::MISREAD_BYTES) {
+    EXPECT_EQ(listener->MostMisreadBytes(), 7U);
+    listener->OnMisreadBytes();
+  } else {
+    listener->OnUnexamined();
+  }
+  listener->Release();
 }
 
 TEST(BodyStream, BeyondALimitThePolicyDecides) {
   using std::chrono::milliseconds;
+  static constexpr std::uint8_t ADDED[] = {'+', '+', '+', '+'};
   const struct {
     StopReason reason;
     Limits limits;
     /// Goes beyond the limit at the second slice of four bytes.
     ScriptedProcessor::Process process;
     bool tells = false;
+    std::string passed = "0123456789abc";
   } cases[] = {
       {StopReason::HELD_BYTES,
        {.held_bytes = {4}},
        [](IDataBuffer &buffer, std::uint32_t) { buffer.SetCommitted(0); }},
+      {StopReason::ADDED_BYTES,
+       {.added_bytes = {2}},
+       [calls = 0](IDataBuffer &buffer, std::uint32_t) mutable {
+         buffer.SetCommitted(0);
+         if (++calls == 1) return;
+         // What goes makes room; what is refused is refused whole, and so is all behind it.
+         buffer.Replace(0, 2, ADDED, 1);
+         buffer.Replace(0, 1, ADDED, 4);
+         buffer.Replace(0, 0, ADDED, 1);
+         buffer.Replace(0, 4, nullptr, 0);
+       },
+       false,
+       "++++23456789abc"},
       {StopReason::FILTER_TIME,
        {.filter_time = {milliseconds(20)}},
        [calls = 0](IDataBuffer &buffer, std::uint32_t) mutable {
@@ -177,7 +198,7 @@ TEST(BodyStream, BeyondALimitThePolicyDecides) {
          }
        }},
       {StopReason::OUT_OF_MEMORY,
-       {},
+       {.added_bytes = {0xFFFFFFFF}},
        [calls = 0](IDataBuffer &buffer, std::uint32_t) mutable {
          buffer.SetCommitted(0);
          const std::uint8_t byte = 0;
@@ -191,6 +212,7 @@ TEST(BodyStream, BeyondALimitThePolicyDecides) {
          if (++calls == 2) delete[] new (std::nothrow) char[MORE_THAN_THERE_IS];
        }},
       {StopReason::OUT_OF_MEMORY, {}, {}, true},
+      {StopReason::MISREAD_BYTES, {.misread_bytes = {7}}, {}, true},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(Describe(c.reason));
@@ -202,10 +224,10 @@ TEST(BodyStream, BeyondALimitThePolicyDecides) {
       if (c.tells) {
         run.processor.process = [&, calls = 0](IDataBuffer &buffer, std::uint32_t) mutable {
           buffer.SetCommitted(0);
-          if (++calls == 2) TellUnexamined(*run.processor.context);
+          if (++calls == 2) TellTrouble(*run.processor.context, c.reason);
         };
       }
-      EXPECT_EQ(run.Feed({"0123456789", "abc", ""}), passes ? "0123456789abc" : "");
+      EXPECT_EQ(run.Feed({"0123456789", "abc", ""}), passes ? c.passed : "");
       EXPECT_THAT(run.sink.stops, ElementsAre(c.reason));
       EXPECT_EQ(run.processor.calls.size(), 2U);
       EXPECT_EQ(run.processor.references, 0);

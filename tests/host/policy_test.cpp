@@ -155,6 +155,8 @@ map-types = false
 gzip-again = true
 [limits]
 held-bytes = "1M"
+added-bytes = "2M"
+misread-bytes = "3M"
 all-held-bytes = "10M"
 filter-time = "250ms"
 decoded-bytes = 5000
@@ -178,6 +180,8 @@ splice = ["bank.example"]
   EXPECT_TRUE(responses.presentation.maps_charsets);
   EXPECT_TRUE(responses.gzips_again);
   EXPECT_EQ(responses.stream.limits.held_bytes.most, 1U << 20);
+  EXPECT_EQ(responses.stream.limits.added_bytes.most, 2U << 20);
+  EXPECT_EQ(responses.stream.limits.misread_bytes.most, 3U << 20);
   EXPECT_EQ(responses.stream.limits.all_held_bytes.most, 10U << 20);
   EXPECT_EQ(responses.stream.limits.filter_time.most, std::chrono::milliseconds(250));
   EXPECT_EQ(responses.stream.limits.beyond, BeyondLimit::FAIL);

@@ -295,7 +295,11 @@ TEST_F(DataScriptTest, BoundsWhatMisreadStringsCost) {
   std::string script = "  ";
   while (script.size() < 4U << 20) script += "'" + text + "''y'";
   ExpectNothing(script);
-  EXPECT_EQ(context_.listener.unexamined, 1);
+  EXPECT_EQ(context_.listener.unexamined, 0);
+  EXPECT_EQ(context_.listener.misread, 1);
+  context_.listener.most_misread_bytes = 8U << 30;
+  ExpectNothing(script.substr(0, 1U << 20));
+  EXPECT_EQ(context_.listener.misread, 1) << "as much as the host allows";
   // Strings that are read right are examined all the same.
   ExpectFinding(script + ",'" + FLASH_ID + "'", CATEGORY_JAVASCRIPT_FLASH, "\"" + FLASH_ID + "\"");
 }

@@ -31,8 +31,12 @@ struct Report {
 class FakeTroubleListener final : public FakeObject<ITroubleListener> {
  public:
   void OnUnexamined() noexcept override { ++unexamined; }
+  std::uint64_t MostMisreadBytes() noexcept override { return most_misread_bytes; }
+  void OnMisreadBytes() noexcept override { ++misread; }
 
   int unexamined = 0;
+  std::uint64_t most_misread_bytes = 64U << 20;
+  int misread = 0;
 };
 
 class FakeContext final : public FakeObject<IDataContext> {
