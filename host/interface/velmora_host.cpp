@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -15,6 +14,7 @@
 #include <utility>
 #include <velmora_host.h>
 
+#include "base/mutex.h"
 #include "host/events/event_log.h"
 #include "host/policy/filtering.h"
 #include "host/web/stale_headers.h"
@@ -26,20 +26,20 @@ struct velmora_host {
       : files(std::move(of)), filtering(std::move(first)) {}
 
   std::shared_ptr<const Filtering> Current() const {
-    const std::lock_guard lock(mutex);
+    const velmora::base::MutexLock lock(mutex);
     return filtering;
   }
   void Renew() {
-    const std::lock_guard one_at_a_time(renewing);
+    const velmora::base::MutexLock one_at_a_time(renewing);
     auto renewed = Renewal(Current(), files).Finish();
-    const std::lock_guard lock(mutex);
+    const velmora::base::MutexLock lock(mutex);
     filtering.swap(renewed);
   }
 
   const FilterFiles files;
-  std::mutex renewing;
-  mutable std::mutex mutex;
-  std::shared_ptr<const Filtering> filtering;
+  velmora::base::Mutex renewing;
+  mutable velmora::base::Mutex mutex;
+  std::shared_ptr<const Filtering> filtering VELMORA_GUARDED_BY(mutex);
 };
 
 namespace {
@@ -113,6 +113,9 @@ class Sink final : public TransactionSink {
     event.item = Bytes(item.item);
     event.detail = Bytes(item.detail);
     Tell(event);
+  }
+  void OnFinished(const BodySaving &saving) noexcept override {
+    if (log_) log_->OnFinished(saving);
   }
   void OnStopped(StopReason reason) noexcept override {
     if (log_) log_->OnStopped(reason);
