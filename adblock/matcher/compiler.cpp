@@ -86,7 +86,8 @@ class DomainLists {
     if (names.empty()) return 0;
     std::uint64_t hash = names.size();
     for (const DomainName &name : names) {
-      hash = (hash ^ HashBytes(name.name)) * 31 + 2U * name.excluded + name.any_suffix;
+      hash =
+          (hash ^ HashBytes(name.name)) * 31 + std::uint64_t{2} * name.excluded + name.any_suffix;
     }
     const auto number = static_cast<std::uint32_t>(lists_.size());
     const std::uint32_t known = table_.FindOrAdd(HashWord(hash), number, [&](std::uint32_t other) {

@@ -72,7 +72,7 @@ host::PolicyAnswer Answer(const host::Policy &policy, const FilterOptions &optio
 }
 
 std::string Message(host::StopReason reason) {
-  const std::string message = host::Describe(reason);
+  std::string message = host::Describe(reason);
   if (reason == host::StopReason::HELD_BYTES) return message + " (see --max-held)";
   if (reason == host::StopReason::FILTER_TIME) return message + " (see --max-time)";
   return message;

@@ -17,7 +17,7 @@ namespace {
 class FilesReader final : public libecap::NamedValueVisitor {
  public:
   void visit(const libecap::Name &name, const libecap::Area &value) override {
-    const std::string key = name.image();
+    const std::string &key = name.image();
     // The proxy's own, told to every service.
     if (key == "bypassable") return;
     if (key == "policy") {

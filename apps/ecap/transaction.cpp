@@ -163,7 +163,7 @@ void Transaction::Begin() {
 
 libecap::shared_ptr<libecap::Message> Transaction::SentHead(
     std::string_view security_policy) const {
-  const libecap::shared_ptr<libecap::Message> head = host_->virgin().clone();
+  libecap::shared_ptr<libecap::Message> head = host_->virgin().clone();
   libecap::Header &header = head->header();
   if (filter_) DropStaleHeaders(*head);
   if (filter_ && filter_->SentCoding() == host::ContentCoding::GZIP) {

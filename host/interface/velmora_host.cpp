@@ -261,7 +261,7 @@ velmora_code velmora_host_open(const velmora_host_options *options, velmora_host
         if (options == nullptr || host == nullptr) throw std::invalid_argument("a null pointer");
         FilterFiles files = Files(Known(*options));
         auto filtering = StartFiltering(files);
-        *host = new velmora_host(std::move(files), std::move(filtering));
+        *host = std::make_unique<velmora_host>(std::move(files), std::move(filtering)).release();
         return VELMORA_OK;
       },
       message, message_size);

@@ -50,7 +50,7 @@ fs::path OwnFolder() {
 }
 
 fs::path PluginFolder() {
-  const fs::path own = OwnFolder();
+  fs::path own = OwnFolder();
   const auto prefix = Prefix();
   if (!prefix || fs::exists(own / "libvelmora.so")) return own;
   return *prefix / VELMORA_PLUGIN_DIR;

@@ -44,6 +44,7 @@ std::optional<std::filesystem::path> AdLibraryFile(const std::filesystem::path &
 template <class Text>
 std::vector<const char *> Pointers(const std::vector<Text> &texts) {
   std::vector<const char *> pointers;
+  pointers.reserve(texts.size());
   for (const Text &text : texts) pointers.push_back(text.c_str());
   return pointers;
 }
