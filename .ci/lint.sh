@@ -5,11 +5,12 @@
 
 needed_commands+=" clang++:clang clang-format:clang-format run-clang-tidy:clang-tidy"
 
-# Everything is looked at as clang sees it, which checks by the marks of base/mutex.h what threads share.
+# The code is looked at as clang sees it, with its warnings, which check by the marks of base/mutex.h what
+# threads share. The tests are left to ./test --clang.
 lint() {
   local failed=()
   cd "$root" || return
-  for part in formatting compiling tidying looking_at_results; do
+  for part in formatting tidying looking_at_results; do
     echo "-- $part"
     "$part" || failed+=("$part")
   done
@@ -26,33 +27,23 @@ formatting() {
   sources '*.cpp' '*.h' ':!include/velmora_host.h' | xargs clang-format --dry-run --Werror
 }
 
-# The programs; the tests are left to ./test --clang.
-compiling() {
-  build clang velmora vexlar ecap_velmora velmora_command velmora_host_library | tail -n 20
-}
-
 # .clang-tidy has the checks; those that follow paths through the code take twice the time of all others,
 # and are left to ./test --all. What passed is not read again until it, or a header, is another.
 tidying() {
+  # What is generated is all that has to be built.
+  build clang adblock/generated/matcher_version.h >/dev/null || return
   local checks='-clang-analyzer-*'
   [ -z "${VELMORA_TIDY_ALL-}" ] || checks=
-  local passed=$root/build/tidy stamp file
-  local -A stamps=()
-  local files=()
+  local passed=$root/build/tidy headers stamp file
   mkdir -p "$passed"
   # A header may be in anything: all of them are in every stamp.
-  local headers
   headers=$(sources '*.h' '*.inc' .clang-tidy | sort | xargs sha256sum | sha256sum)
   while read -r file; do
     stamp=$passed/$( (echo "$headers$checks$file" && cat "$file") | sha256sum | cut -c1-32)
-    [ -e "$stamp" ] && continue
-    stamps[$file]=$stamp
-    files+=("$file")
-  done < <(sources 'adblock/*.cpp' 'apps/*.cpp' 'host/*.cpp' 'src/*.cpp')
-  [ ${#files[@]} -gt 0 ] || return 0
-  printf '%s\n' "${files[@]}" |
-    xargs -P "$(nproc)" -n 1 clang-tidy --quiet --checks="$checks" -p build/clang 2>/dev/null || return
-  for file in "${files[@]}"; do touch "${stamps[$file]}"; done
+    [ -e "$stamp" ] || printf '%s\n%s\n' "$file" "$stamp"
+  done < <(sources 'adblock/*.cpp' 'apps/*.cpp' 'host/*.cpp' 'src/*.cpp') |
+    xargs -r -P "$(nproc)" -n 2 bash -c \
+      'clang-tidy --quiet --checks="$0" -p build/clang "$1" 2>/dev/null && touch "$2"' "$checks"
 }
 
 # Layers, exports, protections, and the links of the documents.

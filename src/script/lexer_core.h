@@ -38,7 +38,7 @@ class UnitTable {
   template <std::size_t N>
   consteval explicit UnitTable(const Row (&rows)[N]) {
     for (const Row &row : rows) {
-      for (const char unit : row.units) classes_[static_cast<std::size_t>(unit)] |= row.classes;
+      for (const char unit : row.units) classes_[static_cast<unsigned char>(unit)] |= row.classes;
     }
   }
   constexpr UnitClasses operator[](char16_t unit) const noexcept {
