@@ -1,6 +1,6 @@
 #include "answer_memory.h"
 
-#include <cstring>
+#include <algorithm>
 
 #include "hash.h"
 
@@ -27,7 +27,7 @@ void AnswerMemory::Keep(const Key &key, const Verdict &verdict) noexcept {
   slot.verdict = verdict;
   slot.kind = key.kind;
   slot.size = static_cast<std::uint32_t>(key.address.size());
-  std::memcpy(slot.address, key.address.data(), key.address.size());
+  std::ranges::copy(key.address, slot.address);
 }
 
 void AnswerMemory::Forget() noexcept {

@@ -5,9 +5,9 @@
 // transaction's host, or what else its URL is, as the detail, and hold everything back from a "<"
 // that no ">" follows.
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -92,10 +92,9 @@ class Processor final : public Counted<IDataProcessor> {
   IDataContext *context_ = nullptr;
 };
 
-/// What the ad-blocking library was asked, a line a call. Threads may ask until the process is
-/// gone: it is never destroyed.
-std::mutex ad_calls_mutex;
-std::string &ad_calls = *new std::string;
+/// What the ad-blocking library was asked, a line a call, from when somebody wants to know it; by
+/// one thread then.
+std::atomic<std::string *> ad_calls = nullptr;
 
 /// Addresses that contain FAKE_AD_URLS are advertisements, with that as the reason; those with a
 /// "?" too are expressly allowed.
@@ -127,8 +126,9 @@ class Blocker final : public Counted<IAdBlocker> {
 
  private:
   static void Note(const char *what, const char *host, std::string_view text) {
-    const std::lock_guard lock(ad_calls_mutex);
-    ad_calls.append(what).append(" ").append(host).append(" ").append(text).append("\n");
+    std::string *const calls = ad_calls;
+    if (calls == nullptr) return;
+    calls->append(what).append(" ").append(host).append(" ").append(text).append("\n");
   }
   static std::uint8_t Judge(std::string_view url, char *text, std::size_t size, bool *exempt) {
     const char *const part = std::getenv("FAKE_AD_URLS");
@@ -186,5 +186,6 @@ velmora::Status GetFactory(const velmora::Identifier *object,
 }
 FAKE_EXPORT std::string *FakeAdCalls();
 std::string *FakeAdCalls() {
-  return &velmora::ad_calls;
+  if (velmora::ad_calls == nullptr) velmora::ad_calls = new std::string;
+  return velmora::ad_calls;
 }
