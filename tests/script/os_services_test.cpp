@@ -215,7 +215,9 @@ TEST_F(OsServicesTest, Mutexes) {
   for (int round = 0; round < 2; ++round) {
     EXPECT_EQ(OS->WaitForMutex(OS, mutex, 0), WAIT_ACQUIRED);
     EXPECT_EQ(OS->ReleaseMutex(OS, mutex), 1U);
-    if (round == 0) EXPECT_EQ(OS->ReleaseMutex(OS, mutex), 1U);
+    if (round == 0) {
+      EXPECT_EQ(OS->ReleaseMutex(OS, mutex), 1U);
+    }
   }
   EXPECT_EQ(OS->CloseMutex(OS, mutex), nullptr);
   EXPECT_EQ(OS->WaitForMutex(OS, nullptr, 0), WAIT_FAILED);
