@@ -42,6 +42,9 @@ void EventTotals::Add(const host::Event &event) {
     case host::EventKind::FILTERED:
       bytes_saved_ += event.saved;
       return;
+    case host::EventKind::GUARDED:
+      ++guarded_;
+      return;
     case host::EventKind::STOPPED:
       ++stopped_;
       break;

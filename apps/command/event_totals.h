@@ -34,6 +34,8 @@ class EventTotals {
   std::uint64_t NotMade() const noexcept { return not_made_; }
   /// By how much filtered bodies got shorter.
   std::int64_t BytesSaved() const noexcept { return bytes_saved_; }
+  /// Pages that got a script against pop-ups, or against script errors.
+  std::uint64_t Guarded() const noexcept { return guarded_; }
   std::uint64_t Stopped() const noexcept { return stopped_; }
   std::uint64_t Errors() const noexcept { return errors_; }
   std::uint64_t Dropped() const noexcept { return dropped_; }
@@ -62,6 +64,7 @@ class EventTotals {
   std::uint64_t blocked_ = 0;
   std::uint64_t not_made_ = 0;
   std::int64_t bytes_saved_ = 0;
+  std::uint64_t guarded_ = 0;
   std::uint64_t stopped_ = 0;
   std::uint64_t errors_ = 0;
   std::uint64_t dropped_ = 0;

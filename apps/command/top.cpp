@@ -101,6 +101,7 @@ std::string LocalTime(EventTotals::Time time, const char *format) {
 std::string Counts(const EventTotals &totals) {
   std::string text = fmt::format("{} blocked, {} stopped, {} errors", totals.Blocked(),
                                  totals.Stopped(), totals.Errors());
+  if (totals.Guarded() != 0) text += fmt::format(", {} scripts put in", totals.Guarded());
   if (totals.NotMade() != 0) text += fmt::format(", {} requests never made", totals.NotMade());
   if (totals.BytesSaved() != 0) text += fmt::format(", {} bytes saved", totals.BytesSaved());
   if (totals.Dropped() != 0) text += fmt::format(", {} missing", totals.Dropped());
@@ -199,6 +200,7 @@ std::string JsonSummary(const EventTotals &totals) {
   object["blocked"] = totals.Blocked();
   object["not made"] = totals.NotMade();
   object["bytes saved"] = totals.BytesSaved();
+  object["guarded"] = totals.Guarded();
   object["stopped"] = totals.Stopped();
   object["errors"] = totals.Errors();
   object["missing"] = totals.Dropped();

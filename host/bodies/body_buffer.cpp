@@ -98,7 +98,7 @@ bool BodyBuffer::Reallocate(std::size_t capacity) noexcept {
 }
 
 void BodyBuffer::SetCapacity(std::size_t capacity) noexcept {
-  all_held_bytes.Grow(capacity_, capacity);
+  part_.Set(capacity);
   capacity_ = capacity;
 }
 

@@ -69,6 +69,7 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
 
   std::unique_ptr<std::uint8_t[], Free> storage_;
   std::size_t capacity_ = 0;
+  HeldPart part_;
   std::size_t start_ = 0;
   std::uint32_t size_ = 0;
   std::uint32_t committed_ = 0;

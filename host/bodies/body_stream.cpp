@@ -42,12 +42,20 @@ BodyStream::BodyStream(Stage &before, ProcessorPointer processor, Transaction &t
 }
 
 BodyStream::~BodyStream() {
-  if (filtered_ < LARGE_BODY) return;
+  ReleaseProcessor();
+  buffer_.Clear();
+  GiveMemoryBack();
+}
+
+void BodyStream::ReleaseProcessor() noexcept {
+  processor_.reset();
+  transaction_.ForgetPluginMemory();
+}
+
+void BodyStream::GiveMemoryBack() const noexcept {
   // What the plug-in took for a large body it took in small pieces, and the heap does not give
   // those back by itself.
-  processor_.reset();
-  buffer_.Clear();
-  malloc_trim(0);
+  if (filtered_ >= LARGE_BODY) malloc_trim(0);
 }
 
 Part BodyStream::Next() noexcept {
@@ -81,14 +89,14 @@ bool BodyStream::Draw() noexcept {
 }
 
 void BodyStream::Abort() noexcept {
-  processor_.reset();
+  ReleaseProcessor();
   buffer_.Clear();
   part_ = {};
   state_ = StreamState::FAILED;
 }
 
 void BodyStream::PassRest() noexcept {
-  processor_.reset();
+  ReleaseProcessor();
   state_ = StreamState::PASSING;
 }
 
@@ -100,10 +108,11 @@ void BodyStream::ProcessSlice() noexcept {
   const bool is_last = part_.is_last && part_.bytes.empty();
   if (const auto reason = CallProcessor(is_last)) return Stop(*reason);
   if (is_last) {
-    processor_.reset();
+    ReleaseProcessor();
     state_ = StreamState::FINISHED;
     transaction_.ReportFinished(buffer_.Saved());
-  } else if (const auto reason = options_.limits.Exceeded(buffer_.HeldBack(), time_spent_)) {
+  } else if (const auto reason = options_.limits.Exceeded(
+                 buffer_.HeldBack(), transaction_.PluginMemory(), time_spent_)) {
     Stop(*reason);
   }
 }
@@ -132,6 +141,7 @@ void BodyStream::Report(StopReason reason) noexcept {
 void BodyStream::Stop(StopReason reason) noexcept {
   Report(reason);
   if (state_ != StreamState::FAILED) PassRest();
+  GiveMemoryBack();
 }
 
 }  // namespace velmora::host

@@ -65,6 +65,8 @@ class BodyStream final : public Stage {
   std::optional<StopReason> CallProcessor(bool is_last) noexcept;
   std::optional<StopReason> Trouble(const MemoryWatch &memory) const noexcept;
   void Stop(StopReason reason) noexcept;
+  void ReleaseProcessor() noexcept;
+  void GiveMemoryBack() const noexcept;
 
   Stage &before_;
   const StreamOptions options_;

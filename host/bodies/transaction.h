@@ -11,6 +11,7 @@
 
 #include <velmora/ad_review.h>
 #include <velmora/data_context.h>
+#include <velmora/page_listener.h>
 #include <velmora/trouble_listener.h>
 
 #include "host/bodies/categories.h"
@@ -45,6 +46,8 @@ class TransactionSink {
   /// Filtering or decoding stopped before the body's end. Comes once at most for each of them.
   virtual void OnStopped(StopReason reason) noexcept = 0;
   virtual void OnFinished(const BodySaving &) noexcept {}
+  /// A script went into the page that suppresses what the category says, in the browser.
+  virtual void OnGuarded(std::int32_t) noexcept {}
 
  protected:
   ~TransactionSink() = default;
@@ -79,6 +82,11 @@ class Transaction final : public HostOwned<IDataContext> {
   std::optional<StopReason> Unexamined() const noexcept { return trouble_.reason; }
   void SetLimit(const MisreadBytesLimit &limit) noexcept { trouble_.misread_bytes = limit; }
 
+  /// Memory that the plug-in takes for the body beside the buffer, as far as it tells.
+  std::uint64_t PluginMemory() const noexcept { return page_.memory.Bytes(); }
+  /// The processor is gone, and what it took with it.
+  void ForgetPluginMemory() noexcept { page_.memory.Set(0); }
+
   const TransactionInfo &Info() const noexcept { return info_; }
   // Before the first bytes go to the plug-in: what they say beyond the header.
   void SetContentType(std::string content_type) noexcept {
@@ -107,6 +115,15 @@ class Transaction final : public HostOwned<IDataContext> {
     std::optional<StopReason> reason;
   };
 
+  struct Page final : HostOwned<IPageListener> {
+    explicit Page(TransactionSink &of) noexcept : sink(of) {}
+    void OnScriptInserted(std::int32_t category) noexcept override { sink.OnGuarded(category); }
+    void OnMemory(std::uint64_t bytes) noexcept override { memory.Set(bytes); }
+
+    TransactionSink &sink;
+    HeldPart memory;
+  };
+
   /// The plug-in asks about each element that it would remove by address.
   class Review final : public HostOwned<IAdReview> {
    public:
@@ -129,6 +146,7 @@ class Transaction final : public HostOwned<IDataContext> {
   }
   ICounted *OtherInterface(const Identifier &identifier) noexcept override {
     if (identifier == ID_TroubleListener) return &trouble_;
+    if (identifier == ID_PageListener) return &page_;
     return identifier == ID_AdReview ? &review_ : nullptr;
   }
 
@@ -136,6 +154,7 @@ class Transaction final : public HostOwned<IDataContext> {
   TransactionInfo info_;
   Review review_{info_};
   TransactionSink &sink_;
+  Page page_{sink_};
   std::uint64_t blocked_ = 0;
 };
 

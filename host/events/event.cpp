@@ -22,8 +22,8 @@ struct KindName {
 
 constexpr KindName KINDS[] = {
     {EventKind::BLOCKED, "blocked"}, {EventKind::FILTERED, "filtered"},
-    {EventKind::STOPPED, "stopped"}, {EventKind::ERROR, "error"},
-    {EventKind::DROPPED, "dropped"},
+    {EventKind::GUARDED, "guarded"}, {EventKind::STOPPED, "stopped"},
+    {EventKind::ERROR, "error"},     {EventKind::DROPPED, "dropped"},
 };
 
 }  // namespace
@@ -97,6 +97,10 @@ std::string ToLine(const Event &event) {
     case EventKind::FILTERED:
       line["items"] = event.items;
       line["saved"] = event.saved;
+      break;
+    case EventKind::GUARDED:
+      line["category"] = NameOfCategory(event.category);
+      line["code"] = event.category;
       break;
     case EventKind::STOPPED:
     case EventKind::ERROR:

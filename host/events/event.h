@@ -6,6 +6,7 @@
 //    "http://www.example.com/","type":"script","category":"requests","code":500,"item":"","detail":
 //    "\"||ads.example^\"","list":"/usr/share/ads.txt:12"}
 //   {"time":...,"pid":...,"event":"filtered","client":...,"url":...,"items":3,"saved":4711}
+//   {"time":...,"pid":...,"event":"guarded","client":...,"url":...,"category":"popups","code":307}
 //   {"time":...,"pid":...,"event":"stopped","client":...,"url":...,"reason":"out of memory"}
 //   {"time":...,"pid":...,"event":"error","reason":...}
 //   {"time":...,"pid":...,"event":"dropped","count":12}
@@ -27,6 +28,9 @@ enum class EventKind {
   BLOCKED,
   /// A body from which something was taken is through.
   FILTERED,
+  /// A page got the script that suppresses what the category says. What that comes to suppress
+  /// happens in the browser and is not known here.
+  GUARDED,
   /// Filtering or decoding of a body stopped before its end.
   STOPPED,
   /// Something else went wrong.
@@ -42,7 +46,7 @@ struct Event {
   std::int32_t pid = 0;
   std::string client{};
   std::string url{};
-  /// Of a blocked item.
+  /// Of a blocked item, or of what a page is guarded from.
   std::int32_t category = 0;
   std::string item{};
   std::string detail{};

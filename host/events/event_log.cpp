@@ -140,6 +140,17 @@ void EventLog::AddStopped(std::string_view client, std::string_view url,
   });
 }
 
+void EventLog::AddGuarded(std::string_view client, std::string_view url,
+                          std::int32_t category) noexcept {
+  Add([&] {
+    Event event = MakeEvent(EventKind::GUARDED);
+    event.client = Cut(client);
+    event.url = Cut(url);
+    event.category = category;
+    return event;
+  });
+}
+
 void EventLog::AddError(std::string_view reason) noexcept {
   Add([&] {
     Event event = MakeEvent(EventKind::ERROR);

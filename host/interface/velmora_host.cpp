@@ -117,6 +117,9 @@ class Sink final : public TransactionSink {
   void OnFinished(const BodySaving &saving) noexcept override {
     if (log_) log_->OnFinished(saving);
   }
+  void OnGuarded(std::int32_t category) noexcept override {
+    if (log_) log_->OnGuarded(category);
+  }
   void OnStopped(StopReason reason) noexcept override {
     if (log_) log_->OnStopped(reason);
     velmora_event event = Event(VELMORA_EVENT_STOPPED);

@@ -17,7 +17,7 @@ const char *Describe(StopReason reason) noexcept {
     case StopReason::ADDED_BYTES:
       return "more bytes added by edits at once than allowed";
     case StopReason::ALL_HELD_BYTES:
-      return "more bytes held back by all bodies together than allowed";
+      return "more memory held by all bodies together than allowed";
     case StopReason::FILTER_TIME:
       return "more filtering time than allowed";
     case StopReason::MISREAD_BYTES:

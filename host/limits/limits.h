@@ -15,8 +15,8 @@ enum class StopReason {
   HELD_BYTES,
   /// In one step edits added more bytes than the limit allows.
   ADDED_BYTES,
-  /// More bytes were held back by all transactions of the process than the limit allows, and a part
-  /// of them by this one.
+  /// All transactions of the process held more bytes than the limit allows, and a part of them this
+  /// one.
   ALL_HELD_BYTES,
   /// The plug-in took more time than the limit allows.
   FILTER_TIME,
@@ -65,11 +65,12 @@ struct MisreadBytesLimit {
   std::uint64_t most = 64U << 20;
 };
 
-/// The memory of all bytes that are held back in the process. Only who has a part in it that counts
-/// is made to give it up: small pages go on when others are greedy.
+/// The memory of all that the process holds of bodies: bytes that are held back, and what the
+/// plug-in says that it takes. Only who has a part in it that counts is made to give it up: small
+/// pages go on when others are greedy.
 class AllHeldBytes {
  public:
-  void Grow(std::size_t before, std::size_t after) noexcept {
+  void Grow(std::uint64_t before, std::uint64_t after) noexcept {
     bytes_.fetch_add(after - before, std::memory_order_relaxed);
   }
   std::uint64_t Bytes() const noexcept { return bytes_.load(std::memory_order_relaxed); }
@@ -79,12 +80,30 @@ class AllHeldBytes {
 };
 inline AllHeldBytes all_held_bytes;
 
+/// One holder's part of it, for as long as it lives.
+class HeldPart {
+ public:
+  HeldPart() = default;
+  HeldPart(const HeldPart &) = delete;
+  HeldPart &operator=(const HeldPart &) = delete;
+  ~HeldPart() { Set(0); }
+
+  void Set(std::uint64_t bytes) noexcept {
+    all_held_bytes.Grow(bytes_, bytes);
+    bytes_ = bytes;
+  }
+  std::uint64_t Bytes() const noexcept { return bytes_; }
+
+ private:
+  std::uint64_t bytes_ = 0;
+};
+
 struct AllHeldBytesLimit {
   static constexpr std::uint32_t SMALL = 256U << 10;
 
   std::uint64_t most = 256U << 20;
 
-  bool IsExceededBy(std::uint32_t held) const noexcept {
+  bool IsExceededBy(std::uint64_t held) const noexcept {
     return held > SMALL && all_held_bytes.Bytes() > most;
   }
 };
@@ -108,11 +127,12 @@ struct Limits {
   MisreadBytesLimit misread_bytes{};
   BeyondLimit beyond = BeyondLimit::PASS_UNFILTERED;
 
-  /// The limit that a transaction is beyond, if any.
-  std::optional<StopReason> Exceeded(std::uint32_t held,
+  /// The limit that a transaction is beyond, if any, which holds bytes back and for which the
+  /// plug-in takes memory.
+  std::optional<StopReason> Exceeded(std::uint32_t held, std::uint64_t memory,
                                      std::chrono::nanoseconds spent) const noexcept {
     if (held_bytes.IsExceededBy(held)) return StopReason::HELD_BYTES;
-    if (all_held_bytes.IsExceededBy(held)) return StopReason::ALL_HELD_BYTES;
+    if (all_held_bytes.IsExceededBy(held + memory)) return StopReason::ALL_HELD_BYTES;
     if (filter_time.IsExceededBy(spent)) return StopReason::FILTER_TIME;
     return std::nullopt;
   }

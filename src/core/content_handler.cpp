@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/trouble.h"
+#include "core/host_extensions.h"
 
 namespace velmora {
 

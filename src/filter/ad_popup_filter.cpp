@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "core/ad_review.h"
+#include "core/host_extensions.h"
 #include "core/strings.h"
 #include "filter/ad_handlers.h"
 #include "filter/base_handler.h"

@@ -1,5 +1,6 @@
 #include "filter/popup_scripts.h"
 
+#include "core/host_extensions.h"
 #include "core/settings.h"
 #include "core/strings.h"
 
@@ -58,8 +59,14 @@ std::string BuildPopupScript(IDataContext &context, ScriptLanguage page_language
   std::string script = "\n";
   if (page_language == ScriptLanguage::VBSCRIPT) script += VBSCRIPT_BLOCK;
   script += BLOCK_START;
-  if (swallow_errors) script += SWALLOW_ERRORS;
-  if (block_popups) script += REPLACE_OPEN;
+  if (swallow_errors) {
+    script += SWALLOW_ERRORS;
+    TellScriptInserted(context, CATEGORY_SCRIPT_ERRORS);
+  }
+  if (block_popups) {
+    script += REPLACE_OPEN;
+    TellScriptInserted(context, CATEGORY_POPUPS);
+  }
   script += BLOCK_END;
   return script;
 }

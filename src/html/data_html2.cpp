@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "core/byte_order.h"
+#include "core/host_extensions.h"
 #include "core/switches.h"
 #include "diag/log.h"
 #include "html/charset.h"
@@ -47,6 +48,15 @@ void CDataHTML2::Process(const Chunk &chunk) {
   ReadCharacters();
   if (chunk.IsEnd()) Finish();
   position_.LeaveCall(chunk.buffer());
+  TellMemoryIfMuch();
+}
+
+void CDataHTML2::TellMemoryIfMuch() noexcept {
+  // No page that means well comes to so much.
+  constexpr std::size_t MUCH = 256U << 10;
+  const std::size_t memory = elements_.Memory();
+  has_told_memory_ |= memory > MUCH;
+  if (has_told_memory_ && context() != nullptr) TellMemory(*context(), memory);
 }
 
 void CDataHTML2::Start() {

@@ -39,6 +39,7 @@ class CDataHTML2 final : public CContentHandler, private TokenizerClient {
   void SkipInvalidByte(std::uint8_t byte);
   void Finish();
   void Clear() noexcept;
+  void TellMemoryIfMuch() noexcept;
   void RefreshBytes() noexcept;
   std::span<const std::uint8_t> Rest() const noexcept;
 
@@ -52,6 +53,7 @@ class CDataHTML2 final : public CContentHandler, private TokenizerClient {
   Tokenizer tokenizer_{position_, place_, *this};
   ReadAhead read_ahead_{page_, position_, place_, encodings_, handlers_, elements_, tokenizer_};
 
+  bool has_told_memory_ = false;
   /// The held bytes up to the chunk's end, as they stood after the last edit.
   std::span<const std::uint8_t> bytes_;
 };

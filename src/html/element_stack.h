@@ -46,6 +46,10 @@ class ElementStack {
   /// Forgets the innermost element.
   void Pop() noexcept;
   void Clear() noexcept;
+  /// What the elements take, about.
+  std::size_t Memory() const noexcept {
+    return entries_.size() * sizeof(Entry) + texts_.capacity() + slots_.size() * sizeof slots_[0];
+  }
   /// Is an element of this name open?
   bool Contains(std::string_view name) const noexcept;
   /// Is the innermost element of this name? There must be one.

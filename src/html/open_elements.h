@@ -44,6 +44,7 @@ class OpenElements {
     if (position_.IsHeld()) elements_.SetAllBases(position_.hold_point());
   }
   void Clear() noexcept;
+  std::size_t Memory() const noexcept { return elements_.Memory(); }
 
  private:
   /// Runs the end-tag handlers on the innermost element, whose end tag stands at the given place.

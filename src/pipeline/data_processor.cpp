@@ -3,8 +3,8 @@
 #include <new>
 #include <utility>
 
+#include "core/host_extensions.h"
 #include "core/settings.h"
-#include "core/trouble.h"
 #include "diag/log.h"
 
 namespace velmora {

@@ -7,10 +7,10 @@
 
 #include "core/byte_order.h"
 #include "core/fast_path.h"
+#include "core/host_extensions.h"
 #include "core/report.h"
 #include "core/settings.h"
 #include "core/switches.h"
-#include "core/trouble.h"
 #include "diag/log.h"
 #include "script/spill_services.h"
 #include "script/string_reader.h"

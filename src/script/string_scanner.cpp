@@ -7,10 +7,10 @@
 #include <new>
 
 #include "core/fast_path.h"
+#include "core/host_extensions.h"
 #include "core/report.h"
 #include "core/settings.h"
 #include "core/strings.h"
-#include "core/trouble.h"
 #include "diag/log.h"
 #include "platform/character_classes.h"
 #include "script/byte_search.h"

@@ -46,6 +46,7 @@ std::string Log() {
   for (const std::int64_t saved : {70, -5}) {
     log += host::ToLine({.kind = host::EventKind::FILTERED, .items = 2, .saved = saved});
   }
+  log += host::ToLine({.kind = host::EventKind::GUARDED, .category = CATEGORY_POPUPS});
   log += host::ToLine(
       {.kind = host::EventKind::STOPPED, .url = "http://c.example/", .reason = "out of memory"});
   log += host::ToLine({.kind = host::EventKind::ERROR, .reason = "policy: bad"});
@@ -63,8 +64,8 @@ TEST(Top, SumsALogUp) {
   };
   EXPECT_EQ(result.output,
             "1970-01-01 00:00:00 to 2026-03-01 00:01:01\n"
-            "6 blocked, 1 stopped, 1 errors, 1 requests never made, 65 bytes saved, 7 missing, 2 "
-            "lines unreadable\n"
+            "6 blocked, 1 stopped, 1 errors, 1 scripts put in, 1 requests never made, 65 bytes "
+            "saved, 7 missing, 2 lines unreadable\n"
             "\nby category\n" +
                 row("ad-urls", "3") + row("999", "1") + row("flash", "1") + row("requests", "1") +
                 "\nby site\n" + row("a.example", "3") + row("b.example", "2") +
@@ -77,7 +78,8 @@ TEST(Top, SumsALogUp) {
   }
   EXPECT_EQ(shell.Run("$velmora top --json log").output,
             R"j({"from":"1970-01-01T00:00:00.000Z","to":"2026-03-01T00:01:01.000Z","blocked":6,)j"
-            R"j("not made":1,"bytes saved":65,"stopped":1,"errors":1,"missing":7,"unreadable":2,)j"
+            R"j("not made":1,"bytes saved":65,"guarded":1,"stopped":1,"errors":1,)j"
+            R"j("missing":7,"unreadable":2,)j"
             R"j("categories":{"ad-urls":3,"999":1,"flash":1,"requests":1},)j"
             R"j("sites":{"a.example":3,"b.example":2,"(unknown)":1},)j"
             R"j("clients":{"10.0.0.1":3,"(unknown)":2,"10.0.0.2":1}})j"

@@ -257,6 +257,22 @@ TEST(BodyStream, OfAllThatIsHeldOnlyTheGreedyGiveTheirsUp) {
   EXPECT_THAT(greedy[2].sink.stops, IsEmpty()) << "those before gave theirs back";
 }
 
+TEST(BodyStream, WhatThePlugInTakesCountsAsHeld) {
+  const StreamOptions options{.limits = {.all_held_bytes = {.most = 2 * AllHeldBytesLimit::SMALL}}};
+  const std::uint64_t before = all_held_bytes.Bytes();
+  StreamRun run({}, options);
+  run.processor.process = [&](IDataBuffer &, std::uint32_t) {
+    void *listener = nullptr;
+    ASSERT_EQ(run.processor.context->QueryInterface(&ID_PageListener, &listener), RESULT_OK);
+    static_cast<IPageListener *>(listener)->OnMemory(3 * AllHeldBytesLimit::SMALL);
+    static_cast<IPageListener *>(listener)->Release();
+  };
+  EXPECT_EQ(run.Feed({"abc", "def", ""}), "abcdef");
+  EXPECT_THAT(run.sink.stops, ElementsAre(StopReason::ALL_HELD_BYTES));
+  EXPECT_EQ(run.processor.calls.size(), 1U) << "the rest goes by";
+  EXPECT_EQ(all_held_bytes.Bytes(), before) << "given back with the processor";
+}
+
 TEST(BodyStream, WithoutAProcessorThePolicyDecides) {
   StreamRun run;
   PushedStream passing(ProcessorPointer(), run.transaction);

@@ -86,13 +86,17 @@ class ProxyCase(unittest.TestCase):
         return [event for event in events.read(self.squid.events) if event.get("url") == url]
 
     def events_of(self, path):
-        """Without those that sum a body up."""
-        return [event for event in self.all_events_of(path) if event["event"] != "filtered"]
+        """Without those of a body or page as a whole."""
+        return [
+            event
+            for event in self.all_events_of(path)
+            if event["event"] not in ("filtered", "guarded")
+        ]
 
-    def worker_memory(self):
-        """Resident bytes."""
+    def worker_memory(self, kind="VmRSS"):
+        """Resident bytes; `VmHWM` is the most that there ever were."""
         for line in pathlib.Path(f"/proc/{self.squid.worker()}/status").read_text().splitlines():
-            if line.startswith("VmRSS:"):
+            if line.startswith(f"{kind}:"):
                 return int(line.split()[1]) * 1024
 
     def wait_until(self, condition, seconds=20):

@@ -162,6 +162,22 @@ class Memory(ProxyCase):
         print(f"grown by {grown / MIB:.2f} MiB over 9,000 pages")
         self.assertLess(grown, 8 * MIB)
 
+class MemoryOfOpenElements(ProxyCase):
+    policy = BLOCK_SCRIPTS + '[limits]\nall-held-bytes = "32M"\ndecoded-ratio = 5000\nbeyond = "fail"\n'
+
+    def test_counts_in_the_bound_of_the_process(self):
+        packed = gzip.compress(b"<form action=/x>" * (2 * MIB))
+        for number in range(3):
+            self.serve(f"/forms/{number}", packed, Content_Encoding="gzip")
+        before = self.worker_memory()
+        subprocess.run(self.curl("/forms/[0-2]", "-Z", "-o", "/dev/null"), check=False)
+        grown = self.worker_memory("VmHWM") - before
+        print(f"grown by {grown / MIB:.2f} MiB at most")
+        self.assertLess(grown, 128 * MIB)
+        for number in range(3):
+            stops = [event["reason"] for event in self.events_of(f"/forms/{number}")]
+            self.assertEqual(stops, ["more memory held by all bodies together than allowed"])
+
 
 if __name__ == "__main__":
     unittest.main()

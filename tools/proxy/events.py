@@ -42,6 +42,8 @@ def line(event):
     clock = event["time"][11:19]
     if event["event"] == "filtered":
         return f"{clock}  {event['items']} items and {event['saved']} bytes less: {printable(event['url'])}"
+    if event["event"] == "guarded":
+        return f"{clock}  guarded from {event['category']}: {printable(event['url'])}"
     if event["event"] != "blocked":
         return f"{clock}  ! {event.get('reason', event['event'])}  {printable(event.get('url', ''))}"
     what = shortened(printable(event.get("type", event["item"]) + "  " + event["detail"]).strip())
@@ -49,7 +51,7 @@ def line(event):
 
 
 def by_category(events):
-    return Counter(event["category"] for event in events if "category" in event)
+    return Counter(event["category"] for event in events if event["event"] == "blocked")
 
 
 def wait():

@@ -1,0 +1,59 @@
+#include "core/host_extensions.h"
+
+#include <velmora/ad_review.h>
+#include <velmora/page_listener.h>
+#include <velmora/trouble_listener.h>
+
+#include "base/counted_pointer.h"
+
+namespace velmora {
+namespace {
+
+constexpr std::uint64_t DEFAULT_MISREAD_BYTES = 64U << 20;
+
+/// Null where the host has none.
+template <class Interface>
+CountedPointer<Interface> Extension(IDataContext &context, const Identifier &identifier) noexcept {
+  void *answer = nullptr;
+  if (context.QueryInterface(&identifier, &answer) != RESULT_OK) return {};
+  return CountedPointer<Interface>::Adopt(static_cast<Interface *>(answer));
+}
+
+}  // namespace
+
+void TellUnexamined(IDataContext &context) noexcept {
+  if (const auto listener = Extension<ITroubleListener>(context, ID_TroubleListener)) {
+    listener->OnUnexamined();
+  }
+}
+
+std::uint64_t MostMisreadBytes(IDataContext &context) noexcept {
+  const auto listener = Extension<ITroubleListener>(context, ID_TroubleListener);
+  return listener ? listener->MostMisreadBytes() : DEFAULT_MISREAD_BYTES;
+}
+
+void TellMisreadBytes(IDataContext &context) noexcept {
+  if (const auto listener = Extension<ITroubleListener>(context, ID_TroubleListener)) {
+    listener->OnMisreadBytes();
+  }
+}
+
+void TellScriptInserted(IDataContext &context, std::int32_t category) noexcept {
+  if (const auto listener = Extension<IPageListener>(context, ID_PageListener)) {
+    listener->OnScriptInserted(category);
+  }
+}
+
+void TellMemory(IDataContext &context, std::uint64_t bytes) noexcept {
+  if (const auto listener = Extension<IPageListener>(context, ID_PageListener)) {
+    listener->OnMemory(bytes);
+  }
+}
+
+bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &value,
+              const std::string &address) noexcept {
+  const auto review = Extension<IAdReview>(context, ID_AdReview);
+  return review && review->IsKept(tag.c_str(), value.c_str(), address.c_str()) != 0;
+}
+
+}  // namespace velmora
