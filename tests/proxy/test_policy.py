@@ -27,6 +27,11 @@ sites = ["127.0.0.1"]
 clients = ["127.0.0.3"]
 allow = "all"
 
+[[rule]]
+name = "reading room"
+clients = ["127.0.0.5"]
+block = "popups, script-errors"
+
 [allow]
 clients = ["127.0.0.4"]
 """ + ADS
@@ -55,6 +60,16 @@ clients = ["127.0.0.4"]
             blocked,
             [("127.0.0.1", "scripts"), ("127.0.0.2", "scripts"), ("127.0.0.2", "ad-urls")],
         )
+
+    def test_a_page_that_is_guarded_is_told_of(self):
+        self.serve("/guarded", b"<html><head></head><body>" + SCRIPT + b"</body></html>")
+        self.assertIn(b"window.open", self.fetch("/guarded", "--interface", "127.0.0.5").body)
+        told = [
+            event["category"]
+            for event in self.all_events_of("/guarded")
+            if event["event"] == "guarded"
+        ]
+        self.assertEqual(told, ["script-errors", "popups"])
 
     def test_where_scripts_are_blocked_every_answer_says_so(self):
         self.serve("/page", PAGE, Content_Security_Policy="img-src *", ETag='"1"')
