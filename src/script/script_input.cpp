@@ -63,7 +63,7 @@ void ScriptInput::Spread() noexcept {
     return;
   }
   const std::size_t high = big_endian_ ? 0 : 1;
-  for (std::uint32_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     units_[i] = static_cast<char16_t>(block_[2 * i + high] << 8 | block_[2 * i + 1 - high]);
   }
 }
