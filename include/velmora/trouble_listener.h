@@ -8,9 +8,9 @@
 
 namespace velmora {
 
-/// {6E0F2B54-3C1D-4E8A-9B77-5A2D41C80F13}
-inline constexpr Identifier ID_TroubleListener{{0x54, 0x2B, 0x0F, 0x6E, 0x1D, 0x3C, 0x8A, 0x4E,
-                                                0x9B, 0x77, 0x5A, 0x2D, 0x41, 0xC8, 0x0F, 0x13}};
+/// {C2A91D07-64F8-4B3E-8D15-93E07AB45F26}
+inline constexpr Identifier ID_TroubleListener{{0x07, 0x1D, 0xA9, 0xC2, 0xF8, 0x64, 0x3E, 0x4B,
+                                                0x8D, 0x15, 0x93, 0xE0, 0x7A, 0xB4, 0x5F, 0x26}};
 
 /// A host's `IDataContext` may answer `QueryInterface` for it too. The plug-in asks in trouble
 /// alone, so that other hosts see nothing of it.
