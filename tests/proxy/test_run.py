@@ -92,7 +92,7 @@ class Run(unittest.TestCase):
                 self.assertIsNone(proxy.poll())
             ads.write_text("||other.example^\n")
             self.assertIn(f"{ads} has changed", proxy.stdout.readline())
-            policy.write_text('[filter]\nblock = "nonsense"\n')
+            policy.write_text('ads = 1\nrule = 2\n[filter]\nblock = "nonsense"\n')
             said = ""
             while f"{policy} has changed" not in said or 'category "nonsense"' not in said:
                 said += proxy.stdout.readline()

@@ -114,14 +114,15 @@ def files_of(policy):
     """
     try:
         settings = tomllib.loads(policy.read_text())
-    except (OSError, UnicodeDecodeError, tomllib.TOMLDecodeError):
+        ads = settings.get("ads", {})
+        rules = [settings.get("allow", {}), *settings.get("rule", [])]
+        named = [ads.get("lists", []), ads.get("extra-lists", [])]
+        named += [rule.get("site-lists", []) for rule in rules]
+        names = [name for some in named for name in ([some] if isinstance(some, str) else some)]
+        paths = [policy.parent / name for name in names]
+    # Texts that are no TOML are a ValueError; the last two come of TOML of another shape.
+    except (OSError, ValueError, AttributeError, TypeError):
         return [policy]
-    ads = settings.get("ads", {})
-    rules = [settings.get("allow", {}), *settings.get("rule", [])]
-    named = [ads.get("lists", []), ads.get("extra-lists", [])]
-    named += [rule.get("site-lists", []) for rule in rules]
-    names = [name for some in named for name in ([some] if isinstance(some, str) else some)]
-    paths = [policy.parent / name for name in names]
     return [policy, *paths, *(file for path in paths if path.is_dir() for file in path.iterdir())]
 
 
