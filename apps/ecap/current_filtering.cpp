@@ -35,11 +35,10 @@ void CurrentFiltering::Configure(const host::FilterFiles &files) {
   try {
     if (filtering_ == nullptr) {
       filtering_ = host::StartFiltering(files);
-      exceptions_ = host::ExceptionsWatch(files.policy);
     } else {
       Renew(files);
-      exceptions_ = host::ExceptionsWatch(files.policy);
     }
+    exceptions_ = host::ExceptionsWatch(files.policy);
   } catch (const std::exception &error) {
     Refuse(error.what());
   } catch (...) {

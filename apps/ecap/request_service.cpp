@@ -1,7 +1,6 @@
 #include "ecap/request_service.h"
 
 #include <algorithm>
-#include <iostream>
 #include <libecap/common/errors.h>
 #include <libecap/common/name.h>
 #include <libecap/common/named_values.h>
@@ -56,21 +55,9 @@ std::string RequestService::uri() const {
   return "ecap://velmora/reqmod";
 }
 
-std::string RequestService::tag() const {
-  return VELMORA_VERSION;
-}
-
-void RequestService::describe(std::ostream &stream) const {
-  stream << "Velmora " VELMORA_VERSION;
-}
-
 void RequestService::configure(const libecap::Options &options) {
   NoOptions visitor;
   options.visitEachOption(visitor);
-}
-
-bool RequestService::wantsUrl(const char *) const {
-  return true;
 }
 
 void RequestService::suspend(timeval &timeout) {

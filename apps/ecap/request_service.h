@@ -6,12 +6,10 @@
 #pragma once
 
 #include <chrono>
-#include <libecap/adapter/service.h>
 #include <memory>
-#include <utility>
 #include <vector>
 
-#include "ecap/current_filtering.h"
+#include "ecap/velmora_service.h"
 
 namespace velmora::ecap {
 
@@ -30,18 +28,13 @@ class Waiting {
   std::vector<RequestTransaction *> transactions_;
 };
 
-class RequestService final : public libecap::adapter::Service {
+class RequestService final : public VelmoraService {
  public:
-  explicit RequestService(std::shared_ptr<CurrentFiltering> filtering)
-      : filtering_(std::move(filtering)) {}
+  using VelmoraService::VelmoraService;
 
   std::string uri() const override;
-  std::string tag() const override;
-  void describe(std::ostream &stream) const override;
   bool makesAsyncXactions() const override { return true; }
   void configure(const libecap::Options &options) override;
-  void reconfigure(const libecap::Options &options) override { configure(options); }
-  bool wantsUrl(const char *url) const override;
   void suspend(timeval &timeout) override;
   void resume() override;
   MadeXactionPointer makeXaction(libecap::host::Xaction *host) override;
@@ -49,7 +42,6 @@ class RequestService final : public libecap::adapter::Service {
  private:
   using Clock = std::chrono::steady_clock;
 
-  const std::shared_ptr<CurrentFiltering> filtering_;
   const std::shared_ptr<Waiting> waiting_ = std::make_shared<Waiting>();
   Clock::time_point next_turn_{};
 };

@@ -12,7 +12,6 @@
 #include <libecap/common/registry.h>
 #include <libecap/common/version.h>
 #include <libecap/host/host.h>
-#include <libecap/host/xaction.h>
 #include <optional>
 #include <string_view>
 
@@ -72,21 +71,6 @@ class Told {
 
 }  // namespace
 
-template <class Action>
-void RequestTransaction::Guarded(Action action) noexcept {
-  if (host_ == nullptr) return;
-  try {
-    action();
-  } catch (...) {
-    try {
-      Leave();
-      if (auto *const host = std::exchange(host_, nullptr)) host->adaptationAborted();
-    } catch (...) {
-      // The proxy does not even take that: there is nothing left to say.
-    }
-  }
-}
-
 RequestTransaction::~RequestTransaction() {
   Leave();
 }
@@ -103,8 +87,7 @@ void RequestTransaction::Judge() {
     // What cannot be judged goes on.
   }
   if (answer) return Answer(std::move(*answer));
-  // The call may destroy this object.
-  std::exchange(host_, nullptr)->useVirgin();
+  LastCall(&libecap::host::Xaction::useVirgin);
 }
 
 void RequestTransaction::Answer(host::BlockedAnswer answer) {
@@ -128,7 +111,7 @@ void RequestTransaction::Answer(host::BlockedAnswer answer) {
     body_ = std::move(answer.body);
     host_->useAdapted(message);
   } else {
-    std::exchange(host_, nullptr)->useAdapted(message);
+    LastCall(&libecap::host::Xaction::useAdapted, message);
   }
 }
 
@@ -147,8 +130,7 @@ void RequestTransaction::AskForTurn() noexcept {
 
 void RequestTransaction::resume() {
   Leave();
-  // The call may destroy this object.
-  Guarded([this] { std::exchange(host_, nullptr)->noteAbContentDone(true); });
+  Guarded([this] { LastCall(&libecap::host::Xaction::noteAbContentDone, true); });
 }
 
 void RequestTransaction::abDiscard() {

@@ -1,13 +1,12 @@
 // RequestTransaction: one request judged: it goes on as it is, or is answered here.
 #pragma once
 
-#include <libecap/adapter/xaction.h>
-#include <libecap/common/area.h>
 #include <libecap/common/forward.h>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "ecap/guarded_transaction.h"
 #include "host/policy/filtering.h"
 #include "host/requests/blocked_answer.h"
 
@@ -15,16 +14,13 @@ namespace velmora::ecap {
 
 class Waiting;
 
-class RequestTransaction final : public libecap::adapter::Xaction {
+class RequestTransaction final : public GuardedTransaction {
  public:
   /// Without filtering every request goes on.
   RequestTransaction(std::shared_ptr<const host::Filtering> filtering,
                      std::shared_ptr<Waiting> waiting, libecap::host::Xaction *host)
-      : filtering_(std::move(filtering)), waiting_(std::move(waiting)), host_(host) {}
+      : GuardedTransaction(host), filtering_(std::move(filtering)), waiting_(std::move(waiting)) {}
   ~RequestTransaction() override;
-
-  const libecap::Area option(const libecap::Name &) const override { return {}; }
-  void visitEachOption(libecap::NamedValueVisitor &) const override {}
 
   void start() override;
   void stop() override;
@@ -46,13 +42,9 @@ class RequestTransaction final : public libecap::adapter::Xaction {
   void Answer(host::BlockedAnswer answer);
   /// The proxy wants no more of this, or there is no more.
   void Leave() noexcept;
-  template <class Action>
-  void Guarded(Action action) noexcept;
 
   const std::shared_ptr<const host::Filtering> filtering_;
   const std::shared_ptr<Waiting> waiting_;
-  /// Null when the transaction is over.
-  libecap::host::Xaction *host_;
   std::string body_;
   std::size_t taken_ = 0;
 };

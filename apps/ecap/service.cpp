@@ -1,6 +1,5 @@
 #include "ecap/service.h"
 
-#include <iostream>
 #include <libecap/common/errors.h>
 #include <libecap/common/name.h>
 #include <libecap/common/named_values.h>
@@ -41,14 +40,6 @@ std::string Service::uri() const {
   return "ecap://velmora/respmod";
 }
 
-std::string Service::tag() const {
-  return VELMORA_VERSION;
-}
-
-void Service::describe(std::ostream &stream) const {
-  stream << "Velmora " VELMORA_VERSION;
-}
-
 void Service::configure(const libecap::Options &options) {
   FilesReader reader;
   try {
@@ -57,10 +48,6 @@ void Service::configure(const libecap::Options &options) {
     return filtering_->Refuse(error.what());
   }
   filtering_->Configure(reader.files);
-}
-
-bool Service::wantsUrl(const char *) const {
-  return true;
 }
 
 Service::MadeXactionPointer Service::makeXaction(libecap::host::Xaction *host) {

@@ -8,7 +8,6 @@
 #include <libecap/common/name.h>
 #include <libecap/common/named_values.h>
 #include <libecap/common/names.h>
-#include <libecap/host/xaction.h>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,26 +82,6 @@ std::string Url(const libecap::Message &request) {
 }
 
 }  // namespace
-
-template <class Action>
-void Transaction::Guarded(Action action) noexcept {
-  if (host_ == nullptr) return;
-  try {
-    action();
-  } catch (...) {
-    try {
-      LastCall(&libecap::host::Xaction::adaptationAborted);
-    } catch (...) {
-      // The proxy does not even take that: there is nothing left to say.
-    }
-  }
-}
-
-template <class Function>
-void Transaction::LastCall(Function function) {
-  // The call may destroy this object.
-  if (libecap::host::Xaction *const host = std::exchange(host_, nullptr)) (host->*function)();
-}
 
 void Transaction::start() {
   Guarded([this] {

@@ -6,27 +6,22 @@
 // here.
 #pragma once
 
-#include <libecap/adapter/xaction.h>
 #include <libecap/common/area.h>
 #include <libecap/common/forward.h>
 #include <memory>
 #include <optional>
 #include <string_view>
 
+#include "ecap/guarded_transaction.h"
 #include "host/bodies/response_filter.h"
 #include "host/policy/filtering.h"
 
 namespace velmora::ecap {
 
-/// The proxy's calls may throw, and an exception that leaves this class costs the answer or the
-/// process: every function that it calls catches all.
-class Transaction final : public libecap::adapter::Xaction {
+class Transaction final : public GuardedTransaction {
  public:
   Transaction(std::shared_ptr<const host::Filtering> filtering, libecap::host::Xaction *host)
-      : filtering_(std::move(filtering)), host_(host) {}
-
-  const libecap::Area option(const libecap::Name &) const override { return {}; }
-  void visitEachOption(libecap::NamedValueVisitor &) const override {}
+      : GuardedTransaction(host), filtering_(std::move(filtering)) {}
 
   void start() override;
   void stop() override;
@@ -54,14 +49,8 @@ class Transaction final : public libecap::adapter::Xaction {
   void TakePiece();
   void StopReceiving();
   void EndSending(bool is_whole);
-  /// Calls `action` unless the transaction is over; what it throws ends the transaction.
-  template <class Action>
-  void Guarded(Action action) noexcept;
-  template <class Function>
-  void LastCall(Function function);
 
   std::shared_ptr<const host::Filtering> filtering_;
-  libecap::host::Xaction *host_;
   std::optional<host::EventLogSink> events_;
   /// None where the body goes on as it comes, under another head.
   std::optional<host::ResponseFilter> filter_;
