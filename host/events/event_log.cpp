@@ -20,11 +20,13 @@ std::string Cut(std::string_view text) {
   return std::string(text.substr(0, end));
 }
 
-Event MakeEvent(EventKind kind) noexcept {
+Event MakeEvent(EventKind kind, std::string_view client = {}, std::string_view url = {}) {
   Event event;
   event.kind = kind;
   event.time = std::chrono::system_clock::now();
   event.pid = getpid();
+  event.client = Cut(client);
+  event.url = Cut(url);
   return event;
 }
 
@@ -89,9 +91,7 @@ EventLog::~EventLog() {
 void EventLog::AddBlocked(std::string_view client, std::string_view url,
                           const BlockedItem &item) noexcept {
   Add([&] {
-    Event event = MakeEvent(EventKind::BLOCKED);
-    event.client = Cut(client);
-    event.url = Cut(url);
+    Event event = MakeEvent(EventKind::BLOCKED, client, url);
     event.category = item.category;
     event.item = Cut(item.item);
     event.detail = Cut(item.detail);
@@ -103,9 +103,7 @@ void EventLog::AddBlocked(std::string_view client, std::string_view url,
 
 void EventLog::AddNotMade(const NotMade &request) noexcept {
   Add([&] {
-    Event event = MakeEvent(EventKind::BLOCKED);
-    event.client = Cut(request.client);
-    event.url = Cut(request.url);
+    Event event = MakeEvent(EventKind::BLOCKED, request.client, request.url);
     event.id = request.id;
     event.page = Cut(request.page);
     event.type = Cut(request.type);
@@ -120,9 +118,7 @@ void EventLog::AddNotMade(const NotMade &request) noexcept {
 void EventLog::AddFiltered(std::string_view client, std::string_view url,
                            const BodySaving &saving) noexcept {
   Add([&] {
-    Event event = MakeEvent(EventKind::FILTERED);
-    event.client = Cut(client);
-    event.url = Cut(url);
+    Event event = MakeEvent(EventKind::FILTERED, client, url);
     event.items = saving.items;
     event.saved = saving.bytes;
     return event;
@@ -132,9 +128,7 @@ void EventLog::AddFiltered(std::string_view client, std::string_view url,
 void EventLog::AddStopped(std::string_view client, std::string_view url,
                           StopReason reason) noexcept {
   Add([&] {
-    Event event = MakeEvent(EventKind::STOPPED);
-    event.client = Cut(client);
-    event.url = Cut(url);
+    Event event = MakeEvent(EventKind::STOPPED, client, url);
     event.reason = Describe(reason);
     return event;
   });
@@ -143,9 +137,7 @@ void EventLog::AddStopped(std::string_view client, std::string_view url,
 void EventLog::AddGuarded(std::string_view client, std::string_view url,
                           std::int32_t category) noexcept {
   Add([&] {
-    Event event = MakeEvent(EventKind::GUARDED);
-    event.client = Cut(client);
-    event.url = Cut(url);
+    Event event = MakeEvent(EventKind::GUARDED, client, url);
     event.category = category;
     return event;
   });
