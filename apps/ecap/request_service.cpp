@@ -2,11 +2,15 @@
 
 #include <algorithm>
 #include <libecap/common/errors.h>
+#include <libecap/common/log.h>
 #include <libecap/common/name.h>
 #include <libecap/common/named_values.h>
 #include <libecap/common/options.h>
 #include <libecap/common/registry.h>
+#include <libecap/host/host.h>
+#include <ostream>
 #include <string>
+#include <string_view>
 
 #include "ecap/request_transaction.h"
 #include "ecap/service.h"
@@ -29,8 +33,16 @@ class NoOptions final : public libecap::NamedValueVisitor {
   }
 };
 
+void LogToProxy(std::string_view line) {
+  libecap::host::Host &host = libecap::MyHost();
+  if (std::ostream *const log = host.openDebug(+libecap::ilCritical | +libecap::flApplication)) {
+    *log << "velmora: " << line;
+    host.closeDebug(log);
+  }
+}
+
 [[maybe_unused]] const bool are_registered = [] {
-  const auto filtering = std::make_shared<CurrentFiltering>();
+  const auto filtering = std::make_shared<host::CurrentFiltering>(LogToProxy);
   const bool has_responses = libecap::RegisterVersionedService(new Service(filtering));
   return libecap::RegisterVersionedService(new RequestService(filtering)) && has_responses;
 }();

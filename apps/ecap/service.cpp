@@ -19,19 +19,10 @@ class FilesReader final : public libecap::NamedValueVisitor {
     const std::string &key = name.image();
     // The proxy's own, told to every service.
     if (key == "bypassable") return;
-    if (key == "policy") {
-      files.policy = value.toString();
-    } else if (key == "plugin") {
-      files.plugin = value.toString();
-    } else if (key == "event-log") {
-      files.event_log = value.toString();
-    } else {
-      throw std::invalid_argument("unknown key \"" + key +
-                                  "\"; what can stand here: policy, plugin, event-log");
-    }
+    files.Set(key, value.toString());
   }
 
-  host::FilterFiles files{.plugin = host::DefaultPlugin(), .policy = host::DefaultPolicy()};
+  host::FilterFiles files = host::FilterFiles::OfInstallation();
 };
 
 }  // namespace
@@ -41,13 +32,17 @@ std::string Service::uri() const {
 }
 
 void Service::configure(const libecap::Options &options) {
-  FilesReader reader;
   try {
-    options.visitEachOption(reader);
+    FilesReader reader;
+    try {
+      options.visitEachOption(reader);
+    } catch (const std::exception &error) {
+      return filtering_->Refuse(error.what());
+    }
+    filtering_->Configure(reader.files);
   } catch (const std::exception &error) {
-    return filtering_->Refuse(error.what());
+    throw libecap::TextException(std::string("velmora: ") + error.what());
   }
-  filtering_->Configure(reader.files);
 }
 
 Service::MadeXactionPointer Service::makeXaction(libecap::host::Xaction *host) {

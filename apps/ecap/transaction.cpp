@@ -17,14 +17,6 @@
 namespace velmora::ecap {
 namespace {
 
-/// Where the events of transactions go when nobody asked for them.
-class Unheard final : public host::TransactionSink {
- public:
-  void OnBlocked(const host::BlockedItem &) noexcept override {}
-  void OnStopped(host::StopReason) noexcept override {}
-};
-Unheard unheard;
-
 const libecap::Name CONTENT_TYPE("Content-Type");
 const libecap::Name CONTENT_ENCODING("Content-Encoding");
 const libecap::Name ACCEPT_ENCODING("Accept-Encoding");
@@ -89,47 +81,33 @@ void Transaction::start() {
       Begin();
     } catch (...) {
       if (sending_ != Side::NOT_BEGUN || host_ == nullptr) throw;
-      const bool may_pass =
-          filtering_->policy.responses.stream.limits.beyond == host::BeyondLimit::PASS_UNFILTERED;
-      LastCall(may_pass ? &libecap::host::Xaction::useVirgin
-                        : &libecap::host::Xaction::blockVirgin);
+      LastCall(host::MayPass(*filtering_) ? &libecap::host::Xaction::useVirgin
+                                          : &libecap::host::Xaction::blockVirgin);
     }
   });
 }
 
 void Transaction::Begin() {
+  using Way = host::FilteredResponse::Way;
   const libecap::Message &response = host_->virgin();
   const libecap::Message &request = host_->cause();
-  std::string url = Url(request);
-  std::string client = host_->option(libecap::metaClientIp).toString();
-  host::PolicyAnswer answer = filtering_->policy.For(url, client);
-  // Answers to HEAD and such have no body. A part of a body cannot be judged, and its length must
-  // not change; but only who asks for a part takes it for one.
-  const bool is_wanted = answer.IsFiltered() && response.body() != nullptr &&
-                         !(IsPartial(response) && request.header().hasAny(RANGE));
-  if (is_wanted) {
-    if (filtering_->events) events_.emplace(*filtering_->events, std::move(client), url);
-    filter_.emplace(
-        filtering_->plugin->CreateProcessor(),
-        host::TransactionInfo{.url = std::move(url),
-                              .content_type = ContentType(response.header()),
-                              .categories = answer.categories,
-                              .settings = std::move(answer.settings),
-                              .option_block = std::move(answer.option_block),
-                              .requests = filtering_->plugin.get()},
-        host::ResponseHeaders{
-            .content_encoding = HeaderValue(response.header(), CONTENT_ENCODING).value_or(""),
-            .accept_encoding = HeaderValue(request.header(), ACCEPT_ENCODING).value_or("")},
-        events_ ? static_cast<host::TransactionSink &>(*events_) : unheard,
-        filtering_->policy.responses);
-    if (filter_->State() == host::StreamState::FAILED) {
-      return LastCall(&libecap::host::Xaction::blockVirgin);
-    }
-    if (!filter_->IsWanted()) filter_.reset();
+  const std::string coding = HeaderValue(response.header(), CONTENT_ENCODING).value_or("");
+  const std::string accepted = HeaderValue(request.header(), ACCEPT_ENCODING).value_or("");
+  response_.emplace(
+      filtering_,
+      host::ResponseHead{.url = Url(request),
+                         .client = host_->option(libecap::metaClientIp).toString(),
+                         .has_body = response.body() != nullptr,
+                         .is_asked_for_part = IsPartial(response) && request.header().hasAny(RANGE),
+                         .content_type = ContentType(response.header()),
+                         .content_encoding = coding,
+                         .accept_encoding = accepted});
+  if (response_->TheWay() == Way::REFUSED) return LastCall(&libecap::host::Xaction::blockVirgin);
+  if (response_->TheWay() == Way::FILTERED) filter_ = &response_->Filter();
+  if (filter_ == nullptr && response_->SecurityPolicy().empty()) {
+    return LastCall(&libecap::host::Xaction::useVirgin);
   }
-  const std::string_view security_policy = filtering_->policy.SecurityPolicyFor(answer);
-  if (!filter_ && security_policy.empty()) return LastCall(&libecap::host::Xaction::useVirgin);
-  const auto head = SentHead(security_policy);
+  const auto head = SentHead();
   if (response.body() != nullptr) {
     host_->vbMake();
     receiving_ = Side::OPEN;
@@ -140,18 +118,17 @@ void Transaction::Begin() {
   host_->useAdapted(head);
 }
 
-libecap::shared_ptr<libecap::Message> Transaction::SentHead(
-    std::string_view security_policy) const {
+libecap::shared_ptr<libecap::Message> Transaction::SentHead() const {
   libecap::shared_ptr<libecap::Message> head = host_->virgin().clone();
   libecap::Header &header = head->header();
-  if (filter_) DropStaleHeaders(*head);
-  if (filter_ && filter_->SentCoding() == host::ContentCoding::GZIP) {
-    header.add(CONTENT_ENCODING, libecap::Area::FromTempString("gzip"));
-  }
-  if (!security_policy.empty()) {
-    header.add(CONTENT_SECURITY_POLICY,
-               libecap::Area::FromTempBuffer(security_policy.data(), security_policy.size()));
-  }
+  const auto add = [&header](const libecap::Name &name, std::string_view value) {
+    if (!value.empty()) {
+      header.add(name, libecap::Area::FromTempBuffer(value.data(), value.size()));
+    }
+  };
+  if (filter_ != nullptr) DropStaleHeaders(*head);
+  add(CONTENT_ENCODING, response_->SentCoding());
+  add(CONTENT_SECURITY_POLICY, response_->SecurityPolicy());
   return head;
 }
 
@@ -212,7 +189,7 @@ void Transaction::Pump() {
   }
   is_pumping_ = false;
   if (host_ == nullptr || !ready_.empty() || sending_ != Side::OPEN) return;
-  if (!filter_) {
+  if (filter_ == nullptr) {
     if (has_arrived_) EndSending(!is_broken_);
   } else if (filter_->State() == host::StreamState::FINISHED) {
     EndSending(true);
@@ -222,7 +199,7 @@ void Transaction::Pump() {
 }
 
 void Transaction::Refill() {
-  if (!filter_) return RefillUnfiltered();
+  if (filter_ == nullptr) return RefillUnfiltered();
   ready_ = filter_->Next();
   while (ready_.empty() && receiving_ == Side::OPEN) {
     TakePiece();

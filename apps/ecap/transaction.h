@@ -13,8 +13,8 @@
 #include <string_view>
 
 #include "ecap/guarded_transaction.h"
-#include "host/bodies/response_filter.h"
 #include "host/policy/filtering.h"
+#include "host/responses/filtered_response.h"
 
 namespace velmora::ecap {
 
@@ -40,7 +40,7 @@ class Transaction final : public GuardedTransaction {
 
   void Begin();
   /// The head with what is known of the body that goes out, and a security policy if there is one.
-  libecap::shared_ptr<libecap::Message> SentHead(std::string_view security_policy) const;
+  libecap::shared_ptr<libecap::Message> SentHead() const;
   /// Gives the proxy what it takes, and says so when there is no more.
   void Pump();
   /// Makes the next bytes ready, if there are any.
@@ -51,9 +51,9 @@ class Transaction final : public GuardedTransaction {
   void EndSending(bool is_whole);
 
   std::shared_ptr<const host::Filtering> filtering_;
-  std::optional<host::EventLogSink> events_;
-  /// None where the body goes on as it comes, under another head.
-  std::optional<host::ResponseFilter> filter_;
+  std::optional<host::FilteredResponse> response_;
+  /// Null where the body goes on as it comes, under another head.
+  host::ResponseFilter *filter_ = nullptr;
   Side receiving_ = Side::NOT_BEGUN;
   Side sending_ = Side::NOT_BEGUN;
   /// The proxy has all of the body, or all that it will get.

@@ -7,13 +7,13 @@
 #include <string>
 #include <utility>
 
-#include "ecap/current_filtering.h"
+#include "host/policy/current_filtering.h"
 
 namespace velmora::ecap {
 
 class VelmoraService : public libecap::adapter::Service {
  public:
-  explicit VelmoraService(std::shared_ptr<CurrentFiltering> filtering)
+  explicit VelmoraService(std::shared_ptr<host::CurrentFiltering> filtering)
       : filtering_(std::move(filtering)) {}
 
   std::string tag() const override { return VELMORA_VERSION; }
@@ -23,7 +23,7 @@ class VelmoraService : public libecap::adapter::Service {
   bool wantsUrl(const char *) const override { return true; }
 
  protected:
-  const std::shared_ptr<CurrentFiltering> filtering_;
+  const std::shared_ptr<host::CurrentFiltering> filtering_;
 };
 
 }  // namespace velmora::ecap

@@ -1,6 +1,7 @@
 #include "host/policy/filtering.h"
 
 #include <stdexcept>
+#include <string>
 #include <sys/stat.h>
 #include <system_error>
 #include <utility>
@@ -32,6 +33,23 @@ bool IsLibraryKept(const AdLibraryOptions &before, const AdLibraryOptions &after
 }
 
 }  // namespace
+
+FilterFiles FilterFiles::OfInstallation() {
+  return {.plugin = DefaultPlugin(), .policy = DefaultPolicy()};
+}
+
+void FilterFiles::Set(std::string_view key, std::string_view value) {
+  if (key == "policy") {
+    policy = value;
+  } else if (key == "plugin") {
+    plugin = value;
+  } else if (key == "event-log") {
+    event_log = value;
+  } else {
+    throw std::invalid_argument("unknown key \"" + std::string(key) +
+                                "\"; what can stand here: policy, plugin, event-log");
+  }
+}
 
 std::shared_ptr<const Filtering> StartFiltering(const FilterFiles &files) {
   Policy policy = ReadPolicyOf(files);

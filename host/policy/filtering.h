@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "host/events/event_log.h"
@@ -16,6 +17,12 @@
 namespace velmora::host {
 
 struct FilterFiles {
+  /// Those of the installation that this code is a part of.
+  static FilterFiles OfInstallation();
+  /// One word of a proxy's configuration, "policy", "plugin" or "event-log", and what it says.
+  /// Throws `std::invalid_argument`.
+  void Set(std::string_view key, std::string_view value);
+
   std::filesystem::path plugin;
   /// Empty: what is blocked by default, and nothing else is decided.
   std::filesystem::path policy;

@@ -1,0 +1,116 @@
+#include "host/policy/current_filtering.h"
+
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+namespace velmora::host {
+namespace {
+
+constexpr const char *HOLDS_ON = "; the old settings hold on";
+
+/// What is wrong, of the exception that is being handled.
+std::string_view Reason() noexcept {
+  try {
+    throw;
+  } catch (const std::exception &error) {
+    return error.what();
+  } catch (...) {
+    return "cannot be configured";
+  }
+}
+
+}  // namespace
+
+void CurrentFiltering::Configure(const FilterFiles &files) {
+  const base::MutexLock lock(mutex_);
+  try {
+    if (filtering_ == nullptr) {
+      filtering_ = StartFiltering(files);
+    } else {
+      Renew(files);
+    }
+    exceptions_ = ExceptionsWatch(files.policy);
+  } catch (...) {
+    RefuseFor(Reason());
+  }
+  TellOfEventLog();
+}
+
+void CurrentFiltering::Refuse(std::string_view reason) {
+  const base::MutexLock lock(mutex_);
+  RefuseFor(reason);
+}
+
+void CurrentFiltering::RefuseFor(std::string_view reason) const {
+  if (filtering_ == nullptr) throw std::runtime_error(std::string(reason));
+  Complain(reason);
+}
+
+std::shared_ptr<const Filtering> CurrentFiltering::Now() noexcept {
+  const base::MutexLock lock(mutex_);
+  if (filtering_ == nullptr) return nullptr;
+  try {
+    TakeRenewed();
+    filtering_ = exceptions_.Renewed(filtering_);
+  } catch (...) {
+    Complain(Reason());
+  }
+  TellOfEventLog();
+  return filtering_;
+}
+
+void CurrentFiltering::Renew(const FilterFiles &files) {
+  TakeRenewed();
+  Renewal renewal(filtering_, files);
+  if (renewed_.valid()) {
+    next_ = std::move(renewal);
+  } else {
+    FinishOnThread(std::move(renewal));
+  }
+}
+
+void CurrentFiltering::FinishOnThread(Renewal renewal) {
+  renewed_ = std::async(std::launch::async, [renewal = std::move(renewal)] {
+    try {
+      return renewal.Finish();
+    } catch (const std::exception &error) {
+      // The proxy's log is for the proxy's threads, with the next answer; this one need not wait.
+      if (const auto &events = renewal.Before().events) events->AddError(error.what());
+      throw;
+    }
+  });
+}
+
+void CurrentFiltering::TakeRenewed() {
+  if (!renewed_.valid()) return;
+  if (renewed_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
+  try {
+    filtering_ = renewed_.get();
+    // It may have been read before the last change.
+    exceptions_.Forget();
+  } catch (...) {
+    log_(std::string(Reason()) + HOLDS_ON);
+  }
+  if (next_) FinishOnThread(*std::exchange(next_, std::nullopt));
+}
+
+void CurrentFiltering::Complain(std::string_view reason) const noexcept {
+  try {
+    log_(std::string(reason) + HOLDS_ON);
+    if (filtering_->events != nullptr) filtering_->events->AddError(reason);
+  } catch (...) {
+    // What cannot be said now is no reason to keep an answer back.
+  }
+}
+
+void CurrentFiltering::TellOfEventLog() const noexcept {
+  if (filtering_->events == nullptr) return;
+  try {
+    if (const std::optional<std::string> news = filtering_->events->News()) log_(*news);
+  } catch (...) {
+    // The same.
+  }
+}
+
+}  // namespace velmora::host

@@ -1,0 +1,45 @@
+#include "host/responses/filtered_response.h"
+
+#include <utility>
+
+namespace velmora::host {
+namespace {
+
+/// Where the events of transactions go when nobody asked for them.
+class Unheard final : public TransactionSink {
+ public:
+  void OnBlocked(const BlockedItem &) noexcept override {}
+  void OnStopped(StopReason) noexcept override {}
+};
+Unheard unheard;
+
+}  // namespace
+
+FilteredResponse::FilteredResponse(std::shared_ptr<const Filtering> filtering, ResponseHead head)
+    : filtering_(std::move(filtering)) {
+  const Policy &policy = filtering_->policy;
+  PolicyAnswer answer = policy.For(head.url, head.client);
+  security_policy_ = policy.SecurityPolicyFor(answer);
+  // A part of a body cannot be judged, and its length must not change.
+  if (!answer.IsFiltered() || !head.has_body || head.is_asked_for_part) return;
+  if (filtering_->events) events_.emplace(*filtering_->events, std::move(head.client), head.url);
+  filter_.emplace(filtering_->plugin->CreateProcessor(),
+                  TransactionInfo{.url = std::move(head.url),
+                                  .content_type = std::move(head.content_type),
+                                  .categories = answer.categories,
+                                  .settings = std::move(answer.settings),
+                                  .option_block = std::move(answer.option_block),
+                                  .requests = filtering_->plugin.get()},
+                  ResponseHeaders{.content_encoding = head.content_encoding,
+                                  .accept_encoding = head.accept_encoding},
+                  events_ ? static_cast<TransactionSink &>(*events_) : unheard, policy.responses);
+  if (filter_->State() == StreamState::FAILED) {
+    way_ = Way::REFUSED;
+  } else if (filter_->IsWanted()) {
+    way_ = Way::FILTERED;
+  } else {
+    filter_.reset();
+  }
+}
+
+}  // namespace velmora::host
