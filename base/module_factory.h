@@ -10,7 +10,7 @@ namespace velmora::base {
 struct FactoryAnswer {
   /// Null when a step failed.
   CountedPointer<IDataProcessorFactory> factory{};
-  /// One that came with a failure: not to be used, and released behind what its asker does then.
+  /// One that came with a failure: not to be used, and released after what its asker does then.
   CountedPointer<IDataProcessorFactory> refused{};
   /// The export at which it failed.
   const char *failed_export = nullptr;

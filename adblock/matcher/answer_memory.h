@@ -1,4 +1,4 @@
-// The last answers about what stands in one page, which often names an address more than once.
+// The last answers about what stands in one page, which often names a URL more than once.
 //
 // Each question has one slot, chosen by a hash; what is there is compared byte for byte.
 #pragma once
@@ -15,18 +15,18 @@ namespace velmora::adblock {
 
 class AnswerMemory {
  public:
-  /// Longer addresses are not remembered.
+  /// Longer URLs are not remembered.
   static constexpr std::size_t ROOM = 228;
   static constexpr std::size_t SLOTS = 64;
 
   /// A question to be asked twice: for `Find`, then for `Keep`.
   struct Key {
-    std::string_view address;
+    std::string_view url;
     /// Types and method.
     std::uint32_t kind;
     std::uint64_t hash;
   };
-  static Key KeyOf(std::string_view address, std::uint32_t kind) noexcept;
+  static Key KeyOf(std::string_view url, std::uint32_t kind) noexcept;
 
   std::optional<Verdict> Find(const Key &key) const noexcept;
   void Keep(const Key &key, const Verdict &verdict) noexcept;
@@ -39,7 +39,7 @@ class AnswerMemory {
     std::uint32_t kind = 0;
     /// Of an empty slot 0.
     std::uint32_t size = 0;
-    char address[ROOM];
+    char url[ROOM];
   };
 
   std::array<Slot, SLOTS> slots_;

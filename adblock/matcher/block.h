@@ -47,8 +47,8 @@ inline std::uint64_t FindNoHostByte(const char *block) noexcept {
   return static_cast<std::uint32_t>(_mm_movemask_epi8(host)) ^ 0xFFFFU;
 }
 
-/// The bits of those bytes of a block at which an address within a text ends (`BYTE_ENDS_ADDRESS`).
-inline std::uint64_t FindAddressEnd(const char *block) noexcept {
+/// The bits of those bytes of a block at which a URL within a text ends (`BYTE_ENDS_URL`).
+inline std::uint64_t FindUrlEnd(const char *block) noexcept {
   const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block));
   const auto is = [&](char byte) noexcept { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(byte)); };
   const __m128i space = _mm_set1_epi8(' ');
@@ -89,8 +89,8 @@ inline std::uint64_t FindNoHostByte(const char *block) noexcept {
   return block_detail::Find(block, [](char byte) { return !IsByte(byte, BYTE_HOST); });
 }
 
-inline std::uint64_t FindAddressEnd(const char *block) noexcept {
-  return block_detail::Find(block, [](char byte) { return IsByte(byte, BYTE_ENDS_ADDRESS); });
+inline std::uint64_t FindUrlEnd(const char *block) noexcept {
+  return block_detail::Find(block, [](char byte) { return IsByte(byte, BYTE_ENDS_URL); });
 }
 
 inline std::uint64_t FindInBlock(const char *block, char byte) noexcept {

@@ -3,7 +3,7 @@
 namespace velmora::adblock {
 
 // Enough to make a difference where no list is installed: the large networks by their hosts, and
-// what addresses of advertisements are called on anybody's server.
+// what URLs of advertisements are called on anybody's server.
 const std::string_view BUILT_IN_LIST = R"([Adblock Plus 2.0]
 ! Networks that deliver advertisements
 ||doubleclick.net^

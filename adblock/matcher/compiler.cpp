@@ -14,7 +14,7 @@
 namespace velmora::adblock {
 namespace {
 
-/// Tokens that stand in many addresses, the most common first: a rule is better found by a token
+/// Tokens that stand in many URLs, the most common first: a rule is better found by a token
 /// that seldom makes it be tried.
 constexpr std::string_view COMMON_TOKENS[] = {
     "com", "https",  "http",    "www",   "1",       "org",   "js",      "jpg",    "en",
@@ -61,7 +61,7 @@ struct ReadRule {
   std::uint16_t methods;
   /// Numbers of domain lists, and of what is put in the place of what is blocked; 0 for none.
   std::uint32_t page_domains = 0;
-  std::uint32_t address_domains = 0;
+  std::uint32_t url_domains = 0;
   std::uint32_t replacement = 0;
 };
 
@@ -69,13 +69,13 @@ bool SaysTheSame(const ReadRule &a, const ReadRule &b) noexcept {
   constexpr auto WHAT = static_cast<std::uint16_t>(~RULE_BAD_FILTER);
   return a.Pattern() == b.Pattern() && ((a.flags ^ b.flags) & WHAT) == 0 && a.types == b.types &&
          a.methods == b.methods && a.page_domains == b.page_domains &&
-         a.address_domains == b.address_domains && a.replacement == b.replacement;
+         a.url_domains == b.url_domains && a.replacement == b.replacement;
 }
 
 /// Of what `SaysTheSame` compares, most of it.
 std::uint64_t HashOf(const ReadRule &rule) noexcept {
   const std::uint64_t conditions = rule.types | std::uint64_t{rule.page_domains} << 16;
-  return HashAll(rule.Pattern()) ^ HashWord(conditions + rule.address_domains);
+  return HashAll(rule.Pattern()) ^ HashWord(conditions + rule.url_domains);
 }
 
 /// The lists of domain names that rules have, each once.
@@ -125,19 +125,19 @@ struct Key {
   Key(const PatternPiece &piece, std::uint64_t kind)
       : hash(HashBytes(piece.text) ^ kind),
         before(static_cast<std::uint8_t>(piece.before)),
-        span(static_cast<std::uint8_t>(piece.behind.size())) {
+        span(static_cast<std::uint8_t>(piece.after.size())) {
     if (piece.offset != ANYWHERE) offset = static_cast<std::uint32_t>(piece.offset);
-    std::memcpy(&behind, piece.behind.data(), piece.behind.size());
+    std::memcpy(&after, piece.after.data(), piece.after.size());
   }
 
   std::uint64_t Lookup() const {
-    return span < 2 ? ShortLookupKey(hash) : LongLookupKey(hash, behind);
+    return span < 2 ? ShortLookupKey(hash) : LongLookupKey(hash, after);
   }
 
   std::uint64_t hash;
   std::uint32_t offset = NO_OFFSET;
   /// See `IndexEntry`.
-  std::uint64_t behind = 0;
+  std::uint64_t after = 0;
   std::uint8_t before = 0;
   std::uint8_t span = 0;
 };
@@ -160,7 +160,7 @@ class SingleKeys {
       }
       AddTokensOfPattern(pattern, rule.flags, &pieces_);
       if (const auto host = HostOfPattern(pattern, rule.flags)) {
-        keys_.emplace_back(*host, KEY_ADDRESS_HOST);
+        keys_.emplace_back(*host, KEY_URL_HOST);
       }
     }
     for (const PatternPiece &token : pieces_) keys_.emplace_back(token, KEY_TOKEN);
@@ -354,7 +354,7 @@ class Compiler {
           for (const Rule &rule : parsed.rules) {
             ReadRule &read = rules_.emplace_back(rule, list, line);
             read.page_domains = domain_lists_.NumberOf(rule.page_domains);
-            read.address_domains = domain_lists_.NumberOf(rule.address_domains);
+            read.url_domains = domain_lists_.NumberOf(rule.url_domains);
             read.replacement = ReplacementNumber(rule.replacement);
           }
           break;
@@ -388,7 +388,7 @@ class Compiler {
     record.types = rule.types;
     record.methods = rule.methods;
     record.page_domains = HeadOf(rule.page_domains);
-    record.address_domains = HeadOf(rule.address_domains);
+    record.url_domains = HeadOf(rule.url_domains);
     record.offset = AddKeys(rule, number, census);
     if (rule.flags & RULE_EXPRESSION) record.offset = expressions_++;
     records_.push_back(record);
@@ -407,9 +407,8 @@ class Compiler {
     }
     HostKeys best_hosts;
     if (best_weight > HOSTS_WEIGHT) {
-      for (HostKeys hosts :
-           {HostKeysOf(domain_lists_.Names(rule.page_domains), KEY_PAGE_HOST),
-            HostKeysOf(domain_lists_.Names(rule.address_domains), KEY_ADDRESS_HOST)}) {
+      for (HostKeys hosts : {HostKeysOf(domain_lists_.Names(rule.page_domains), KEY_PAGE_HOST),
+                             HostKeysOf(domain_lists_.Names(rule.url_domains), KEY_URL_HOST)}) {
         if (hosts.keys.empty() || hosts.weight >= best_weight) continue;
         best_weight = hosts.weight;
         best_hosts = std::move(hosts);
@@ -429,7 +428,7 @@ class Compiler {
 
   void AddEntry(const Key &key, std::uint32_t rule) {
     const std::uint64_t lookup = key.Lookup();
-    entries_.push_back({lookup, {key.behind, rule, ComparedBits(lookup), key.before, key.span}});
+    entries_.push_back({lookup, {key.after, rule, ComparedBits(lookup), key.before, key.span}});
     const std::uint64_t bit = key.hash >> (64 - FilterBits());
     filter_[bit / 64] |= std::uint64_t{1} << (bit % 64);
   }

@@ -5,7 +5,7 @@
 
 namespace velmora::adblock {
 
-/// Work left for a question, in bytes looked at. Addresses of real pages need a hundredth of it;
+/// Work left for a question, in bytes looked at. URLs of real pages need a hundredth of it;
 /// one made of the words that most rules have, over and over, would need a hundred times as much.
 class Effort {
  public:

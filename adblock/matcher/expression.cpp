@@ -8,7 +8,7 @@ namespace velmora::adblock {
 namespace {
 
 re2::RE2::Options OptionsFor(bool match_case) {
-  // Addresses are bytes; a broken UTF-8 sequence must not end a match.
+  // URLs are bytes; a broken UTF-8 sequence must not end a match.
   re2::RE2::Options options(re2::RE2::Latin1);
   options.set_case_sensitive(match_case);
   options.set_log_errors(false);
@@ -32,9 +32,9 @@ Expression::Expression(std::string_view pattern, bool match_case)
   std::erase_if(runs_, [](const LiteralRun &run) { return run.text.size() < 2; });
 }
 
-bool Expression::MayMatch(const Address &address, Effort *effort) const noexcept {
-  if (has_range_ && (address.Original() < first_ || address.Original() > last_)) return false;
-  std::string_view rest = address.Lowered();
+bool Expression::MayMatch(const Url &url, Effort *effort) const noexcept {
+  if (has_range_ && (url.Original() < first_ || url.Original() > last_)) return false;
+  std::string_view rest = url.Lowered();
   for (const LiteralRun &run : runs_) {
     if (run.at_start && !rest.starts_with(run.text)) return false;
     if (run.at_end) return rest.ends_with(run.text);
@@ -46,9 +46,9 @@ bool Expression::MayMatch(const Address &address, Effort *effort) const noexcept
   return true;
 }
 
-bool Expression::Matches(const Address &address, Effort *effort) const noexcept {
-  effort->Spend(256 + 2 * address.Original().size());
-  return IsValid() && re2::RE2::PartialMatch(Piece(address.Original()), expression_);
+bool Expression::Matches(const Url &url, Effort *effort) const noexcept {
+  effort->Spend(256 + 2 * url.Original().size());
+  return IsValid() && re2::RE2::PartialMatch(Piece(url.Original()), expression_);
 }
 
 ExpressionCache::ExpressionCache(std::size_t slots)

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "address.h"
 #include "effort.h"
 #include "expression_literals.h"
+#include "url.h"
 
 namespace velmora::adblock {
 
@@ -21,10 +21,10 @@ class Expression {
 
   /// Can it be compiled? Those that look ahead or refer back cannot, and match nothing.
   bool IsValid() const { return expression_.ok(); }
-  /// Has the address the literal bytes that every match has, and does it lie between the first and
+  /// Has the URL the literal bytes that every match has, and does it lie between the first and
   /// the last that can match? Most do not, which is seen faster than that they do not match.
-  bool MayMatch(const Address &address, Effort *effort) const noexcept;
-  bool Matches(const Address &address, Effort *effort) const noexcept;
+  bool MayMatch(const Url &url, Effort *effort) const noexcept;
+  bool Matches(const Url &url, Effort *effort) const noexcept;
 
  private:
   const re2::RE2 expression_;

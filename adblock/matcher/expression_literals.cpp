@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t NO_END = std::string_view::npos;
 
-/// The place behind the class "[...]" that begins at `at`.
+/// The place after the class "[...]" that begins at `at`.
 std::size_t EndOfClass(std::string_view expression, std::size_t at) noexcept {
   ++at;
   if (expression.substr(at, 1) == "^") ++at;
@@ -34,7 +34,7 @@ std::size_t EndOfClass(std::string_view expression, std::size_t at) noexcept {
   return at < expression.size() ? at + 1 : NO_END;
 }
 
-/// The place behind the group "(...)" that begins at `at`.
+/// The place after the group "(...)" that begins at `at`.
 std::size_t EndOfGroup(std::string_view expression, std::size_t at) noexcept {
   for (int depth = 0; at < expression.size();) {
     if (expression[at] == '[') {
@@ -60,7 +60,7 @@ std::size_t LiteralSize(std::string_view expression, std::size_t at) noexcept {
   return SPECIAL.find(byte) == std::string_view::npos ? 1 : 0;
 }
 
-/// Is the escape a class or place without anything behind it that belongs to it?
+/// Is the escape a class or place without anything after it that belongs to it?
 bool IsPlainEscape(std::string_view letter) noexcept {
   constexpr std::string_view PLAIN = "dDsSwWbBAznrtfva";
   return !letter.empty() && PLAIN.find(letter) != std::string_view::npos;

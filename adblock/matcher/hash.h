@@ -55,7 +55,7 @@ inline std::uint64_t LoadWord(const char *bytes) noexcept {
   return hash_detail::Load<std::uint64_t>(bytes);
 }
 
-/// Of fewer than 8 bytes in a word, zeros behind them.
+/// Of fewer than 8 bytes in a word, zeros after them.
 inline std::uint64_t HashWord(std::uint64_t word) noexcept {
   return hash_detail::Mix(word, 0);
 }
@@ -72,7 +72,7 @@ inline std::uint64_t HashBytes(std::string_view bytes) noexcept {
   return HashWord(word);
 }
 
-/// The same without a branch, for bytes before and behind which 8 more can be read.
+/// The same without a branch, for bytes before and after which 8 more can be read.
 inline std::uint64_t HashPaddedBytes(const char *at, std::size_t size) noexcept {
   const std::uint64_t last = size < 8 ? 0 : ~std::uint64_t{0};
   return hash_detail::Mix(LoadWord(at) & FIRST_BYTES[std::min<std::size_t>(size, 8)],

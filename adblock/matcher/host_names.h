@@ -1,4 +1,4 @@
-// Host names as lists and addresses spell them.
+// Host names as lists and URLs spell them.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ inline constexpr std::size_t MAX_HOST = 255;
 /// Letters beyond ASCII belong to labels.
 bool IsHostName(std::string_view text) noexcept;
 
-/// Does the name end in one that is known to exist: a top-level domain, or an address's number?
+/// Does the name end in one that is known to exist: a top-level domain, or an IP address's number?
 bool HasKnownEnd(std::string_view host_name) noexcept;
 /// Does the name end like that of a file, "ads.js", and in no known top-level domain?
 bool LooksLikeFileName(std::string_view host_name) noexcept;

@@ -13,12 +13,12 @@
 //     sizes      sizes of advertisements: width << 16 | height, ascending
 //     text       the bytes of all strings
 //
-// Keys are 64-bit hashes of tokens, of the address's host, of the page's host (and of both hosts'
+// Keys are 64-bit hashes of tokens, of the URL's host, of the page's host (and of both hosts'
 // parents) and of the page host's labels, each kind varied so that they do not meet. Many rules
-// share a key, and many addresses have it; so an entry is found by a lookup key, which is the key
-// with up to two bytes that the pattern has behind it. A question looks its keys up in the filter,
-// those that are there, with no, one and two bytes of the address, in the second filter, and what
-// is there in the buckets. The first bits choose the bit of a filter and the bucket; those behind
+// share a key, and many URLs have it; so an entry is found by a lookup key, which is the key
+// with up to two bytes that the pattern has after it. A question looks its keys up in the filter,
+// those that are there, with no, one and two bytes of the URL, in the second filter, and what
+// is there in the buckets. The first bits choose the bit of a filter and the bucket; those after
 // are compared.
 //
 // Everything in an image may be wrong: it can come from a file. `Image::Open` checks the header
@@ -88,7 +88,7 @@ struct RuleRecord {
   std::uint32_t offset;
   /// Heads of lists in `domains`; 0 for none.
   std::uint32_t page_domains;
-  std::uint32_t address_domains;
+  std::uint32_t url_domains;
 };
 inline constexpr std::uint32_t NO_OFFSET = ~0U;
 
@@ -100,11 +100,11 @@ struct OriginRecord {
   std::uint32_t line;
 };
 
-/// Found by a token or a host at some place of the address, an entry is passed over when the bytes
+/// Found by a token or a host at some place of the URL, an entry is passed over when the bytes
 /// around that place are not those that the pattern has there.
 struct IndexEntry {
-  /// The first `span` bytes of this word are looked for behind the place.
-  std::uint64_t behind;
+  /// The first `span` bytes of this word are looked for after the place.
+  std::uint64_t after;
   std::uint32_t rule;
   /// `ComparedBits` of the lookup key.
   std::uint16_t key;
@@ -113,13 +113,13 @@ struct IndexEntry {
   std::uint8_t span;
 };
 
-/// The lookup key of an entry whose pattern has fewer than two certain bytes behind the key.
+/// The lookup key of an entry whose pattern has fewer than two certain bytes after the key.
 inline std::uint64_t ShortLookupKey(std::uint64_t key) noexcept {
   return key;
 }
-/// That of the others: `key` with the first two bytes of `behind`.
-inline std::uint64_t LongLookupKey(std::uint64_t key, std::uint64_t behind) noexcept {
-  return key + ((behind & FIRST_BYTES[2]) + 1) * hash_detail::ODD_B;
+/// That of the others: `key` with the first two bytes of `after`.
+inline std::uint64_t LongLookupKey(std::uint64_t key, std::uint64_t after) noexcept {
+  return key + ((after & FIRST_BYTES[2]) + 1) * hash_detail::ODD_B;
 }
 
 constexpr std::uint16_t ComparedBits(std::uint64_t lookup_key) noexcept {
@@ -159,7 +159,7 @@ struct ImageHeader {
   /// `ImageVersion` of the library that made it.
   std::uint64_t version;
   std::uint64_t byte_order;
-  /// Of all bytes behind this field.
+  /// Of all bytes after this field.
   Fingerprint content;
   /// Of the lists that went in.
   Fingerprint source;
@@ -181,7 +181,7 @@ inline constexpr std::size_t IMAGE_UNFINGERPRINTED =
 
 // The kinds of keys.
 inline constexpr std::uint64_t KEY_TOKEN = 0;
-inline constexpr std::uint64_t KEY_ADDRESS_HOST = 0xA24BAED4963EE407U;
+inline constexpr std::uint64_t KEY_URL_HOST = 0xA24BAED4963EE407U;
 inline constexpr std::uint64_t KEY_PAGE_HOST = 0x9FB21C651E98DF25U;
 inline constexpr std::uint64_t KEY_PAGE_LABEL = 0xC3A5C85C97CB3127U;
 

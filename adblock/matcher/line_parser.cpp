@@ -2,14 +2,14 @@
 //
 //   ! text, # text, [Adblock ...]     comment or header
 //   !#if name, !#if !name, !#else, !#endif
-//                                     no name is true here: the lines behind "!#if name" up to
+//                                     no name is true here: the lines after "!#if name" up to
 //                                     "!#else" or "!#endif" are for other programs
 //   size:468x60, size:none            a size of advertisements; forget all sizes before this line
 //   domain##selector, #@#, #?#, #$#   element hiding; "##+js(" a scriptlet
 //   0.0.0.0 name...                   hosts file; also 127.0.0.1, :: and ::1
 //   [@@]pattern[$options]             a rule; the pattern:
 //     /expression/                      a regular expression
-//     ||host...                         anchored at the host or behind one of its dots
+//     ||host...                         anchored at the host or after one of its dots
 //     |...|                             anchored at the start, at the end
 //     * ^                               any bytes; a separator or the end
 //     host.name                         a host alone: ||host.name^
@@ -30,7 +30,7 @@ namespace {
 /// Longer lines are no rules; the few that real lists have are for single web applications.
 constexpr std::size_t MAX_LINE = std::size_t{32} << 10;
 
-/// What stands behind the "#" of an element-hiding rule; npos for no such rule.
+/// What stands after the "#" of an element-hiding rule; npos for no such rule.
 std::size_t FindElementHiding(std::string_view line) noexcept {
   if (line.starts_with('|') || line.starts_with("@@|")) return std::string_view::npos;
   for (std::size_t at = line.find('#'); at != std::string_view::npos; at = line.find('#', at + 1)) {
@@ -44,7 +44,7 @@ std::size_t FindElementHiding(std::string_view line) noexcept {
   return std::string_view::npos;
 }
 
-/// The names of a hosts line: what stands behind an address that leads nowhere.
+/// The names of a hosts line: what stands after an address that leads nowhere.
 std::optional<std::string_view> HostsNames(std::string_view line) noexcept {
   for (const std::string_view address : {"0.0.0.0", "127.0.0.1", "::1", "::"}) {
     if (!line.starts_with(address)) continue;
@@ -75,7 +75,7 @@ void ReadAnchors(std::string_view *pattern, Rule *rule) noexcept {
     rule->flags |= RULE_END_ANCHOR;
     pattern->remove_suffix(1);
   }
-  // Behind a host's anchor a star still keeps the scheme out.
+  // After a host's anchor a star still keeps the scheme out.
   while (!(rule->flags & RULE_HOST_ANCHOR) && pattern->starts_with('*')) {
     rule->flags &= static_cast<std::uint16_t>(~RULE_START_ANCHOR);
     pattern->remove_prefix(1);
@@ -221,10 +221,10 @@ bool LineParser::ReadPattern(std::string_view pattern, Rule *rule) {
     return true;
   }
   ReadAnchors(&pattern, rule);
-  // What matches every address would empty pages; of what is none of their content it may speak.
+  // What matches every URL would empty pages; of what is none of their content it may speak.
   constexpr std::uint16_t CONTENT = TYPES_ELEMENT | TYPE_STYLESHEET | TYPE_DOCUMENT;
   if (SaysNothing(pattern) && (rule->types & CONTENT) != 0 && rule->page_domains.empty() &&
-      rule->address_domains.empty()) {
+      rule->url_domains.empty()) {
     SkipLine(Skip::kTooGeneral);
     return false;
   }
@@ -239,7 +239,7 @@ bool LineParser::ReadPattern(std::string_view pattern, Rule *rule) {
   return true;
 }
 
-/// "ads.js" in a list of addresses is a piece of one, and so is "ads.example" where lists say what
+/// "ads.js" in a list of URLs is a piece of one, and so is "ads.example" where lists say what
 /// they mean by a host; "ads.example.com" is a host wherever it stands alone.
 bool LineParser::IsHostAlone(std::string_view pattern) const noexcept {
   if (!IsHostName(pattern)) return false;

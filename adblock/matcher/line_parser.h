@@ -13,13 +13,13 @@ namespace velmora::adblock {
 
 /// Why a line makes no rule.
 enum class Skip : std::uint8_t {
-  kElementHiding,  // rules about elements of a page, not about addresses
+  kElementHiding,  // rules about elements of a page, not about URLs
   kScriptlet,      // rules that put scripts into a page
   kNeverAsked,     // only for what is no request
   kCondition,      // #if: lines for other programs
-  kOption,         // an option that cannot be judged by an address
+  kOption,         // an option that cannot be judged by a URL
   kExpression,     // a regular expression that cannot be compiled
-  kTooGeneral,     // would match every address
+  kTooGeneral,     // would match every URL
   kUnreadable,
 };
 inline constexpr std::size_t SKIP_COUNT = 8;
@@ -55,7 +55,7 @@ struct ParsedLine {
 };
 
 /// Reads a list line by line: what an "#if" line or the list's header says holds for the lines
-/// behind it.
+/// after it.
 class LineParser {
  public:
   /// Strings that a rule needs and the list's text does not hold are kept in `arena`.
@@ -77,7 +77,7 @@ class LineParser {
 
   StringArena &arena_;
   ParsedLine parsed_;
-  /// After a "[Adblock" header a bare host name is a piece of an address, unless it ends in a
+  /// After a "[Adblock" header a bare host name is a piece of a URL, unless it ends in a
   /// top-level domain; elsewhere it is a host, unless it ends like a file.
   bool has_header_ = false;
   /// For every open "#if", whether its lines count.

@@ -2,13 +2,13 @@
 //
 //   conditions   third-party 3p first-party 1p, "~" before them: the opposite
 //                domain= from=   a.example|~b.a.example|c.*   the page's host
-//                to= denyallow=                               the address's host
+//                to= denyallow=                               the URL's host
 //                method=         get|post, ~get
 //                match-case
 //   weight       important ("~important": as without it), badfilter
 //   types        script image ... (`TYPE_NAMES`), "all"; "~type": all that pages load but that
 //   not asked    what is about a page's elements and not about a request
-//   replacement  redirect= rewrite= empty mp4: the address is blocked, nothing put in its place
+//   replacement  redirect= rewrite= empty mp4: the URL is blocked, nothing put in its place
 //   unsupported  what changes requests or pages, or asks for more than a request says
 #include "options.h"
 
@@ -28,8 +28,8 @@ enum class Meaning : std::uint8_t {
   kThirdParty,
   kFirstParty,
   kPageDomains,
-  kAddressDomains,
-  kAllButAddressDomains,
+  kUrlDomains,
+  kAllButUrlDomains,
   kMethods,
   kMatchCase,
   kImportant,
@@ -63,8 +63,8 @@ constexpr Option OTHER_OPTIONS[] = {
     {"1p", Meaning::kFirstParty},
     {"domain", Meaning::kPageDomains},
     {"from", Meaning::kPageDomains},
-    {"to", Meaning::kAddressDomains},
-    {"denyallow", Meaning::kAllButAddressDomains},
+    {"to", Meaning::kUrlDomains},
+    {"denyallow", Meaning::kAllButUrlDomains},
     {"method", Meaning::kMethods},
     {"match-case", Meaning::kMatchCase},
     {"important", Meaning::kImportant},
@@ -239,10 +239,10 @@ bool ReadOptions(std::string_view options, StringArena &arena, Rule *rule, Optio
           return fail(Skip::kOption);
         }
         break;
-      case Meaning::kAddressDomains:
-      case Meaning::kAllButAddressDomains: {
-        const bool all_but = option->meaning == Meaning::kAllButAddressDomains;
-        if (item.inverse || !ReadDomains(item.value, all_but, arena, &rule->address_domains)) {
+      case Meaning::kUrlDomains:
+      case Meaning::kAllButUrlDomains: {
+        const bool all_but = option->meaning == Meaning::kAllButUrlDomains;
+        if (item.inverse || !ReadDomains(item.value, all_but, arena, &rule->url_domains)) {
           return fail(Skip::kOption);
         }
         break;
@@ -261,7 +261,7 @@ bool ReadOptions(std::string_view options, StringArena &arena, Rule *rule, Optio
         rule->flags |= RULE_BAD_FILTER;
         break;
       case Meaning::kReplacement:
-        // An exception from a replacement lets the address be blocked without one.
+        // An exception from a replacement lets the URL be blocked without one.
         if (item.inverse || (rule->flags & RULE_ALLOW)) return fail(Skip::kOption);
         types |= option->types;
         rule->replacement = item.whole;

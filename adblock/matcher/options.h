@@ -1,4 +1,4 @@
-// The options behind the "$" of a rule.
+// The options after the "$" of a rule.
 #pragma once
 
 #include <string_view>
@@ -8,7 +8,7 @@
 
 namespace velmora::adblock {
 
-/// Where the "$" stands that begins a rule's options, or npos. A "$" may also be part of an address
+/// Where the "$" stands that begins a rule's options, or npos. A "$" may also be part of a URL
 /// or an expression: options begin where all that follows reads as options, or where a known one
 /// stands.
 std::size_t FindOptions(std::string_view rule) noexcept;

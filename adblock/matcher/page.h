@@ -7,8 +7,8 @@
 #include <span>
 #include <string_view>
 
-#include "address.h"
 #include "image.h"
+#include "url.h"
 
 namespace velmora::adblock {
 

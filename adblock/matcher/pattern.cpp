@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t NO_MATCH = static_cast<std::size_t>(-1);
 
 /// The end of `segment` in `text` when it stands at `at`. A star ends the segment; `*rest` is the
-/// pattern behind it, or null when there is none.
+/// pattern after it, or null when there is none.
 inline std::size_t MatchSegment(std::string_view text, std::size_t at, std::string_view segment,
                                 const char **rest = nullptr) noexcept {
   for (const char &wanted : segment) {
@@ -35,7 +35,7 @@ inline std::size_t MatchSegment(std::string_view text, std::size_t at, std::stri
   return at;
 }
 
-/// The end of the first occurrence of `segment` at or behind `at`.
+/// The end of the first occurrence of `segment` at or after `at`.
 std::size_t FindSegment(std::string_view text, std::size_t at, std::string_view segment,
                         Effort *effort) noexcept {
   if (segment.empty()) return at;
@@ -65,7 +65,7 @@ bool EndsWithSegment(std::string_view text, std::size_t at, std::string_view seg
   }
 }
 
-/// The segments of `pattern` behind its first star, from `at` on.
+/// The segments of `pattern` after its first star, from `at` on.
 bool MatchRest(std::string_view text, std::size_t at, std::string_view pattern, bool to_end,
                Effort *effort) noexcept {
   while (true) {
@@ -80,9 +80,9 @@ bool MatchRest(std::string_view text, std::size_t at, std::string_view pattern, 
   }
 }
 
-bool IsHostStart(const Address &address, std::string_view text, std::size_t at) noexcept {
-  return at == address.HostStart() ||
-         (at > address.HostStart() && at < address.HostEnd() && text[at - 1] == '.');
+bool IsHostStart(const Url &url, std::string_view text, std::size_t at) noexcept {
+  return at == url.HostStart() ||
+         (at > url.HostStart() && at < url.HostEnd() && text[at - 1] == '.');
 }
 
 std::size_t EndOfToken(std::string_view text, std::size_t at) noexcept {
@@ -96,24 +96,24 @@ PatternPiece PieceOf(std::string_view text, std::size_t start, std::size_t end,
   const auto is_wild = [](char byte) { return byte == '*' || byte == '^'; };
   const char before = start > 0 ? text[start - 1] : '^';
   const std::size_t most = std::min(end + 8, text.size());
-  std::size_t behind = end;
-  while (behind < most && !is_wild(text[behind])) ++behind;
+  std::size_t after = end;
+  while (after < most && !is_wild(text[after])) ++after;
   return {text.substr(start, end - start), offset, is_wild(before) ? '\0' : before,
-          text.substr(end, behind - end)};
+          text.substr(end, after - end)};
 }
 
 /// Adds the token [start, end) of `text`, as far as its sides are bound.
 void AddToken(std::string_view text, std::size_t start, std::size_t end, bool bound_before,
-              bool bound_behind, std::size_t offset, PatternPieces *pieces) {
-  if (!bound_before || (!bound_behind && end - start < TOKEN_SIZE)) return;
+              bool bound_after, std::size_t offset, PatternPieces *pieces) {
+  if (!bound_before || (!bound_after && end - start < TOKEN_SIZE)) return;
   pieces->push_back(PieceOf(text, start, std::min(end, start + TOKEN_SIZE), offset));
 }
 
 }  // namespace
 
-Match MatchPattern(const Address &address, std::string_view pattern, std::uint16_t flags,
-                   std::size_t start, Effort *effort) noexcept {
-  const std::string_view text = (flags & RULE_MATCH_CASE) ? address.Original() : address.Lowered();
+Match MatchPattern(const Url &url, std::string_view pattern, std::uint16_t flags, std::size_t start,
+                   Effort *effort) noexcept {
+  const std::string_view text = (flags & RULE_MATCH_CASE) ? url.Original() : url.Lowered();
   const bool to_end = (flags & RULE_END_ANCHOR) != 0;
 
   const auto match_at = [&](std::size_t at) noexcept {
@@ -121,15 +121,15 @@ Match MatchPattern(const Address &address, std::string_view pattern, std::uint16
     const std::size_t end = MatchSegment(text, at, pattern, &rest);
     if (end == NO_MATCH) return Match::kNo;
     if (!rest) return to_end && end != text.size() ? Match::kNo : Match::kYes;
-    const std::string_view behind(rest, static_cast<std::size_t>(pattern.end() - rest));
-    return MatchRest(text, end, behind, to_end, effort) ? Match::kYes : Match::kNotBehind;
+    const std::string_view after(rest, static_cast<std::size_t>(pattern.end() - rest));
+    return MatchRest(text, end, after, to_end, effort) ? Match::kYes : Match::kNotAfter;
   };
 
   if (flags & RULE_HOST_ANCHOR) {
     if (start != ANYWHERE) {
-      return IsHostStart(address, text, start) ? match_at(start) : Match::kNo;
+      return IsHostStart(url, text, start) ? match_at(start) : Match::kNo;
     }
-    for (std::size_t at = address.HostStart(); at < address.HostEnd();) {
+    for (std::size_t at = url.HostStart(); at < url.HostEnd();) {
       effort->Spend(16);
       const Match match = match_at(at);
       if (match != Match::kNo) return match;
@@ -137,14 +137,14 @@ Match MatchPattern(const Address &address, std::string_view pattern, std::uint16
       if (dot == std::string_view::npos) break;
       at = dot + 1;
     }
-    return Match::kNotBehind;
+    return Match::kNotAfter;
   }
   if (flags & RULE_START_ANCHOR) {
     return (start == ANYWHERE || start == 0) && match_at(0) == Match::kYes ? Match::kYes
-                                                                           : Match::kNotBehind;
+                                                                           : Match::kNotAfter;
   }
   if (start != ANYWHERE) return match_at(start);
-  return MatchRest(text, 0, pattern, to_end, effort) ? Match::kYes : Match::kNotBehind;
+  return MatchRest(text, 0, pattern, to_end, effort) ? Match::kYes : Match::kNotAfter;
 }
 
 void AddTokensOfPattern(std::string_view pattern, std::uint16_t flags, PatternPieces *pieces) {
@@ -158,9 +158,9 @@ void AddTokensOfPattern(std::string_view pattern, std::uint16_t flags, PatternPi
     const std::size_t end = EndOfToken(pattern, at);
     const bool bound_before =
         at == 0 ? (flags & (RULE_HOST_ANCHOR | RULE_START_ANCHOR)) != 0 : pattern[at - 1] != '*';
-    const bool bound_behind =
+    const bool bound_after =
         end == pattern.size() ? (flags & RULE_END_ANCHOR) != 0 : pattern[end] != '*';
-    AddToken(pattern, at, end, bound_before, bound_behind, after_star ? ANYWHERE : at, pieces);
+    AddToken(pattern, at, end, bound_before, bound_after, after_star ? ANYWHERE : at, pieces);
     at = end;
   }
 }
@@ -191,7 +191,7 @@ std::optional<PatternPiece> HostOfPattern(std::string_view pattern, std::uint16_
   }
   const bool whole = end < pattern.size() ? pattern[end] == '^' || pattern[end] == '/'
                                           : (flags & RULE_END_ANCHOR) != 0;
-  // An address's host has no final dot.
+  // A URL's host has no final dot.
   if (!whole || end == 0 || pattern[end - 1] == '.') return std::nullopt;
   return PieceOf(pattern, 0, end, 0);
 }

@@ -9,7 +9,7 @@
 namespace velmora::adblock {
 namespace {
 
-/// A host name with a NUL behind it, as the suffix list wants it.
+/// A host name with a NUL after it, as the suffix list wants it.
 class HostText {
  public:
   explicit HostText(std::string_view host) noexcept
@@ -52,14 +52,14 @@ std::string_view RegistrableDomain(std::string_view host) noexcept {
 
 }  // namespace
 
-bool IsThirdParty(std::string_view page_host, std::string_view address_host) noexcept {
-  if (page_host == address_host) return false;
-  if (page_host.empty() || IsNumeric(page_host) || IsNumeric(address_host)) return true;
+bool IsThirdParty(std::string_view page_host, std::string_view url_host) noexcept {
+  if (page_host == url_host) return false;
+  if (page_host.empty() || IsNumeric(page_host) || IsNumeric(url_host)) return true;
   // A registrable domain has at least two labels: where these differ, no list is needed.
   const std::string_view page_end = page_host.substr(LastLabels(page_host, 2));
-  if (page_end != address_host.substr(LastLabels(address_host, 2))) return true;
-  if (page_host.size() > 255 || address_host.size() > 255) return true;
-  return RegistrableDomain(page_host) != RegistrableDomain(address_host);
+  if (page_end != url_host.substr(LastLabels(url_host, 2))) return true;
+  if (page_host.size() > 255 || url_host.size() > 255) return true;
+  return RegistrableDomain(page_host) != RegistrableDomain(url_host);
 }
 
 std::string_view WithoutPublicSuffix(std::string_view host) noexcept {

@@ -6,8 +6,8 @@
 namespace velmora::adblock {
 
 /// Do two host names, in lower case, belong to different owners? An unknown (empty) page host is a
-/// third party to every address.
-bool IsThirdParty(std::string_view page_host, std::string_view address_host) noexcept;
+/// third party to every URL.
+bool IsThirdParty(std::string_view page_host, std::string_view url_host) noexcept;
 
 /// `host` without its public suffix and the dot before it; empty when nothing is left.
 std::string_view WithoutPublicSuffix(std::string_view host) noexcept;

@@ -49,7 +49,7 @@ inline constexpr std::uint16_t RULE_FIRST_PARTY = 1U << 3;
 
 // How its pattern is read.
 inline constexpr std::uint16_t RULE_MATCH_CASE = 1U << 4;
-/// "||": begins at the address's host or behind one of the host's dots.
+/// "||": begins at the URL's host or after one of the host's dots.
 inline constexpr std::uint16_t RULE_HOST_ANCHOR = 1U << 5;
 inline constexpr std::uint16_t RULE_START_ANCHOR = 1U << 6;
 inline constexpr std::uint16_t RULE_END_ANCHOR = 1U << 7;
@@ -78,9 +78,9 @@ struct Rule {
   std::uint16_t types = TYPES_LOADED;
   /// 0: any.
   std::uint16_t methods = 0;
-  /// Conditions on the page's host and on the address's, in the order of the names, each once.
+  /// Conditions on the page's host and on the URL's, in the order of the names, each once.
   std::vector<DomainName> page_domains;
-  std::vector<DomainName> address_domains;
+  std::vector<DomainName> url_domains;
 };
 
 /// Of two rules that match, the one of higher rank decides: allowing rules over blocking ones,

@@ -59,14 +59,14 @@ bool IsOnList(const Image &image, std::uint32_t head, std::string_view host) noe
 
 }  // namespace
 
-/// One address on its way through the rules.
+/// One URL on its way through the rules.
 class Ruleset::Inquiry {
  public:
-  Inquiry(const Ruleset &ruleset, const Address &address, const Page &page,
+  Inquiry(const Ruleset &ruleset, const Url &url, const Page &page,
           const Question &question) noexcept
       : image_(ruleset.image_),
         expressions_(ruleset.expressions_),
-        address_(address),
+        url_(url),
         page_(page),
         method_(question.method),
         types_(question.types) {}
@@ -99,11 +99,11 @@ class Ruleset::Inquiry {
     std::uint32_t end;
   };
   void NoteHosts() noexcept {
-    const auto host_start = static_cast<std::uint32_t>(address_.HostStart());
-    const auto host_end = static_cast<std::uint32_t>(address_.HostEnd());
-    const std::string_view host = address_.Host();
+    const auto host_start = static_cast<std::uint32_t>(url_.HostStart());
+    const auto host_end = static_cast<std::uint32_t>(url_.HostEnd());
+    const std::string_view host = url_.Host();
     AnyHostSuffix(host, [&](std::size_t start, std::size_t) noexcept {
-      Note(HashPaddedBytes(host.data() + start, host.size() - start) ^ KEY_ADDRESS_HOST,
+      Note(HashPaddedBytes(host.data() + start, host.size() - start) ^ KEY_URL_HOST,
            host_start + static_cast<std::uint32_t>(start), host_end);
       return false;
     });
@@ -114,7 +114,7 @@ class Ruleset::Inquiry {
     const KeyFilter filter = image_.filter;
     std::size_t count = noted_count_;
     const auto make_room = [&]() noexcept {
-      if (count + Address::SOME_TOKENS <= noted_.size()) return;
+      if (count + Url::SOME_TOKENS <= noted_.size()) return;
       noted_count_ = count;
       TryNoted();
       count = 0;
@@ -125,11 +125,11 @@ class Ruleset::Inquiry {
                        static_cast<std::uint32_t>(start + size)};
       count += filter.Has(key);
     };
-    address_.ForEachToken(make_room, note);
+    url_.ForEachToken(make_room, note);
     noted_count_ = count;
   }
 
-  /// Notes a key that rules may have, found at [place, end) of the address. There is no branch, as
+  /// Notes a key that rules may have, found at [place, end) of the URL. There is no branch, as
   /// nothing tells which keys pass the filter; and no key decides what is done with the next one,
   /// so that the processor waits for memory for many keys at once.
   void Note(std::uint64_t key, std::uint32_t place, std::uint32_t end) noexcept {
@@ -147,7 +147,7 @@ class Ruleset::Inquiry {
     for (std::size_t at = 0; at < noted_count_; ++at) {
       const Noted note = noted_[at];
       for (const std::uint64_t key :
-           {LongLookupKey(note.key, address_.WordAt(note.end)), ShortLookupKey(note.key)}) {
+           {LongLookupKey(note.key, url_.WordAt(note.end)), ShortLookupKey(note.key)}) {
         const std::uint32_t head = buckets.Head(buckets.NumberOf(key));
         found[found_count] = {key, note.place, note.end};
         image_.entries.Prefetch(head & MAX_ENTRIES);
@@ -163,12 +163,12 @@ class Ruleset::Inquiry {
     const std::uint32_t first = image_.buckets.First(bucket);
     const std::uint32_t last = std::min(image_.buckets.Last(bucket), image_.entries.Count());
     const std::uint16_t key = ComparedBits(found.key);
-    const std::uint64_t behind = found.place == NO_PLACE ? 0 : address_.WordAt(found.end);
-    const unsigned before = found.place == NO_PLACE ? 0 : address_.ByteBefore(found.place);
+    const std::uint64_t after = found.place == NO_PLACE ? 0 : url_.WordAt(found.end);
+    const unsigned before = found.place == NO_PLACE ? 0 : url_.ByteBefore(found.place);
     for (std::uint32_t number = first; number < last; ++number) {
       const IndexEntry entry = image_.entries[number];
       const std::uint64_t differs =
-          ((entry.behind ^ behind) & FIRST_BYTES[entry.span % FIRST_BYTES.size()]) |
+          ((entry.after ^ after) & FIRST_BYTES[entry.span % FIRST_BYTES.size()]) |
           static_cast<unsigned>(entry.key ^ key);
       const bool other_before = (entry.before != 0) & (entry.before != before);
       if ((differs != 0) | other_before) continue;
@@ -189,41 +189,41 @@ class Ruleset::Inquiry {
       rank_ = rank;
       verdict_ = {(rule.flags & RULE_ALLOW) ? Verdict::Kind::kAllowed : Verdict::Kind::kBlocked,
                   number};
-    } else if (match == Match::kNotBehind) {
+    } else if (match == Match::kNotAfter) {
       Settle(number);
     }
   }
 
   /// Pattern and conditions, what costs least first. Keys come in the order of their places, so
-  /// that a rule that will not match behind one of them need not be tried again.
+  /// that a rule that will not match after one of them need not be tried again.
   Match Matches(const RuleRecord &rule, std::uint32_t place) noexcept {
-    if (rule.methods != 0 && !(rule.methods & method_)) return Match::kNotBehind;
+    if (rule.methods != 0 && !(rule.methods & method_)) return Match::kNotAfter;
     const std::string_view pattern = image_.Text(rule.pattern, rule.pattern_size);
     if (rule.flags & RULE_EXPRESSION) {
       const Expression *expression =
           expressions_.Get(rule.offset, pattern, rule.flags & RULE_MATCH_CASE);
-      return expression && expression->MayMatch(address_, &effort_) && Applies(rule) &&
-                     expression->Matches(address_, &effort_)
+      return expression && expression->MayMatch(url_, &effort_) && Applies(rule) &&
+                     expression->Matches(url_, &effort_)
                  ? Match::kYes
-                 : Match::kNotBehind;
+                 : Match::kNotAfter;
     }
     std::size_t start = ANYWHERE;
     if (place != NO_PLACE && rule.offset != NO_OFFSET) {
       if (rule.offset > place) return Match::kNo;
       start = place - rule.offset;
     }
-    const Match match = MatchPattern(address_, pattern, rule.flags, start, &effort_);
-    return match == Match::kYes && !Applies(rule) ? Match::kNotBehind : match;
+    const Match match = MatchPattern(url_, pattern, rule.flags, start, &effort_);
+    return match == Match::kYes && !Applies(rule) ? Match::kNotAfter : match;
   }
 
   bool Applies(const RuleRecord &rule) noexcept {
     constexpr std::uint16_t PARTIES = RULE_THIRD_PARTY | RULE_FIRST_PARTY;
     if ((rule.flags & PARTIES) != 0 && (rule.flags & PARTIES) != PARTIES) {
-      if (!third_party_) third_party_ = IsThirdParty(page_.Host(), address_.Host());
+      if (!third_party_) third_party_ = IsThirdParty(page_.Host(), url_.Host());
       if (*third_party_ != ((rule.flags & RULE_THIRD_PARTY) != 0)) return false;
     }
     if (rule.page_domains && !IsOnList(rule.page_domains, page_.Host())) return false;
-    return !rule.address_domains || IsOnList(rule.address_domains, address_.Host());
+    return !rule.url_domains || IsOnList(rule.url_domains, url_.Host());
   }
 
   bool IsOnList(std::uint32_t head, std::string_view host) noexcept {
@@ -244,7 +244,7 @@ class Ruleset::Inquiry {
 
   const Image &image_;
   ExpressionCache &expressions_;
-  const Address &address_;
+  const Url &url_;
   const Page &page_;
   const std::uint16_t method_;
   const std::uint16_t types_;
@@ -261,25 +261,25 @@ class Ruleset::Inquiry {
 
 namespace {
 
-/// The host of a page, or the address, as requests spell it.
-std::string WithAsciiHost(const Address &address) {
-  const std::string_view text = address.Original();
-  std::string spelled(text.substr(0, address.HostStart()));
-  spelled += AsciiSpelling(address.Host()).value_or(std::string(address.Host()));
-  return spelled.append(text.substr(address.HostEnd()));
+/// The host of a page, or the URL, as requests spell it.
+std::string WithAsciiHost(const Url &url) {
+  const std::string_view text = url.Original();
+  std::string spelled(text.substr(0, url.HostStart()));
+  spelled += AsciiSpelling(url.Host()).value_or(std::string(url.Host()));
+  return spelled.append(text.substr(url.HostEnd()));
 }
 
-/// Calls `ask` with the address, if it has a host.
+/// Calls `ask` with the URL, if it has a host.
 template <typename Ask>
-void WithAddress(std::string_view text, Ask ask) noexcept {
-  const Address address(text);
-  if (!address.HasHost()) return;
-  if (!address.IsHostBeyondAscii()) return ask(address);
+void WithUrl(std::string_view text, Ask ask) noexcept {
+  const Url url(text);
+  if (!url.HasHost()) return;
+  if (!url.IsHostBeyondAscii()) return ask(url);
   try {
-    const std::string spelled = WithAsciiHost(address);
-    ask(Address(spelled));
+    const std::string spelled = WithAsciiHost(url);
+    ask(Url(spelled));
   } catch (const std::bad_alloc &) {
-    ask(address);
+    ask(url);
   }
 }
 
@@ -290,10 +290,10 @@ Ruleset::Ruleset(Image image)
 
 Verdict Ruleset::Judge(const Question &question) const noexcept {
   Verdict verdict;
-  WithAddress(question.address, [&](const Address &address) noexcept {
+  WithUrl(question.url, [&](const Url &url) noexcept {
     Page page(question.page_host);
     page.FindKeys(image_);
-    Inquiry inquiry(*this, address, page, question);
+    Inquiry inquiry(*this, url, page, question);
     inquiry.Find();
     verdict = inquiry.Answer();
   });
@@ -301,9 +301,9 @@ Verdict Ruleset::Judge(const Question &question) const noexcept {
 }
 
 Verdict Ruleset::JudgeRequest(std::string_view page, Question question) const noexcept {
-  if (page.empty() && (question.types & TYPE_DOCUMENT)) page = question.address;
-  const Address page_address(page);
-  question.page_host = page_address.HasHost() ? page_address.Host() : page;
+  if (page.empty() && (question.types & TYPE_DOCUMENT)) page = question.url;
+  const Url page_url(page);
+  question.page_host = page_url.HasHost() ? page_url.Host() : page;
   return Judge(question);
 }
 
@@ -312,11 +312,11 @@ Verdict Ruleset::JudgeInPage(const Question &question) const noexcept {
   Desk *const desk = held.For(question.page_host, image_);
   if (!desk) return Judge(question);
   const AnswerMemory::Key key =
-      AnswerMemory::KeyOf(question.address, question.types | std::uint32_t{question.method} << 16);
+      AnswerMemory::KeyOf(question.url, question.types | std::uint32_t{question.method} << 16);
   if (const auto known = desk->answers.Find(key)) return *known;
   Verdict verdict;
-  WithAddress(question.address, [&](const Address &address) noexcept {
-    Inquiry inquiry(*this, address, *desk->page, question);
+  WithUrl(question.url, [&](const Url &url) noexcept {
+    Inquiry inquiry(*this, url, *desk->page, question);
     inquiry.Find();
     verdict = inquiry.Answer();
   });
@@ -326,9 +326,9 @@ Verdict Ruleset::JudgeInPage(const Question &question) const noexcept {
 
 Verdict Ruleset::JudgePlainly(const Question &question) const noexcept {
   Verdict verdict;
-  WithAddress(question.address, [&](const Address &address) noexcept {
+  WithUrl(question.url, [&](const Url &url) noexcept {
     const Page page(question.page_host);
-    Inquiry inquiry(*this, address, page, question);
+    Inquiry inquiry(*this, url, page, question);
     inquiry.TryAll();
     verdict = inquiry.Answer();
   });
@@ -337,10 +337,10 @@ Verdict Ruleset::JudgePlainly(const Question &question) const noexcept {
 
 std::size_t Ruleset::EffortOf(const Question &question) const noexcept {
   std::size_t effort = 0;
-  WithAddress(question.address, [&](const Address &address) noexcept {
+  WithUrl(question.url, [&](const Url &url) noexcept {
     Page page(question.page_host);
     page.FindKeys(image_);
-    Inquiry inquiry(*this, address, page, question);
+    Inquiry inquiry(*this, url, page, question);
     inquiry.Find();
     effort = inquiry.Spent();
   });

@@ -4,17 +4,17 @@
 #include <cstdint>
 #include <string_view>
 
-#include "address.h"
 #include "desk.h"
 #include "expression.h"
 #include "image.h"
+#include "url.h"
 #include "verdict.h"
 
 namespace velmora::adblock {
 
 struct Question {
   std::string_view page_host;
-  std::string_view address;
+  std::string_view url;
   /// A rule applies if it is for any of these types.
   std::uint16_t types = TYPES_ELEMENT;
   /// 0: unknown, so that rules for certain methods do not apply.
@@ -36,7 +36,7 @@ class Ruleset {
   /// Of the rules that match, the first of the highest rank decides. What it costs is bounded
   /// (`Effort`): beyond that, rules that are still to be tried count as not matching.
   Verdict Judge(const Question &question) const noexcept;
-  /// The same with the page given by its address, or its host alone. For a page itself its own host
+  /// The same with the page given by its URL, or its host alone. For a page itself its own host
   /// counts where none is given.
   Verdict JudgeRequest(std::string_view page, Question question) const noexcept;
   /// As `Judge`, with the page and the last answers remembered: for what stands in pages.

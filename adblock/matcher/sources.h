@@ -23,7 +23,7 @@ std::vector<std::string> InstalledLists();
 struct Choice {
   /// Files and folders in the place of those that the system has; none: the system's.
   std::vector<std::string> lists{};
-  /// Files and folders that are read behind them.
+  /// Files and folders that are read after them.
   std::vector<std::string> extra_lists{};
   /// Lines of a list, read last, and what reports call them.
   std::string rules{};
@@ -43,7 +43,7 @@ std::vector<std::string> SplitPaths(std::string_view paths);
 Sources ReadPaths(std::string_view paths);
 
 /// Reads the lists that `LISTS_VARIABLE` names, else those of `choice`, else the installed ones,
-/// else the built-in one; and behind them what `choice` adds.
+/// else the built-in one; and after them what `choice` adds.
 Sources ReadSources(const Choice &choice);
 
 }  // namespace velmora::adblock

@@ -3,7 +3,7 @@
 namespace velmora::adblock {
 
 // A size of 1x1 is none: old pages are held apart by such images, and a counting one is known by
-// its address.
+// its URL.
 namespace {
 
 constexpr Size SIZES[] = {

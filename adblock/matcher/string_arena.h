@@ -1,4 +1,4 @@
-// Strings that live as long as the arena that keeps them, one behind the other in large blocks.
+// Strings that live as long as the arena that keeps them, one after the other in large blocks.
 #pragma once
 
 #include <algorithm>

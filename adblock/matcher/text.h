@@ -1,4 +1,4 @@
-// Byte classes and letter case of addresses and rules: ASCII rules, whatever the locale.
+// Byte classes and letter case of URLs and rules: ASCII rules, whatever the locale.
 #pragma once
 
 #include <array>
@@ -14,8 +14,8 @@ namespace velmora::adblock {
 inline constexpr std::uint8_t BYTE_TOKEN = 1;
 /// What "^" stands for in a rule: neither letter, digit, "_", "-", ".", "%" nor beyond ASCII.
 inline constexpr std::uint8_t BYTE_SEPARATOR = 2;
-/// What ends an address inside a text: white space, controls, quotes, angle brackets, backslash.
-inline constexpr std::uint8_t BYTE_ENDS_ADDRESS = 4;
+/// What ends a URL inside a text: white space, controls, quotes, angle brackets, backslash.
+inline constexpr std::uint8_t BYTE_ENDS_URL = 4;
 /// Bytes of a host name.
 inline constexpr std::uint8_t BYTE_HOST = 8;
 
@@ -30,7 +30,7 @@ inline constexpr std::array<std::uint8_t, 256> BYTE_CLASSES = [] {
     if (byte < 0x80 && byte != '%' && !(entry & BYTE_HOST)) entry |= BYTE_SEPARATOR;
     if (byte <= ' ' || byte == 0x7F || byte == '"' || byte == '\'' || byte == '`' || byte == '<' ||
         byte == '>' || byte == '\\') {
-      entry |= BYTE_ENDS_ADDRESS;
+      entry |= BYTE_ENDS_URL;
     }
   }
   return classes;

@@ -1,4 +1,4 @@
-// What is said of an address.
+// What is said of a URL.
 #pragma once
 
 #include <cstdint>

@@ -60,13 +60,13 @@ class AdBlocker final : public Counted<IAdBlocker> {
   std::uint8_t CheckLink(const char *link, const char *host, const char *text) noexcept override;
 
  private:
-  std::uint8_t Answer(std::string_view page_host, std::string_view address, char *text,
+  std::uint8_t Answer(std::string_view page_host, std::string_view url, char *text,
                       std::size_t size, bool *exempt) const noexcept;
   /// Takes what `CheckUrlText` does, so that nothing has to be moved or saved at the many places
-  /// where no address begins.
-  [[gnu::noinline]] std::uint8_t CheckAddressInText(const char *host, const char *piece,
-                                                    std::uint32_t piece_length, char *text,
-                                                    std::size_t size, bool *exempt) const noexcept;
+  /// where no URL begins.
+  [[gnu::noinline]] std::uint8_t CheckUrlInText(const char *host, const char *piece,
+                                                std::uint32_t piece_length, char *text,
+                                                std::size_t size, bool *exempt) const noexcept;
 
   Blocker &blocker_;
 };

@@ -11,10 +11,10 @@
 #include "command/commands.h"
 #include "command/files.h"
 #include "command/messages.h"
-#include "matcher/address.h"
 #include "matcher/loader.h"
 #include "matcher/request_types.h"
 #include "matcher/sources.h"
+#include "matcher/url.h"
 
 namespace velmora::command {
 namespace {
@@ -48,7 +48,7 @@ std::unique_ptr<adblock::Ruleset> LoadRules(const AdsOptions &options) {
 
 std::string Judge(const adblock::Ruleset &rules, const AdsOptions &options,
                   const std::string &url) {
-  if (!adblock::Address(url).HasHost()) {
+  if (!adblock::Url(url).HasHost()) {
     throw UsageError("\"" + Printable(url) + "\" is not an absolute URL");
   }
   const adblock::Verdict verdict = rules.JudgeRequest(
@@ -101,9 +101,9 @@ bool AnswerLines(const adblock::Ruleset &rules, Output &output) {
     };
     const std::uint16_t type = adblock::TypeOfName(cut());
     const std::string_view page = cut();
-    if (type == 0 || !adblock::Address(rest).HasHost()) {
-      PrintMessage(fmt::format(
-          "line {}: not a type, a page and an absolute address with tabs between", number));
+    if (type == 0 || !adblock::Url(rest).HasHost()) {
+      PrintMessage(
+          fmt::format("line {}: not a type, a page and an absolute URL with tabs between", number));
       is_readable = false;
       output.Write("none\t\n");
     } else {
@@ -133,7 +133,7 @@ std::string Reading(const adblock::Rule &rule) {
     }
   };
   add_domains(rule.page_domains, "on");
-  add_domains(rule.address_domains, "to");
+  add_domains(rule.url_domains, "to");
   text += rule.flags & RULE_EXPRESSION    ? ": expression "
           : rule.flags & RULE_HOST_ANCHOR ? ": host "
                                           : ": address ";
@@ -208,8 +208,8 @@ int RunAds(const AdsOptions &options) {
 void AddAds(CLI::App &application, Action &action) {
   CLI::App &command = *application.add_subcommand("ads", "Ask the ad-blocking lists about URLs");
   const auto options = std::make_shared<AdsOptions>();
-  command.add_option("URL", options->urls, "Addresses to judge")->type_name("");
-  command.add_option("--page", options->page, "Address or host of the page that they are on")
+  command.add_option("URL", options->urls, "URLs to judge")->type_name("");
+  command.add_option("--page", options->page, "URL or host of the page that they are on")
       ->type_name("URL");
   command.add_flag("--link", options->is_link, "Judge them as what a link opens");
   command

@@ -1,11 +1,11 @@
-// Measures the ad-blocking library over the addresses of real pages.
+// Measures the ad-blocking library over the URLs of real pages.
 //
 //   adblock_bench PAGES LIST...            the figures
-//   adblock_bench --addresses PAGES        page host, tab, address: one a line
+//   adblock_bench --urls PAGES        page host, tab, URL: one a line
 //   adblock_bench --verdicts PAGES LIST... the same with a verdict and the rule behind it
 //   adblock_bench --plainly PAGES LIST...  holds the index against all rules tried in turn (slow)
 //
-// PAGES is a folder of HTML files, or a file of lines such as --addresses prints.
+// PAGES is a folder of HTML files, or a file of lines such as --urls prints.
 //
 // Means are processor time over whole rounds, so that other work on the machine does not count;
 // times of single questions are taken around each one, less what taking the time costs.
@@ -28,7 +28,7 @@
 
 #include "matcher/loader.h"
 #include "matcher/sources.h"
-#include "page_addresses.h"
+#include "page_urls.h"
 #include "vexlar/vexlar.h"
 
 extern "C" velmora::Status GetFactory(const velmora::Identifier *object,
@@ -150,7 +150,7 @@ void MeasureLoading(const std::string &paths) {
   std::filesystem::remove_all(folder);
 }
 
-void Measure(const std::vector<PageAddress> &addresses, const std::string &paths) {
+void Measure(const std::vector<PageUrl> &urls, const std::string &paths) {
   MeasureLoading(paths);
   // With the cache of the user, as in a host.
   const long private_before = MemoryOf("Private_Dirty:");
@@ -159,11 +159,11 @@ void Measure(const std::vector<PageAddress> &addresses, const std::string &paths
   if (VexlarUseLists(paths.c_str()) != RESULT_OK) std::exit(1);
   IAdBlocker *blocker = MakeBlocker();
   std::atomic<std::size_t> thread_ads = 0;
-  MeasureThreads(addresses.size(), [&](std::size_t at) {
+  MeasureThreads(urls.size(), [&](std::size_t at) {
     char text[AD_TEXT_SIZE];
     bool exempt = false;
-    if (blocker->CheckUrl(addresses[at].page_host.c_str(), addresses[at].address.c_str(), text,
-                          sizeof text, &exempt) > 1) {
+    if (blocker->CheckUrl(urls[at].page_host.c_str(), urls[at].url.c_str(), text, sizeof text,
+                          &exempt) > 1) {
       ++thread_ads;
     }
   });
@@ -171,23 +171,23 @@ void Measure(const std::vector<PageAddress> &addresses, const std::string &paths
   const auto check = [&](std::size_t at) {
     char text[AD_TEXT_SIZE];
     bool exempt = false;
-    ads += blocker->CheckUrl(addresses[at].page_host.c_str(), addresses[at].address.c_str(), text,
-                             sizeof text, &exempt);
+    ads += blocker->CheckUrl(urls[at].page_host.c_str(), urls[at].url.c_str(), text, sizeof text,
+                             &exempt);
   };
-  MeasureQuestions("CheckUrl", addresses.size(), check);
-  const std::size_t text_ads = addresses.size();
-  MeasureQuestions("CheckUrlText at an address", text_ads, [&](std::size_t at) {
+  MeasureQuestions("CheckUrl", urls.size(), check);
+  const std::size_t text_ads = urls.size();
+  MeasureQuestions("CheckUrlText at a URL", text_ads, [&](std::size_t at) {
     char text[AD_TEXT_SIZE];
     bool exempt = false;
-    ads += blocker->CheckUrlText(addresses[at].page_host.c_str(), addresses[at].address.data(),
-                                 static_cast<std::uint32_t>(addresses[at].address.size()), text,
-                                 sizeof text, &exempt);
+    ads += blocker->CheckUrlText(urls[at].page_host.c_str(), urls[at].url.data(),
+                                 static_cast<std::uint32_t>(urls[at].url.size()), text, sizeof text,
+                                 &exempt);
   });
 
   // Script text as it is asked: every byte of it.
   std::string script;
   while (script.size() < 1 << 20) {
-    script += "function f(where, what) { return where.width + what.height / 2; } /* no address */ ";
+    script += "function f(where, what) { return where.width + what.height / 2; } /* no URL */ ";
   }
   const auto ask_everywhere = [&](std::uint32_t mask) {
     char text[AD_TEXT_SIZE];
@@ -220,33 +220,32 @@ void Measure(const std::vector<PageAddress> &addresses, const std::string &paths
   blocker->Release();
 }
 
-void PrintVerdicts(const std::vector<PageAddress> &addresses, const std::string &paths) {
+void PrintVerdicts(const std::vector<PageUrl> &urls, const std::string &paths) {
   const adblock::LoadedRules loaded =
       adblock::LoadRules(adblock::ReadPaths(paths).lists, std::string());
   constexpr const char *NAMES[] = {"none", "blocked", "allowed"};
-  for (const PageAddress &address : addresses) {
-    const adblock::Verdict verdict = loaded.rules->Judge({address.page_host, address.address});
+  for (const PageUrl &url : urls) {
+    const adblock::Verdict verdict = loaded.rules->Judge({url.page_host, url.url});
     const std::string rule(loaded.rules->OriginOf(verdict.rule).text);
-    std::printf("%s\t%s\t%s\t%s\n", address.page_host.c_str(), address.address.c_str(),
+    std::printf("%s\t%s\t%s\t%s\n", url.page_host.c_str(), url.url.c_str(),
                 NAMES[static_cast<int>(verdict.kind)], rule.c_str());
   }
 }
 
-/// How many addresses the index judges otherwise than all rules tried in turn.
-std::size_t CompareWithPlainPath(const std::vector<PageAddress> &addresses,
-                                 const std::string &paths) {
+/// How many URLs the index judges otherwise than all rules tried in turn.
+std::size_t CompareWithPlainPath(const std::vector<PageUrl> &urls, const std::string &paths) {
   const adblock::LoadedRules loaded =
       adblock::LoadRules(adblock::ReadPaths(paths).lists, std::string());
   std::size_t different = 0;
-  for (const PageAddress &address : addresses) {
-    const adblock::Question question{address.page_host, address.address};
+  for (const PageUrl &url : urls) {
+    const adblock::Question question{url.page_host, url.url};
     const adblock::Verdict verdict = loaded.rules->Judge(question);
     const adblock::Verdict plain = loaded.rules->JudgePlainly(question);
     if (verdict.kind == plain.kind && verdict.rule == plain.rule) continue;
     ++different;
-    std::printf("%s\t%s\n", address.page_host.c_str(), address.address.c_str());
+    std::printf("%s\t%s\n", url.page_host.c_str(), url.url.c_str());
   }
-  std::printf("%zu of %zu addresses are judged otherwise\n", different, addresses.size());
+  std::printf("%zu of %zu URLs are judged otherwise\n", different, urls.size());
   return different;
 }
 
@@ -256,24 +255,24 @@ int Run(std::vector<std::string> arguments) {
     mode = arguments[0];
     arguments.erase(arguments.begin());
   }
-  if (arguments.empty() || (arguments.size() < 2 && mode != "--addresses")) {
-    std::fputs("adblock_bench [--addresses|--verdicts|--plainly] PAGES LIST...\n", stderr);
+  if (arguments.empty() || (arguments.size() < 2 && mode != "--urls")) {
+    std::fputs("adblock_bench [--urls|--verdicts|--plainly] PAGES LIST...\n", stderr);
     return 2;
   }
-  const std::vector<PageAddress> addresses = AddressesOfPages(arguments[0]);
+  const std::vector<PageUrl> urls = UrlsOfPages(arguments[0]);
   std::string paths;
   for (std::size_t at = 1; at < arguments.size(); ++at) paths += arguments[at] + ":";
-  if (mode == "--addresses") {
-    for (const PageAddress &address : addresses) {
-      std::printf("%s\t%s\n", address.page_host.c_str(), address.address.c_str());
+  if (mode == "--urls") {
+    for (const PageUrl &url : urls) {
+      std::printf("%s\t%s\n", url.page_host.c_str(), url.url.c_str());
     }
   } else if (mode == "--verdicts") {
-    PrintVerdicts(addresses, paths);
+    PrintVerdicts(urls, paths);
   } else if (mode == "--plainly") {
-    return CompareWithPlainPath(addresses, paths) == 0 ? 0 : 1;
+    return CompareWithPlainPath(urls, paths) == 0 ? 0 : 1;
   } else {
-    std::printf("%zu addresses\n", addresses.size());
-    Measure(addresses, paths);
+    std::printf("%zu URLs\n", urls.size());
+    Measure(urls, paths);
   }
   return 0;
 }

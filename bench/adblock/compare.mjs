@@ -1,4 +1,4 @@
-// Compares the verdicts of the ad-blocking library with those of two open engines over the addresses
+// Compares the verdicts of the ad-blocking library with those of two open engines over the URLs
 // of real pages, with the same lists.
 //
 //   node compare.mjs ADBLOCK_BENCH ENGINES PAGES LIST...

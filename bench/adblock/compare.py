@@ -19,7 +19,7 @@ sys.path.insert(0, str(HERE.parent / "side_by_side"))
 from compare import Comparison, Contender, HEAD, measure, report, spread  # noqa: E402
 
 COMPARISONS = [
-    Comparison("questions about addresses in pages", "library: questions", "ubo-core: questions", 20),
+    Comparison("questions about URLs in pages", "library: questions", "ubo-core: questions", 20),
     Comparison("", "library: questions", "adblock-rust: questions"),
     Comparison("the same, its requests made before", "library: questions", "adblock-rust: questions prepared", 15),
     Comparison("", "library: questions", "ghostery: questions"),
@@ -41,7 +41,7 @@ TYPES = {"js": "script", "png": "image", "jpg": "image", "gif": "image", "css": 
 
 
 def question(line):
-    """A line of `adblock_bench --addresses` with the type that the address suggests before it."""
+    """A line of `adblock_bench --urls` with the type that the URL suggests before it."""
     path = line.split("\t")[1].split("://", 1)[-1].partition("/")[2]
     name = re.search(r"\.([a-z0-9]+)(?:[?#]|$)", path.lower())
     return TYPES.get(name and name[1], "other") + "\t" + line
@@ -79,9 +79,9 @@ def main():
 
     with tempfile.TemporaryDirectory() as folder:
         questions = pathlib.Path(folder) / "questions"
-        addresses = subprocess.run([arguments.build / "adblock_bench", "--addresses", arguments.pages],
+        urls = subprocess.run([arguments.build / "adblock_bench", "--urls", arguments.pages],
                                    capture_output=True, check=True).stdout.decode("latin-1")
-        questions.write_text("".join(question(line) + "\n" for line in addresses.splitlines()), "latin-1")
+        questions.write_text("".join(question(line) + "\n" for line in urls.splitlines()), "latin-1")
 
         def library(file, cache):
             return [arguments.build / "bench_ad_library", file.resolve(), questions, arguments.scripts,

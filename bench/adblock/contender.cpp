@@ -4,7 +4,7 @@
 //   bench_ad_library LIBRARY QUESTIONS SCRIPTS CACHE LIST...             answers rows
 //   bench_ad_library --answers LIBRARY QUESTIONS SCRIPTS CACHE LIST...   all answers, a line each
 //
-// QUESTIONS has lines "TYPE<tab>PAGE HOST<tab>ADDRESS". Compiled lists are kept in the folder
+// QUESTIONS has lines "TYPE<tab>PAGE HOST<tab>URL". Compiled lists are kept in the folder
 // CACHE; one that cannot be is as none. Lists are loaded when the first row wants them.
 #include <algorithm>
 #include <cstdio>
@@ -28,7 +28,7 @@ namespace {
 struct Asked {
   std::string type;
   std::string page_host;
-  std::string address;
+  std::string url;
 };
 
 std::vector<Asked> ReadQuestions(const char *file) {
@@ -83,7 +83,7 @@ class Library {
   VexlarVerdict JudgeRequest(const Asked &asked, std::uint32_t type, VexlarReason *reason) const {
     constexpr std::string_view METHOD = "GET";
     const VexlarRequest request{sizeof request,         type,
-                                asked.address.data(),   asked.address.size(),
+                                asked.url.data(),       asked.url.size(),
                                 asked.page_host.data(), asked.page_host.size(),
                                 METHOD.data(),          METHOD.size()};
     return judge_(&request, reason);
@@ -136,7 +136,7 @@ Rows RowsOf(Library &library, const std::vector<Asked> &questions,
     IAdBlocker &blocker = library.Blocker();
     Reply reply;
     for (const Asked &asked : questions) {
-      Keep(blocker.CheckUrl(asked.page_host.c_str(), asked.address.c_str(), reply.text,
+      Keep(blocker.CheckUrl(asked.page_host.c_str(), asked.url.c_str(), reply.text,
                             sizeof reply.text, &reply.exempt));
     }
     return questions.size();
@@ -169,9 +169,9 @@ void PrintAnswers(Library &library, const std::vector<Asked> &questions,
   Reply reply;
   for (const Asked &asked : questions) {
     reply = {};
-    const int answer = blocker.CheckUrl(asked.page_host.c_str(), asked.address.c_str(), reply.text,
+    const int answer = blocker.CheckUrl(asked.page_host.c_str(), asked.url.c_str(), reply.text,
                                         sizeof reply.text, &reply.exempt);
-    std::printf("%s\t%s\t%d%s\t%s\n", asked.page_host.c_str(), asked.address.c_str(), answer,
+    std::printf("%s\t%s\t%d%s\t%s\n", asked.page_host.c_str(), asked.url.c_str(), answer,
                 reply.exempt ? " exempt" : "", reply.text);
   }
   for (const std::string &script : scripts) {

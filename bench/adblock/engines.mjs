@@ -20,7 +20,7 @@ const TYPE_OF_EXTENSION = {
   html: 'subdocument', php: 'xmlhttprequest', json: 'xmlhttprequest',
 };
 
-/// The type that an address suggests.
+/// The type that a URL suggests.
 export function likelyType(url) {
   const extension = /\.([a-z0-9]+)(?:[?#]|$)/i.exec(new URL(url).pathname)?.[1]?.toLowerCase();
   return TYPE_OF_EXTENSION[extension] ?? 'other';
@@ -78,7 +78,7 @@ export async function makeEngine(name, folder, listFiles) {
   return ENGINES[name](folder, listFiles.map((file) => ({ name: file, text: readFileSync(file, 'utf8') })));
 }
 
-/// The lines "TYPE<tab>PAGE HOST<tab>ADDRESS" of a file.
+/// The lines "TYPE<tab>PAGE HOST<tab>URL" of a file.
 export function readQuestions(file) {
   return readFileSync(file, 'utf8').trimEnd().split('\n').map((line) => {
     const [type, host, url] = line.split('\t');

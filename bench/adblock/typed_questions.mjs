@@ -1,10 +1,10 @@
 // Holds `velmora ads --batch` against open engines over typed requests, with the same lists: how many
 // verdicts agree, by type.
 //
-//   node typed_questions.mjs VELMORA ENGINES ADDRESSES LIST...
+//   node typed_questions.mjs VELMORA ENGINES URLS LIST...
 //
-// ENGINES is what get_engines.sh made. ADDRESSES has lines "page host<tab>address", as adblock_bench
-// --addresses and rule_addresses.mjs print them. Each address is asked with the type that its name
+// ENGINES is what get_engines.sh made. URLS has lines "page host<tab>URL", as adblock_bench
+// --urls and rule_urls.mjs print them. Each URL is asked with the type that its name
 // suggests, and with two others. "allowed" counts as "none" here, since the engines look for allowing
 // rules only where something is blocked. Two of the engines hold that a rule without types is for
 // pages and pop-ups too; what that makes differ is counted and not listed.

@@ -90,7 +90,7 @@ void AddExamination(Rows &rows, const std::string &name, const Scripts &scripts,
   };
 }
 
-/// The strings of scripts, one behind the other in one text, so that none has to be fetched from
+/// The strings of scripts, one after the other in one text, so that none has to be fetched from
 /// afar.
 struct JoinedStrings {
   explicit JoinedStrings(const std::vector<std::string> &scripts) {
@@ -104,7 +104,7 @@ struct JoinedStrings {
     }
   }
 
-  /// Calls `work` with every string, and with how many bytes stand behind it.
+  /// Calls `work` with every string, and with how many bytes stand after it.
   template <class Work>
   std::size_t Over(Work work) const {
     std::string_view rest = text;

@@ -19,7 +19,7 @@ inline constexpr char AD_LIBRARY_NAME[] = "libvexlar.so";
 /// Size in bytes of the buffers that the plug-in passes for answer texts.
 inline constexpr std::size_t AD_TEXT_SIZE = 1024;
 
-/// Judges addresses and sizes. One object serves all transactions and threads of a process at
+/// Judges URLs and sizes. One object serves all transactions and threads of a process at
 /// once, without locks around the calls. Answers are 8-bit: nonzero means yes. Strings are
 /// NUL-terminated and the caller's, valid during the call.
 class IAdBlocker : public ICounted {
@@ -30,11 +30,11 @@ class IAdBlocker : public ICounted {
   virtual std::uint8_t Reserved4() noexcept = 0;
   /// Is `url` an advertisement on a page of `host`? An answer of exactly 1 comes with the reason
   /// written to `text` (at most `size` bytes with its NUL). `*exempt`, false on entry, is set when
-  /// the address is expressly allowed.
+  /// the URL is expressly allowed.
   virtual std::uint8_t CheckUrl(const char *host, const char *url, char *text, std::size_t size,
                                 bool *exempt) noexcept = 0;
   /// The same for a piece of script text of `length` bytes without a NUL at its end: does an
-  /// advertisement's address begin at its first byte? Called at every byte of every string.
+  /// advertisement's URL begin at its first byte? Called at every byte of every string.
   virtual std::uint8_t CheckUrlText(const char *host, const char *piece, std::uint32_t length,
                                     char *text, std::size_t size, bool *exempt) noexcept = 0;
   /// Is width by height, in pixels, a size of advertisements? Unknown values are 0.

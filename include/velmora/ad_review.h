@@ -16,10 +16,10 @@ inline constexpr Identifier ID_AdReview{{0x6D, 0x97, 0xAD, 0x79, 0xCC, 0x07, 0x6
 /// of it.
 class IAdReview : public ICounted {
  public:
-  /// Nonzero: the element stays, as if the library had not called the address an advertisement's.
+  /// Nonzero: the element stays, as if the library had not called the URL an advertisement's.
   /// `tag` is the element's name in capitals, `value` the attribute's value without quotes,
-  /// `address` the same as the library was asked about it: made absolute, in the plug-in's way.
-  virtual std::uint8_t IsKept(const char *tag, const char *value, const char *address) noexcept = 0;
+  /// `url` the same as the library was asked about it: made absolute, in the plug-in's way.
+  virtual std::uint8_t IsKept(const char *tag, const char *value, const char *url) noexcept = 0;
 
  protected:
   ~IAdReview() = default;

@@ -21,7 +21,7 @@ class ITroubleListener : public ICounted {
   /// `ProcessData` or `SetContext`, on their thread, perhaps more than once a transaction.
   virtual void OnUnexamined() noexcept = 0;
   /// How many bytes of misread strings the plug-in may examine in one script, beside 16 for each
-  /// byte of its texts: behind a very long text, a string is read back as whatever stands there,
+  /// byte of its texts: after a very long text, a string is read back as whatever stands there,
   /// and each may be as long as the script. Asked when a script is beyond that part.
   virtual std::uint64_t MostMisreadBytes() noexcept = 0;
   /// They were more: the script passes without a look at the others. Called as `OnUnexamined` is.

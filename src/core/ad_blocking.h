@@ -22,12 +22,12 @@ class AdBlocking {
   AdBlocking &operator=(const AdBlocking &) = delete;
   ~AdBlocking() { Close(); }
 
-  /// Unbound from here on. The object is released at once, or behind the last question under way.
+  /// Unbound from here on. The object is released at once, or after the last question under way.
   void Close() noexcept;
   bool IsBound() const noexcept { return library_.load() != nullptr; }
 
   /// The library's answer; of exactly 1, its reason is copied to `reason`, which else stays as it
-  /// is. `exempt` is set when the address is expressly allowed, never cleared.
+  /// is. `exempt` is set when the URL is expressly allowed, never cleared.
   std::uint8_t CheckUrl(const std::string &host, const std::string &url, std::string &reason,
                         bool &exempt) const;
   bool CheckSize(const char *host, std::int32_t width, std::int32_t height) const noexcept;

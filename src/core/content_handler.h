@@ -10,7 +10,7 @@
 namespace velmora {
 
 /// One `ProcessData` call: the bytes [offset, offset + length) of the buffer, which lie wholly
-/// inside it, and the bytes behind them.
+/// inside it, and the bytes after them.
 class Chunk {
  public:
   /// A range that reaches past the buffer's end is cut there.
@@ -27,7 +27,7 @@ class Chunk {
 
   /// First byte of the chunk; valid until the next edit.
   std::uint8_t *Data() const noexcept { return buffer_.GetData() + offset_; }
-  /// The chunk's end as it stands now: the buffer's size less the bytes that stood behind the
+  /// The chunk's end as it stands now: the buffer's size less the bytes that stood after the
   /// chunk at entry, so that it follows every edit.
   std::uint32_t End() const noexcept;
 

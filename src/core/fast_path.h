@@ -14,7 +14,7 @@ inline constexpr bool FAST_PATH_BUILT = true;
 inline constexpr bool FAST_PATH_BUILT = false;
 #endif
 
-/// For tests alone: false turns the fast paths off for whatever begins behind it.
+/// For tests alone: false turns the fast paths off for whatever begins after it.
 inline constinit std::atomic<bool> fast_path_allowed{true};
 
 inline bool UsesFastPath() noexcept {

@@ -51,9 +51,9 @@ void TellMemory(IDataContext &context, std::uint64_t bytes) noexcept {
 }
 
 bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &value,
-              const std::string &address) noexcept {
+              const std::string &url) noexcept {
   const auto review = Extension<IAdReview>(context, ID_AdReview);
-  return review && review->IsKept(tag.c_str(), value.c_str(), address.c_str()) != 0;
+  return review && review->IsKept(tag.c_str(), value.c_str(), url.c_str()) != 0;
 }
 
 }  // namespace velmora

@@ -19,6 +19,6 @@ void TellScriptInserted(IDataContext &context, std::int32_t category) noexcept;
 void TellMemory(IDataContext &context, std::uint64_t bytes) noexcept;
 /// `IAdReview`: does an advertisement stay?
 bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &value,
-              const std::string &address) noexcept;
+              const std::string &url) noexcept;
 
 }  // namespace velmora

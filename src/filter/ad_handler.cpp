@@ -27,7 +27,7 @@ CAdHandler::CAdHandler(IDataContext &context, CAdPopupFilter &filter, const AdRu
       rule_(rule),
       checks_sizes_(rule.size_check != SizeCheck::NONE &&
                     IsFeatureEnabled(context, CATEGORY_AD_SIZES)),
-      checks_addresses_(IsFeatureEnabled(context, CATEGORY_AD_URLS)) {}
+      checks_urls_(IsFeatureEnabled(context, CATEGORY_AD_URLS)) {}
 
 std::int32_t CAdHandler::OnStartTag(CHTMLElement &element) {
   if (IsAd(element)) element.SetFlags(ELEMENT_REMOVAL);
@@ -35,20 +35,20 @@ std::int32_t CAdHandler::OnStartTag(CHTMLElement &element) {
 }
 
 bool CAdHandler::IsAd(const CHTMLElement &element) const {
-  const Finding finding = checks_addresses_ ? CheckAddresses(element) : Finding::NOTHING;
+  const Finding finding = checks_urls_ ? CheckUrls(element) : Finding::NOTHING;
   if (finding != Finding::NOTHING) return finding == Finding::AD;
   return checks_sizes_ && IsAdSize(element);
 }
 
-CAdHandler::Finding CAdHandler::CheckAddresses(const CHTMLElement &element) const {
+CAdHandler::Finding CAdHandler::CheckUrls(const CHTMLElement &element) const {
   std::string description;
   std::string reason;
   bool is_ad = false;
   bool is_exempt = false;
-  for (const std::string_view attribute : rule_.addresses) {
+  for (const std::string_view attribute : rule_.urls) {
     std::string value;
     if (attribute.empty() || !element.GetAttribute(attribute, value)) continue;
-    // Asked also behind a hit: this one may be exempt.
+    // Asked also after a hit: this one may be exempt.
     bool is_hit = filter().IsAdUrl(value, reason, is_exempt);
     if (is_exempt) return Finding::EXEMPT;
     is_hit = is_hit && !filter().IsAdKept(element, value);

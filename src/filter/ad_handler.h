@@ -9,7 +9,7 @@
 
 namespace velmora {
 
-/// Checks an element's addresses, then its size, each when its category is on. An address that the
+/// Checks an element's URLs, then its size, each when its category is on. A URL that the
 /// library expressly allows ends all checks: the element stays. An element is reported once.
 class CAdHandler : public CFilterElementHandler {
  public:
@@ -22,21 +22,21 @@ class CAdHandler : public CFilterElementHandler {
  protected:
   /// Is the element an advertisement? It is reported when it is.
   bool IsAd(const CHTMLElement &element) const;
-  bool checks_addresses() const noexcept { return checks_addresses_; }
+  bool checks_urls() const noexcept { return checks_urls_; }
 
-  /// What a report calls an item that was found by the address in `attribute`.
+  /// What a report calls an item that was found by the URL in `attribute`.
   virtual std::string Describe(const CHTMLElement &element, std::string_view attribute,
                                std::string_view value) const;
 
  private:
   enum class Finding { NOTHING, AD, EXEMPT };
 
-  Finding CheckAddresses(const CHTMLElement &element) const;
+  Finding CheckUrls(const CHTMLElement &element) const;
   bool IsAdSize(const CHTMLElement &element) const;
 
   const AdRule &rule_;
   const bool checks_sizes_;
-  const bool checks_addresses_;
+  const bool checks_urls_;
 };
 
 /// A handler that does what the rule says and nothing else.

@@ -90,7 +90,7 @@ CObjectHandler::CObjectHandler(IDataContext &context, CAdPopupFilter &filter)
 
 std::int32_t CObjectHandler::OnStartTag(CHTMLElement &element) {
   CFlashHandler::OnStartTag(element);
-  if (checks_addresses()) element.SetFlags(ELEMENT_HOLD);
+  if (checks_urls()) element.SetFlags(ELEMENT_HOLD);
   return 0;
 }
 

@@ -37,7 +37,7 @@ class CFlashHandler : public CAdHandler {
   std::int32_t OnStartTag(CHTMLElement &element) override;
 
  protected:
-  /// Asks for category 303 behind those of the advertisements.
+  /// Asks for category 303 after those of the advertisements.
   CFlashHandler(IDataContext &context, CAdPopupFilter &filter, const AdRule &rule,
                 const FlashRule &flash);
 
@@ -53,7 +53,7 @@ class CEmbedHandler final : public CFlashHandler {
   CEmbedHandler(IDataContext &context, CAdPopupFilter &filter);
 };
 
-/// Holds an OBJECT whose addresses it checks: a PARAM in it can have it removed.
+/// Holds an OBJECT whose URLs it checks: a PARAM in it can have it removed.
 class CObjectHandler final : public CFlashHandler {
  public:
   CObjectHandler(IDataContext &context, CAdPopupFilter &filter);

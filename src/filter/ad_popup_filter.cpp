@@ -19,7 +19,7 @@ std::string Property(IDataContext &context, std::int32_t property) {
 }
 
 /// An attribute value without its quotes and the white space in them.
-std::string_view AddressIn(std::string_view value) noexcept {
+std::string_view UrlIn(std::string_view value) noexcept {
   return TrimSpace(StripQuotes(value));
 }
 
@@ -67,13 +67,13 @@ void CAdPopupFilter::SetHostName(std::string_view host) {
 
 bool CAdPopupFilter::IsAdUrl(std::string_view value, std::string &reason, bool &exempt) {
   if (value.empty()) return false;
-  return ads_.CheckUrl(page_.host(), page_.MakeAbsolute(AddressIn(value)), reason, exempt) != 0;
+  return ads_.CheckUrl(page_.host(), page_.MakeAbsolute(UrlIn(value)), reason, exempt) != 0;
 }
 
 bool CAdPopupFilter::IsAdKept(const CHTMLElement &element, std::string_view value) {
-  const std::string_view address = AddressIn(value);
-  return velmora::IsAdKept(context(), std::string(element.name()), std::string(address),
-                           page_.MakeAbsolute(address));
+  const std::string_view url = UrlIn(value);
+  return velmora::IsAdKept(context(), std::string(element.name()), std::string(url),
+                           page_.MakeAbsolute(url));
 }
 
 bool CAdPopupFilter::IsAdSize(std::int32_t width, std::int32_t height) const noexcept {
@@ -86,7 +86,7 @@ void CAdPopupFilter::SetCurrentLink(std::string value) {
 }
 
 void CAdPopupFilter::TellOfCurrentLink() {
-  if (full_link_ == nullptr) full_link_ = &page_of_link_.MakeAbsolute(AddressIn(current_link_));
+  if (full_link_ == nullptr) full_link_ = &page_of_link_.MakeAbsolute(UrlIn(current_link_));
   // The text of links is not collected.
   if (!full_link_->empty()) ads_.CheckLink(*full_link_, page_.host(), {});
 }

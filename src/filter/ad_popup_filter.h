@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "core/ad_blocking.h"
-#include "filter/page_address.h"
+#include "filter/page_url.h"
 #include "filter/script_handler_makers.h"
 #include "filter/script_language.h"
 #include "html/element_handler_map.h"
@@ -21,12 +21,12 @@ class CAdPopupFilter final : public CElementHandlerMap {
   /// `ads` must outlive the filter.
   CAdPopupFilter(IDataContext &context, const AdBlocking &ads, ScriptHandlerMakers makers);
 
-  /// The page has moved to another address: a BASE element says so.
+  /// The page has moved to another URL: a BASE element says so.
   void SetPageUrl(std::string_view url);
   void SetHostName(std::string_view host);
 
-  /// Is the attribute value an advertisement's address? `reason` is the library's text, written by
-  /// an answer of exactly 1; `exempt` is set when the address is expressly allowed. An empty value
+  /// Is the attribute value an advertisement's URL? `reason` is the library's text, written by
+  /// an answer of exactly 1; `exempt` is set when the URL is expressly allowed. An empty value
   /// is not asked about.
   bool IsAdUrl(std::string_view value, std::string &reason, bool &exempt);
   /// Does the host keep an element though that is one?
@@ -56,9 +56,9 @@ class CAdPopupFilter final : public CElementHandlerMap {
 
   const AdBlocking &ads_;
   const ScriptHandlerMakers makers_;
-  PageAddress page_;
+  PageUrl page_;
   /// Of its own, so that a link that is told of again and again is put together once.
-  PageAddress page_of_link_;
+  PageUrl page_of_link_;
   std::string current_link_;
   /// The link in full; null when it has to be put together anew.
   const std::string *full_link_ = nullptr;

@@ -10,11 +10,11 @@ namespace velmora {
 enum class SizeCheck { NONE, NAMED_BY_TAG, NAMED_BY_TAG_AND_SRC };
 
 struct AdRule {
-  static constexpr std::size_t MOST_ADDRESSES = 3;
+  static constexpr std::size_t MOST_URLS = 3;
 
-  /// The attributes that hold addresses (category 305), in the order in which they are checked;
-  /// those behind the last are empty.
-  std::array<std::string_view, MOST_ADDRESSES> addresses;
+  /// The attributes that hold URLs (category 305), in the order in which they are checked;
+  /// those after the last are empty.
+  std::array<std::string_view, MOST_URLS> urls;
   SizeCheck size_check;
 };
 

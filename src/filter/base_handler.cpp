@@ -20,7 +20,7 @@ std::int32_t CBaseHandler::OnStartTag(CHTMLElement &element) {
 
 void CBaseHandler::MovePage(std::string_view href) const {
   filter().SetPageUrl(href);
-  // A relative address has no host: the page's stays.
+  // A relative URL has no host: the page's stays.
   if (const auto host = platform::UrlHost(href)) {
     const std::string domain(*host);
     filter().SetHostName(domain);

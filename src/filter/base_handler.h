@@ -5,7 +5,7 @@
 
 namespace velmora {
 
-/// Takes the address of a BASE element as the page's, and its host as the page's host.
+/// Takes the URL of a BASE element as the page's, and its host as the page's host.
 class CBaseHandler final : public CFilterElementHandler {
  public:
   using CFilterElementHandler::CFilterElementHandler;

@@ -6,7 +6,7 @@
 namespace velmora {
 namespace {
 
-/// All of them begin with "on" and have something behind it.
+/// All of them begin with "on" and have something after it.
 constexpr std::string_view PREFIX = "on";
 
 /// Sorted.

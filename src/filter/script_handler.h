@@ -6,7 +6,7 @@
 
 namespace velmora {
 
-/// Puts the pop-up script before the page's first SCRIPT. At the end tag, a script with an address
+/// Puts the pop-up script before the page's first SCRIPT. At the end tag, a script with a URL
 /// is checked as an advertisement; the text of any other goes through a script content handler.
 class CScriptHandler final : public CAdHandler {
  public:

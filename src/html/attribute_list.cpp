@@ -16,7 +16,7 @@ constexpr unsigned FLAG_BITS = 3;
 /// Shorter texts are as soon written as looked for.
 constexpr std::size_t SHORTEST_KEPT = 16;
 
-/// A distance, which may be negative behind odd edits, with its sign in the lowest bit.
+/// A distance, which may be negative after odd edits, with its sign in the lowest bit.
 std::uint64_t PackDistance(std::uint32_t from, std::uint32_t to) noexcept {
   const std::uint32_t distance = to - from;
   const bool is_negative = static_cast<std::int32_t>(distance) < 0;

@@ -30,9 +30,9 @@ class AttributeWriter {
  public:
   void Clear() noexcept;
 
-  /// Takes the next token of a tag behind its name: a name, "=", or a value with its quotes. Each
+  /// Takes the next token of a tag after its name: a name, "=", or a value with its quotes. Each
   /// token begins an attribute, and is followed by its value when "=" and one more token come
-  /// behind it. `start` is relative to the tag's "<".
+  /// after it. `start` is relative to the tag's "<".
   void AppendToken(std::string_view text, std::uint32_t start, std::uint32_t length);
   void Append(const CHTMLAttribute &attribute);
 

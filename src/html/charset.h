@@ -12,7 +12,7 @@ namespace velmora {
 inline constexpr char DEFAULT_CHARSET[] = "ISO-8859-1";
 
 /// Finds the charset parameter of a Content-Type value; false when there is none. The charset may
-/// be empty. It must stand behind a ";", and any parameter whose name begins with "charset" counts.
+/// be empty. It must stand after a ";", and any parameter whose name begins with "charset" counts.
 bool ParseCharset(std::string_view value, std::string &charset);
 
 /// Pushes the encoding in which a body starts: the one that `content_type` (null: none) names, else

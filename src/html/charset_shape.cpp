@@ -105,7 +105,7 @@ constinit ListedShape listed_shapes[] = {
 
 constexpr unsigned ASCII_END = 0x80;
 
-/// Behind a byte that is tried, so that no character is cut off.
+/// After a byte that is tried, so that no character is cut off.
 constexpr std::size_t PADDED = 8;
 
 /// What libiconv makes of the first character of some bytes.
@@ -200,7 +200,7 @@ void CharsetShape::LearnBytes(const Converter &decoder) noexcept {
 
 std::size_t CharsetShape::SafeEnd(std::span<const std::uint8_t> bytes, std::size_t from,
                                   std::size_t tail) const noexcept {
-  // More than the longest character and one byte of the one behind it.
+  // More than the longest character and one byte of the one after it.
   static constexpr std::size_t LOOKED_AT = 8;
   const std::size_t size = bytes.size();
   const std::size_t left = size - from;

@@ -50,7 +50,7 @@ class CharsetShape {
   /// No character that began before this byte goes on with it.
   bool BeginsCharacter(std::uint8_t byte) const noexcept { return begins_[byte]; }
   /// How far the characters from `from` on, where one begins, can be passed over: a character
-  /// begins there too (or the bytes end), and none that begins before it, nor the one behind that,
+  /// begins there too (or the bytes end), and none that begins before it, nor the one after that,
   /// is cut off by the end of the bytes.
   /// It is sought from `tail` bytes before the end on, towards the front.
   std::size_t SafeEnd(std::span<const std::uint8_t> bytes, std::size_t from,

@@ -21,7 +21,7 @@ namespace velmora {
 /// removed.
 class CDataHTML2 final : public CContentHandler, private TokenizerClient {
  public:
-  /// `make_filters` adds the page's handlers behind the charset handlers, at every `SetContext`.
+  /// `make_filters` adds the page's handlers after the charset handlers, at every `SetContext`.
   explicit CDataHTML2(FilterMaker make_filters);
   ~CDataHTML2() override;
 

@@ -7,7 +7,7 @@
 namespace velmora {
 
 /// A converter of libiconv's in memory of our own, so that its state can be copied. In sets with
-/// shift sequences libiconv takes in such a sequence even when the character behind it is not
+/// shift sequences libiconv takes in such a sequence even when the character after it is not
 /// complete; for whoever gives it those bytes again that must not count.
 class Decoder {
  public:

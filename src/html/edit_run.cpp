@@ -9,7 +9,7 @@ namespace {
 constexpr std::uint32_t MOST_SINGLE_EDITS = 32;
 
 /// A copy of at least this size goes to the page when it has grown to the given part of what lies
-/// behind it: so the bytes that move are bounded by its own, and so is its memory.
+/// after it: so the bytes that move are bounded by its own, and so is its memory.
 constexpr std::size_t LARGE_COPY = 64U << 10;
 constexpr std::size_t LARGE_PART = 16;
 

@@ -9,9 +9,9 @@
 
 namespace velmora {
 
-/// A host moves all bytes behind an edit, and a tag that is not complete lies whole in its buffer:
+/// A host moves all bytes after an edit, and a tag that is not complete lies whole in its buffer:
 /// a tag of a megabyte, a fifth of it to be edited, would have it move 100 GB. So only as many
-/// edits as real tags call for are given to the page one by one. Those behind them are made in a
+/// edits as real tags call for are given to the page one by one. Those after them are made in a
 /// copy of what lies between the first and the last, which then takes its place in one edit.
 class EditRun {
  public:
@@ -19,7 +19,7 @@ class EditRun {
 
   /// As `PageChunk::Replace` on the page with all edits so far.
   std::int32_t Replace(std::uint32_t position, std::uint32_t old_length, std::string_view text);
-  /// Gives the page what it has not got yet; to be called behind the last edit.
+  /// Gives the page what it has not got yet; to be called after the last edit.
   void Finish();
 
  private:

@@ -16,7 +16,7 @@
 namespace velmora {
 
 /// One of the open elements, as a handler sees it: made when its start tag or its end tag is
-/// handled, and forgotten behind that. Holds no copy of the page. Positions are relative to the
+/// handled, and forgotten after that. Holds no copy of the page. Positions are relative to the
 /// base, the tokenizer's hold point, and wrap around in 32 bits, so that base plus position is
 /// always a buffer index. Views of texts are good until an attribute of any element is edited.
 class CHTMLElement final : public IHTMLElement {

@@ -13,7 +13,7 @@
 namespace velmora {
 
 /// Owns its handlers. At a start tag the handler of every element comes before that of the name, at
-/// an end tag behind it. A missing entry, or one whose handler is null, counts as nothing done.
+/// an end tag after it. A missing entry, or one whose handler is null, counts as nothing done.
 class CElementHandlerMap : public CElementHandler {
  public:
   using CElementHandler::CElementHandler;

@@ -18,7 +18,7 @@ namespace velmora {
 /// the base, a buffer index.
 struct OpenElement {
   std::uint32_t base = 0;
-  /// The "<" of the start tag, and just behind its ">".
+  /// The "<" of the start tag, and just after its ">".
   std::uint32_t start_begin = UNKNOWN;
   std::uint32_t start_end = UNKNOWN;
   std::uint32_t flags = 0;

@@ -63,7 +63,7 @@ bool CEncoding::IsValid() const noexcept {
 DecodedChar CEncoding::Convert(std::span<const std::uint8_t> bytes) noexcept {
   if (!decoder_.IsOpen()) return DecodedChar::Invalid();
 
-  // Room for exactly one unit: with more input behind the character, libiconv stops at E2BIG.
+  // Room for exactly one unit: with more input after the character, libiconv stops at E2BIG.
   std::array<unsigned char, 2> unit{};
   const char *input = reinterpret_cast<const char *>(bytes.data());
   std::size_t input_left = bytes.size();

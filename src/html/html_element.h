@@ -45,7 +45,7 @@ class IHTMLElement {
   /// The value of the first attribute of this name, letter case aside; false when there is none.
   virtual bool GetAttribute(std::string_view name, std::string &value) const = 0;
   /// Writes `value`, with the quotes it is to have, over the value of each attribute of this name.
-  /// An attribute that is missing or has no value stays so. The spans behind move by the last
+  /// An attribute that is missing or has no value stays so. The spans after it move by the last
   /// change only, which is also the result.
   virtual std::int32_t SetAttribute(std::string_view name, std::string_view value) = 0;
   /// Deletes an attribute with its value; white space before it stays. 0 when there is none.

@@ -19,7 +19,7 @@ std::int32_t OpenElements::HandleStartTag(const Tag &tag) {
     return change;
   }
   if (element.HasFlags(ELEMENT_HOLD)) ++hold_count_;
-  // Nobody asks for them behind the start tag unless he sees the end tag.
+  // Nobody asks for them after the start tag unless he sees the end tag.
   if (!element.HasFlags(ELEMENT_NEED_END)) elements_.SetAttributes(depth, {});
   return change;
 }

@@ -59,7 +59,7 @@ void ReadAhead::Run(std::span<const std::uint8_t> bytes) {
   }
 }
 
-/// Once a call and once behind each edit.
+/// Once a call and once after each edit.
 void ReadAhead::FindHorizon(const CharsetShape &shape) {
   if (page_changes_ == page_.changes() && encoding_changes_ == encodings_.changes()) return;
   page_changes_ = page_.changes();
@@ -131,7 +131,7 @@ bool ReadAhead::TakeIdleTag(const CharsetShape &shape) {
       (handlers_.interest().IsIn(tag_.name, tag_.has_event_attribute) || HasRawText(tag_.name))) {
     return false;
   }
-  // The character behind it completes the tag.
+  // The character after it completes the tag.
   const std::size_t behind = position_.position() + tag_.size;
   if (behind >= horizon_ || !IsWholeCharacter(shape, behind)) return false;
   if (tag_.is_end) return elements_.HandleIdleEndTag(tag_.name);

@@ -4,10 +4,10 @@
 // table, which can do without this.
 //   - In a state that has a run (state_runs.h), the bytes that the run covers are taken together.
 //     In text and comments all bytes but one are passed over, whatever characters they are.
-//   - In text a tag that is a usual one (tag_scanner.h) is read whole, up to the character behind
+//   - In text a tag that is a usual one (tag_scanner.h) is read whole, up to the character after
 //   it.
 //     If a handler may be interested in it, the tokenizer gets it as if it had read it itself, and
-//     the loop goes on with the character behind it, which completes it. If nobody is, the element
+//     the loop goes on with the character after it, which completes it. If nobody is, the element
 //     is only remembered.
 //   - In raw text the end tag is found, and every other "<" is passed over.
 // It stops where a character is not known, and where the end of the bytes may cut one off: the loop

@@ -35,7 +35,7 @@ static_assert([] {
 template <QuotedBytes QUOTED>
 class Scanner {
  public:
-  /// Nothing at or behind `end` is read.
+  /// Nothing at or after `end` is read.
   Scanner(const std::uint8_t *begin, const std::uint8_t *end, ScannedTag &tag) noexcept
       : begin_(begin), at_(begin), end_(end - STEP), tag_(tag) {}
 
@@ -142,7 +142,7 @@ class Scanner {
   bool is_value_expected_ = false;
 };
 
-/// "</", the longest name, and a step behind it.
+/// "</", the longest name, and a step after it.
 constexpr std::size_t LEAST = 40;
 
 }  // namespace

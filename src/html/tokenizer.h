@@ -31,7 +31,7 @@ struct Tag {
 /// What the tokenizer tells its owner.
 class TokenizerClient {
  public:
-  /// A tag is complete; the position is just behind it.
+  /// A tag is complete; the position is just after it.
   virtual void OnTag(const Tag &tag) = 0;
   /// The body's second character has come: decides on the byte order by the bytes from the call's
   /// offset up to the position's.
@@ -56,7 +56,7 @@ class Tokenizer {
   }
   /// Takes characters that the run of the situation covers, without moving on.
   void TakeRun(RunEffect effect, std::string_view characters);
-  /// Takes the characters of a whole tag, `name` as in `Tag` and its ">" last, up to the one behind
+  /// Takes the characters of a whole tag, `name` as in `Tag` and its ">" last, up to the one after
   /// it, that completes it. The position is at its "<"; it is to be moved on.
   AttributeWriter &TakeTag(std::string_view slash, std::string_view name);
   /// Takes a "<" and what follows it, which do not end the raw text.
@@ -110,7 +110,7 @@ class Tokenizer {
   Tag tag_;
   /// The tokens of the tag as written, for the trace.
   std::vector<std::string> traced_tokens_;
-  /// The element whose content is raw text, and how much of its name has come behind "</".
+  /// The element whose content is raw text, and how much of its name has come after "</".
   std::string raw_end_name_;
   std::size_t end_name_matched_ = 0;
 };

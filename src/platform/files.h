@@ -26,7 +26,7 @@ int SetSizeWithoutSignal(int descriptor, off_t size) noexcept;
 class OutputFile {
  public:
   OutputFile() = default;
-  /// Opens or creates, mode 0640, to write behind what is there. `IsOpen` tells whether it worked,
+  /// Opens or creates, mode 0640, to write after what is there. `IsOpen` tells whether it worked,
   /// here and below.
   static OutputFile AppendTo(const std::string &path) noexcept;
   /// Creates or empties.

@@ -10,7 +10,7 @@ namespace velmora::platform {
 inline constexpr std::size_t FORMAT_LIMIT = 1024;
 
 /// Formats into `output`, which has room for `FORMAT_LIMIT` + 1 bytes, and returns the length
-/// without the NUL that is put behind it; longer text is cut. Understands %d %u %s %c %x %X and %%
+/// without the NUL that is put after it; longer text is cut. Understands %d %u %s %c %x %X and %%
 /// with the flags "-" and "0", a field width and a precision; no floating point. A null string is
 /// written as "(null)", a NUL character as nothing, an unknown conversion as it stands. Allocates
 /// nothing and does not depend on the locale.

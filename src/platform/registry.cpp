@@ -127,7 +127,7 @@ std::optional<std::string> ReadStored(std::string_view text, std::string_view &r
 }
 
 /// What stands between the brackets; none for a line that is no key. A bracket may be a part of the
-/// name, and of the comment behind it.
+/// name, and of the comment after it.
 std::optional<std::string_view> KeyOf(std::string_view line) noexcept {
   if (!Skip(line, "[")) return std::nullopt;
   for (std::size_t end = 0; (end = line.find(']', end)) != std::string_view::npos; ++end) {

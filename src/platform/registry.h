@@ -16,7 +16,7 @@ class Registry {
   Registry() = default;
   /// Reads a registry from the text of a .reg file: keys in brackets, `dword:`, `hex:` and quoted
   /// values, and a minus sign that takes back a value, or a key with all below it. UTF-8, or
-  /// UTF-16LE behind its byte-order mark; CR LF and comments are accepted, lines that cannot be
+  /// UTF-16LE after its byte-order mark; CR LF and comments are accepted, lines that cannot be
   /// read are skipped, and the last of several equal names counts.
   static Registry Parse(std::string_view text);
   /// The registry of this machine: what `MachineFile` holds; missing or unreadable: empty.

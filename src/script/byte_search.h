@@ -2,7 +2,7 @@
 // the processor can.
 //
 // A pattern is a type made of these:
-//   At<OFFSET, BYTE>         the byte so far behind the place
+//   At<OFFSET, BYTE>         the byte so far after the place
 //   LetterAt<OFFSET, BYTE>   the same in either case; the letter is given in lower case
 //   All<Pattern...>          all of them
 //   Any<Pattern...>          one of them
@@ -100,8 +100,8 @@ struct Any {
 #endif
 };
 
-/// The first place in [place, end) where the pattern may stand; at or behind `end` when there is
-/// none. Bytes up to `readable`, at or behind `end`, are read and may be taken for the pattern's.
+/// The first place in [place, end) where the pattern may stand; at or after `end` when there is
+/// none. Bytes up to `readable`, at or after `end`, are read and may be taken for the pattern's.
 template <class Pattern>
 const char *FindBytes(const char *place, const char *end, const char *readable) noexcept {
 #ifdef __SSE2__
@@ -117,7 +117,7 @@ const char *FindBytes(const char *place, const char *end, const char *readable) 
   return place;
 }
 
-/// The first place where the pattern stands; `end` when there is none. Nothing at or behind `end`
+/// The first place where the pattern stands; `end` when there is none. Nothing at or after `end`
 /// is read.
 template <class Pattern>
 const char *FindBytes(const char *place, const char *end) noexcept {

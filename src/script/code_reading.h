@@ -28,7 +28,7 @@ CodeEnd ReadJavaScriptCode(std::string_view code, bool html_comment) noexcept;
 CodeEnd ReadVBScriptCode(std::string_view code, bool html_comment) noexcept;
 
 bool IsJavaScriptKeyword(std::string_view name) noexcept;
-/// Does a "/" behind this token divide? Else it begins a regular expression.
+/// Does a "/" after this token divide? Else it begins a regular expression.
 bool DividesBehind(TokenCode last) noexcept;
 
 }  // namespace velmora

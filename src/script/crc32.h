@@ -23,7 +23,7 @@ constexpr std::uint32_t CrcFold(std::uint32_t crc, std::uint8_t byte) noexcept {
   return CRC_TABLE[(crc ^ byte) & 0xFF] ^ (crc >> 8);
 }
 
-/// What each byte of the register becomes when another byte is folded behind it.
+/// What each byte of the register becomes when another byte is folded after it.
 inline constexpr std::array<std::uint32_t, 256> CRC_TABLE_AHEAD = [] {
   std::array<std::uint32_t, 256> table{};
   for (std::size_t i = 0; i < table.size(); ++i) table[i] = CrcFold(CRC_TABLE[i], 0);

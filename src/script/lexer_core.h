@@ -150,7 +150,7 @@ class ScriptLexer {
     language.AtEnd(input_.HasFailed() ? State{} : state);
   }
 
-  /// Reads the source as a piece of code that something else stands before and behind.
+  /// Reads the source as a piece of code that something else stands before and after.
   CodeEnd ReadCode(bool html_comment) noexcept {
     html_comment_ = html_comment;
     last_ = TOKEN_STRING;

@@ -47,7 +47,7 @@ class StringReader {
   bool EndsInLongInteger(const char *begin) const noexcept;
   /// Code begins at `place`.
   void EnterCode(const char *place) noexcept { passed_ = at_ = place; }
-  /// Hands out [begin, end) as a string, behind which code begins at `next`. False when only the
+  /// Hands out [begin, end) as a string, after which code begins at `next`. False when only the
   /// list knows what it is.
   bool Give(std::string_view &string, const char *begin, const char *end,
             const char *next) noexcept;

@@ -234,7 +234,7 @@ Examination ExamineStrings(IDataContext &context, CScriptTokenList *list,
     std::uint32_t length = 0;
     std::uint32_t position = 0;
     const LexStatus status = CScriptTokenList::TextAt(list, index, &length, &position);
-    // Behind a very long text the length may be anything: no memory is spent on what is not there.
+    // After a very long text the length may be anything: no memory is spent on what is not there.
     if (status == LEX_INVALID) continue;
     if (status == LEX_OK && !CScriptTokenList::HoldsText(list, position, length)) continue;
     if (status == LEX_OK && !limit.Allows(length)) {

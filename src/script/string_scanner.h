@@ -50,7 +50,7 @@ class CScriptStringScanner {
 
   /// False: whatever the strings are, nothing would be found, asked or logged.
   bool LooksForAnything() const noexcept;
-  /// True: no further string needs to be examined. `readable` bytes behind the text may be read,
+  /// True: no further string needs to be examined. `readable` bytes after the text may be read,
   /// whatever they are.
   bool Check(std::string_view text, std::size_t readable = 0);
   /// The finding's category and the text that describes it; false when there is none.
@@ -90,7 +90,7 @@ enum class Examination {
   BEYOND_LIMIT,
 };
 
-/// Examines the strings of a token list behind the first `skip`.
+/// Examines the strings of a token list after the first `skip`.
 Examination ExamineStrings(IDataContext &context, CScriptTokenList *list,
                            CScriptStringScanner &scanner, std::uint32_t skip = 0);
 

@@ -97,12 +97,12 @@ void VBScriptStrings::PassWord() noexcept {
   }
 }
 
-/// Is the "rem" at `at_`, behind which no name goes on, a name of its own?
+/// Is the "rem" at `at_`, after which no name goes on, a name of its own?
 bool VBScriptStrings::IsRemark(const char *end) const noexcept {
   const char *begin = at_;
   while (begin != passed_ && IsNamePart(begin[-1])) --begin;
   if (begin == at_) return true;
-  // Behind a "." it may be the exponent of a number.
+  // After a "." it may be the exponent of a number.
   const bool begins_token = begin == passed_ || begin[-1] != '.';
   const bool is_name = begins_token && platform::IsLetterAscii(*begin);
   return !is_name && ReadCode(BetweenTokens(), end).open_name == REMARK_LENGTH;

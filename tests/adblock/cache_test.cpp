@@ -19,11 +19,11 @@ constexpr std::string_view RULES =
 /// Questions that touch every kind of rule and key.
 void AskEverything(const Ruleset &rules) {
   for (const char *page : {"www.site.example", "a.example", "shop.co.uk", "d.example"}) {
-    for (const char *address :
+    for (const char *url :
          {"http://x.ads.example/", "http://c.example/ad1.js?x.y", "http://good.example/banner/x.",
           "http://c.example/x.js", "https://user@[::1]:80/banner/ad22.js"}) {
       for (const std::uint16_t types : {TYPES_ELEMENT, TYPE_POPUP}) {
-        const Verdict verdict = rules.Judge({page, address, types});
+        const Verdict verdict = rules.Judge({page, url, types});
         rules.OriginOf(verdict.rule);
       }
     }

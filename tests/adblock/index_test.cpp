@@ -1,4 +1,4 @@
-// The index against the plain path: many rules at once, each address judged by those that the index
+// The index against the plain path: many rules at once, each URL judged by those that the index
 // finds and by all in turn. Verdict and deciding rule have to be the same.
 #include <gtest/gtest.h>
 
@@ -26,17 +26,17 @@ constexpr const char *WORDS[] = {
     "Track", "js", "advert", "468x60", "%2F",     "\xC3\xA9",    "longertoken_", "x1"};
 constexpr const char *JOINTS[] = {"/", ".", "-", "_", "?", "=", "&", "/", ":", "@", "://"};
 
-std::string RandomAddress(Dice &dice) {
+std::string RandomUrl(Dice &dice) {
   constexpr const char *SCHEMES[] = {"http://", "https://", "HTTP://", "ws://", "http://user@"};
-  std::string address = dice.Pick(SCHEMES);
-  address += dice.Pick(HOSTS);
-  if (dice.OneIn(8)) address += dice.OneIn(2) ? ":80" : ".";
+  std::string url = dice.Pick(SCHEMES);
+  url += dice.Pick(HOSTS);
+  if (dice.OneIn(8)) url += dice.OneIn(2) ? ":80" : ".";
   // Some beyond one and two words of 64 bits, so that tokens lie across their bounds.
   for (std::size_t count = dice.Below(dice.OneIn(4) ? 40 : 8); count > 0; --count) {
-    address += dice.Pick(JOINTS);
-    address += dice.Pick(WORDS);
+    url += dice.Pick(JOINTS);
+    url += dice.Pick(WORDS);
   }
-  return address;
+  return url;
 }
 
 std::string RandomPattern(Dice &dice) {
@@ -103,18 +103,18 @@ TEST(Index, AnswersAsAllRulesInTurn) {
     const auto rules = RulesOf(list);
     for (int count = 0; count < 400; ++count) {
       const std::string page = dice.OneIn(9) ? "" : dice.Pick(HOSTS);
-      const std::string address = RandomAddress(dice);
-      const Question question{page, address, Types(dice)};
+      const std::string url = RandomUrl(dice);
+      const Question question{page, url, Types(dice)};
       const Verdict expected = rules->JudgePlainly(question);
       const Verdict verdict = rules->Judge(question);
       // The first time found, the second time remembered.
       for (int time = 0; time < 2; ++time) {
-        ASSERT_EQ(rules->JudgeInPage(question).rule, expected.rule) << address << " on " << page;
+        ASSERT_EQ(rules->JudgeInPage(question).rule, expected.rule) << url << " on " << page;
       }
       decided += verdict.kind != Verdict::Kind::kNone;
       ASSERT_TRUE(verdict.kind == expected.kind && verdict.rule == expected.rule)
-          << address << " on " << page << ": " << rules->OriginOf(verdict.rule).text
-          << " | plainly " << rules->OriginOf(expected.rule).text;
+          << url << " on " << page << ": " << rules->OriginOf(verdict.rule).text << " | plainly "
+          << rules->OriginOf(expected.rule).text;
     }
   }
   EXPECT_GT(decided, 5000U);

@@ -56,7 +56,7 @@ TEST(Lists, EveryLineIsTakenForSomething) {
       {"/ad.$domain=/a|b/", "unsupported option"},
       {"/ad.$replace=/a,b/c/", "unsupported option"},
       {"/ad.$script,=x", "unreadable"},
-      // A dollar sign within an address or an expression.
+      // A dollar sign within a URL or an expression.
       {"/ad.$x/y", "rule"},
       {"/ad$/", "rule"},
       {"/ad$|x$/$script", "rule"},
@@ -105,7 +105,7 @@ TEST(Lists, HostsAndBareNamesBlockWholeHosts) {
       "0.0.0.0 Ads.Example.com b.example.com ads.example\nbare.example.com\n1.2.3.4\n"
       "tracker.lan\nimg.example.com$image\nads.js\n"
       "0.0.0.0 M\xC3\xBCnchen.example\n||werbung.b\xC3\xBCro.example/x^\n");
-  const auto judge = [&](const char *address) { return NameOf(rules->Judge({"p.com", address})); };
+  const auto judge = [&](const char *url) { return NameOf(rules->Judge({"p.com", url})); };
   EXPECT_EQ(judge("http://ads.example.com/x"), "blocked");
   EXPECT_EQ(judge("http://x.b.example.com/"), "blocked");
   EXPECT_EQ(judge("http://a.com/?bare.example.com"), "none");
@@ -126,7 +126,7 @@ TEST(Lists, HostsAndBareNamesBlockWholeHosts) {
   for (const char *page : {"m\xC3\xBCnchen.example", "www.xn--mnchen-3ya.example"}) {
     EXPECT_EQ(NameOf(on_page->Judge({page, "http://a.com/ad.js"})), "blocked") << page;
   }
-  // In a list with a header a name is a piece of an address, unless it is known to be a host's.
+  // In a list with a header a name is a piece of a URL, unless it is known to be a host's.
   const auto headed = RulesOf("[Adblock Plus 2.0]\nbare.example.com\nads.piece\n");
   EXPECT_EQ(NameOf(headed->Judge({"p.com", "http://a.com/?bare.example.com"})), "none");
   EXPECT_EQ(NameOf(headed->Judge({"p.com", "http://bare.example.com/"})), "blocked");
@@ -183,7 +183,7 @@ TEST(Lists, BytesWithoutMeaningDoNoHarm) {
   }
 }
 
-// A file that belongs to something else must not turn every address into an advertisement.
+// A file that belongs to something else must not turn every URL into an advertisement.
 TEST(Lists, ProseBlocksNothing) {
   const auto rules = RulesOf(
       "This is a file about lists.\nNothing in it is a rule, or is it?\n\n* * *\n  - one\n  - two\n"

@@ -28,7 +28,7 @@ class Vexlar : public ::testing::Test {
     ASSERT_TRUE(blocker_);
   }
 
-  /// Answer, exempt flag and text of a question about an address.
+  /// Answer, exempt flag and text of a question about a URL.
   std::string Ask(const char *host, const char *url, std::size_t size = AD_TEXT_SIZE) {
     char text[AD_TEXT_SIZE] = "-";
     bool exempt = false;
@@ -38,7 +38,7 @@ class Vexlar : public ::testing::Test {
   std::string AskText(const std::string &piece) {
     char text[AD_TEXT_SIZE] = "-";
     bool exempt = false;
-    // Without a NUL behind it.
+    // Without a NUL after it.
     std::string exact = piece;
     const int answer = blocker_->CheckUrlText("www.site.example", exact.data(),
                                               static_cast<std::uint32_t>(exact.size()), text,
@@ -101,19 +101,19 @@ TEST_F(Vexlar, AnswersWithTheRule) {
   EXPECT_EQ(blocker_->CheckLink("http://ads.example/", "www.site.example", ""), 0);
 }
 
-// The plug-in takes a secure address for the name of a file beside the page.
-TEST_F(Vexlar, SeesSecureAddressesBehindThePagesFolder) {
+// The plug-in takes a secure URL for the name of a file beside the page.
+TEST_F(Vexlar, SeesSecureUrlsBehindThePagesFolder) {
   MakeBlocker("[Adblock]\n||ads.example^\n/banner.$domain=www.site.example\n");
   EXPECT_EQ(Ask("www.site.example", "http://www.site.example/dir/https://ads.example/x"),
             "1 ||ads.example^");
   EXPECT_EQ(Ask("www.site.example", "https://WWW.site.example:81/HTTPS://ads.example/x"),
             "1 ||ads.example^");
-  // Other hosts' addresses mean what they say, and so do addresses within a query.
+  // Other hosts' URLs mean what they say, and so do URLs within a query.
   EXPECT_EQ(Ask("www.site.example", "http://x.example/dir/https://ads.example/x"), "0 -");
   EXPECT_EQ(Ask("www.site.example", "http://www.site.example.net/https://ads.example/"), "0 -");
   EXPECT_EQ(Ask("www.site.example", "http://www.site.example/?u=https://ads.example/"), "0 -");
   EXPECT_EQ(Ask("", "http://www.site.example/https://ads.example/"), "0 -");
-  // Nobody has an address of thousands of bytes looked through for another.
+  // Nobody has a URL of thousands of bytes looked through for another.
   const std::string_view rest = "/https://ads.example/x";
   for (const auto &[length, answer] : {std::pair{10'000, "1 ||ads.example^"}, {20'000, "0 -"}}) {
     std::string folder = "http://www.site.example/" + std::string(length, 'd');
@@ -121,7 +121,7 @@ TEST_F(Vexlar, SeesSecureAddressesBehindThePagesFolder) {
   }
 }
 
-TEST_F(Vexlar, FindsAddressesThatBeginInText) {
+TEST_F(Vexlar, FindsUrlsThatBeginInText) {
   MakeBlocker("||ads.example^\n@@||good.example^\n");
   EXPECT_EQ(AskText("http://ads.example/x' + y"), "1 ||ads.example^");
   EXPECT_EQ(AskText("//ads.example/x"), "1 ||ads.example^");
@@ -161,7 +161,7 @@ TEST_F(Vexlar, JudgesRequestsByTheirType) {
       {"script", "/x", "https://site.example/p", "GET", "0 0 "},
   };
   for (const auto &c : cases) {
-    // Without NULs behind them.
+    // Without NULs after them.
     const std::string url = std::string(c.url) + "?", page = std::string(c.page) + "?";
     const VexlarRequest request{sizeof request, type_of(c.type), url.data(), url.size() - 1,
                                 page.data(),    page.size() - 1, c.method,   std::strlen(c.method)};

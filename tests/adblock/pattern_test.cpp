@@ -1,5 +1,5 @@
 // The index and the matcher against an independent reading of the same rules: each pattern is
-// turned into a regular expression, which then says of random addresses what the rule must say.
+// turned into a regular expression, which then says of random URLs what the rule must say.
 #include <gtest/gtest.h>
 #include <re2/re2.h>
 
@@ -8,7 +8,7 @@
 namespace velmora::adblock::testing {
 namespace {
 
-std::string RandomAddress(Dice &dice) {
+std::string RandomUrl(Dice &dice) {
   constexpr const char *HOSTS[] = {"a.example", "b.a.example", "ad.b.example", "ab.example"};
   constexpr const char *PIECES[] = {"a", "b", "ad", "longertoken", "/", ".",
                                     "-", "?", "=",  "%",           "A"};
@@ -39,7 +39,7 @@ std::string AsExpression(std::string_view rule) {
   return to_end ? expression + "$" : expression;
 }
 
-void CompareOnAddresses(const std::string &rule, const std::string &expression, Dice &dice) {
+void CompareOnUrls(const std::string &rule, const std::string &expression, Dice &dice) {
   re2::RE2::Options options(re2::RE2::Latin1);
   options.set_case_sensitive(false);
   options.set_log_errors(false);
@@ -48,10 +48,10 @@ void CompareOnAddresses(const std::string &rule, const std::string &expression, 
   const auto rules = RulesOf("[Adblock]\n" + rule + "\n");
   if (rules->Compiled().rules.Count() == 0) return;
   for (int count = 0; count < 40; ++count) {
-    const std::string address = RandomAddress(dice);
-    EXPECT_EQ(NameOf(rules->Judge({"page.example", address})),
-              re2::RE2::PartialMatch(address, expected) ? "blocked" : "none")
-        << rule << " | " << address;
+    const std::string url = RandomUrl(dice);
+    EXPECT_EQ(NameOf(rules->Judge({"page.example", url})),
+              re2::RE2::PartialMatch(url, expected) ? "blocked" : "none")
+        << rule << " | " << url;
   }
 }
 
@@ -65,7 +65,7 @@ TEST(Patterns, MatchAsTheirExpressionsDo) {
     std::string rule = ANCHORS[dice.Below(std::size(ANCHORS))] + dice.Row(PIECES, 5);
     if (dice.Below(5) == 0) rule += "|";
     if (rule.starts_with("/") && rule.ends_with("/")) continue;
-    CompareOnAddresses(rule, AsExpression(rule), dice);
+    CompareOnUrls(rule, AsExpression(rule), dice);
   }
 }
 
@@ -80,7 +80,7 @@ TEST(Expressions, AreFoundByTokensThatTheyNeed) {
   for (int count = 0; count < 6000; ++count) {
     const std::string expression = dice.Row(PIECES, 7);
     if (expression.find('$') != std::string::npos && !expression.ends_with("$")) continue;
-    CompareOnAddresses("/" + expression + "/", expression, dice);
+    CompareOnUrls("/" + expression + "/", expression, dice);
     ++compared;
   }
   EXPECT_GT(compared, 3000);

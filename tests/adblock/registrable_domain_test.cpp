@@ -11,7 +11,7 @@ namespace {
 TEST(RegistrableDomain, TellsParties) {
   struct {
     const char *page;
-    const char *address;
+    const char *url;
     bool third;
   } cases[] = {
       {"a.com", "a.com", false},
@@ -33,9 +33,9 @@ TEST(RegistrableDomain, TellsParties) {
       {"", "a.com", true},
   };
   for (const auto &c : cases) {
-    EXPECT_EQ(IsThirdParty(c.page, c.address), c.third) << c.page << " " << c.address;
+    EXPECT_EQ(IsThirdParty(c.page, c.url), c.third) << c.page << " " << c.url;
     if (!*c.page) continue;
-    EXPECT_EQ(IsThirdParty(c.address, c.page), c.third) << c.address << " " << c.page;
+    EXPECT_EQ(IsThirdParty(c.url, c.page), c.third) << c.url << " " << c.page;
   }
   const std::string longest(300, 'a');
   EXPECT_TRUE(IsThirdParty(longest + ".com.example", "b" + longest + ".com.example"));

@@ -1,4 +1,4 @@
-// What rules say: list, address, page, verdict.
+// What rules say: list, URL, page, verdict.
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -13,14 +13,14 @@ constexpr const char *SITE = "www.site.example";
 
 struct Case {
   const char *rules;
-  const char *address;
+  const char *url;
   const char *page;
   const char *verdict;
 };
 
 // clang-format off
 constexpr Case CASES[] = {
-    // A piece of an address, wherever it stands, in any letter case.
+    // A piece of a URL, wherever it stands, in any letter case.
     {"/banner/*", "http://a.example/banner/x.gif", SITE, "blocked"},
     {"/banner/*", "http://a.example/BANNER/x.gif", SITE, "blocked"},
     {"/Banner/*", "http://a.example/banner/x.gif", SITE, "blocked"},
@@ -133,7 +133,7 @@ constexpr Case CASES[] = {
     {"$script,from=A.example", "http://x.example/x.js", "a.example", "blocked"},
     {"*$script,domain=a.example", "http://x.example/x.js", "b.example", "none"},
 
-    // The address's host.
+    // The URL's host.
     {"/ad.$to=a.example|~b.a.example", "http://c.a.example/ad.js", SITE, "blocked"},
     {"/ad.$to=a.example|~b.a.example", "http://b.a.example/ad.js", SITE, "none"},
     {"*$3p,denyallow=a.example,domain=www.site.example", "http://x.a.example/", SITE, "none"},
@@ -173,7 +173,7 @@ constexpr Case CASES[] = {
     {"/ad.$removeparam=utm", "http://a.example/ad.js", SITE, "none"},
     {"@@/ad.$redirect\n/ad.", "http://a.example/ad.js", SITE, "blocked"},
 
-    // What is no address of a host is never judged.
+    // What is no URL of a host is never judged.
     {"/ad.", "/ad.js", SITE, "none"},
     {"/ad.", "javascript:location='/ad.js'", SITE, "none"},
     {"/ad.", "data:text/html,/ad.js", SITE, "none"},
@@ -201,8 +201,8 @@ TEST(Rules, SayWhatTheirSyntaxMeansAloneAndAmongOthers) {
   for (const Case &c : CASES) {
     for (const std::string &others : {std::string(HEADER), crowd}) {
       const auto rules = RulesOf(others + c.rules);
-      EXPECT_EQ(NameOf(rules->Judge({c.page, c.address})), c.verdict)
-          << c.rules << " | " << c.address << " | " << c.page;
+      EXPECT_EQ(NameOf(rules->Judge({c.page, c.url})), c.verdict)
+          << c.rules << " | " << c.url << " | " << c.page;
     }
   }
 }
@@ -244,8 +244,8 @@ TEST(Rules, AreForTheTypesThatTheyName) {
     EXPECT_EQ(types, c.types) << c.rule;
   }
   const auto rules = RulesOf("[Adblock]\n/ad.$method=post|put\n/pic.$method=~get\n");
-  const auto ask = [&](const char *address, const char *method) {
-    return NameOf(rules->Judge({SITE, address, TYPE_XMLHTTPREQUEST, MethodOfName(method)}));
+  const auto ask = [&](const char *url, const char *method) {
+    return NameOf(rules->Judge({SITE, url, TYPE_XMLHTTPREQUEST, MethodOfName(method)}));
   };
   EXPECT_EQ(ask("http://a.example/ad.js", "POST"), "blocked");
   EXPECT_EQ(ask("http://a.example/ad.js", "GET"), "none");
@@ -256,8 +256,8 @@ TEST(Rules, AreForTheTypesThatTheyName) {
 
 TEST(Rules, OfPopupsAreForLinks) {
   const auto rules = RulesOf("[Adblock]\n/ad.$popup\n/pic.\n/both.$popup,image\n@@/ad.ok$popup\n");
-  const auto ask = [&](const char *address, std::uint16_t asked) {
-    return NameOf(rules->Judge({SITE, address, asked}));
+  const auto ask = [&](const char *url, std::uint16_t asked) {
+    return NameOf(rules->Judge({SITE, url, asked}));
   };
   EXPECT_EQ(ask("http://a.example/ad.htm", TYPE_POPUP), "blocked");
   EXPECT_EQ(ask("http://a.example/ad.ok", TYPE_POPUP), "allowed");
@@ -272,7 +272,7 @@ TEST(Rules, OfTwoListsThatDisagree) {
   for (const bool swapped : {false, true}) {
     const auto rules =
         LoadRules(swapped ? Lists({allowing, blocking}) : Lists({blocking, allowing}), "").rules;
-    const auto judge = [&](const char *address) { return rules->Judge({SITE, address}); };
+    const auto judge = [&](const char *url) { return rules->Judge({SITE, url}); };
     EXPECT_EQ(NameOf(judge("http://a.example/ad.js")), "allowed");
     EXPECT_EQ(NameOf(judge("http://x.example/")), "blocked");
     // The origin names the list and line of the rule that decided; of equal rules the first.
@@ -294,9 +294,9 @@ std::string Repeated(std::string_view piece, std::size_t count) {
   return text;
 }
 
-// A word that stands many times in an address finds its rules each time; those that do not depend
+// A word that stands many times in a URL finds its rules each time; those that do not depend
 // on the place are tried once.
-TEST(Effort, GrowsWithTheAddressAndNotWithItsSquare) {
+TEST(Effort, GrowsWithTheUrlAndNotWithItsSquare) {
   std::ostringstream list;
   list << HEADER;
   for (int number = 0; number < 20; ++number) {
@@ -316,7 +316,7 @@ TEST(Effort, GrowsWithTheAddressAndNotWithItsSquare) {
             "blocked");
 }
 
-TEST(Effort, HasALimitAboveWhatRealAddressesNeed) {
+TEST(Effort, HasALimitAboveWhatRealUrlsNeed) {
   std::ostringstream list;
   list << HEADER << "||first.example^\n";
   for (int number = 0; number < 3000; ++number) list << "/[a-z]{4}x.*y" << number << "z/\n";
@@ -324,19 +324,19 @@ TEST(Effort, HasALimitAboveWhatRealAddressesNeed) {
   const std::string end = Repeated("/abcdx", 340);
   const std::size_t most = rules->EffortOf({SITE, "http://a.example" + end});
   EXPECT_GE(most, Effort::MOST);
-  EXPECT_LT(most, Effort::MOST + 3 * MAX_ADDRESS);
+  EXPECT_LT(most, Effort::MOST + 3 * MAX_URL);
   // Hosts come first.
   EXPECT_EQ(NameOf(rules->Judge({SITE, "http://first.example" + end})), "blocked");
 }
 
-TEST(Addresses, AreLookedAtUpToALimit) {
+TEST(Urls, AreLookedAtUpToALimit) {
   const auto rules = RulesOf("[Adblock]\n/ad.\nend|\n");
-  const std::string filler(MAX_ADDRESS, 'x');
+  const std::string filler(MAX_URL, 'x');
   EXPECT_EQ(NameOf(rules->Judge({SITE, "http://a.example/ad." + filler})), "blocked");
   EXPECT_EQ(NameOf(rules->Judge({SITE, "http://a.example/" + filler + "/ad.js"})), "none");
   // As many tokens as there is room for, and hosts with more labels than any has.
   std::string tokens = "http://a.example/";
-  while (tokens.size() < 2 * MAX_ADDRESS) tokens += "a/";
+  while (tokens.size() < 2 * MAX_URL) tokens += "a/";
   EXPECT_EQ(NameOf(rules->Judge({SITE, tokens})), "none");
   std::string host = "http://";
   while (host.size() < 240) host += "a.";
@@ -346,7 +346,7 @@ TEST(Addresses, AreLookedAtUpToALimit) {
   EXPECT_EQ(NameOf(rules->Judge({host.substr(7), host + "example/ad.js"})), "none");
 }
 
-TEST(Addresses, AreToldByTheirFirstBytes) {
+TEST(Urls, AreToldByTheirFirstBytes) {
   struct {
     std::string_view text;
     std::size_t length;
@@ -370,7 +370,7 @@ TEST(Addresses, AreToldByTheirFirstBytes) {
       {"", 0},
       {"h", 0},
   };
-  for (const auto &c : cases) EXPECT_EQ(AddressLength(c.text), c.length) << c.text;
+  for (const auto &c : cases) EXPECT_EQ(UrlLength(c.text), c.length) << c.text;
 }
 
 TEST(Sizes, ComeFromTheTableAndTheLists) {

@@ -32,7 +32,7 @@ inline std::string_view NameOf(Verdict verdict) {
   return NAMES[static_cast<int>(verdict.kind)];
 }
 
-/// Random rules and addresses, put together from pieces.
+/// Random rules and URLs, put together from pieces.
 class Dice {
  public:
   explicit Dice(unsigned seed) : random_(seed) {}

@@ -16,7 +16,7 @@ constexpr char LIST[] =
     "[Adblock]\n||ads.example^$third-party\n@@||ads.example/good^\n/pop.$popup\nsize:17x18\n"
     "/a(?=b)/\n";
 
-TEST(Ads, JudgesAddressesAndNamesTheRule) {
+TEST(Ads, JudgesUrlsAndNamesTheRule) {
   const Shell shell;
   shell.Write("list.txt", LIST);
   const Result result = shell.Run(
@@ -42,9 +42,9 @@ TEST(Ads, JudgesAddressesAndNamesTheRule) {
 }
 
 TEST(Ads, JudgesRequestsByTheirTypes) {
-  // A type, a page and an address, and what is said of them.
+  // A type, a page and a URL, and what is said of them.
   const struct {
-    std::string type, page, address, verdict, rule;
+    std::string type, page, url, verdict, rule;
   } cases[] = {
       {"script", "www.site.example", "https://ads.example/1", "blocked", "||ads.example^$3p"},
       {"script", "http://www.site.example/x", "https://ads.example/1", "blocked",
@@ -77,7 +77,7 @@ TEST(Ads, JudgesRequestsByTheirTypes) {
   std::string lines;
   std::string answers;
   for (const auto &row : cases) {
-    lines += row.type + '\t' + row.page + '\t' + row.address + '\n';
+    lines += row.type + '\t' + row.page + '\t' + row.url + '\n';
     answers += row.verdict + '\t' + row.rule + '\n';
   }
   shell.Write("requests", lines);

@@ -65,7 +65,7 @@ class Capture : public ::testing::Test {
     return files;
   }
 
-  /// Nothing is kept behind a capture's end.
+  /// Nothing is kept after a capture's end.
   void TearDown() override {
     EXPECT_EQ(HoldingHandler::living, 0);
     EXPECT_EQ(context.references, 0);

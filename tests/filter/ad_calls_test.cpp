@@ -4,7 +4,7 @@
 #include <regex>
 
 #include "filter/filter_page.h"
-#include "filter/page_address.h"
+#include "filter/page_url.h"
 #include "support/log_recorder.h"
 
 namespace velmora::testing {
@@ -22,13 +22,13 @@ std::vector<std::string> ShortCalls(std::vector<std::string> calls) {
   return calls;
 }
 
-TEST(AdCalls, AskAboutEveryAddressInOrder) {
+TEST(AdCalls, AskAboutEveryUrlInOrder) {
   const struct {
     std::set<std::int32_t> categories;
     std::string_view page;
     std::vector<std::string> calls;
   } cases[] = {
-      // Each address in turn, behind a hit too; then nothing about the size.
+      // Each URL in turn, after a hit too; then nothing about the size.
       {{304, 305},
        "<applet archive=c code=/ads/b codebase='a' width=468 height=60></applet>",
        {"CheckUrl host [~/dir/a]", "CheckUrl host [~/ads/b]", "CheckUrl host [~/dir/c]"}},
@@ -49,7 +49,7 @@ TEST(AdCalls, AskAboutEveryAddressInOrder) {
        "<object data=a><param name=movie value=b><param name=x value=c></object>"
        "<applet><param name=movie value=d></applet>",
        {"CheckUrl host [~/dir/a]", "CheckUrl host [~/dir/b]"}},
-      // A script's address at its end tag.
+      // A script's URL at its end tag.
       {{305},
        "<script src=a><img src=b></script><img src=c>",
        {"CheckUrl host [~/dir/a]", "CheckUrl host [~/dir/c]"}},
@@ -119,7 +119,7 @@ TEST(Categories, AreAskedAnewOnlyForAppletsControlsAndScriptTexts) {
               ElementsAreArray({PROPERTY_CONTENT_TYPE, 306, 307, 301, 302, 301, 308}));
 }
 
-TEST(PageAddress, IsWhatRelativeAddressesStandOn) {
+TEST(PageUrl, IsWhatRelativeUrlsStandOn) {
   const std::tuple<std::string_view, std::string_view, std::string_view> cases[] = {
       {"http://h/d/p.html", "", ""},
       {"http://h/d/p.html", "x.gif", "http://h/d/x.gif"},
@@ -139,7 +139,7 @@ TEST(PageAddress, IsWhatRelativeAddressesStandOn) {
       {"http://h/d/p.html", ":", "http://h/d/:"},
   };
   for (const auto &[page_url, url, expected] : cases) {
-    PageAddress page("host", page_url);
+    PageUrl page("host", page_url);
     page.MakeAbsolute("long/before");
     EXPECT_EQ(page.MakeAbsolute(url), expected) << url;
   }

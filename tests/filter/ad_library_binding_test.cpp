@@ -30,7 +30,7 @@ struct Answers {
 struct FakeLibrary {
   Answers answers;
   FakeAdBlocker object;
-  /// What was done with it, each step behind a "-".
+  /// What was done with it, each step after a "-".
   std::string steps;
 };
 

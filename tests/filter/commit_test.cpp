@@ -15,7 +15,7 @@ struct CommitCase {
 };
 
 const CommitCase CASES[] = {
-    {"a tag, until the character behind it",
+    {"a tag, until the character after it",
      {},
      {"ab<b cl", "ass=d>", "e"},
      {"ab", "", "<b class=d>e"}},
@@ -33,7 +33,7 @@ const CommitCase CASES[] = {
      {305},
      {"ab<object>c<param name=a>d", "e</object>f", "g"},
      {"ab", "", "<object>c<param name=a>de</object>fg"}},
-    {"... not when addresses are not looked at",
+    {"... not when URLs are not looked at",
      {304},
      {"ab<object>c", "e</object>f"},
      {"ab<object>c", "e</object>f"}},
@@ -70,7 +70,7 @@ TEST(Commits, AfterEachCallWhereverThePageStands) {
 }
 
 /// A host that presents less than was left to it: reading goes on where that ends, and what lies
-/// behind the call's bytes is not the page's.
+/// after the call's bytes is not the page's.
 TEST(Commits, AHostMayLoseWhatWasHeld) {
   for (const std::uint32_t kept : {0, 1, 5, 12}) {
     FilterRun run({301, 305});

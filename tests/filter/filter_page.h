@@ -16,7 +16,7 @@
 
 namespace velmora::testing {
 
-/// Judges alike for all tests: sizes 468x60 and 120x600; addresses by the parts "allowed" (exempt),
+/// Judges alike for all tests: sizes 468x60 and 120x600; URLs by the parts "allowed" (exempt),
 /// "/ads/" (reason "ads folder"), "/track/" (reason "tracker") and "maybe" (an answer of 2, whose
 /// text means nothing).
 struct FilterRun {

@@ -76,7 +76,7 @@ const PageCase CASES[] = {
      ".",
      {{303, "EMBED type=application/x-shockwave-flash", FLASH_TYPE}}},
 
-    // Advertisements by their address.
+    // Advertisements by their URL.
     {{305}, "<a class=c href=\"/ads/1\">x<b>y</b></a>.", ".", {Ad("A href=\"/ads/1\"")}},
     {{305}, "<iframe src=/ads/1>x</iframe>.", ".", {Ad("IFRAME src=/ads/1")}},
     {{305}, "<embed src=/ads/1></embed>.", ".", {Ad("EMBED src=/ads/1")}},
@@ -110,7 +110,7 @@ const PageCase CASES[] = {
      {Ad("OBJECT data=maybe", "\"tracker\"")}},
     // An answer other than 1 counts, without a reason.
     {{305}, "<img src=maybe.gif>.", ".", {Ad("IMG src=maybe.gif", "\"\"")}},
-    // An exempt address keeps the element, whatever came before, and whatever its size.
+    // An exempt URL keeps the element, whatever came before, and whatever its size.
     Kept({304, 305}, "<applet codebase=/ads/1 archive=/allowed/2 width=468 height=60></applet>"),
     Kept({304, 305}, "<img src=/allowed/ads/1 width=468 height=60>"),
     // The movie of an OBJECT.
@@ -137,7 +137,7 @@ const PageCase CASES[] = {
     {{304}, "<object data=x width=468 height=60></object>.", ".", {SizedAd("OBJECT")}},
     Kept({304}, "<img width=468><iframe height=60></iframe><img width=468 height=-60>"),
     Kept({305}, "<img src=x width=468 height=60>"),
-    // By address first, and once.
+    // By URL first, and once.
     {{304, 305},
      "<img src=/ads/1 width=468 height=60><img src=x width=468 height=60>.",
      ".",
@@ -154,7 +154,7 @@ TEST(Pages, LoseElementsThatAreNeverClosed) {
       {{305}, "a<form action=/ads/1>b</p>c", "a", {Ad("FORM action=/ads/1")}},
       {{305}, "a<object>b<param name=movie value=/ads/1>c", "a", {Ad("OBJECT PARAM movie /ads/1")}},
       {{300}, "a<script>b<c", "a", {BLOCKED_SCRIPT}},
-      // Without a "<" behind it, the tag is met once more at the end of the page.
+      // Without a "<" after it, the tag is met once more at the end of the page.
       {{300}, "a<script>b", "a", {BLOCKED_SCRIPT, BLOCKED_SCRIPT}},
   };
   for (const PageCase &c : cases) ExpectPage(c);

@@ -179,7 +179,7 @@ TEST(BodyStream, BeyondALimitThePolicyDecides) {
        [calls = 0](IDataBuffer &buffer, std::uint32_t) mutable {
          buffer.SetCommitted(0);
          if (++calls == 1) return;
-         // What goes makes room; what is refused is refused whole, and so is all behind it.
+         // What goes makes room; what is refused is refused whole, and so is all after it.
          buffer.Replace(0, 2, ADDED, 1);
          buffer.Replace(0, 1, ADDED, 4);
          buffer.Replace(0, 0, ADDED, 1);

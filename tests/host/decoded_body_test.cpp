@@ -83,11 +83,11 @@ TEST(DecodedBody, KnowsTheFormsThatServersSend) {
       {"two members", ContentCoding::GZIP, gzip + Compressed(ContentCoding::GZIP, "two"),
        "one two"},
       {"two frames", ContentCoding::ZSTD, zstd + Compressed(ContentCoding::ZSTD, "two"), "one two"},
-      {"a line end behind", ContentCoding::GZIP, gzip + "\n", "one "},
-      {"zeros behind", ContentCoding::GZIP, gzip + std::string(100, '\0'), "one "},
-      {"half a header behind", ContentCoding::GZIP, gzip + "\x1F\x8B\x08", "one "},
-      {"text behind", ContentCoding::ZSTD, zstd + "stray bytes", "one "},
-      {"text behind", ContentCoding::BROTLI, Compressed(ContentCoding::BROTLI, "one") + "stray",
+      {"a line end after", ContentCoding::GZIP, gzip + "\n", "one "},
+      {"zeros after", ContentCoding::GZIP, gzip + std::string(100, '\0'), "one "},
+      {"half a header after", ContentCoding::GZIP, gzip + "\x1F\x8B\x08", "one "},
+      {"text after", ContentCoding::ZSTD, zstd + "stray bytes", "one "},
+      {"text after", ContentCoding::BROTLI, Compressed(ContentCoding::BROTLI, "one") + "stray",
        "one"},
   };
   for (const auto &c : cases) {

@@ -200,7 +200,7 @@ TEST_F(Interface, SaysWhatItCannotDo) {
   EXPECT_THROW(response->Push("b"), HostError) << "before all of the first came out";
   EXPECT_EQ(response->Next(), "");
   response->Finish();
-  EXPECT_THROW(response->Push("c"), HostError) << "behind the end";
+  EXPECT_THROW(response->Push("c"), HostError) << "after the end";
 }
 
 TEST_F(Interface, NamesHeadersThatDoNotHold) {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "adblock/matcher/address.h"
+#include "adblock/matcher/url.h"
 #include "host/web/url.h"
 #include "platform/url_host.h"
 
@@ -72,7 +72,7 @@ TEST(UrlReaders, FindTheSameHostExceptWhereTheTableSaysSo) {
     SCOPED_TRACE(c.url);
     EXPECT_EQ(Shown(host::HostOfUrl(c.url)), c.host);
     EXPECT_EQ(Shown(platform::UrlHost(c.url).value_or("")), c.plugin.empty() ? c.host : c.plugin);
-    EXPECT_EQ(Shown(adblock::Address(c.url).Host()), c.matcher.empty() ? c.host : c.matcher);
+    EXPECT_EQ(Shown(adblock::Url(c.url).Host()), c.matcher.empty() ? c.host : c.matcher);
   }
 }
 

@@ -150,7 +150,7 @@ TEST(Element, FirstAttributeOfANameIsRead) {
   EXPECT_EQ(value, "'1'");
 }
 
-/// A host moves all bytes behind an edit: a tag of a megabyte must not call for one edit an
+/// A host moves all bytes after an edit: a tag of a megabyte must not call for one edit an
 /// attribute. The page comes out as if it had, odd places of equal names included.
 TEST(Element, TagsOfAnySizeAreEditedInFewSteps) {
   constexpr std::uint32_t MANY = 20'000;

@@ -41,7 +41,7 @@ const DecodeCase DECODE_CASES[] = {
     {"UTF-8", "\x82z"sv, -1, false, 0, "*** UTF-8: INVALID INPUT (82).\n"},
     // Outside the 16-bit range: a replacement, the page stays aligned.
     {"UTF-8", "\xF0\x9F\x98\x80"sv, 4, true, 0xFFFD, "1 non-reversible conversions\n"},
-    // The bad byte behind a character is noticed one character early.
+    // The bad byte after a character is noticed one character early.
     {"UTF-8", "a\xFFz"sv, 1, true, 'a', "*** UTF-8: INVALID INPUT (FF).\n"},
     // The character in front of an incomplete one waits too.
     {"UTF-8", "a\xE2\x82"sv, 0, false, 0, "* UTF-8: incomplete input.\n"},
@@ -52,7 +52,7 @@ const DecodeCase DECODE_CASES[] = {
     {"UTF-16LE", "<"sv, 0, false, 0, "* UTF-16LE: incomplete input.\n"},
     {"SHIFT_JIS", "\x82\xA0<"sv, 2, true, 0x3042, ""},
     {"windows-1252", "\x80"sv, 1, true, 0x20AC, ""},
-    // A shift sequence is consumed without a unit, whatever is behind it.
+    // A shift sequence is consumed without a unit, whatever is after it.
     {"ISO-2022-JP", "\x1B$B"sv, 3, false, 0, ""},
     {"ISO-2022-JP", "\x1B(B<x"sv, 3, false, 0, ""},
     {"csISO2022KR", "\x1B$)C\x0E"sv, 4, false, 0, ""},

@@ -124,7 +124,7 @@ TEST(Tokenizer, CharacterSetsOneByteAtATime) {
 }
 
 /// A tag never begins at the shift sequence before it: what goes with an element is its own, and
-/// the text behind is in the letters that it was in. However the page is cut, behind a shift
+/// the text after is in the letters that it was in. However the page is cut, after a shift
 /// sequence or inside the character that follows it.
 TEST(Tokenizer, ShiftSequencesAreStepsOfTheirOwn) {
   struct Case {
@@ -204,7 +204,7 @@ TEST(Tokenizer, OutputIsHeldBack) {
   const CommitCase cases[] = {
       {"from \"<\" until the tag is complete", {"ab<scr", "ipt>x"}, {"ab", "<script>x"}},
       {"the first character until the second has come", {"a", "b", "c"}, {"", "ab", "c"}},
-      {"a complete tag until the character behind it", {"ab<p>", "c"}, {"ab", "<p>c"}},
+      {"a complete tag until the character after it", {"ab<p>", "c"}, {"ab", "<p>c"}},
       {"comments", {"ab<!-- x", "--", "> d"}, {"ab", "", "<!-- x--> d"}},
       {"raw text only from its \"<\"",
        {"<script>ab", "<", "/x", "y"},

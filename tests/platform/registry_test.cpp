@@ -17,7 +17,7 @@ std::uint32_t DebugLog(std::string_view text) {
   return Registry::Parse(text).Number(KEY, "DebugLog");
 }
 
-/// What a value reads as, written as the text behind its "=" sign.
+/// What a value reads as, written as the text after its "=" sign.
 TEST(Registry, ReadsValues) {
   constexpr struct {
     std::string_view value;

@@ -70,7 +70,7 @@ void Starve(const char *path) {
   }
 }
 
-/// A host's own statics, destroyed behind the plug-in's: its threads go on meanwhile.
+/// A host's own statics, destroyed after the plug-in's: its threads go on meanwhile.
 struct LastWork {
   ~LastWork() {
     if (takes_time) std::this_thread::sleep_for(std::chrono::milliseconds(200));

@@ -41,7 +41,7 @@ class Flow(ProxyCase):
 
     def test_first_bytes_do_not_wait_for_the_last(self):
         compressor = zlib.compressobj(wbits=31)
-        # A tag at the very end is still open to what comes behind it.
+        # A tag at the very end is still open to what comes after it.
         first, last = b"<p>first</p>-", SCRIPT + b"<p>last</p>"
         packed = compressor.compress(first) + compressor.flush(zlib.Z_SYNC_FLUSH)
         rest = compressor.compress(last) + compressor.flush()

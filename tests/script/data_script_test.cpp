@@ -259,7 +259,7 @@ TEST_F(DataScriptTest, DumpsStrings) {
 }
 
 /// A script that only the token list can read to its end: a text of two pages, and a string that
-/// stands right behind it. Flash comes last, where the list has long outgrown its memory.
+/// stands right after it. Flash comes last, where the list has long outgrown its memory.
 std::string ScriptForTheList() {
   std::string script = "'" + std::string(17000, 'x') + "''misread'";
   for (int i = 0; i < 2000; ++i) script += ",'text'";
@@ -288,7 +288,7 @@ TEST_F(DataScriptTest, FindsFlashWithoutRoomForTemporaryFiles) {
 TEST_F(DataScriptTest, BoundsWhatMisreadStringsCost) {
   Enable({CATEGORY_JAVASCRIPT_FLASH});
   context_.listens = true;
-  // What is read as the length of the string behind each long text: half of the script.
+  // What is read as the length of the string after each long text: half of the script.
   std::string length("\0\0 \0"s);
   std::string text;
   for (int i = 0; i < 4125; ++i) text += length;

@@ -163,7 +163,7 @@ TEST(JavaScriptLexer, RegularExpressions) {
        "str:/a/ 1101 id:x 1007 str:/ab+c/gi 1101 802a str:/a/g 1108 id:b"},
       {"(a)/b/c;1/2;a /= /=/",
        "1104 id:a 1105 1003 id:b 1003 id:c 1101 num:1 1003 num:2 1101 id:a 1015 1015"},
-      // Behind a string, a bracket or a brace a "/" never divides.
+      // After a string, a bracket or a brace a "/" never divides.
       {"'a'/b/c[1]/d/c}/b/mx",
        "str:a str:/b/ id:c 1106 num:1 1107 str:/d/ id:c 1103 str:/b/m id:x"},
       {R"(=/a\/[/]/)", R"(1007 str:/a\/[/ 1107)"},
@@ -287,7 +287,7 @@ TEST(Lexers, SourcesThatEndEarly) {
       {"a given length", text, file, 250, 1, {"id a"}},
       // What could not be read whole takes what was pending with it.
       {"a file that is too short", text, file, 0, 1000, {"id a"}},
-      {"the same behind a block", text, file, 250, 270, {}},
+      {"the same after a block", text, file, 250, 270, {}},
       {"a start that cannot be", text, file, 0x80000000, 1, {}},
       {"an odd length", wide, wide_file, 0, 5, {"id ab"}},
       {"a stray byte", wide, wide_file, 0, LENGTH_TO_END, {"id ab"}},

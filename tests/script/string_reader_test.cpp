@@ -29,7 +29,7 @@ struct Strings {
 
 template <class Reader>
 Strings ReadStrings(std::string_view script) {
-  // A copy without a byte behind it: nothing there is read.
+  // A copy without a byte after it: nothing there is read.
   const std::vector<char> copy(script.begin(), script.end());
   Reader reader({copy.data(), copy.size()});
   Strings strings;

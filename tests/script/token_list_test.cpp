@@ -167,7 +167,7 @@ TEST(TokenList, HoldsWhatAVectorHolds) {
         ASSERT_EQ(position, PageOf(entries, index) * 8192 + (code & 0x1FFF) + 4);
         if (position != starts[index] + 4) {
           ++misread;
-          // The one token behind a record that made several equal entries.
+          // The one token after a record that made several equal entries.
           ASSERT_GT(std::ranges::count(entries, index), 1);
           continue;
         }

@@ -17,7 +17,7 @@ namespace velmora::testing {
 
 class FakeAdBlocker final : public FakeObject<IAdBlocker> {
  public:
-  /// What is answered about addresses that contain `part`; the first rule that fits decides.
+  /// What is answered about URLs that contain `part`; the first rule that fits decides.
   struct Rule {
     std::string_view part;
     std::uint8_t answer;

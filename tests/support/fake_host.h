@@ -138,7 +138,7 @@ class FakeBuffer final : public FakeObject<IDataBuffer> {
 };
 
 /// Feeds a body to a processor in the given pieces and returns all that the host sends on. After
-/// the last call the bytes behind the final commit position are sent on too.
+/// the last call the bytes after the final commit position are sent on too.
 template <class Buffer = FakeBuffer>
 std::string Feed(IDataProcessor &processor, const std::vector<std::string_view> &pieces) {
   Buffer buffer;

@@ -96,7 +96,7 @@ inline std::string FeedTight(IDataProcessor &processor,
   return sent;
 }
 
-/// Places of a body in its host's buffer: before and behind it stand bytes that would be changed if
+/// Places of a body in its host's buffer: before and after it stand bytes that would be changed if
 /// they were its own.
 inline constexpr std::pair<std::string_view, std::string_view> PLACES[] = {
     {"", ""},

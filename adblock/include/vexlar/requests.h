@@ -1,4 +1,4 @@
-// Judges requests before they leave, by their address, the page that they are for, and their type.
+// Judges requests before they leave, by their URL, the page that they are for, and their type.
 //
 // The plug-in asks about what stands in a page and cannot tell what it will be requested as; a
 // proxy sees each request and often can (Sec-Fetch-Dest). This is the question for that: the
@@ -39,16 +39,16 @@ enum VexlarType : std::uint32_t {
 /// another text and for null.
 std::uint32_t VexlarTypeOfName(const char *name);
 
-/// A request. Texts are the caller's, need no NUL behind them, and are only read during the call.
+/// A request. Texts are the caller's, need no NUL after them, and are only read during the call.
 struct VexlarRequest {
   /// `sizeof(VexlarRequest)`.
   std::uint32_t size;
   /// Bits of `VexlarType`.
   std::uint32_t types;
-  /// The absolute address. Its first 2048 bytes are looked at.
+  /// The absolute URL. Its first 2048 bytes are looked at.
   const char *url;
   std::size_t url_size;
-  /// The address or the host of the page that it is for; for a page itself its own counts where
+  /// The URL or the host of the page that it is for; for a page itself its own counts where
   /// none is given. Of size 0: unknown, so that the request is a third party's.
   const char *page;
   std::size_t page_size;
@@ -58,7 +58,7 @@ struct VexlarRequest {
 };
 
 enum VexlarVerdict : std::uint32_t {
-  /// No rule matches; also for what is no absolute address, and before lists are loaded.
+  /// No rule matches; also for what is no absolute URL, and before lists are loaded.
   VEXLAR_NONE = 0,
   VEXLAR_BLOCKED = 1,
   /// Expressly allowed.

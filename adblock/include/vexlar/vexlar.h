@@ -40,7 +40,7 @@ struct VexlarChoice {
   /// Files and folders in the place of the system's lists; none: the system's. The environment
   /// variable stands above them.
   const char *const *lists;
-  /// Files and folders that are read behind those, whichever they are.
+  /// Files and folders that are read after those, whichever they are.
   const char *const *extra_lists;
   /// Rules, each a line as lists have them, that are read last: `||ads.example^`,
   /// `@@||good.example^`, or a host alone.
@@ -82,7 +82,7 @@ struct VexlarList {
   /// Said by an earlier line already; taken out of force by a `badfilter` line.
   std::uint32_t repeated;
   std::uint32_t cancelled;
-  /// Not for judging addresses, or not understood; of these, in error.
+  /// Not for judging URLs, or not understood; of these, in error.
   std::uint32_t skipped;
   std::uint32_t unreadable;
   std::uint32_t sizes;

@@ -3,7 +3,7 @@
 //!   adblock_contender QUESTIONS LIST...             answers rows
 //!   adblock_contender --verdicts QUESTIONS LIST...  "blocked" or "none" and the rule, a line each
 //!
-//! QUESTIONS has lines "TYPE<tab>PAGE HOST<tab>ADDRESS". A row's name is read from standard input
+//! QUESTIONS has lines "TYPE<tab>PAGE HOST<tab>URL". A row's name is read from standard input
 //! and answered with "AMOUNT WALL_SECONDS CPU_SECONDS".
 
 use std::io::BufRead;
@@ -31,7 +31,7 @@ impl ResolvesDomain for Resolver {
 struct Question {
     kind: String,
     page: String,
-    address: String,
+    url: String,
 }
 
 fn read_questions(file: &str) -> Vec<Question> {
@@ -43,7 +43,7 @@ fn read_questions(file: &str) -> Vec<Question> {
             Some(Question {
                 kind: parts.next()?.to_string(),
                 page: format!("https://{}/", parts.next()?),
-                address: parts.next()?.to_string(),
+                url: parts.next()?.to_string(),
             })
         })
         .collect()
@@ -59,7 +59,7 @@ fn load(lists: &[String], debug: bool) -> Engine {
 }
 
 fn requests(questions: &[Question]) -> Vec<Option<Request>> {
-    let request = |question: &Question| Request::new(&question.address, &question.page, &question.kind).ok();
+    let request = |question: &Question| Request::new(&question.url, &question.page, &question.kind).ok();
     questions.iter().map(request).collect()
 }
 
@@ -120,7 +120,7 @@ fn main() {
                 }
                 ("questions", Some(engine)) => {
                     for question in &questions {
-                        if let Ok(request) = Request::new(&question.address, &question.page, &question.kind) {
+                        if let Ok(request) = Request::new(&question.url, &question.page, &question.kind) {
                             blocked += u64::from(engine.check_network_request(&request).matched);
                         }
                     }

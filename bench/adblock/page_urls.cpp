@@ -1,4 +1,4 @@
-#include "page_addresses.h"
+#include "page_urls.h"
 
 #include <algorithm>
 #include <fstream>
@@ -8,16 +8,16 @@
 #include <set>
 #include <string_view>
 
-#include "matcher/address.h"
+#include "matcher/url.h"
 
 namespace velmora::bench {
 namespace {
 
-std::string HostOf(std::string_view address) {
-  return std::string(adblock::Address(address).Host());
+std::string HostOf(std::string_view url) {
+  return std::string(adblock::Url(url).Host());
 }
 
-/// An attribute's value without its character references, as far as addresses have them.
+/// An attribute's value without its character references, as far as URLs have them.
 std::string Decoded(std::string_view value) {
   constexpr std::string_view AMPERSAND = "&amp;";
   std::string decoded;
@@ -31,29 +31,29 @@ std::string Decoded(std::string_view value) {
 }
 
 /// The host that the page calls its own, else the one that it names most often.
-std::string PageHostOf(std::string_view html, const std::vector<std::string> &addresses) {
+std::string PageHostOf(std::string_view html, const std::vector<std::string> &urls) {
   for (const std::string_view mark : {"rel=\"canonical\"", "property=\"og:url\""}) {
     const std::size_t at = html.find(mark);
     if (at == std::string_view::npos) continue;
     const std::size_t start = html.rfind('<', at);
     const std::string_view tag = html.substr(start, html.find('>', at) - start);
-    const std::size_t address = tag.find("http");
-    if (address == std::string_view::npos) continue;
-    const std::string_view rest = tag.substr(address);
-    const std::string host = HostOf(rest.substr(0, adblock::AddressLength(rest)));
+    const std::size_t url = tag.find("http");
+    if (url == std::string_view::npos) continue;
+    const std::string_view rest = tag.substr(url);
+    const std::string host = HostOf(rest.substr(0, adblock::UrlLength(rest)));
     if (!host.empty()) return host;
   }
   std::map<std::string, int> counts;
-  for (const std::string &address : addresses) ++counts[HostOf(address)];
+  for (const std::string &url : urls) ++counts[HostOf(url)];
   const auto most =
       std::max_element(counts.begin(), counts.end(),
                        [](const auto &a, const auto &b) { return a.second < b.second; });
   return most == counts.end() ? "page.example" : most->first;
 }
 
-std::vector<std::string> AddressesIn(std::string_view html) {
+std::vector<std::string> UrlsIn(std::string_view html) {
   std::set<std::string> seen;
-  std::vector<std::string> addresses;
+  std::vector<std::string> urls;
   for (std::size_t at = html.find("//"); at != std::string_view::npos;) {
     std::size_t start = at;
     for (const std::string_view scheme : {"http:", "https:"}) {
@@ -61,25 +61,24 @@ std::vector<std::string> AddressesIn(std::string_view html) {
         start = at - scheme.size();
       }
     }
-    // An address without a scheme is only taken where a quote opens it.
+    // A URL without a scheme is only taken where a quote opens it.
     const bool quoted = at > 0 && (html[at - 1] == '"' || html[at - 1] == '\'');
-    const std::size_t length =
-        start < at || quoted ? adblock::AddressLength(html.substr(start)) : 0;
+    const std::size_t length = start < at || quoted ? adblock::UrlLength(html.substr(start)) : 0;
     if (length > 0) {
-      std::string address = start == at ? "https:" : "";
-      address += Decoded(html.substr(start, length));
-      const std::string host = HostOf(address);
-      if (host.find('.') != std::string::npos && seen.insert(address).second) {
-        addresses.push_back(std::move(address));
+      std::string url = start == at ? "https:" : "";
+      url += Decoded(html.substr(start, length));
+      const std::string host = HostOf(url);
+      if (host.find('.') != std::string::npos && seen.insert(url).second) {
+        urls.push_back(std::move(url));
       }
     }
     at = html.find("//", std::max(at + 2, start + length));
   }
-  return addresses;
+  return urls;
 }
 
-std::vector<PageAddress> AddressesInTable(const std::filesystem::path &file) {
-  std::vector<PageAddress> all;
+std::vector<PageUrl> UrlsInTable(const std::filesystem::path &file) {
+  std::vector<PageUrl> all;
   std::ifstream in(file, std::ios::binary);
   for (std::string line; std::getline(in, line);) {
     const std::size_t tab = line.find('\t');
@@ -91,20 +90,20 @@ std::vector<PageAddress> AddressesInTable(const std::filesystem::path &file) {
 
 }  // namespace
 
-std::vector<PageAddress> AddressesOfPages(const std::filesystem::path &place) {
-  if (std::filesystem::is_regular_file(place)) return AddressesInTable(place);
+std::vector<PageUrl> UrlsOfPages(const std::filesystem::path &place) {
+  if (std::filesystem::is_regular_file(place)) return UrlsInTable(place);
   std::vector<std::filesystem::path> files;
   for (const auto &entry : std::filesystem::directory_iterator(place)) {
     if (entry.is_regular_file()) files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());
-  std::vector<PageAddress> all;
+  std::vector<PageUrl> all;
   for (const auto &file : files) {
     std::ifstream in(file, std::ios::binary);
     const std::string html{std::istreambuf_iterator<char>(in), {}};
-    const std::vector<std::string> addresses = AddressesIn(html);
-    const std::string host = PageHostOf(html, addresses);
-    for (const std::string &address : addresses) all.push_back({host, address});
+    const std::vector<std::string> urls = UrlsIn(html);
+    const std::string host = PageHostOf(html, urls);
+    for (const std::string &url : urls) all.push_back({host, url});
   }
   return all;
 }

@@ -1,4 +1,4 @@
-// An address taken apart for questions: in lower case, with its host's place.
+// A URL taken apart for questions: in lower case, with its host's place.
 #pragma once
 
 #include <algorithm>
@@ -15,16 +15,16 @@
 
 namespace velmora::adblock {
 
-/// What of an address is looked at; rules speak of beginnings.
-inline constexpr std::size_t MAX_ADDRESS = 2048;
+/// What of a URL is looked at; rules speak of beginnings.
+inline constexpr std::size_t MAX_URL = 2048;
 /// What of one within a text is, where one may seem to begin at every other byte.
-inline constexpr std::size_t MAX_ADDRESS_IN_TEXT = 512;
-/// Of an address's token, a word of letters and digits, this many first bytes are looked at.
+inline constexpr std::size_t MAX_URL_IN_TEXT = 512;
+/// Of a URL's token, a word of letters and digits, this many first bytes are looked at.
 inline constexpr std::size_t TOKEN_SIZE = 6;
 
-/// The pairs of bytes that an address can begin with, in lower case, each at the place that
-/// `MayBeginAddress` looks at for it.
-inline constexpr std::array<std::uint16_t, 16> ADDRESS_BEGINNINGS = [] {
+/// The pairs of bytes that a URL can begin with, in lower case, each at the place that
+/// `MayBeginUrl` looks at for it.
+inline constexpr std::array<std::uint16_t, 16> URL_BEGINNINGS = [] {
   std::array<std::uint16_t, 16> pairs{};
   for (const std::string_view pair : {"//", "ht", "ft", "ws"}) {
     pairs[(pair[0] ^ pair[1]) & 15] = static_cast<std::uint16_t>(pair[0] | pair[1] << 8);
@@ -32,23 +32,23 @@ inline constexpr std::array<std::uint16_t, 16> ADDRESS_BEGINNINGS = [] {
   return pairs;
 }();
 
-/// Can an address begin with these two bytes? Turns nearly every place of a text down, in few steps
+/// Can a URL begin with these two bytes? Turns nearly every place of a text down, in few steps
 /// and with one branch.
-inline bool MayBeginAddress(const char *text) noexcept {
+inline bool MayBeginUrl(const char *text) noexcept {
   std::uint16_t bytes;
   std::memcpy(&bytes, text, sizeof bytes);
   // In lower case; nothing but "/" becomes one that is not a control character.
   const unsigned pair = bytes | 0x2020U;
-  return ADDRESS_BEGINNINGS[(pair ^ pair >> 8) & 15] == pair;
+  return URL_BEGINNINGS[(pair ^ pair >> 8) & 15] == pair;
 }
 
-/// Number of leading bytes of `text` that make an address which begins exactly there: "//" or a
+/// Number of leading bytes of `text` that make a URL which begins exactly there: "//" or a
 /// scheme that pages load from with "://", then a host, up to the first byte that cannot stand in
-/// an address. 0 when none begins there.
-std::size_t AddressLength(std::string_view text) noexcept;
+/// a URL. 0 when none begins there.
+std::size_t UrlLength(std::string_view text) noexcept;
 
-/// Bytes of a host or an address in lower case, between zeros: a word can be read at each of them
-/// and before and behind each.
+/// Bytes of a host or a URL in lower case, between zeros: a word can be read at each of them
+/// and before and after each.
 template <std::size_t ROOM>
 class PaddedText {
  public:
@@ -62,7 +62,7 @@ class PaddedText {
     const char *from = bytes.data();
     const char *const last = from + size_ / BLOCK * BLOCK;
     for (; from != last; from += BLOCK, to += BLOCK) visit(LowerBlock(from, to));
-    std::memset(to, 0, BEHIND);
+    std::memset(to, 0, AFTER);
     if (const std::size_t left = size_ % BLOCK; left > 0) {
       std::memcpy(to, from, left);
       visit(LowerBlock(to, to));
@@ -74,19 +74,19 @@ class PaddedText {
 
  private:
   static constexpr std::size_t BEFORE = 8;
-  /// A block that is read from the last byte on, and a word behind that.
-  static constexpr std::size_t BEHIND = 3 * BLOCK;
+  /// A block that is read from the last byte on, and a word after that.
+  static constexpr std::size_t AFTER = 3 * BLOCK;
 
   std::size_t size_ = 0;
-  char bytes_[BEFORE + ROOM + BEHIND];
+  char bytes_[BEFORE + ROOM + AFTER];
 };
 
-/// An absolute address. Keeps a view of the text that it was made from.
-class Address {
+/// An absolute URL. Keeps a view of the text that it was made from.
+class Url {
  public:
-  explicit Address(std::string_view text) noexcept;
-  Address(const Address &) = delete;
-  Address &operator=(const Address &) = delete;
+  explicit Url(std::string_view text) noexcept;
+  Url(const Url &) = delete;
+  Url &operator=(const Url &) = delete;
 
   /// False for what is no `scheme://host...`, and for hosts that cannot be as they are too long:
   /// nothing else is returned then.
@@ -124,11 +124,11 @@ class Address {
     }
   }
 
-  /// Zero beyond the address.
+  /// Zero beyond the URL.
   std::uint8_t ByteBefore(std::size_t at) const noexcept {
     return static_cast<std::uint8_t>(lowered_.Data()[static_cast<std::ptrdiff_t>(at) - 1]);
   }
-  /// The 8 bytes at `at`, zeros beyond the address.
+  /// The 8 bytes at `at`, zeros beyond the URL.
   std::uint64_t WordAt(std::size_t at) const noexcept { return LoadWord(lowered_.Data() + at); }
 
  private:
@@ -141,14 +141,14 @@ class Address {
   std::size_t host_ = 0;
   std::size_t host_size_ = 0;
   bool is_host_beyond_ascii_ = false;
-  /// One bit for each byte, and a word without any behind them.
-  std::array<std::uint64_t, MAX_ADDRESS / 64 + 1> token_bits_;
-  PaddedText<MAX_ADDRESS> lowered_;
+  /// One bit for each byte, and a word without any after them.
+  std::array<std::uint64_t, MAX_URL / 64 + 1> token_bits_;
+  PaddedText<MAX_URL> lowered_;
 };
 
 /// Calls `visit` for each suffix of `host` that begins with a label, the longest first, with the
 /// place and the size of that label, until it answers true; says whether it did. `host` lies within
-/// an `Address` or a `PageHost`.
+/// a `Url` or a `PageHost`.
 template <typename Visit>
 inline bool AnyHostSuffix(std::string_view host, Visit visit) noexcept {
   std::size_t start = 0;

@@ -1,4 +1,4 @@
-#include "address.h"
+#include "url.h"
 
 #include <algorithm>
 
@@ -18,7 +18,7 @@ bool StartsWithIgnoringCase(std::string_view text, std::string_view lower) noexc
 
 }  // namespace
 
-std::size_t AddressLength(std::string_view text) noexcept {
+std::size_t UrlLength(std::string_view text) noexcept {
   std::size_t slashes = 0;
   if (!text.starts_with('/')) {
     // Most words that begin like a scheme have no colon here.
@@ -31,24 +31,24 @@ std::size_t AddressLength(std::string_view text) noexcept {
   const std::size_t host = slashes + 2;
   if (text.size() <= host || text[slashes] != '/' || text[slashes + 1] != '/') return 0;
   if (!IsByte(text[host], BYTE_HOST) && text[host] != '[') return 0;
-  const std::string_view looked_at = text.substr(0, MAX_ADDRESS_IN_TEXT);
+  const std::string_view looked_at = text.substr(0, MAX_URL_IN_TEXT);
   std::size_t at = host;
   for (; at + BLOCK <= looked_at.size(); at += BLOCK) {
-    const std::uint64_t ends = FindAddressEnd(looked_at.data() + at);
+    const std::uint64_t ends = FindUrlEnd(looked_at.data() + at);
     if (ends != 0) return at + static_cast<std::size_t>(std::countr_zero(ends));
   }
-  while (at < looked_at.size() && !IsByte(looked_at[at], BYTE_ENDS_ADDRESS)) ++at;
+  while (at < looked_at.size() && !IsByte(looked_at[at], BYTE_ENDS_URL)) ++at;
   return at;
 }
 
-Address::Address(std::string_view text) noexcept : original_(text.substr(0, MAX_ADDRESS)) {
+Url::Url(std::string_view text) noexcept : original_(text.substr(0, MAX_URL)) {
   MarkTokens();
   if (!FindPlainHost()) FindHost();
   if (host_size_ > MAX_HOST) host_size_ = 0;
 }
 
 /// The usual case: "http://" or "https://", a host, and a slash or the end.
-bool Address::FindPlainHost() noexcept {
+bool Url::FindPlainHost() noexcept {
   constexpr auto word = [](std::string_view scheme) {
     std::uint64_t bytes = 0;
     for (std::size_t at = 0; at < scheme.size(); ++at) {
@@ -79,7 +79,7 @@ bool Address::FindPlainHost() noexcept {
   return true;
 }
 
-void Address::FindHost() noexcept {
+void Url::FindHost() noexcept {
   // Letters and digits are passed over many at a time: what ends a scheme or a host is neither.
   const char *bytes = lowered_.Data();
   const std::size_t size = original_.size();
@@ -114,7 +114,7 @@ void Address::FindHost() noexcept {
   is_host_beyond_ascii_ = IsBeyondAscii(Host());
 }
 
-void Address::MarkTokens() noexcept {
+void Url::MarkTokens() noexcept {
   std::size_t at = 0;
   std::uint64_t bits = 0;
   lowered_.Assign(original_, [&](std::uint64_t found) noexcept {
@@ -129,9 +129,9 @@ void Address::MarkTokens() noexcept {
   token_bits_[(original_.size() + 63) / 64] = 0;
 }
 
-/// The first byte at or behind `at` that belongs to no token; the address's size when there is
+/// The first byte at or after `at` that belongs to no token; the URL's size when there is
 /// none.
-std::size_t Address::NextBound(std::size_t at) const noexcept {
+std::size_t Url::NextBound(std::size_t at) const noexcept {
   std::size_t word = at / 64;
   std::uint64_t bounds = ~token_bits_[word] >> (at % 64) << (at % 64);
   while (bounds == 0) bounds = ~token_bits_[++word];

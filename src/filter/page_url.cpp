@@ -1,4 +1,4 @@
-#include "filter/page_address.h"
+#include "filter/page_url.h"
 
 #include "core/strings.h"
 
@@ -18,34 +18,34 @@ bool IsComplete(std::string_view url) noexcept {
 
 }  // namespace
 
-PageAddress::PageAddress(std::string_view host, std::string_view url) {
+PageUrl::PageUrl(std::string_view host, std::string_view url) {
   scheme_.Set("http:");
   SetHost(host);
   SetUrl(url);
 }
 
-void PageAddress::SetHost(std::string_view host) {
+void PageUrl::SetHost(std::string_view host) {
   host_ = host;
   site_.Set("http://", host);
 }
 
-void PageAddress::SetUrl(std::string_view url) {
+void PageUrl::SetUrl(std::string_view url) {
   folder_.Set(url.substr(0, url.rfind('/') + 1));
 }
 
-const std::string &PageAddress::MakeAbsolute(std::string_view url) {
+const std::string &PageUrl::MakeAbsolute(std::string_view url) {
   if (url.empty() || IsComplete(url)) return nothing_.With(url);
   if (url.starts_with("//")) return scheme_.With(url);
   return (url.starts_with('/') ? site_ : folder_).With(url);
 }
 
-void PageAddress::Beginning::Set(std::string_view first, std::string_view second) {
+void PageUrl::Beginning::Set(std::string_view first, std::string_view second) {
   text_ = first;
   text_.append(second);
   size_ = text_.size();
 }
 
-const std::string &PageAddress::Beginning::With(std::string_view rest) {
+const std::string &PageUrl::Beginning::With(std::string_view rest) {
   text_.resize(size_);
   return text_.append(rest);
 }
