@@ -45,6 +45,8 @@ void EventTotals::Add(const host::Event &event) {
     case host::EventKind::GUARDED:
       ++guarded_;
       return;
+    case host::EventKind::LEFT_OUT:
+      return;
     case host::EventKind::STOPPED:
       ++stopped_;
       break;

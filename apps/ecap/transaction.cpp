@@ -8,6 +8,9 @@
 #include <libecap/common/name.h>
 #include <libecap/common/named_values.h>
 #include <libecap/common/names.h>
+#include <libecap/common/registry.h>
+#include <libecap/common/version.h>
+#include <libecap/host/host.h>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,7 +27,12 @@ const libecap::Name ACCEPT_ENCODING("Accept-Encoding");
 const libecap::Name RANGE("Range");
 const libecap::Name CONTENT_SECURITY_POLICY("Content-Security-Policy");
 
+const libecap::Name SEC_FETCH_DEST("Sec-Fetch-Dest");
+const libecap::Name SEC_FETCH_MODE("Sec-Fetch-Mode");
+const libecap::Name X_VELMORA("X-Velmora");
+
 constexpr int PARTIAL_CONTENT = 206;
+constexpr int FORBIDDEN = 403;
 
 /// The values of all lines of one name, with commas between them.
 class LinesOf final : public libecap::NamedValueVisitor {
@@ -43,8 +51,9 @@ class LinesOf final : public libecap::NamedValueVisitor {
   const libecap::Name &name_;
 };
 
-std::optional<std::string> ContentType(const libecap::Header &header) {
-  LinesOf lines(CONTENT_TYPE);
+std::optional<std::string> Lines(const libecap::Header &header, const libecap::Name &name) {
+  if (!header.hasAny(name)) return std::nullopt;
+  LinesOf lines(name);
   header.visitEach(lines);
   return std::move(lines.joined);
 }
@@ -66,6 +75,12 @@ void DropStaleHeaders(libecap::Message &head) {
   static const std::vector<libecap::Name> names(std::begin(host::STALE_HEADERS),
                                                 std::end(host::STALE_HEADERS));
   for (const libecap::Name &name : names) head.header().removeAny(name);
+}
+
+/// As scripts of other sites have to be asked for that a page pins.
+bool IsScriptWithCors(const libecap::Header &header) {
+  return HeaderValue(header, SEC_FETCH_DEST).value_or("") == "script" &&
+         HeaderValue(header, SEC_FETCH_MODE).value_or("") == "cors";
 }
 
 std::string Url(const libecap::Message &request) {
@@ -95,17 +110,25 @@ void Transaction::Begin() {
   const std::string accepted = HeaderValue(request.header(), ACCEPT_ENCODING).value_or("");
   response_.emplace(
       filtering_,
-      host::ResponseHead{.url = Url(request),
-                         .client = host_->option(libecap::metaClientIp).toString(),
-                         .has_body = response.body() != nullptr,
-                         .is_asked_for_part = IsPartial(response) && request.header().hasAny(RANGE),
-                         .content_type = ContentType(response.header()),
-                         .content_encoding = coding,
-                         .accept_encoding = accepted});
+      host::ResponseHead{
+          .url = Url(request),
+          .client = host_->option(libecap::metaClientIp).toString(),
+          .has_body = response.body() != nullptr,
+          .is_asked_for_part = IsPartial(response) && request.header().hasAny(RANGE),
+          .is_script_with_cors = IsScriptWithCors(request.header()),
+          .content_type = Lines(response.header(), CONTENT_TYPE),
+          .security_policy = Lines(response.header(), CONTENT_SECURITY_POLICY).value_or(""),
+          .content_encoding = coding,
+          .accept_encoding = accepted});
   if (response_->TheWay() == Way::REFUSED) return LastCall(&libecap::host::Xaction::blockVirgin);
   if (response_->TheWay() == Way::FILTERED) filter_ = &response_->Filter();
   if (filter_ == nullptr && response_->SecurityPolicy().empty()) {
     return LastCall(&libecap::host::Xaction::useVirgin);
+  }
+  if (filter_ != nullptr && response_->IsPinned()) {
+    is_deciding_ = true;
+    receiving_ = Side::OPEN;
+    return host_->vbMake();
   }
   const auto head = SentHead();
   if (response.body() != nullptr) {
@@ -116,6 +139,30 @@ void Transaction::Begin() {
     sending_ = Side::CLOSED;
   }
   host_->useAdapted(head);
+}
+
+void Transaction::Decide() {
+  Refill();
+  const bool is_over = has_arrived_ || filter_->State() != host::StreamState::FILTERING;
+  if (ready_.empty() && !is_over) return;
+  is_deciding_ = false;
+  if (filter_->HasBlocked() || filter_->State() == host::StreamState::FAILED) return Refuse();
+  sending_ = Side::OPEN;
+  host_->useAdapted(SentHead());
+}
+
+void Transaction::Refuse() {
+  StopReceiving();
+  const libecap::shared_ptr<libecap::Message> answer = libecap::MyHost().newResponse();
+  auto &status = dynamic_cast<libecap::StatusLine &>(answer->firstLine());
+  status.version(libecap::Version(1, 1, 0));
+  status.statusCode(FORBIDDEN);
+  status.reasonPhrase(libecap::Area::FromTempString("Forbidden"));
+  libecap::Header &header = answer->header();
+  header.add(CONTENT_TYPE, libecap::Area::FromTempString("text/javascript"));
+  header.add(libecap::headerContentLength, libecap::Area::FromTempString("0"));
+  header.add(X_VELMORA, libecap::Area::FromTempString("blocked; reason=integrity"));
+  LastCall(&libecap::host::Xaction::useAdapted, answer);
 }
 
 libecap::shared_ptr<libecap::Message> Transaction::SentHead() const {
@@ -169,12 +216,20 @@ void Transaction::noteVbContentDone(bool at_end) {
   Guarded([&] {
     has_arrived_ = true;
     is_broken_ = !at_end;
-    Pump();
+    GoOn();
   });
 }
 
 void Transaction::noteVbContentAvailable() {
-  Guarded([this] { Pump(); });
+  Guarded([this] { GoOn(); });
+}
+
+void Transaction::GoOn() {
+  if (is_deciding_) {
+    Decide();
+  } else {
+    Pump();
+  }
 }
 
 void Transaction::Pump() {

@@ -39,10 +39,15 @@ class Transaction final : public GuardedTransaction {
   enum class Side { NOT_BEGUN, OPEN, CLOSED };
 
   void Begin();
+  /// Takes in the body's beginning without sending anything on.
+  void Decide();
+  /// Answers in the place of a script that its page would not run when it is changed.
+  void Refuse();
   /// The head with what is known of the body that goes out, and a security policy if there is one.
   libecap::shared_ptr<libecap::Message> SentHead() const;
   /// Gives the proxy what it takes, and says so when there is no more.
   void Pump();
+  void GoOn();
   /// Makes the next bytes ready, if there are any.
   void Refill();
   void RefillUnfiltered();
@@ -60,6 +65,8 @@ class Transaction final : public GuardedTransaction {
   bool has_arrived_ = false;
   bool is_broken_ = false;
   bool is_finishing_ = false;
+  /// A page has pinned this script: nothing goes on before it is known whether all of it does.
+  bool is_deciding_ = false;
   bool is_pumping_ = false;
   libecap::Area piece_;
   /// What came out of the filter and was not taken; lies in the filter or in the piece.

@@ -73,6 +73,8 @@ class ResponseFilter {
   /// Ends the transaction; bytes not taken are dropped.
   void Abort() noexcept { stream_.Abort(); }
   StreamState State() const noexcept { return stream_.State(); }
+  /// Has anything been taken out of the body so far?
+  bool HasBlocked() const noexcept { return transaction_.Blocked() != 0; }
 
  private:
   ResponseFilter(ProcessorPointer processor, DeclaredBody body, TransactionInfo &info,

@@ -53,6 +53,35 @@ bool Transaction::Review::IsBlocked(std::string_view tag, const std::string &url
   return verdict.kind == AdVerdict::Kind::BLOCKED;
 }
 
+Transaction::Protection::Protection(const TransactionInfo &info, TransactionSink &sink)
+    : info_(info), sink_(sink) {
+  policy_.AddHeader(info.security_policy);
+  nonce_ = policy_.ScriptNonce();
+}
+
+const char *Transaction::Protection::ScriptNonce() noexcept {
+  return nonce_ ? nonce_->c_str() : nullptr;
+}
+
+void Transaction::Protection::OnSecurityPolicy(const char *policy) noexcept {
+  try {
+    policy_.AddMeta(policy);
+    nonce_ = policy_.ScriptNonce();
+  } catch (const std::bad_alloc &) {
+    // What is not known to run is left out.
+    nonce_.reset();
+  }
+}
+
+void Transaction::Protection::OnPinnedScript(const char *value, const char *url) noexcept {
+  if (info_.pinned == nullptr) return;
+  try {
+    info_.pinned->Add(ResolveReferences(Address(value, url)));
+  } catch (const std::bad_alloc &) {
+    // It is as if the page had been seen too long ago.
+  }
+}
+
 Transaction::Transaction(TransactionInfo info, TransactionSink &sink)
     : info_(std::move(info)), sink_(sink) {
   if (info_.host.empty()) info_.host = HostOfUrl(info_.url);

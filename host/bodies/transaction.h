@@ -12,12 +12,15 @@
 #include <velmora/ad_review.h>
 #include <velmora/data_context.h>
 #include <velmora/page_listener.h>
+#include <velmora/page_protection.h>
 #include <velmora/trouble_listener.h>
 
 #include "host/bodies/categories.h"
 #include "host/bodies/host_owned.h"
+#include "host/bodies/pinned_scripts.h"
 #include "host/limits/limits.h"
 #include "host/loading/plugin.h"
+#include "host/web/security_policy.h"
 
 namespace velmora::host {
 
@@ -48,6 +51,8 @@ class TransactionSink {
   virtual void OnFinished(const BodySaving &) noexcept {}
   /// A script went into the page that suppresses what the category says, in the browser.
   virtual void OnGuarded(std::int32_t) noexcept {}
+  /// The page's own security policy would not have run that script: it was left out.
+  virtual void OnLeftOut(std::int32_t) noexcept {}
 
  protected:
   ~TransactionSink() = default;
@@ -71,6 +76,10 @@ struct TransactionInfo {
   /// stay, and all else goes that the plug-in's ad-blocking library names. Outlives the
   /// transaction.
   const Plugin *requests = nullptr;
+  /// The value of Content-Security-Policy; those of several lines with commas between them.
+  std::string security_policy{};
+  /// Hears which scripts the page pins; null: nobody. Outlives the transaction.
+  PinnedScripts *pinned = nullptr;
 };
 
 /// Outlives the processor that it is given to, and its sink outlives it.
@@ -95,6 +104,8 @@ class Transaction final : public HostOwned<IDataContext> {
   void SetCategories(CategorySet categories) noexcept { info_.categories = categories; }
   void ReportStopped(StopReason reason) noexcept { sink_.OnStopped(reason); }
   void ReportFinished(std::int64_t saved) noexcept { sink_.OnFinished({blocked_, saved}); }
+  /// Items so far.
+  std::uint64_t Blocked() const noexcept { return blocked_; }
 
   const char *GetProperty(std::int32_t property) noexcept override;
   const char *GetSetting(const char *name) noexcept override;
@@ -124,6 +135,21 @@ class Transaction final : public HostOwned<IDataContext> {
     HeldPart memory;
   };
 
+  /// What the page's own security policy and pinned scripts ask of the filter.
+  struct Protection final : HostOwned<IPageProtection> {
+    Protection(const TransactionInfo &info, TransactionSink &sink);
+    const char *ScriptNonce() noexcept override;
+    void OnScriptLeftOut(std::int32_t category) noexcept override { sink_.OnLeftOut(category); }
+    void OnSecurityPolicy(const char *policy) noexcept override;
+    void OnPinnedScript(const char *value, const char *url) noexcept override;
+
+   private:
+    const TransactionInfo &info_;
+    TransactionSink &sink_;
+    SecurityPolicy policy_;
+    std::optional<std::string> nonce_;
+  };
+
   /// The plug-in asks about each element that it would remove by address.
   class Review final : public HostOwned<IAdReview> {
    public:
@@ -147,6 +173,7 @@ class Transaction final : public HostOwned<IDataContext> {
   ICounted *OtherInterface(const Identifier &identifier) noexcept override {
     if (identifier == ID_TroubleListener) return &trouble_;
     if (identifier == ID_PageListener) return &page_;
+    if (identifier == ID_PageProtection) return &protection_;
     return identifier == ID_AdReview ? &review_ : nullptr;
   }
 
@@ -155,6 +182,7 @@ class Transaction final : public HostOwned<IDataContext> {
   Review review_{info_};
   TransactionSink &sink_;
   Page page_{sink_};
+  Protection protection_{info_, sink_};
   std::uint64_t blocked_ = 0;
 };
 

@@ -22,8 +22,9 @@ struct KindName {
 
 constexpr KindName KINDS[] = {
     {EventKind::BLOCKED, "blocked"}, {EventKind::FILTERED, "filtered"},
-    {EventKind::GUARDED, "guarded"}, {EventKind::STOPPED, "stopped"},
-    {EventKind::ERROR, "error"},     {EventKind::DROPPED, "dropped"},
+    {EventKind::GUARDED, "guarded"}, {EventKind::LEFT_OUT, "left-out"},
+    {EventKind::STOPPED, "stopped"}, {EventKind::ERROR, "error"},
+    {EventKind::DROPPED, "dropped"},
 };
 
 }  // namespace
@@ -99,6 +100,7 @@ std::string ToLine(const Event &event) {
       line["saved"] = event.saved;
       break;
     case EventKind::GUARDED:
+    case EventKind::LEFT_OUT:
       line["category"] = NameOfCategory(event.category);
       line["code"] = event.category;
       break;

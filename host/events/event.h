@@ -31,6 +31,8 @@ enum class EventKind {
   /// A page got the script that suppresses what the category says. What that comes to suppress
   /// happens in the browser and is not known here.
   GUARDED,
+  /// A page did not get it, or not to its end: its own security policy would not run it.
+  LEFT_OUT,
   /// Filtering or decoding of a body stopped before its end.
   STOPPED,
   /// Something else went wrong.

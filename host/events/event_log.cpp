@@ -134,10 +134,10 @@ void EventLog::AddStopped(std::string_view client, std::string_view url,
   });
 }
 
-void EventLog::AddGuarded(std::string_view client, std::string_view url,
-                          std::int32_t category) noexcept {
+void EventLog::AddScript(EventKind kind, std::string_view client, std::string_view url,
+                         std::int32_t category) noexcept {
   Add([&] {
-    Event event = MakeEvent(EventKind::GUARDED, client, url);
+    Event event = MakeEvent(kind, client, url);
     event.category = category;
     return event;
   });

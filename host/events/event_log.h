@@ -79,7 +79,9 @@ class EventLog {
   void AddFiltered(std::string_view client, std::string_view url,
                    const BodySaving &saving) noexcept;
   void AddStopped(std::string_view client, std::string_view url, StopReason reason) noexcept;
-  void AddGuarded(std::string_view client, std::string_view url, std::int32_t category) noexcept;
+  /// Of kind `GUARDED` or `LEFT_OUT`.
+  void AddScript(EventKind kind, std::string_view client, std::string_view url,
+                 std::int32_t category) noexcept;
   void AddError(std::string_view reason) noexcept;
 
   /// The file was renamed: it is opened anew under its name, at once and by the user that made the
@@ -178,7 +180,10 @@ class EventLogSink final : public TransactionSink {
     if (saving.items != 0) log_.AddFiltered(client_, url_, saving);
   }
   void OnGuarded(std::int32_t category) noexcept override {
-    log_.AddGuarded(client_, url_, category);
+    log_.AddScript(EventKind::GUARDED, client_, url_, category);
+  }
+  void OnLeftOut(std::int32_t category) noexcept override {
+    log_.AddScript(EventKind::LEFT_OUT, client_, url_, category);
   }
   void OnStopped(StopReason reason) noexcept override { log_.AddStopped(client_, url_, reason); }
 

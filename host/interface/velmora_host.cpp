@@ -120,6 +120,9 @@ class Sink final : public TransactionSink {
   void OnGuarded(std::int32_t category) noexcept override {
     if (log_) log_->OnGuarded(category);
   }
+  void OnLeftOut(std::int32_t category) noexcept override {
+    if (log_) log_->OnLeftOut(category);
+  }
   void OnStopped(StopReason reason) noexcept override {
     if (log_) log_->OnStopped(reason);
     velmora_event event = Event(VELMORA_EVENT_STOPPED);

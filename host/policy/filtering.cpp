@@ -92,7 +92,7 @@ Renewal::Renewal(std::shared_ptr<const Filtering> before, const FilterFiles &fil
     throw std::system_error(events->Trouble(), "event log " + policy.event_log->file.string());
   }
   after_ = std::make_shared<const Filtering>(
-      Filtering{std::move(policy), before_->plugin, std::move(events)});
+      Filtering{std::move(policy), before_->plugin, std::move(events), before_->pinned});
   if (is_log_kept && after_->events) after_->events->Reopen();
 }
 

@@ -37,6 +37,8 @@ struct Filtering {
   std::shared_ptr<const Plugin> plugin;
   /// Null: the policy asks for none.
   std::shared_ptr<EventLog> events;
+  /// Of all that came by since the start.
+  std::shared_ptr<PinnedScripts> pinned = std::make_shared<PinnedScripts>();
 };
 
 /// Reads the policy, opens its event log, and loads the plug-in with the policy's ad-blocking

@@ -22,6 +22,7 @@ FilteredResponse::FilteredResponse(std::shared_ptr<const Filtering> filtering, R
   security_policy_ = policy.SecurityPolicyFor(answer);
   // A part of a body cannot be judged, and its length must not change.
   if (!answer.IsFiltered() || !head.has_body || head.is_asked_for_part) return;
+  is_pinned_ = head.is_script_with_cors || filtering_->pinned->Contains(head.url);
   if (filtering_->events) events_.emplace(*filtering_->events, std::move(head.client), head.url);
   filter_.emplace(filtering_->plugin->CreateProcessor(),
                   TransactionInfo{.url = std::move(head.url),
@@ -29,7 +30,9 @@ FilteredResponse::FilteredResponse(std::shared_ptr<const Filtering> filtering, R
                                   .categories = answer.categories,
                                   .settings = std::move(answer.settings),
                                   .option_block = std::move(answer.option_block),
-                                  .requests = filtering_->plugin.get()},
+                                  .requests = filtering_->plugin.get(),
+                                  .security_policy = std::move(head.security_policy),
+                                  .pinned = filtering_->pinned.get()},
                   ResponseHeaders{.content_encoding = head.content_encoding,
                                   .accept_encoding = head.accept_encoding},
                   events_ ? static_cast<TransactionSink &>(*events_) : unheard, policy.responses);

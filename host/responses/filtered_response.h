@@ -22,8 +22,12 @@ struct ResponseHead {
   bool has_body = true;
   /// The answer's status is 206, and the request has a Range.
   bool is_asked_for_part = false;
+  /// The request is one for a script, with CORS.
+  bool is_script_with_cors = false;
   /// The values of all lines, with commas between them; none when there is no line.
   std::optional<std::string> content_type{};
+  /// Content-Security-Policy; empty when there is no line.
+  std::string security_policy{};
   std::string_view content_encoding{};
   /// Of the request.
   std::string_view accept_encoding{};
@@ -49,6 +53,10 @@ class FilteredResponse {
   Way TheWay() const noexcept { return way_; }
   /// Only with `FILTERED`.
   ResponseFilter &Filter() noexcept { return *filter_; }
+  /// A page that came by, or may have, has pinned this script: the adapter waits with the head
+  /// until the filter gives bytes or is at its end, and refuses the response when anything was
+  /// blocked.
+  bool IsPinned() const noexcept { return is_pinned_; }
   /// "gzip", or empty: what Content-Encoding the body has when it comes out of the filter.
   std::string_view SentCoding() const noexcept {
     return filter_ && filter_->SentCoding() == ContentCoding::GZIP ? "gzip" : "";
@@ -61,6 +69,7 @@ class FilteredResponse {
   std::optional<EventLogSink> events_;
   std::optional<ResponseFilter> filter_;
   Way way_ = Way::UNTOUCHED;
+  bool is_pinned_ = false;
   std::string_view security_policy_;
 };
 

@@ -9,5 +9,6 @@
 #include <velmora/identifier.h>
 #include <velmora/module.h>
 #include <velmora/page_listener.h>
+#include <velmora/page_protection.h>
 #include <velmora/status.h>
 #include <velmora/trouble_listener.h>

@@ -2,6 +2,7 @@
 
 #include <velmora/ad_review.h>
 #include <velmora/page_listener.h>
+#include <velmora/page_protection.h>
 #include <velmora/trouble_listener.h>
 
 #include "base/counted_pointer.h"
@@ -54,6 +55,32 @@ bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &
               const std::string &url) noexcept {
   const auto review = Extension<IAdReview>(context, ID_AdReview);
   return review && review->IsKept(tag.c_str(), value.c_str(), url.c_str()) != 0;
+}
+
+std::optional<std::string> ScriptNonce(IDataContext &context) {
+  const auto protection = Extension<IPageProtection>(context, ID_PageProtection);
+  if (!protection) return std::string();
+  const char *const nonce = protection->ScriptNonce();
+  return nonce == nullptr ? std::nullopt : std::optional<std::string>(nonce);
+}
+
+void TellScriptLeftOut(IDataContext &context, std::int32_t category) noexcept {
+  if (const auto protection = Extension<IPageProtection>(context, ID_PageProtection)) {
+    protection->OnScriptLeftOut(category);
+  }
+}
+
+void TellSecurityPolicy(IDataContext &context, const std::string &policy) noexcept {
+  if (const auto protection = Extension<IPageProtection>(context, ID_PageProtection)) {
+    protection->OnSecurityPolicy(policy.c_str());
+  }
+}
+
+void TellPinnedScript(IDataContext &context, const std::string &value,
+                      const std::string &url) noexcept {
+  if (const auto protection = Extension<IPageProtection>(context, ID_PageProtection)) {
+    protection->OnPinnedScript(value.c_str(), url.c_str());
+  }
 }
 
 }  // namespace velmora

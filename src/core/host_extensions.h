@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include <velmora/data_context.h>
@@ -20,5 +21,11 @@ void TellMemory(IDataContext &context, std::uint64_t bytes) noexcept;
 /// `IAdReview`: does an advertisement stay?
 bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &value,
               const std::string &url) noexcept;
+/// `IPageProtection`: what a script needs to be run that is put in here; none: it would not be run.
+std::optional<std::string> ScriptNonce(IDataContext &context);
+void TellScriptLeftOut(IDataContext &context, std::int32_t category) noexcept;
+void TellSecurityPolicy(IDataContext &context, const std::string &policy) noexcept;
+void TellPinnedScript(IDataContext &context, const std::string &value,
+                      const std::string &url) noexcept;
 
 }  // namespace velmora

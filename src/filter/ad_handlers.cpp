@@ -56,7 +56,8 @@ std::int32_t CImgHandler::WrapEventHandlers(CHTMLElement &element) const {
   for (const std::string_view event : PAGE_EVENTS) {
     std::string value;
     element.GetAttribute(event, value);
-    if (!value.empty()) change += element.SetAttribute(event, WrapEventHandler(value));
+    if (value.empty() || !filter().MayWrapHandlers()) continue;
+    change += element.SetAttribute(event, WrapEventHandler(value));
   }
   return change;
 }

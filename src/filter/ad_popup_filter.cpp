@@ -2,13 +2,14 @@
 
 #include <utility>
 
-#include "core/host_extensions.h"
+#include "core/settings.h"
 #include "core/strings.h"
 #include "filter/ad_handlers.h"
 #include "filter/base_handler.h"
 #include "filter/popup_handlers.h"
 #include "filter/popup_scripts.h"
 #include "filter/script_handler.h"
+#include "filter/security_policy_handler.h"
 
 namespace velmora {
 namespace {
@@ -43,6 +44,7 @@ CAdPopupFilter::CAdPopupFilter(IDataContext &context, const AdBlocking &ads,
   AddHandler<CHtmlHandler>("HTML");
   AddHandler<CIFrameHandler>("IFRAME");
   AddHandler<CImgHandler>("IMG");
+  AddHandler<CSecurityPolicyHandler>("META");
   AddHandler<CObjectHandler>("OBJECT");
   AddHandler<CParamHandler>("PARAM");
   AddHandler<CScriptHandler>("SCRIPT");
@@ -76,6 +78,11 @@ bool CAdPopupFilter::IsAdKept(const CHTMLElement &element, std::string_view valu
                            page_.MakeAbsolute(url));
 }
 
+void CAdPopupFilter::TellPinned(std::string_view value) {
+  const std::string_view address = AddressIn(value);
+  TellPinnedScript(context(), std::string(address), page_.MakeAbsolute(address));
+}
+
 bool CAdPopupFilter::IsAdSize(std::int32_t width, std::int32_t height) const noexcept {
   return ads_.CheckSize(page_.host().c_str(), width, height);
 }
@@ -94,7 +101,18 @@ void CAdPopupFilter::TellOfCurrentLink() {
 std::string CAdPopupFilter::TakePopupScript() {
   if (popup_script_taken_) return {};
   popup_script_taken_ = true;
+  is_guard_over_ = !ScriptNonce(context());
   return BuildPopupScript(context(), script_language_);
+}
+
+std::string CAdPopupFilter::TakeSecurityPolicy(const std::string &policy) {
+  const std::optional<std::string> nonce = ScriptNonce(context());
+  TellSecurityPolicy(context(), policy);
+  if (!IsPopupScriptTaken() || ScriptNonce(context())) return {};
+  is_guard_over_ = true;
+  std::string script = BuildRestoreScript(context(), nonce);
+  if (!script.empty()) TellScriptLeftOut(context(), CATEGORY_POPUPS);
+  return script;
 }
 
 }  // namespace velmora

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "core/ad_blocking.h"
+#include "core/host_extensions.h"
 #include "filter/page_url.h"
 #include "filter/script_handler_makers.h"
 #include "filter/script_language.h"
@@ -29,6 +30,8 @@ class CAdPopupFilter final : public CElementHandlerMap {
   /// an answer of exactly 1; `exempt` is set when the URL is expressly allowed. An empty value
   /// is not asked about.
   bool IsAdUrl(std::string_view value, std::string &reason, bool &exempt);
+  /// The page has pinned the script that a SRC attribute with that value names.
+  void TellPinned(std::string_view value);
   /// Does the host keep an element though that is one?
   bool IsAdKept(const CHTMLElement &element, std::string_view value);
   bool IsAdSize(std::int32_t width, std::int32_t height) const noexcept;
@@ -45,8 +48,14 @@ class CAdPopupFilter final : public CElementHandlerMap {
   /// The pop-up script, once a page: every later call gives an empty text. The first may too, when
   /// no category calls for the script.
   std::string TakePopupScript();
-  /// Has the page's one chance to get the pop-up script passed?
-  bool IsPopupScriptTaken() const noexcept { return popup_script_taken_; }
+  /// Does the page get the restoring script at its end: has its one chance to get the pop-up script
+  /// passed, and was nothing in the way of that?
+  bool IsPopupScriptTaken() const noexcept { return popup_script_taken_ && !is_guard_over_; }
+  /// The page has a security policy from here on. The restoring script, where this is the last
+  /// place at which it is run; else empty.
+  std::string TakeSecurityPolicy(const std::string &policy);
+  /// May event handlers call what the pop-up script defines?
+  bool MayWrapHandlers() { return ScriptNonce(context()).has_value(); }
 
   const ScriptHandlerMakers &script_handler_makers() const noexcept { return makers_; }
 
@@ -64,6 +73,7 @@ class CAdPopupFilter final : public CElementHandlerMap {
   const std::string *full_link_ = nullptr;
   ScriptLanguage script_language_ = ScriptLanguage::JAVASCRIPT;
   bool popup_script_taken_ = false;
+  bool is_guard_over_ = false;
 };
 
 }  // namespace velmora

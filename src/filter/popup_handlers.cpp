@@ -17,7 +17,9 @@ std::int32_t CBodyHandler::OnStartTag(CHTMLElement &element) {
     std::string value;
     if (!element.GetAttribute(event, value)) continue;
     has_event_handler = true;
-    if (blocks_popups_) change += element.SetAttribute(event, WrapEventHandler(value));
+    if (blocks_popups_ && filter().MayWrapHandlers()) {
+      change += element.SetAttribute(event, WrapEventHandler(value));
+    }
   }
   if (!has_event_handler) return change;
   const std::string script = filter().TakePopupScript();

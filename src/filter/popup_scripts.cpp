@@ -12,8 +12,8 @@ constexpr std::string_view VBSCRIPT_BLOCK =
     "</script>\n"
     "\n";
 
-constexpr std::string_view BLOCK_START =
-    "<script language=\"JavaScript\">\n"
+constexpr std::string_view SCRIPT_TAG = "<script language=\"JavaScript\"";
+constexpr std::string_view SCRIPT_BEGIN =
     "<!--\n"
     "\n";
 
@@ -50,15 +50,27 @@ constexpr std::string_view BEFORE_HANDLER =
     "\"var ZulTmpWinOpen = window.open; window.open = ZulWinOpen; ";
 constexpr std::string_view AFTER_HANDLER = "; window.open = ZulTmpWinOpen;\"";
 
+std::string BlockStart(const std::string &nonce) {
+  std::string start(SCRIPT_TAG);
+  if (!nonce.empty()) start.append(" nonce=\"").append(nonce).append("\"");
+  return start.append(">\n").append(SCRIPT_BEGIN);
+}
+
 }  // namespace
 
 std::string BuildPopupScript(IDataContext &context, ScriptLanguage page_language) {
   const bool swallow_errors = IsFeatureEnabled(context, CATEGORY_SCRIPT_ERRORS);
   const bool block_popups = IsFeatureEnabled(context, CATEGORY_POPUPS);
   if (!swallow_errors && !block_popups) return {};
+  const std::optional<std::string> nonce = ScriptNonce(context);
+  if (!nonce) {
+    if (swallow_errors) TellScriptLeftOut(context, CATEGORY_SCRIPT_ERRORS);
+    if (block_popups) TellScriptLeftOut(context, CATEGORY_POPUPS);
+    return {};
+  }
   std::string script = "\n";
   if (page_language == ScriptLanguage::VBSCRIPT) script += VBSCRIPT_BLOCK;
-  script += BLOCK_START;
+  script += BlockStart(*nonce);
   if (swallow_errors) {
     script += SWALLOW_ERRORS;
     TellScriptInserted(context, CATEGORY_SCRIPT_ERRORS);
@@ -72,9 +84,17 @@ std::string BuildPopupScript(IDataContext &context, ScriptLanguage page_language
 }
 
 std::string BuildRestoreScript(IDataContext &context) {
+  return BuildRestoreScript(context, ScriptNonce(context));
+}
+
+std::string BuildRestoreScript(IDataContext &context, const std::optional<std::string> &nonce) {
   if (!IsFeatureEnabled(context, CATEGORY_RESTORE_POPUPS)) return {};
+  if (!nonce) {
+    TellScriptLeftOut(context, CATEGORY_RESTORE_POPUPS);
+    return {};
+  }
   std::string script = "\n";
-  script.append(BLOCK_START).append(RESTORE_OPEN).append(BLOCK_END);
+  script.append(BlockStart(*nonce)).append(RESTORE_OPEN).append(BLOCK_END);
   return script;
 }
 

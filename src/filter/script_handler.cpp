@@ -73,7 +73,12 @@ std::int32_t CScriptHandler::OnFirstScript(CHTMLElement &script) {
 
 std::int32_t CScriptHandler::OnEndTag(CHTMLElement &element) {
   std::string src;
-  if (element.GetAttribute("src", src)) return IsAd(element) ? element.Remove() : 0;
+  if (element.GetAttribute("src", src)) {
+    if (IsAd(element)) return element.Remove();
+    std::string digest;
+    if (element.GetAttribute("integrity", digest)) filter().TellPinned(src);
+    return 0;
+  }
   const Declaration declared(element);
   return FilterText(element,
                     LanguageOf(declared.type, declared.language, filter().script_language()));

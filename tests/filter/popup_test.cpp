@@ -112,6 +112,75 @@ TEST(Popups, ScriptsGoWhereThePageNeedsThem) {
   for (const PageCase &c : cases) ExpectPage(c);
 }
 
+TEST(Popups, HeedWhatThePageProtectsItselfWith) {
+  using Told = std::vector<std::string>;
+  const std::string meta =
+      "<meta http-equiv=\"content-security-policy\" content=\"script-src 'self'\">";
+  const std::string policy = "policy script-src 'self'";
+  const struct {
+    const char *nonce;
+    const char *nonce_behind_meta;
+    std::string page;
+    std::string expected;
+    Told told;
+  } cases[] = {
+      // With the nonce that is asked for; without any where none is.
+      {"R4n+/=", "", "<html>[<script>1</script>]", "<html>[{P}<script>1</script>]{R}", {}},
+      {"", "", "<html><body onload=x>", "<html>{P}<body onload={w}x{o}>{R}", {}},
+      // Left out, with all that would call it.
+      {nullptr,
+       "",
+       "<html><script>1</script><body onload=x><img onload=y>",
+       "<html><script>1</script><body onload=x><img onload=y>",
+       {"left out 306", "left out 307"}},
+      {"",
+       nullptr,
+       "<html>" + meta + "<script>1</script>",
+       "<html>" + meta + "<script>1</script>",
+       {policy, "left out 306", "left out 307"}},
+      // window.open comes back before it no longer can.
+      {"",
+       nullptr,
+       "<html><script>1</script>" + meta + "<body onload=x></html>",
+       "<html>{P}<script>1</script>{R}" + meta + "<body onload=x></html>",
+       {policy, "left out 307"}},
+      {"N",
+       "N",
+       "<html><script>1</script>" + meta,
+       "<html>{P}<script>1</script>" + meta + "{R}",
+       {policy}},
+      // Other METAs are none, nor are scripts that nothing pins.
+      {"",
+       nullptr,
+       "<meta http-equiv=refresh content=1><script src=a></script>",
+       "<meta http-equiv=refresh content=1>{P}<script src=a></script>",
+       {}},
+      {"",
+       "",
+       "<script src='/a.js' integrity=\"sha384-x\"></script>",
+       "{P}<script src='/a.js' integrity=\"sha384-x\"></script>",
+       {"pinned /a.js http://www.example.com/a.js"}},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.page);
+    FakePageProtection protection;
+    protection.nonce = c.nonce;
+    protection.nonce_behind_meta = c.nonce_behind_meta;
+    FilterRun run({306, 307, 308});
+    run.context.protection = &protection;
+    std::string expected = Fill(c.expected, ScriptOf(std::string(ERROR_LINES) + POPUP_LINES));
+    if (c.nonce != nullptr && *c.nonce != '\0') {
+      const std::string_view tag = "<script language=\"JavaScript\"";
+      for (std::size_t at = 0; (at = expected.find(tag, at)) != expected.npos;) {
+        at += tag.size();
+        expected.insert(at, std::string(" nonce=\"") + c.nonce + "\"");
+      }
+    }
+    EXPECT_EQ(run.Page({c.page}), expected);
+    EXPECT_EQ(protection.told, c.told);
+  }
+}
+
 TEST(Popups, LogTheElementsThatTheScriptGoesAround) {
   const LogRecorder log;
   FilterRun run({300, 301, 307});

@@ -39,11 +39,36 @@ class FakeTroubleListener final : public FakeObject<ITroubleListener> {
   int misread = 0;
 };
 
+/// A page's security policy that asks for a nonce until it has another.
+class FakePageProtection final : public FakeObject<IPageProtection> {
+ public:
+  const char *ScriptNonce() noexcept override { return nonce; }
+  void OnScriptLeftOut(std::int32_t category) noexcept override {
+    told.push_back("left out " + std::to_string(category));
+  }
+  void OnSecurityPolicy(const char *policy) noexcept override {
+    told.push_back(std::string("policy ") + policy);
+    nonce = nonce_behind_meta;
+  }
+  void OnPinnedScript(const char *value, const char *address) noexcept override {
+    told.push_back(std::string("pinned ") + value + " " + address);
+  }
+
+  const char *nonce = nullptr;
+  const char *nonce_behind_meta = nullptr;
+  std::vector<std::string> told;
+};
+
 class FakeContext final : public FakeObject<IDataContext> {
  public:
   FakeContext() { references = 0; }
 
   Status QueryInterface(const Identifier *identifier, void **output) noexcept override {
+    if (protection != nullptr && *identifier == ID_PageProtection) {
+      protection->AddRef();
+      *output = static_cast<IPageProtection *>(protection);
+      return RESULT_OK;
+    }
     if (!listens || *identifier != ID_TroubleListener) return RESULT_NO_INTERFACE;
     listener.AddRef();
     *output = static_cast<ITroubleListener *>(&listener);
@@ -74,6 +99,8 @@ class FakeContext final : public FakeObject<IDataContext> {
 
   /// Does the host want to hear of trouble?
   bool listens = false;
+  /// Null: it knows nothing of what protects a page.
+  FakePageProtection *protection = nullptr;
   FakeTroubleListener listener;
 
   std::optional<std::string> url = "http://www.example.com/dir/page.html";
