@@ -79,8 +79,8 @@ bool CAdPopupFilter::IsAdKept(const CHTMLElement &element, std::string_view valu
 }
 
 void CAdPopupFilter::TellPinned(std::string_view value) {
-  const std::string_view address = AddressIn(value);
-  TellPinnedScript(context(), std::string(address), page_.MakeAbsolute(address));
+  const std::string_view url = UrlIn(value);
+  TellPinnedScript(context(), std::string(url), page_.MakeAbsolute(url));
 }
 
 bool CAdPopupFilter::IsAdSize(std::int32_t width, std::int32_t height) const noexcept {
