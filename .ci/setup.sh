@@ -11,8 +11,15 @@ needed_packages="libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libfmt-
   libpsl-dev libidn2-dev libcurl4-openssl-dev zlib1g-dev libbrotli-dev libzstd-dev nlohmann-json3-dev
   libtomlplusplus-dev libecap3-dev ca-certificates webext-ublock-origin-firefox"
 
+# The other engine.
+need_traffic_server() {
+  needed_commands+=" traffic_manager:trafficserver"
+  needed_packages+=" trafficserver-dev libhttp-parser-dev"
+}
+
 # What the tests need besides: a browser, and compressors of another make.
 need_what_tests_need() {
+  need_traffic_server
   needed_commands+=" brotli:brotli zstd:zstd chromium:chromium chromedriver:chromium-driver"
   needed_packages+=" python3-selenium libnss3-tools"
 }

@@ -3,7 +3,7 @@
 set(plugin_dir ${CMAKE_INSTALL_LIBDIR}/velmora)
 
 # An adapter or library that is left out of the build is left out here.
-foreach(library IN ITEMS velmora vexlar ecap_velmora)
+foreach(library IN ITEMS velmora vexlar ecap_velmora trafficserver_velmora)
   if(TARGET ${library})
     install(TARGETS ${library} LIBRARY DESTINATION ${plugin_dir})
   endif()

@@ -22,7 +22,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools" / "proxy"))
 
 from proxy import CATEGORIES  # noqa: E402
-from squid import Squid, User, free_port, is_listening  # noqa: E402
+from engine import User, free_port, is_listening  # noqa: E402
+from squid import Squid  # noqa: E402
 
 TICKS = os.sysconf("SC_CLK_TCK")
 

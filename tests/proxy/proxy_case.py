@@ -1,4 +1,7 @@
-"""ProxyCase: a test with an origin, a Squid with the adapter between, and curl in front."""
+"""ProxyCase: a test with an origin, an engine with its adapter between, and curl in front.
+
+The engine is Squid, or Traffic Server where the environment's VELMORA_ENGINE says "trafficserver".
+"""
 
 import os
 import pathlib
@@ -14,7 +17,10 @@ sys.path.insert(0, str(ROOT / "tools" / "proxy"))
 import events  # noqa: E402
 from origin import Origin, Page  # noqa: E402, F401
 from squid import Squid  # noqa: E402
+from traffic_server import TrafficServer  # noqa: E402
 
+IS_SQUID = os.environ.get("VELMORA_ENGINE", "squid") == "squid"
+ENGINE = Squid if IS_SQUID else TrafficServer
 MODULES = pathlib.Path(os.environ.get("VELMORA_MODULES", ROOT / "build" / "release"))
 # The lists of a policy.
 ADS = '\n[ads]\nlists = "ads.txt"\n'
@@ -63,7 +69,7 @@ class ProxyCase(unittest.TestCase):
 
     @classmethod
     def make_squid(cls, **options):
-        return Squid(pathlib.Path(cls.folder.name, "squid"), cls.modules, cls.policy, **options)
+        return ENGINE(pathlib.Path(cls.folder.name, "squid"), cls.modules, cls.policy, **options)
 
     @classmethod
     def tearDownClass(cls):

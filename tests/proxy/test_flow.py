@@ -8,7 +8,7 @@ import time
 import unittest
 import zlib
 
-from proxy_case import ADS, ProxyCase
+from proxy_case import ADS, IS_SQUID, ProxyCase
 
 SCRIPT = b"<script>alert(1)</script>"
 MIB = 1 << 20
@@ -83,7 +83,25 @@ class Flow(ProxyCase):
         self.origin.pages["/broken"] = with_length
         answer = self.fetch("/broken")
         self.assertNotEqual(answer.code, 0, "the client is told that bytes are missing")
-        self.assertEqual(answer.body, b"<p>first</p>", "half a script does not go on")
+        # Traffic Server has perhaps not begun to send.
+        self.assertTrue(b"<p>first</p>".startswith(answer.body), "half a script does not go on")
+
+    @unittest.skipIf(IS_SQUID, "Squid takes it for whole")
+    def test_an_origin_that_goes_away_in_mid_chunk(self):
+        def in_chunks(handler):
+            handler.send_response(200)
+            handler.send_header("Content-Type", "text/html")
+            handler.send_header("Transfer-Encoding", "chunked")
+            handler.end_headers()
+            handler.wfile.write(b"1000\r\n<p>first</p><script>half")
+            handler.connection.shutdown(socket.SHUT_RDWR)
+
+        self.origin.pages["/broken"] = in_chunks
+        begin = time.monotonic()
+        answer = self.fetch("/broken")
+        self.assertLess(time.monotonic() - begin, 20, "a time-out was waited for")
+        self.assertNotEqual(answer.code, 0, "the client is told that bytes are missing")
+        self.assertNotIn(b"half", answer.body)
 
     def test_a_slow_reader_slows_the_origin(self):
         sent = 0
@@ -124,7 +142,8 @@ class Trouble(ProxyCase):
         page = b"<p>page</p>" * 1000
         self.serve("/truncated", gzip.compress(page)[:-4], Content_Encoding="gzip")
         answer = self.fetch("/truncated")
-        self.assertEqual(answer.code != 0, self.breaks_off)
+        # What nothing was sent of yet can still get another status.
+        self.assertEqual(answer.code != 0 or answer.status == 502, self.breaks_off)
         if not self.breaks_off:
             self.assertEqual(answer.body, page)
         reasons = [event.get("reason") for event in self.events_of("/truncated")]
@@ -134,7 +153,7 @@ class Trouble(ProxyCase):
         self.serve("/unknown", SCRIPT, Content_Encoding="compress")
         answer = self.fetch("/unknown")
         if self.breaks_off:
-            self.assertEqual(answer.status, 403)
+            self.assertEqual(answer.status, 403 if IS_SQUID else 502)
             self.assertNotIn(b"alert", answer.body)
         else:
             self.assertEqual(answer.body, SCRIPT)

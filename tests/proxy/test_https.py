@@ -9,8 +9,8 @@ import unittest
 
 from certificates import Certificate
 from origin import Origin, Page
-from proxy_case import Answer, ProxyCase
-from squid import ProxyError, User
+from proxy_case import ENGINE, Answer, ProxyCase
+from engine import ProxyError, User
 from tls_origin import TlsOrigin, hosts_line
 
 SCRIPT = b"<script>alert(1)</script>"
@@ -58,7 +58,7 @@ splice = ["a.spliced.example", "spliced.example"]
     @classmethod
     def make_squid(cls, **options):
         trusted = f"tls_outgoing_options cafile={cls.root.file}\n"
-        names = hosts_line(cls.folder.name, cls.certificates)
+        names = hosts_line(ENGINE, cls.folder.name, cls.certificates)
         return super().make_squid(extra=trusted + names, **options)
 
     def get(self, *options, name=None, trust=None):

@@ -10,7 +10,7 @@ import unittest
 
 from certificates import Certificate
 from origin import Page
-from proxy_case import ADS, MODULES, Answer, ProxyCase, events
+from proxy_case import ADS, ENGINE, IS_SQUID, MODULES, Answer, ProxyCase, events
 from tls_origin import TlsOrigin, hosts_line
 
 LISTS = """\
@@ -92,7 +92,7 @@ allow = "ads"
 
     @classmethod
     def make_squid(cls, **options):
-        return super().make_squid(extra=hosts_line(cls.folder.name, NAMES), **options)
+        return super().make_squid(extra=hosts_line(ENGINE, cls.folder.name, NAMES), **options)
 
     @classmethod
     def setUpClass(cls):
@@ -117,7 +117,7 @@ allow = "ads"
                 answer = self.ask(place, headers)
                 found = (answer.code, answer.status, answer.headers["content-type"])
                 self.assertEqual(found, (0, status, content_type))
-                self.assertTrue(answer.body.startswith(body) if body else answer.body == b"")
+                self.assertTrue(answer.body.startswith(body) if body else answer.body.strip() == b"")
                 is_made = body == b"from the origin"
                 self.assertEqual(len(self.origin.requests), is_made)
                 self.assertEqual("x-velmora" in answer.headers, not is_made)
@@ -209,6 +209,7 @@ allow = "ads"
             self.assertNotIn("<script", page)
             self.assertRegex(page, "velmora why [0-9a-z]{10}</code>.*velmora allow doc.example</code>")
 
+    @unittest.skipUnless(IS_SQUID, "Traffic Server closes those on which it answered itself")
     def test_connections_are_kept(self):
         urls = [self.address(f"ads.example/{i}.gif") for i in range(8)]
         nowhere = ["-o", "/dev/null"] * len(urls)
@@ -223,7 +224,7 @@ allow = "ads"
                 head = self.ask(host, headers, "--head")
                 self.assertEqual((head.code, head.body), (0, b""))
                 post = self.ask(host, headers, "-d", "x" * 100_000)
-                self.assertEqual((post.code, post.status, post.body), (0, 403, b""))
+                self.assertEqual((post.code, post.status, post.body.strip()), (0, 403, b""))
         self.assertIn("x-velmora", post.headers)
 
     def test_a_client_that_breaks_off_what_it_sends_kills_no_worker(self):
@@ -269,7 +270,7 @@ class RequestsInTunnels(ProxyCase):
 
     @classmethod
     def make_squid(cls, **options):
-        extra = f"tls_outgoing_options cafile={cls.root.file}\n" + hosts_line(cls.folder.name, NAMES)
+        extra = f"tls_outgoing_options cafile={cls.root.file}\n" + hosts_line(ENGINE, cls.folder.name, NAMES)
         return super().make_squid(https=True, extra=extra, **options)
 
     def address(self, place):
@@ -292,7 +293,7 @@ class RequestsInTunnels(ProxyCase):
                 answer = self.ask(place, headers, "-k", "--http1.1", "--suppress-connect-headers")
                 found = (answer.code, answer.status, answer.headers["content-type"])
                 self.assertEqual(found, (0, status, content_type))
-                self.assertTrue(answer.body.startswith(body) if body else answer.body == b"")
+                self.assertTrue(answer.body.startswith(body) if body else answer.body.strip() == b"")
                 self.assertEqual(len(self.origin.requests), body == b"from the origin")
 
 

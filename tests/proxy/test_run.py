@@ -15,7 +15,8 @@ import unittest
 
 from proxy_case import MODULES, ROOT, ProxyCase
 import proxy
-from squid import Squid, free_port, is_listening
+from engine import free_port, is_listening
+from squid import Squid
 
 PROGRAMS = ROOT / "tools" / "proxy"
 
@@ -79,6 +80,14 @@ class Run(unittest.TestCase):
                 self.assertFalse(is_listening(port))
                 self.assertEqual(self.end(proxy, number), "")
                 self.assertFalse(is_listening(port, ipaddress.ip_address("127.0.0.2")))
+
+    @unittest.skipUnless((MODULES / "trafficserver_velmora.so").exists(), "not built")
+    def test_the_other_engine(self):
+        port = free_port()
+        proxy = self.start("--engine", "trafficserver", "--port", str(port))
+        self.assertIn(str(port), proxy.stdout.readline())
+        self.assertEqual(self.end(proxy), "")
+        self.assertEqual(leftovers(ROOT / "build" / "proxy" / "runroot.yaml"), [])
 
     def test_a_changed_policy_is_read_and_earlier_events_are_kept(self):
         with tempfile.TemporaryDirectory() as folder:

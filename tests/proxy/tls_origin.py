@@ -29,8 +29,8 @@ class TlsOrigin(Origin):
         return f"https://{name or self.name}:{self.server_port}{path}"
 
 
-def hosts_line(folder, names):
-    """Squid's configuration for names that only the tests know; no other is looked up."""
+def hosts_line(engine, folder, names):
+    """An engine's configuration for names that only the tests know; no other is looked up."""
     file = pathlib.Path(folder, "hosts")
     file.write_text(f"127.0.0.1 localhost {' '.join(names)}\n")
-    return f"hosts_file {file}\ndns_nameservers 127.0.0.1\n"
+    return engine.HOSTS.format(file=file)

@@ -10,7 +10,8 @@ import sys
 import time
 
 import events
-from squid import ProxyError, Squid, free_port, is_listening
+from engine import ProxyError, free_port, is_listening
+from squid import Squid
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLES = ROOT / "examples"

@@ -9,7 +9,9 @@ import sys
 import tomllib
 
 import events
-from squid import LOOPBACK, ProxyError, Squid
+from engine import LOOPBACK, ProxyError
+from squid import Squid
+from traffic_server import TrafficServer
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
@@ -64,6 +66,12 @@ def parse_arguments():
         "(examples: docs/policy.md)",
     )
     parser.add_argument(
+        "--engine",
+        choices=("squid", "trafficserver"),
+        default="squid",
+        help="the proxy that Velmora works in (default: %(default)s)",
+    )
+    parser.add_argument(
         "--https",
         action="store_true",
         help="look into encrypted traffic, for clients that trust the proxy's own certificate",
@@ -73,7 +81,7 @@ def parse_arguments():
         type=count,
         default=1,
         metavar="N",
-        help="processes that share the work (default: %(default)s)",
+        help="processes, or threads of Traffic Server, that share the work (default: %(default)s)",
     )
     parser.add_argument(
         "--modules",
@@ -81,7 +89,22 @@ def parse_arguments():
         metavar="DIR",
         help="folder with the built libraries (default: build/release)",
     )
-    return parser.parse_args()
+    options = parser.parse_args()
+    if options.https and options.engine != "squid":
+        parser.error("--https is for Squid alone so far")
+    return options
+
+
+def make_engine(options):
+    shared = (
+        ROOT / "build" / "proxy",
+        options.modules,
+        options.policy or f"[filter]\nblock = {json.dumps(options.block)}\n",
+    )
+    where = {"port": options.port, "address": options.listen}
+    if options.engine == "trafficserver":
+        return TrafficServer(*shared, threads=options.workers, **where)
+    return Squid(*shared, https=options.https, workers=options.workers, **where)
 
 
 class Watched:
@@ -144,32 +167,32 @@ class WatchedPolicy:
         return changed
 
 
-def say_hello(squid, options):
+def say_hello(engine, options):
     if not options.listen.is_loopback:
         print(
-            f"WARNING: open to whoever reaches {squid.shown_address}: they browse in this machine's "
+            f"WARNING: open to whoever reaches {engine.shown_address}: they browse in this machine's "
             "name, and see what it sees of its networks.",
             file=sys.stderr,
         )
     if options.https:
-        print(f"Proxy for HTTP and HTTPS on {squid.shown_address}.")
-        print(squid.interception.authority.how_to_trust())
+        print(f"Proxy for HTTP and HTTPS on {engine.shown_address}.")
+        print(engine.interception.authority.how_to_trust())
     else:
-        print(f"Proxy for HTTP on {squid.shown_address}; encrypted traffic passes as it is.")
+        print(f"Proxy for HTTP on {engine.shown_address}; encrypted traffic passes as it is.")
     print(f"Blocking {options.policy or options.block}")
-    print(f"Its files: {squid.folder}   Ctrl-C stops it.", flush=True)
+    print(f"Its files: {engine.folder}   Ctrl-C stops it.", flush=True)
 
 
-def serve(squid, policy):
+def serve(engine, policy):
     """Shows what happens, until something stops it."""
-    for event in events.follow(squid.events):
+    for event in events.follow(engine.events):
         if event is not None:
             print(events.line(event), flush=True)
-        elif squid.process.poll() is not None:
-            raise ProxyError("the proxy has ended:\n" + squid.complaints())
+        elif engine.process.poll() is not None:
+            raise ProxyError("the proxy has ended:\n" + engine.complaints())
         elif policy and (changed := policy.changed()):
             print(f"{changed} has changed: it is read again.", flush=True)
-            squid.reconfigure()
+            engine.reconfigure()
         else:
             events.wait()
 
@@ -180,18 +203,10 @@ def main():
         signal.signal(number, stop)
     try:
         policy = WatchedPolicy(options.policy) if options.policy else None
-        squid = Squid(
-            ROOT / "build" / "proxy",
-            options.modules,
-            options.policy or f"[filter]\nblock = {json.dumps(options.block)}\n",
-            port=options.port,
-            https=options.https,
-            workers=options.workers,
-            address=options.listen,
-        )
-        with squid:
-            say_hello(squid, options)
-            serve(squid, policy)
+        engine = make_engine(options)
+        with engine:
+            say_hello(engine, options)
+            serve(engine, policy)
     except KeyboardInterrupt:
         print("\nStopped.")
     except ProxyError as error:

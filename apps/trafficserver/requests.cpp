@@ -1,0 +1,98 @@
+#include "trafficserver/requests.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "host/requests/request_head.h"
+#include "host/requests/request_judge.h"
+#include "trafficserver/client.h"
+#include "trafficserver/counters.h"
+#include "trafficserver/message.h"
+
+namespace velmora::trafficserver {
+namespace {
+
+using Header = std::pair<std::string_view, std::string>;
+
+/// Gives the answer that Traffic Server makes of the body its status and headers.
+int OnAnswer(TSCont continuation, TSEvent event, void *data) noexcept {
+  const auto transaction = static_cast<TSHttpTxn>(data);
+  auto *const answer = static_cast<host::BlockedAnswer *>(TSContDataGet(continuation));
+  if (event == TS_EVENT_HTTP_SEND_RESPONSE_HDR) {
+    Message head(transaction, TSHttpTxnClientRespGet);
+    if (head) {
+      head.SetStatus(answer->status, answer->reason);
+      for (const auto &[name, value] : answer->headers) {
+        head.Remove(name);
+        head.Add(name, value);
+      }
+    }
+  } else {
+    delete answer;
+    TSContDestroy(continuation);
+  }
+  TSHttpTxnReenable(transaction, TS_EVENT_HTTP_CONTINUE);
+  return 0;
+}
+
+void Answer(TSHttpTxn transaction, host::BlockedAnswer answer) {
+  // An empty body would be taken for none, and replaced by a page of Traffic Server's own.
+  const std::string_view body = answer.body.empty() ? std::string_view("\n") : answer.body;
+  auto *const copy = static_cast<char *>(TSmalloc(body.size()));
+  std::memcpy(copy, body.data(), body.size());
+  // Traffic Server sets it last of all, above what `OnAnswer` says.
+  const auto type = std::ranges::find(answer.headers, "Content-Type", &Header::first);
+  char *const shown = type == answer.headers.end() ? nullptr : TSstrdup(type->second.c_str());
+  TSHttpTxnErrorBodySet(transaction, copy, body.size(), shown);
+  TSHttpTxnStatusSet(transaction, static_cast<TSHttpStatus>(answer.status));
+  auto kept = std::make_unique<host::BlockedAnswer>(std::move(answer));
+  const TSCont continuation = TSContCreate(OnAnswer, nullptr);
+  TSContDataSet(continuation, kept.release());
+  TSHttpTxnHookAdd(transaction, TS_HTTP_SEND_RESPONSE_HDR_HOOK, continuation);
+  TSHttpTxnHookAdd(transaction, TS_HTTP_TXN_CLOSE_HOOK, continuation);
+}
+
+bool HasBody(const Message &request) noexcept {
+  const std::string_view length = request.Value("Content-Length");
+  return (!length.empty() && length != "0") || request.Has("Transfer-Encoding");
+}
+
+std::optional<host::BlockedAnswer> Judge(const host::Filtering &filtering, TSHttpTxn transaction) {
+  const Message request(transaction, TSHttpTxnClientReqGet);
+  if (!request) return std::nullopt;
+  host::RequestHead head;
+  head.method = request.Method();
+  const std::string url =
+      head.method == TS_HTTP_METHOD_CONNECT ? request.Authority() : Url(transaction);
+  const std::string client = Client(transaction);
+  head.url = url;
+  head.client = client;
+  head.has_body = HasBody(request);
+  for (const host::RequestHeader &header : host::REQUEST_HEADERS) {
+    head.*header.value = request.Value(header.name);
+  }
+  return host::JudgeRequest(filtering, head);
+}
+
+}  // namespace
+
+TSEvent JudgeRequest(const host::Filtering &filtering, TSHttpTxn transaction) noexcept {
+  try {
+    Count(Counter::REQUESTS_JUDGED);
+    std::optional<host::BlockedAnswer> answer = Judge(filtering, transaction);
+    if (!answer) return TS_EVENT_HTTP_CONTINUE;
+    Answer(transaction, std::move(*answer));
+    Count(Counter::REQUESTS_BLOCKED);
+    return TS_EVENT_HTTP_ERROR;
+  } catch (...) {
+    // What cannot be judged goes on.
+    return TS_EVENT_HTTP_CONTINUE;
+  }
+}
+
+}  // namespace velmora::trafficserver

@@ -1,0 +1,146 @@
+#include "trafficserver/responses.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "host/responses/filtered_response.h"
+#include "host/web/stale_headers.h"
+#include "trafficserver/client.h"
+#include "trafficserver/counters.h"
+#include "trafficserver/message.h"
+#include "trafficserver/transformation.h"
+
+namespace velmora::trafficserver {
+namespace {
+
+constexpr int NO_CONTENT = 204;
+constexpr int PARTIAL_CONTENT = 206;
+constexpr int NOT_MODIFIED = 304;
+/// More than there ever is.
+constexpr std::string_view NO_LENGTH = "1000000000000000000";
+
+/// What the head is to be changed in when it goes to the client. The texts are literals.
+struct HeadChanges {
+  bool is_filtered = false;
+  std::string_view coding;
+  std::string_view security_policy;
+};
+
+void Apply(const HeadChanges &changes, Message &head) noexcept {
+  if (changes.is_filtered) {
+    for (const char *const name : host::STALE_HEADERS) head.Remove(name);
+  }
+  if (!changes.coding.empty()) head.Add("Content-Encoding", changes.coding);
+  if (!changes.security_policy.empty()) {
+    head.Add("Content-Security-Policy", changes.security_policy);
+  }
+}
+
+int OnSend(TSCont continuation, TSEvent event, void *data) noexcept {
+  const auto transaction = static_cast<TSHttpTxn>(data);
+  auto *const changes = static_cast<HeadChanges *>(TSContDataGet(continuation));
+  if (event == TS_EVENT_HTTP_SEND_RESPONSE_HDR) {
+    Message head(transaction, TSHttpTxnClientRespGet);
+    if (head) Apply(*changes, head);
+  } else {
+    delete changes;
+    TSContDestroy(continuation);
+  }
+  TSHttpTxnReenable(transaction, TS_EVENT_HTTP_CONTINUE);
+  return 0;
+}
+
+void ChangeHead(TSHttpTxn transaction, HeadChanges changes) {
+  auto kept = std::make_unique<HeadChanges>(changes);
+  const TSCont continuation = TSContCreate(OnSend, nullptr);
+  TSContDataSet(continuation, kept.release());
+  TSHttpTxnHookAdd(transaction, TS_HTTP_SEND_RESPONSE_HDR_HOOK, continuation);
+  TSHttpTxnHookAdd(transaction, TS_HTTP_TXN_CLOSE_HOOK, continuation);
+}
+
+/// Hides from Traffic Server that the body is in chunks: it takes a length to be told, and has the
+/// body end before that. Not where the cache keeps what comes.
+Transformation::Body HideChunks(TSHttpTxn transaction, Message &response) noexcept {
+  TSMgmtInt has_cache = 1;
+  TSHttpTxnConfigIntGet(transaction, TS_CONFIG_HTTP_CACHE_HTTP, &has_cache);
+  if (has_cache != 0 || response.Value("Transfer-Encoding") != "chunked") {
+    return Transformation::Body::PLAIN;
+  }
+  response.Remove("Transfer-Encoding");
+  response.Remove("Content-Length");
+  response.Add("Content-Length", NO_LENGTH);
+  return Transformation::Body::CHUNKED;
+}
+
+TSEvent Begin(const std::shared_ptr<const host::Filtering> &filtering, TSHttpTxn transaction,
+              Message &response) {
+  using Way = host::FilteredResponse::Way;
+  const Message request(transaction, TSHttpTxnClientReqGet);
+  if (!request || request.Method() == TS_HTTP_METHOD_CONNECT) return TS_EVENT_HTTP_CONTINUE;
+  Count(Counter::RESPONSES);
+  const int status = response.Status();
+  const bool has_body = request.Method() != TS_HTTP_METHOD_HEAD && status >= 200 &&
+                        status != NO_CONTENT && status != NOT_MODIFIED;
+  auto decided = std::make_unique<host::FilteredResponse>(
+      filtering,
+      host::ResponseHead{.url = Url(transaction),
+                         .client = Client(transaction),
+                         .has_body = has_body,
+                         .is_asked_for_part = status == PARTIAL_CONTENT && request.Has("Range"),
+                         .content_type = response.Joined("Content-Type"),
+                         .content_encoding = response.Value("Content-Encoding"),
+                         .accept_encoding = request.Value("Accept-Encoding")});
+  if (decided->TheWay() == Way::REFUSED) {
+    Count(Counter::RESPONSES_REFUSED);
+    TSHttpTxnStatusSet(transaction, TS_HTTP_STATUS_BAD_GATEWAY);
+    return TS_EVENT_HTTP_ERROR;
+  }
+  const bool is_filtered = decided->TheWay() == Way::FILTERED;
+  if (is_filtered || !decided->SecurityPolicy().empty()) {
+    ChangeHead(transaction, {.is_filtered = is_filtered,
+                             .coding = decided->SentCoding(),
+                             .security_policy = decided->SecurityPolicy()});
+  }
+  if (is_filtered) {
+    Count(Counter::RESPONSES_FILTERED);
+    Transformation::Add(transaction, std::move(decided), HideChunks(transaction, response));
+  }
+  return TS_EVENT_HTTP_CONTINUE;
+}
+
+TSEvent BeginFromOrigin(const std::shared_ptr<const host::Filtering> &filtering,
+                        TSHttpTxn transaction) {
+  Message response(transaction, TSHttpTxnServerRespGet);
+  if (!response) return TS_EVENT_HTTP_CONTINUE;
+  if (response.Status() == NOT_MODIFIED) {
+    // What the cache has is still good, and goes to who has nothing yet.
+    Message cached(transaction, TSHttpTxnCachedRespGet);
+    if (cached) return Begin(filtering, transaction, cached);
+  }
+  return Begin(filtering, transaction, response);
+}
+
+TSEvent BeginFromCache(const std::shared_ptr<const host::Filtering> &filtering,
+                       TSHttpTxn transaction) {
+  int status = TS_CACHE_LOOKUP_MISS;
+  TSHttpTxnCacheLookupStatusGet(transaction, &status);
+  // What is stale is decided about when its origin has spoken.
+  if (status != TS_CACHE_LOOKUP_HIT_FRESH) return TS_EVENT_HTTP_CONTINUE;
+  Message cached(transaction, TSHttpTxnCachedRespGet);
+  return cached ? Begin(filtering, transaction, cached) : TS_EVENT_HTTP_CONTINUE;
+}
+
+}  // namespace
+
+TSEvent BeginResponse(const std::shared_ptr<const host::Filtering> &filtering,
+                      TSHttpTxn transaction, Source source) noexcept {
+  try {
+    return source == Source::ORIGIN ? BeginFromOrigin(filtering, transaction)
+                                    : BeginFromCache(filtering, transaction);
+  } catch (...) {
+    return host::MayPass(*filtering) ? TS_EVENT_HTTP_CONTINUE : TS_EVENT_HTTP_ERROR;
+  }
+}
+
+}  // namespace velmora::trafficserver

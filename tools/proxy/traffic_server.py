@@ -1,0 +1,149 @@
+"""Traffic Server with its adapter."""
+
+import pathlib
+import shutil
+import socket
+import subprocess
+
+from engine import LOOPBACK, Engine
+
+MANAGER = "/usr/bin/traffic_manager"
+SETTINGS = pathlib.Path("/etc/trafficserver")
+
+# Where everything is; the engine's own programs and plug-ins stay where they are.
+LAYOUT = """\
+prefix: {folder}
+exec_prefix: {folder}
+bindir: /usr/bin
+sbindir: /usr/bin
+sysconfdir: {folder}/etc
+datadir: {folder}/cache
+includedir: /usr/include
+libdir: /usr/lib/trafficserver
+libexecdir: /usr/lib/trafficserver/modules
+localstatedir: {folder}/run
+runtimedir: {folder}/run
+logdir: {folder}/log
+cachedir: {folder}/cache
+"""
+
+RECORDS = """\
+http.server_ports STRING {port}:ip-in={host}
+reverse_proxy.enabled INT 0
+url_remap.remap_required INT 0
+http.cache.http INT {has_cache}
+http.chunking.size INT 65536
+http.connect_ports STRING *
+http.insert_response_via_str INT 0
+http.response_server_enabled INT 0
+http.negative_caching_enabled INT 0
+http.parent_proxy.self_detect INT 0
+net.sock_recv_buffer_size_out INT 262144
+net.sock_send_buffer_size_in INT 262144
+hostdb.host_file.path STRING /etc/hosts
+exec_thread.autoconfig INT 0
+exec_thread.limit INT {threads}
+admin.user_id STRING #-1
+dns.search_default_domains INT 0
+diags.logfile.rolling_enabled INT 0
+"""
+
+ALLOWED = """\
+ip_allow:
+  - apply: in
+    ip_addrs: {clients}
+    action: allow
+    methods: ALL
+"""
+
+
+class TrafficServer(Engine):
+    """As an engine; `adapter` stands for another plug-in and its words. With `cache` it keeps the
+    originals of what goes through. Lines of records.config in `extra` come after all others.
+    """
+
+    adapter = "trafficserver_velmora.so"
+    log_name = "diags.log"
+    pid_name = "run/server.lock"
+    # Names are looked up in a file alone.
+    HOSTS = "hostdb.host_file.path STRING {file}\ndns.nameservers STRING 127.0.0.1\n"
+
+    def __init__(
+        self,
+        folder,
+        modules,
+        policy="",
+        port=None,
+        extra="",
+        adapter=None,
+        threads=1,
+        cache=False,
+        address=LOOPBACK,
+    ):
+        super().__init__(folder, None if adapter else modules, policy, port, address)
+        for name in ("etc", "cache"):
+            self.user.make_folder(self.folder / name)
+        shutil.copytree(SETTINGS / "body_factory", self.folder / "etc/body_factory", dirs_exist_ok=True)
+        (self.folder / "runroot.yaml").write_text(LAYOUT.format(folder=self.folder))
+        records = RECORDS.format(
+            port=self.port,
+            host=f"[{address}]" if address.version == 6 else address,
+            threads=threads,
+            has_cache=int(cache),
+        )
+        plugin = ""
+        if adapter:
+            plugin = " ".join(map(str, adapter))
+        elif modules:
+            plugin = f"{self.modules / self.adapter} policy={self.policy} event-log={self.events}"
+        self._configure("plugin.config", plugin)
+        lines = (records + extra).splitlines()
+        self._configure("records.config", "\n".join(f"CONFIG proxy.config.{line}" for line in lines))
+        clients = "127.0.0.0/8,::1" if address.is_loopback else "0/0,::/0"
+        self._configure("ip_allow.yaml", ALLOWED.format(clients=clients))
+        self._configure("storage.config", f"{self.folder}/cache 64M" if cache else "")
+        for name in ("remap.config", "hosting.config", "ssl_multicert.config"):
+            self._configure(name, "")
+        self.command = self.user.command(MANAGER, "--nosyslog")
+
+    def _configure(self, name, text):
+        (self.folder / "etc" / name).write_text(text + "\n")
+
+    def environment(self):
+        return super().environment() | {"TS_RUNROOT": str(self.folder)}
+
+    def is_serving(self):
+        """The port is open before there is a process that serves."""
+        try:
+            with socket.create_connection((str(self.address), self.port), timeout=1) as connection:
+                connection.sendall(b"GET / HTTP/1.0\r\n\r\n")
+                return connection.recv(1) != b""
+        except OSError:
+            return False
+
+    def control(self, *arguments):
+        """What `traffic_ctl` prints."""
+        command = self.user.command("traffic_ctl", *arguments)
+        run = subprocess.run(command, capture_output=True, text=True, env=self.environment())
+        return run.stdout
+
+    def reconfigure(self):
+        """Reads the policy and all else again, without an end of the service."""
+        self.control("plugin", "msg", "velmora", "reload")
+
+    def counters(self):
+        """The adapter's, by the last words of their names."""
+        lines = self.control("metric", "match", r"plugin\.velmora").splitlines()
+        return {name.removeprefix("plugin.velmora."): int(value) for name, value in map(str.split, lines)}
+
+    def complaints(self):
+        texts = [
+            file.read_text(errors="replace")
+            for file in (self.log.with_name("start.log"), self.log)
+            if file.exists()
+        ]
+        lines = [line for text in texts for line in text.splitlines()]
+        bad = dict.fromkeys(
+            line.rpartition("] ")[2] for line in lines if "EMERGENCY" in line or "FATAL" in line
+        )
+        return "\n".join(bad or lines[-5:]) or f"its log is {self.log}"
