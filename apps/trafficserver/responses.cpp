@@ -22,16 +22,23 @@ constexpr std::string_view NO_LENGTH = "1000000000000000000";
 
 /// What the head is to be changed in when it goes to the client. The texts are literals.
 struct HeadChanges {
+  /// With another status it is another answer: the filter broke off in time.
+  int status = 0;
   bool is_filtered = false;
+  bool is_pinned = false;
   std::string_view coding;
   std::string_view security_policy;
 };
 
 void Apply(const HeadChanges &changes, Message &head) noexcept {
-  if (changes.is_filtered) {
+  const bool is_filtered = changes.is_filtered && head.Status() == changes.status;
+  if (is_filtered) {
     for (const char *const name : host::STALE_HEADERS) head.Remove(name);
   }
-  if (!changes.coding.empty()) head.Add("Content-Encoding", changes.coding);
+  if (is_filtered && !changes.coding.empty()) head.Add("Content-Encoding", changes.coding);
+  if (changes.is_pinned && head.Status() == TS_HTTP_STATUS_FORBIDDEN) {
+    head.Add("X-Velmora", "blocked; reason=integrity");
+  }
   if (!changes.security_policy.empty()) {
     head.Add("Content-Security-Policy", changes.security_policy);
   }
@@ -88,7 +95,10 @@ TSEvent Begin(const std::shared_ptr<const host::Filtering> &filtering, TSHttpTxn
                          .client = Client(transaction),
                          .has_body = has_body,
                          .is_asked_for_part = status == PARTIAL_CONTENT && request.Has("Range"),
+                         .is_script_with_cors = request.Value("Sec-Fetch-Dest") == "script" &&
+                                                request.Value("Sec-Fetch-Mode") == "cors",
                          .content_type = response.Joined("Content-Type"),
+                         .security_policy = response.Joined("Content-Security-Policy").value_or(""),
                          .content_encoding = response.Value("Content-Encoding"),
                          .accept_encoding = request.Value("Accept-Encoding")});
   if (decided->TheWay() == Way::REFUSED) {
@@ -98,7 +108,9 @@ TSEvent Begin(const std::shared_ptr<const host::Filtering> &filtering, TSHttpTxn
   }
   const bool is_filtered = decided->TheWay() == Way::FILTERED;
   if (is_filtered || !decided->SecurityPolicy().empty()) {
-    ChangeHead(transaction, {.is_filtered = is_filtered,
+    ChangeHead(transaction, {.status = status,
+                             .is_filtered = is_filtered,
+                             .is_pinned = decided->IsPinned(),
                              .coding = decided->SentCoding(),
                              .security_policy = decided->SecurityPolicy()});
   }

@@ -71,14 +71,19 @@ void Transformation::Open() noexcept {
   output_ = TSVConnWrite(TSTransformOutputVConnGet(connection_), connection_, reader_, INT64_MAX);
 }
 
+bool Transformation::MayOpen() const noexcept {
+  return !response_->IsPinned() || !response_->Filter().HasBlocked();
+}
+
 void Transformation::Pump() noexcept {
   if (is_over_) return;
-  if (output_ == nullptr) Open();
+  // What a page has pinned is sent when it is known that nothing of it goes.
+  if (output_ == nullptr && !response_->IsPinned()) Open();
   input_ = TSVConnWriteVIOGet(connection_);
   bool has_room = Drain();
   while (has_room && TakeBlock()) has_room = Drain();
   if (response_->Filter().State() == host::StreamState::FAILED) return BreakOff();
-  TSVIOReenable(output_);
+  if (output_ != nullptr) TSVIOReenable(output_);
   if (has_room && IsAllTaken()) return Finish();
   if (!has_room) LookAgainLater();
   Tell(TS_EVENT_VCONN_WRITE_READY);
@@ -87,6 +92,11 @@ void Transformation::Pump() noexcept {
 bool Transformation::Drain() noexcept {
   for (;;) {
     while (!ready_.empty()) {
+      if (output_ == nullptr && !MayOpen()) {
+        response_->Filter().Abort();
+        return false;
+      }
+      if (output_ == nullptr) Open();
       if (!HasRoom()) return false;
       TSIOBufferWrite(buffer_, ready_.data(), static_cast<std::int64_t>(ready_.size()));
       written_ += static_cast<std::int64_t>(ready_.size());
@@ -143,6 +153,8 @@ void Transformation::Finish() noexcept {
     return Pump();
   }
   if (response_->Filter().State() != host::StreamState::FINISHED) return BreakOff();
+  if (output_ == nullptr && !MayOpen()) return BreakOff();
+  if (output_ == nullptr) Open();
   is_over_ = true;
   Count(Counter::BYTES_IN, TSVIOBufferGet(input_) == nullptr ? 0 : TSVIONDoneGet(input_));
   Count(Counter::BYTES_OUT, written_);
@@ -156,7 +168,8 @@ void Transformation::BreakOff() noexcept {
   response_->Filter().Abort();
   Count(Counter::RESPONSES_BROKEN_OFF);
   // For a client to which no head was sent yet.
-  TSHttpTxnStatusSet(transaction_, TS_HTTP_STATUS_BAD_GATEWAY);
+  TSHttpTxnStatusSet(transaction_,
+                     MayOpen() ? TS_HTTP_STATUS_BAD_GATEWAY : TS_HTTP_STATUS_FORBIDDEN);
   if (TSVIOBufferGet(input_) != nullptr) {
     Tell(TS_EVENT_ERROR);
   } else {

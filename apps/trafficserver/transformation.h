@@ -42,6 +42,8 @@ class Transformation {
   static int OnEvent(TSCont continuation, TSEvent event, void *data) noexcept;
 
   void Open() noexcept;
+  /// False for a script of which something goes and that its page would not run then.
+  bool MayOpen() const noexcept;
   /// Takes what there is, as far as there is room for what comes of it.
   void Pump() noexcept;
   /// Writes what is ready and all that follows from what was taken; false when there is no room.
