@@ -17,9 +17,15 @@ need_traffic_server() {
   needed_packages+=" trafficserver-dev libhttp-parser-dev"
 }
 
+# Several proxies behind a balancer, and their event logs in one file.
+need_farm() {
+  need_traffic_server
+  needed_commands+=" haproxy:haproxy rsyslogd:rsyslog"
+}
+
 # What the tests need besides: a browser, and compressors of another make.
 need_what_tests_need() {
-  need_traffic_server
+  need_farm
   needed_commands+=" brotli:brotli zstd:zstd chromium:chromium chromedriver:chromium-driver"
   needed_packages+=" python3-selenium libnss3-tools"
 }

@@ -10,6 +10,7 @@ import os
 import pathlib
 import pwd
 import shutil
+import signal
 import socket
 import subprocess
 import tempfile
@@ -93,7 +94,8 @@ class Engine:
 
     `modules` is the folder with the built libraries (None: no adapter); `policy` is the policy's text,
     or the file that it stands in. It listens on `address`; when that is none of the loopback's, it
-    serves whoever reaches it.
+    serves whoever reaches it. With `balanced` it has one more port, for a balancer that says in the PROXY
+    protocol who the client is.
     """
 
     # What each kind of engine says of itself: its adapter, its own log, and who it is.
@@ -101,10 +103,11 @@ class Engine:
     log_name = ""
     pid_name = ""
 
-    def __init__(self, folder, modules, policy="", port=None, address=LOOPBACK):
+    def __init__(self, folder, modules, policy="", port=None, address=LOOPBACK, balanced=False):
         self.user = User()
         self.address = address
         self.port = port or free_port()
+        self.balanced_port = free_port() if balanced else None
         self.kept_folder = pathlib.Path(folder).absolute()
         self.folder = self._reachable(self.kept_folder)
         self._refuse_second()
@@ -218,11 +221,17 @@ class Engine:
         try:
             self.process.wait(timeout=20)
         except subprocess.TimeoutExpired:
-            os.killpg(self.process.pid, 9)
+            os.killpg(self.process.pid, signal.SIGKILL)
             self.process.wait()
         self.process = None
         self._clear_up()
         self._bring_home()
+
+    def kill(self):
+        """Everything of it ends at once, as with a machine that loses its power."""
+        os.killpg(self.process.pid, signal.SIGKILL)
+        self.process.wait()
+        self.process = None
 
     def _clear_up(self):
         """What an engine leaves behind."""

@@ -39,6 +39,13 @@ http_access allow all"""
 # Where the processes of a Squid with several workers meet, compiled into it.
 SOCKETS = pathlib.Path("/run/squid")
 
+# A balancer on this machine is believed who its clients are.
+BALANCED = """\
+http_port 127.0.0.1:{port} require-proxy-header
+acl balancer src 127.0.0.1
+proxy_protocol_access allow balancer
+"""
+
 WORKERS = """\
 workers {workers}
 memory_cache_shared off
@@ -76,6 +83,8 @@ class Squid(Engine):
     adapter = "ecap_velmora.so"
     log_name = "cache.log"
     pid_name = "squid.pid"
+    # What a balancer asks to see whether it serves.
+    CHECK = "/squid-internal-mgr/info"
     # Names are looked up in a file alone.
     HOSTS = "hosts_file {file}\ndns_nameservers 127.0.0.1\n"
 
@@ -90,8 +99,9 @@ class Squid(Engine):
         https=False,
         workers=1,
         address=LOOPBACK,
+        balanced=False,
     ):
-        super().__init__(folder, None if adapter else modules, policy, port, address)
+        super().__init__(folder, None if adapter else modules, policy, port, address, balanced)
         adaptation = ""
         if adapter:
             adaptation = ADAPTER.format(library=adapter[0], uri=adapter[1], settings="")
@@ -103,6 +113,8 @@ class Squid(Engine):
         if https:
             extra += self.interception.configuration
             options = self.interception.port_options
+        if balanced:
+            extra += BALANCED.format(port=self.balanced_port)
         if workers > 1:
             extra += WORKERS.format(workers=workers)
         text = CONFIGURATION.format(

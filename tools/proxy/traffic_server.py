@@ -28,7 +28,7 @@ cachedir: {folder}/cache
 """
 
 RECORDS = """\
-http.server_ports STRING {port}:ip-in={host}
+http.server_ports STRING {port}:ip-in={host}{balanced}
 reverse_proxy.enabled INT 0
 url_remap.remap_required INT 0
 http.cache.http INT {has_cache}
@@ -65,6 +65,8 @@ class TrafficServer(Engine):
     adapter = "trafficserver_velmora.so"
     log_name = "diags.log"
     pid_name = "run/server.lock"
+    # What a balancer asks to see whether it serves.
+    CHECK = "/_stats"
     # Names are looked up in a file alone.
     HOSTS = "hostdb.host_file.path STRING {file}\ndns.nameservers STRING 127.0.0.1\n"
 
@@ -79,8 +81,9 @@ class TrafficServer(Engine):
         threads=1,
         cache=False,
         address=LOOPBACK,
+        balanced=False,
     ):
-        super().__init__(folder, None if adapter else modules, policy, port, address)
+        super().__init__(folder, None if adapter else modules, policy, port, address, balanced)
         for name in ("etc", "cache"):
             self.user.make_folder(self.folder / name)
         shutil.copytree(SETTINGS / "body_factory", self.folder / "etc/body_factory", dirs_exist_ok=True)
@@ -88,6 +91,7 @@ class TrafficServer(Engine):
         records = RECORDS.format(
             port=self.port,
             host=f"[{address}]" if address.version == 6 else address,
+            balanced=f" {self.balanced_port}:pp:ip-in=127.0.0.1" if balanced else "",
             threads=threads,
             has_cache=int(cache),
         )
@@ -96,7 +100,7 @@ class TrafficServer(Engine):
             plugin = " ".join(map(str, adapter))
         elif modules:
             plugin = f"{self.modules / self.adapter} policy={self.policy} event-log={self.events}"
-        self._configure("plugin.config", plugin)
+        self._configure("plugin.config", f"{plugin}\nstats_over_http.so")
         lines = (records + extra).splitlines()
         self._configure("records.config", "\n".join(f"CONFIG proxy.config.{line}" for line in lines))
         clients = "127.0.0.0/8,::1" if address.is_loopback else "0/0,::/0"

@@ -1,0 +1,34 @@
+"""Several proxies behind a balancer: what clients see when one dies, and when all are renewed."""
+
+import re
+import subprocess
+import sys
+import unittest
+
+from proxy_case import MODULES, ROOT, free_port
+
+PROGRAM = ROOT / "tools" / "farm" / "farm.py"
+
+
+class Farm(unittest.TestCase):
+    def test_a_member_dies_and_all_are_renewed(self):
+        for engine in ("squid", "trafficserver"):
+            with self.subTest(engine):
+                command = [sys.executable, "-B", PROGRAM, "--seconds", "0", "--engine", engine]
+                command += ["--modules", MODULES, "--port", str(free_port())]
+                run = subprocess.run(command, capture_output=True, text=True, timeout=170)
+                self.assertEqual(run.returncode, 0, run.stderr)
+                print(run.stdout)
+                rows = dict(re.findall(r"(?m)^([\w ,]+): +(\d+ answers, .*)$", run.stdout))
+                self.assertEqual(len(rows), 4)
+                for title, seen in rows.items():
+                    if "killed" in title:
+                        # Only answers that were on their way, and visibly.
+                        self.assertRegex(seen, r"answers, (all right|[1-8] broken off)$")
+                    else:
+                        self.assertRegex(seen, "all right$", title)
+                self.assertIn("the same in", run.stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()
