@@ -6,6 +6,8 @@
 
 #include <velmora/data_processor.h>
 
+#include "host/limits/processor_timer.h"
+
 namespace velmora::host {
 namespace {
 
@@ -122,9 +124,9 @@ std::optional<StopReason> BodyStream::CallProcessor(bool is_last) noexcept {
       (std::exchange(started_, true) ? 0 : DATA_FLAG_START) | (is_last ? DATA_FLAG_END : 0);
   buffer_.AllowToAdd(options_.limits.added_bytes.most);
   const MemoryWatch memory;
-  const auto begin = ThreadTime();
+  ProcessorTimer timer;
   processor_->ProcessData(&buffer_, 0, buffer_.GetSize(), flags);
-  time_spent_ += ThreadTime() - begin;
+  time_spent_ += timer.Elapsed();
   return Trouble(memory);
 }
 

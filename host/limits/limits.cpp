@@ -1,14 +1,6 @@
 #include "host/limits/limits.h"
 
-#include <ctime>
-
 namespace velmora::host {
-
-std::chrono::nanoseconds ThreadTime() noexcept {
-  timespec time{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
-}
 
 const char *Describe(StopReason reason) noexcept {
   switch (reason) {

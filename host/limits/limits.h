@@ -116,9 +116,6 @@ struct FilterTimeLimit {
   bool IsExceededBy(std::chrono::nanoseconds spent) const noexcept { return spent > most; }
 };
 
-/// Processor time of the calling thread since it began.
-std::chrono::nanoseconds ThreadTime() noexcept;
-
 struct Limits {
   HeldBytesLimit held_bytes{};
   AddedBytesLimit added_bytes{};

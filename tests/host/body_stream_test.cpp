@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/limits/processor_timer.h"
 #include "host/scripted_processor.h"
 
 namespace velmora::host {
