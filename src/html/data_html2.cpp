@@ -72,6 +72,7 @@ void CDataHTML2::ReadCharacters() {
   while (!Rest().empty()) {
     read_ahead_.Run(bytes_);
     if (Rest().empty()) return;
+    if (read_ahead_.CompleteTag()) continue;
     const DecodedChar decoded = encodings_.Top().DecodeChar(Rest());
     if (decoded.IsIncomplete()) return;
     if (decoded.IsInvalid()) {

@@ -59,6 +59,26 @@ void ReadAhead::Run(std::span<const std::uint8_t> bytes) {
   }
 }
 
+bool ReadAhead::CompleteTag() {
+  const CharsetShape *const shape = encodings_.Top().shape();
+  if (shape == nullptr || shape->IsWide() || tokenizer_.state() != State::TAG_CLOSED ||
+      IsAtHorizon() || !IsKnown(*shape, position_.position())) {
+    return false;
+  }
+  const std::uint32_t begin = position_.position();
+  const char16_t behind = bytes_[begin];
+  tokenizer_.CompleteTag();
+  const bool is_as_before = page_changes_ == page_.changes() &&
+                            encoding_changes_ == encodings_.changes() &&
+                            begin == position_.position();
+  if (is_as_before) return true;
+  // It was read before the handlers did anything, so it is what it was.
+  tokenizer_.Take(behind);
+  place_.Advance(behind);
+  position_.Advance(1, static_cast<std::uint32_t>(page_.chunk().End()));
+  return true;
+}
+
 /// Once a call and once after each edit.
 void ReadAhead::FindHorizon(const CharsetShape &shape) {
   if (page_changes_ == page_.changes() && encoding_changes_ == encodings_.changes()) return;

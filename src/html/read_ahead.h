@@ -7,8 +7,7 @@
 //   - In text a tag that is a usual one (tag_scanner.h) is read whole, up to the character after
 //   it.
 //     If a handler may be interested in it, the tokenizer gets it as if it had read it itself, and
-//     the loop goes on with the character after it, which completes it. If nobody is, the element
-//     is only remembered.
+//     the character after it completes it. If nobody is, the element is only remembered.
 //   - In raw text the end tag is found, and every other "<" is passed over.
 // It stops where a character is not known, and where the end of the bytes may cut one off: the loop
 // goes on from there as if it had never been gone.
@@ -52,6 +51,10 @@ class ReadAhead {
   /// Moves the position over characters of `bytes`, which are the buffer's up to the chunk's end,
   /// with all that the table would do for them; maybe over none.
   void Run(std::span<const std::uint8_t> bytes);
+  /// Directly after `Run`: completes a tag that has its ">", if the next character is one that
+  /// need not be decoded for that. So tags that follow each other are all taken whole. True when
+  /// it did.
+  bool CompleteTag();
 
  private:
   void FindHorizon(const CharsetShape &shape);

@@ -59,13 +59,15 @@ class Tokenizer {
   /// Takes the characters of a whole tag, `name` as in `Tag` and its ">" last, up to the one after
   /// it, that completes it. The position is at its "<"; it is to be moved on.
   AttributeWriter &TakeTag(std::string_view slash, std::string_view name);
+  /// After a ">": does what any character does there before it is taken itself.
+  void CompleteTag() { Enter(State::TEXT); }
   /// Takes a "<" and what follows it, which do not end the raw text.
   void TakeInRawText() noexcept;
   /// The name of the element whose content is raw text; in that state.
   const std::string &raw_end_name() const noexcept { return raw_end_name_; }
   /// The body has ended: completes a pending tag.
   void Finish() {
-    if (state_ != State::TEXT) Enter(State::TEXT);
+    if (state_ != State::TEXT) CompleteTag();
   }
 
   // The actions of the table.
