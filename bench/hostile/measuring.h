@@ -10,7 +10,7 @@
 namespace velmora::bench {
 
 struct Cost {
-  /// Of the processor, for one run through the plug-in.
+  /// Of the processor, for one run through the plug-in: the least of several rounds.
   double seconds;
   /// What the process grew by at its greatest, for each byte of the body.
   double memory;
