@@ -49,7 +49,7 @@ class Gazette:
     def __init__(self, folder, is_secure):
         self.folder = pathlib.Path(folder)
         self.scheme = "https" if is_secure else "http"
-        self.configuration = hosts_line(folder, NAMES) + ONLY_THESE.format(names=" ".join(NAMES))
+        self.configuration = hosts_line(Squid, folder, NAMES) + ONLY_THESE.format(names=" ".join(NAMES))
         if is_secure:
             root = Certificate(self.folder, "root", is_authority=True)
             certificates = {name: Certificate(self.folder, name, root) for name in NAMES}
