@@ -12,6 +12,7 @@ import pathlib
 import shutil
 import signal
 import sys
+import tempfile
 import threading
 import time
 
@@ -20,7 +21,7 @@ sys.path.insert(0, str(ROOT / "tools" / "proxy"))
 
 import collector  # noqa: E402
 from balancer import Balancer  # noqa: E402
-from engine import ProxyError, free_port  # noqa: E402
+from engine import ProxyError, User, free_port  # noqa: E402
 from proxy import count, port  # noqa: E402
 from squid import Squid  # noqa: E402
 from traffic_server import TrafficServer  # noqa: E402
@@ -132,24 +133,34 @@ def described(seen):
     return f"{total} answers, {others or 'all right'}"
 
 
+def reachable(folder):
+    """An empty folder in which the members can work: this one, or one that stands in for it."""
+    shutil.rmtree(folder, ignore_errors=True)
+    folder.mkdir(parents=True)
+    user = User()
+    if not user.can_read(folder):
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="velmora-farm-"))
+        user.make_folder(folder)
+    return folder
+
+
 class Farm:
     def __init__(self, options):
         make = ENGINES[options.engine]
-        shutil.rmtree(FOLDER, ignore_errors=True)
-        FOLDER.mkdir(parents=True)
+        folder = self.folder = reachable(FOLDER)
         self.members = {
             f"member{number}": make(
-                FOLDER / f"member{number}", options.modules, POLICY, balanced=True
+                folder / f"member{number}", options.modules, POLICY, balanced=True
             )
             for number in range(1, options.members + 1)
         }
         self.counters_port = free_port()
-        self.balancer = Balancer(FOLDER, options.port, self.counters_port, self.members)
+        self.balancer = Balancer(folder, options.port, self.counters_port, self.members)
         log_port = free_port()
-        self.gathered = FOLDER / "log" / "events"
-        self.collector = collector.collector(FOLDER / "log", log_port)
+        self.gathered = folder / "log" / "events"
+        self.collector = collector.collector(folder / "log", log_port)
         self.senders = [
-            collector.sender(FOLDER / f"{name}-log", log_port, member.events)
+            collector.sender(folder / f"{name}-log", log_port, member.events)
             for name, member in self.members.items()
         ]
 
@@ -243,7 +254,7 @@ def main():
     try:
         with Farm(options) as farm:
             print(f"HAProxy on 127.0.0.1:{options.port}, {options.members} members of {options.engine}.")
-            print(f"Counters: http://127.0.0.1:{farm.counters_port}/metrics   Files: {FOLDER}", flush=True)
+            print(f"Counters: http://127.0.0.1:{farm.counters_port}/metrics   Files: {farm.folder}", flush=True)
             origin_port = Origin(SITES[0]).server_port
             for site in SITES[1:]:
                 Origin(site, origin_port)
