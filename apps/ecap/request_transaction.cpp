@@ -47,7 +47,8 @@ class Told {
     if (const auto *line = dynamic_cast<const libecap::RequestLine *>(&message.firstLine())) {
       url_ = line->uri();
       head.url = {url_.start, url_.size};
-      head.method = line->method().image();
+      method_ = line->method();
+      head.method = method_.image();
     }
     client_ = host.option(libecap::metaClientIp);
     head.client = {client_.start, client_.size};
@@ -65,6 +66,7 @@ class Told {
 
  private:
   libecap::Area url_;
+  libecap::Name method_;
   libecap::Area client_;
   std::array<libecap::Area, HEADER_COUNT> values_;
 };

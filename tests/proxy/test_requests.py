@@ -137,6 +137,7 @@ allow = "ads"
                 "page": NEWS["Referer"],
                 "type": "script",
                 "category": "requests",
+                "item": "GET",
                 "detail": f'"{rule}"',
                 "list": f"{place}:3",
             }.items(),
