@@ -1,5 +1,7 @@
 #include "trafficserver/chunked_body.h"
 
+#include <new>
+
 namespace velmora::trafficserver {
 namespace {
 
@@ -16,16 +18,18 @@ ChunkedBody::ChunkedBody() noexcept {
   http_parser_execute(&parser_, &settings, HEAD.data(), HEAD.size());
 }
 
-bool ChunkedBody::Read(std::string_view bytes, std::vector<std::string_view> &pieces) {
+bool ChunkedBody::Read(std::string_view bytes, std::vector<std::string_view> &pieces) noexcept {
   if (is_complete_) return true;
-  // The parser has no room for an exception to go through.
-  pieces.reserve(bytes.size() / 2 + 1);
   pieces_ = &pieces;
   http_parser_settings settings;
   http_parser_settings_init(&settings);
-  settings.on_body = [](http_parser *parser, const char *piece, std::size_t size) {
-    static_cast<ChunkedBody *>(parser->data)->pieces_->emplace_back(piece, size);
-    return 0;
+  settings.on_body = [](http_parser *parser, const char *piece, std::size_t size) noexcept {
+    try {
+      static_cast<ChunkedBody *>(parser->data)->pieces_->emplace_back(piece, size);
+      return 0;
+    } catch (const std::bad_alloc &) {
+      return 1;
+    }
   };
   settings.on_message_complete = [](http_parser *parser) {
     static_cast<ChunkedBody *>(parser->data)->is_complete_ = true;

@@ -17,8 +17,8 @@ class ChunkedBody {
   ChunkedBody &operator=(const ChunkedBody &) = delete;
 
   /// Adds what of the body is in the next bytes to `pieces`, which lie in those; false when they
-  /// are no chunks. Throws `std::bad_alloc`. What comes after the last chunk is passed over.
-  bool Read(std::string_view bytes, std::vector<std::string_view> &pieces);
+  /// are no chunks, or memory cannot be had. What comes after the last chunk is passed over.
+  bool Read(std::string_view bytes, std::vector<std::string_view> &pieces) noexcept;
   /// The last chunk was read.
   bool IsComplete() const noexcept { return is_complete_; }
 

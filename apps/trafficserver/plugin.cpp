@@ -6,10 +6,7 @@
 //
 // `traffic_ctl plugin msg velmora reload` and `traffic_ctl config reload` read all of it again.
 
-#include <arpa/inet.h>
 #include <exception>
-#include <memory>
-#include <string>
 #include <string_view>
 #include <ts/ts.h>
 #include <vector>
@@ -93,5 +90,7 @@ extern "C" VELMORA_EXPORT void TSPluginInit(int count, const char *words[]) {
   } catch (const std::exception &error) {
     // Without a filter nothing may go through; and another start would not go better.
     TSEmergency("velmora: %s", error.what());
+  } catch (...) {
+    TSEmergency("velmora: cannot be started");
   }
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include "host/requests/request_judge.h"
 #include "trafficserver/client.h"
 #include "trafficserver/counters.h"
+#include "trafficserver/head_change.h"
 #include "trafficserver/message.h"
 
 namespace velmora::trafficserver {
@@ -20,24 +20,12 @@ namespace {
 using Header = std::pair<std::string_view, std::string>;
 
 /// Gives the answer that Traffic Server makes of the body its status and headers.
-int OnAnswer(TSCont continuation, TSEvent event, void *data) noexcept {
-  const auto transaction = static_cast<TSHttpTxn>(data);
-  auto *const answer = static_cast<host::BlockedAnswer *>(TSContDataGet(continuation));
-  if (event == TS_EVENT_HTTP_SEND_RESPONSE_HDR) {
-    Message head(transaction, TSHttpTxnClientRespGet);
-    if (head) {
-      head.SetStatus(answer->status, answer->reason);
-      for (const auto &[name, value] : answer->headers) {
-        head.Remove(name);
-        head.Add(name, value);
-      }
-    }
-  } else {
-    delete answer;
-    TSContDestroy(continuation);
+void Complete(const host::BlockedAnswer &answer, Message &head) noexcept {
+  head.SetStatus(answer.status, answer.reason);
+  for (const auto &[name, value] : answer.headers) {
+    head.Remove(name);
+    head.Add(name, value);
   }
-  TSHttpTxnReenable(transaction, TS_EVENT_HTTP_CONTINUE);
-  return 0;
 }
 
 void Answer(TSHttpTxn transaction, host::BlockedAnswer answer) {
@@ -45,16 +33,14 @@ void Answer(TSHttpTxn transaction, host::BlockedAnswer answer) {
   const std::string_view body = answer.body.empty() ? std::string_view("\n") : answer.body;
   auto *const copy = static_cast<char *>(TSmalloc(body.size()));
   std::memcpy(copy, body.data(), body.size());
-  // Traffic Server sets it last of all, above what `OnAnswer` says.
+  // Traffic Server sets it last of all, above what `Complete` says.
   const auto type = std::ranges::find(answer.headers, "Content-Type", &Header::first);
   char *const shown = type == answer.headers.end() ? nullptr : TSstrdup(type->second.c_str());
   TSHttpTxnErrorBodySet(transaction, copy, body.size(), shown);
   TSHttpTxnStatusSet(transaction, static_cast<TSHttpStatus>(answer.status));
-  auto kept = std::make_unique<host::BlockedAnswer>(std::move(answer));
-  const TSCont continuation = TSContCreate(OnAnswer, nullptr);
-  TSContDataSet(continuation, kept.release());
-  TSHttpTxnHookAdd(transaction, TS_HTTP_SEND_RESPONSE_HDR_HOOK, continuation);
-  TSHttpTxnHookAdd(transaction, TS_HTTP_TXN_CLOSE_HOOK, continuation);
+  ChangeHeadWhenSent(transaction, [answer = std::move(answer)](Message &head) noexcept {
+    Complete(answer, head);
+  });
 }
 
 bool HasBody(const Message &request) noexcept {

@@ -4,10 +4,12 @@
 #include <string_view>
 #include <utility>
 
+#include "base/ascii.h"
 #include "host/responses/filtered_response.h"
 #include "host/web/stale_headers.h"
 #include "trafficserver/client.h"
 #include "trafficserver/counters.h"
+#include "trafficserver/head_change.h"
 #include "trafficserver/message.h"
 #include "trafficserver/transformation.h"
 
@@ -37,33 +39,11 @@ void Apply(const HeadChanges &changes, Message &head) noexcept {
   }
   if (is_filtered && !changes.coding.empty()) head.Add("Content-Encoding", changes.coding);
   if (changes.is_pinned && head.Status() == TS_HTTP_STATUS_FORBIDDEN) {
-    head.Add("X-Velmora", "blocked; reason=integrity");
+    head.Add("X-Velmora", host::PINNED_REFUSAL);
   }
   if (!changes.security_policy.empty()) {
     head.Add("Content-Security-Policy", changes.security_policy);
   }
-}
-
-int OnSend(TSCont continuation, TSEvent event, void *data) noexcept {
-  const auto transaction = static_cast<TSHttpTxn>(data);
-  auto *const changes = static_cast<HeadChanges *>(TSContDataGet(continuation));
-  if (event == TS_EVENT_HTTP_SEND_RESPONSE_HDR) {
-    Message head(transaction, TSHttpTxnClientRespGet);
-    if (head) Apply(*changes, head);
-  } else {
-    delete changes;
-    TSContDestroy(continuation);
-  }
-  TSHttpTxnReenable(transaction, TS_EVENT_HTTP_CONTINUE);
-  return 0;
-}
-
-void ChangeHead(TSHttpTxn transaction, HeadChanges changes) {
-  auto kept = std::make_unique<HeadChanges>(changes);
-  const TSCont continuation = TSContCreate(OnSend, nullptr);
-  TSContDataSet(continuation, kept.release());
-  TSHttpTxnHookAdd(transaction, TS_HTTP_SEND_RESPONSE_HDR_HOOK, continuation);
-  TSHttpTxnHookAdd(transaction, TS_HTTP_TXN_CLOSE_HOOK, continuation);
 }
 
 /// Hides from Traffic Server that the body is in chunks: it takes a length to be told, and has the
@@ -71,7 +51,7 @@ void ChangeHead(TSHttpTxn transaction, HeadChanges changes) {
 Transformation::Body HideChunks(TSHttpTxn transaction, Message &response) noexcept {
   TSMgmtInt has_cache = 1;
   TSHttpTxnConfigIntGet(transaction, TS_CONFIG_HTTP_CACHE_HTTP, &has_cache);
-  if (has_cache != 0 || response.Value("Transfer-Encoding") != "chunked") {
+  if (has_cache != 0 || !base::EqualNoCase(response.Value("Transfer-Encoding"), "chunked")) {
     return Transformation::Body::PLAIN;
   }
   response.Remove("Transfer-Encoding");
@@ -95,8 +75,8 @@ TSEvent Begin(const std::shared_ptr<const host::Filtering> &filtering, TSHttpTxn
                          .client = Client(transaction),
                          .has_body = has_body,
                          .is_asked_for_part = status == PARTIAL_CONTENT && request.Has("Range"),
-                         .is_script_with_cors = request.Value("Sec-Fetch-Dest") == "script" &&
-                                                request.Value("Sec-Fetch-Mode") == "cors",
+                         .is_script_with_cors = host::IsScriptWithCors(
+                             request.Value("Sec-Fetch-Dest"), request.Value("Sec-Fetch-Mode")),
                          .content_type = response.Joined("Content-Type"),
                          .security_policy = response.Joined("Content-Security-Policy").value_or(""),
                          .content_encoding = response.Value("Content-Encoding"),
@@ -108,11 +88,12 @@ TSEvent Begin(const std::shared_ptr<const host::Filtering> &filtering, TSHttpTxn
   }
   const bool is_filtered = decided->TheWay() == Way::FILTERED;
   if (is_filtered || !decided->SecurityPolicy().empty()) {
-    ChangeHead(transaction, {.status = status,
-                             .is_filtered = is_filtered,
-                             .is_pinned = decided->IsPinned(),
-                             .coding = decided->SentCoding(),
-                             .security_policy = decided->SecurityPolicy()});
+    const HeadChanges changes{.status = status,
+                              .is_filtered = is_filtered,
+                              .is_pinned = decided->IsPinned(),
+                              .coding = decided->SentCoding(),
+                              .security_policy = decided->SecurityPolicy()};
+    ChangeHeadWhenSent(transaction, [changes](Message &head) noexcept { Apply(changes, head); });
   }
   if (is_filtered) {
     Count(Counter::RESPONSES_FILTERED);

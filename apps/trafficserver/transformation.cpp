@@ -64,21 +64,24 @@ int Transformation::OnEvent(TSCont continuation, TSEvent event, void *) noexcept
   return 0;
 }
 
-void Transformation::Open() noexcept {
+bool Transformation::Open() noexcept {
+  if (output_ != nullptr) return true;
+  if (MustNotOpen()) return false;
   buffer_ = TSIOBufferCreate();
   reader_ = TSIOBufferReaderAlloc(buffer_);
   // How long it gets is known at its end.
   output_ = TSVConnWrite(TSTransformOutputVConnGet(connection_), connection_, reader_, INT64_MAX);
+  return true;
 }
 
-bool Transformation::MayOpen() const noexcept {
-  return !response_->IsPinned() || !response_->Filter().HasBlocked();
+bool Transformation::MustNotOpen() const noexcept {
+  return response_->IsPinned() && response_->Filter().HasBlocked();
 }
 
 void Transformation::Pump() noexcept {
   if (is_over_) return;
   // What a page has pinned is sent when it is known that nothing of it goes.
-  if (output_ == nullptr && !response_->IsPinned()) Open();
+  if (!response_->IsPinned()) Open();
   input_ = TSVConnWriteVIOGet(connection_);
   bool has_room = Drain();
   while (has_room && TakeBlock()) has_room = Drain();
@@ -92,11 +95,10 @@ void Transformation::Pump() noexcept {
 bool Transformation::Drain() noexcept {
   for (;;) {
     while (!ready_.empty()) {
-      if (output_ == nullptr && !MayOpen()) {
+      if (!Open()) {
         response_->Filter().Abort();
         return false;
       }
-      if (output_ == nullptr) Open();
       if (!HasRoom()) return false;
       TSIOBufferWrite(buffer_, ready_.data(), static_cast<std::int64_t>(ready_.size()));
       written_ += static_cast<std::int64_t>(ready_.size());
@@ -153,10 +155,9 @@ void Transformation::Finish() noexcept {
     return Pump();
   }
   if (response_->Filter().State() != host::StreamState::FINISHED) return BreakOff();
-  if (output_ == nullptr && !MayOpen()) return BreakOff();
-  if (output_ == nullptr) Open();
+  if (!Open()) return BreakOff();
   is_over_ = true;
-  Count(Counter::BYTES_IN, TSVIOBufferGet(input_) == nullptr ? 0 : TSVIONDoneGet(input_));
+  Count(Counter::BYTES_IN, TSVIONDoneGet(input_));
   Count(Counter::BYTES_OUT, written_);
   TSVIONBytesSet(output_, written_);
   TSVIOReenable(output_);
@@ -169,7 +170,7 @@ void Transformation::BreakOff() noexcept {
   Count(Counter::RESPONSES_BROKEN_OFF);
   // For a client to which no head was sent yet.
   TSHttpTxnStatusSet(transaction_,
-                     MayOpen() ? TS_HTTP_STATUS_BAD_GATEWAY : TS_HTTP_STATUS_FORBIDDEN);
+                     MustNotOpen() ? TS_HTTP_STATUS_FORBIDDEN : TS_HTTP_STATUS_BAD_GATEWAY);
   if (TSVIOBufferGet(input_) != nullptr) {
     Tell(TS_EVENT_ERROR);
   } else {

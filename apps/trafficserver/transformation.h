@@ -41,9 +41,10 @@ class Transformation {
 
   static int OnEvent(TSCont continuation, TSEvent event, void *data) noexcept;
 
-  void Open() noexcept;
-  /// False for a script of which something goes and that its page would not run then.
-  bool MayOpen() const noexcept;
+  /// Begins to send, if that has not begun; false when it must not.
+  bool Open() noexcept;
+  /// For a script of which something goes: the page that pins it would not run the rest.
+  bool MustNotOpen() const noexcept;
   /// Takes what there is, as far as there is room for what comes of it.
   void Pump() noexcept;
   /// Writes what is ready and all that follows from what was taken; false when there is no room.
