@@ -4,6 +4,7 @@
 #include <libecap/common/name.h>
 #include <libecap/common/named_values.h>
 #include <libecap/common/options.h>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -15,6 +16,16 @@ namespace {
 /// The "key=value" pairs of the service's line.
 class FilesReader final : public libecap::NamedValueVisitor {
  public:
+  /// What is wrong with the line, if anything.
+  std::optional<std::string> Read(const libecap::Options &options) {
+    try {
+      options.visitEachOption(*this);
+      return std::nullopt;
+    } catch (const std::exception &error) {
+      return error.what();
+    }
+  }
+
   void visit(const libecap::Name &name, const libecap::Area &value) override {
     const std::string &key = name.image();
     // The proxy's own, told to every service.
@@ -34,11 +45,8 @@ std::string Service::uri() const {
 void Service::configure(const libecap::Options &options) {
   try {
     FilesReader reader;
-    try {
-      options.visitEachOption(reader);
-    } catch (const std::exception &error) {
-      return filtering_->Refuse(error.what());
-    }
+    const std::optional<std::string> problem = reader.Read(options);
+    if (problem) return filtering_->Refuse(*problem);
     filtering_->Configure(reader.files);
   } catch (const std::exception &error) {
     throw libecap::TextException(std::string("velmora: ") + error.what());

@@ -77,10 +77,9 @@ void DropStaleHeaders(libecap::Message &head) {
   for (const libecap::Name &name : names) head.header().removeAny(name);
 }
 
-/// As scripts of other sites have to be asked for that a page pins.
 bool IsScriptWithCors(const libecap::Header &header) {
-  return HeaderValue(header, SEC_FETCH_DEST).value_or("") == "script" &&
-         HeaderValue(header, SEC_FETCH_MODE).value_or("") == "cors";
+  return host::IsScriptWithCors(HeaderValue(header, SEC_FETCH_DEST).value_or(""),
+                                HeaderValue(header, SEC_FETCH_MODE).value_or(""));
 }
 
 std::string Url(const libecap::Message &request) {
@@ -161,7 +160,7 @@ void Transaction::Refuse() {
   libecap::Header &header = answer->header();
   header.add(CONTENT_TYPE, libecap::Area::FromTempString("text/javascript"));
   header.add(libecap::headerContentLength, libecap::Area::FromTempString("0"));
-  header.add(X_VELMORA, libecap::Area::FromTempString("blocked; reason=integrity"));
+  header.add(X_VELMORA, libecap::Area::FromTempString(host::PINNED_REFUSAL));
   LastCall(&libecap::host::Xaction::useAdapted, answer);
 }
 

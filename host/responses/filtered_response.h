@@ -33,6 +33,15 @@ struct ResponseHead {
   std::string_view accept_encoding{};
 };
 
+/// Is this a request as scripts of other sites have to be made that a page pins, by its
+/// Sec-Fetch-Dest and Sec-Fetch-Mode?
+constexpr bool IsScriptWithCors(std::string_view dest, std::string_view mode) noexcept {
+  return dest == "script" && mode == "cors";
+}
+
+/// X-Velmora of the answer in the place of a pinned script that is refused.
+inline constexpr const char *PINNED_REFUSAL = "blocked; reason=integrity";
+
 /// One transaction's, used by one thread at a time.
 class FilteredResponse {
  public:
