@@ -21,7 +21,6 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools" / "proxy"))
 
-from proxy import CATEGORIES  # noqa: E402
 from engine import User, free_port, is_listening  # noqa: E402
 from squid import Squid  # noqa: E402
 
@@ -178,7 +177,7 @@ def main():
                 "do-nothing adapter": Squid(
                     folder / "idle", None, adapter=(idle, "ecap://velmora.bench/idle")
                 ),
-                "Velmora": Squid(folder / "velmora", options.modules, f'[filter]\nblock = "{CATEGORIES}"\n'),
+                "Velmora": Squid(folder / "velmora", options.modules, '[filter]\nblock = "calm"\n'),
             }
             for squid in squids.values():
                 started.append(squid)

@@ -75,7 +75,6 @@ class Load:
         self.balancer_port = balancer_port
         self.origin_port = origin_port
         self.seen = collections.Counter()
-        self.wrong = []
         self.is_over = threading.Event()
         self.lock = threading.Lock()
         self.threads = [

@@ -98,8 +98,10 @@ class Engine:
     protocol who the client is.
     """
 
-    # What each kind of engine says of itself: its adapter, its own log, and who it is.
+    # What each kind of engine says of itself: its adapter, its own log, how that begins the reason for
+    # an end, and who it is.
     adapter = ""
+    fatal = ""
     log_name = ""
     pid_name = ""
 
@@ -226,6 +228,14 @@ class Engine:
         self.process = None
         self._clear_up()
         self._bring_home()
+
+    def complaints(self):
+        """Why it does not start, as its logs say."""
+        files = [file for file in (self.log.with_name("start.log"), self.log) if file.exists()]
+        lines = [line for file in files for line in file.read_text(errors="replace").splitlines()]
+        # Each attempt to start says the same.
+        reasons = dict.fromkeys(line.partition(self.fatal)[2] for line in lines if self.fatal in line)
+        return "\n".join(reasons or lines[-5:]) or f"its log is {self.log}"
 
     def kill(self):
         """Everything of it ends at once, as with a machine that loses its power."""

@@ -82,6 +82,7 @@ class Squid(Engine):
 
     adapter = "ecap_velmora.so"
     log_name = "cache.log"
+    fatal = "FATAL: "
     pid_name = "squid.pid"
     # What a balancer asks to see whether it serves.
     CHECK = "/squid-internal-mgr/info"
@@ -171,14 +172,6 @@ class Squid(Engine):
     def reconfigure(self):
         """Reads the policy and all else again, without an end of the service."""
         self.process.send_signal(signal.SIGHUP)
-
-    def complaints(self):
-        log = self.log
-        files = [file for file in (log.with_name("start.log"), log) if file.exists()]
-        lines = [line for file in files for line in file.read_text(errors="replace").splitlines()]
-        # Each attempt to start says the same.
-        fatal = dict.fromkeys(line.partition("FATAL: ")[2] for line in lines if "FATAL: " in line)
-        return "\n".join(fatal or lines[-5:]) or f"its log is {log}"
 
     def _clear_up(self):
         for left in SOCKETS.glob(f"{self.name}-*.ipc"):

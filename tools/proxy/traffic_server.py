@@ -64,6 +64,7 @@ class TrafficServer(Engine):
 
     adapter = "trafficserver_velmora.so"
     log_name = "diags.log"
+    fatal = "EMERGENCY: "
     pid_name = "run/server.lock"
     # What a balancer asks to see whether it serves.
     CHECK = "/_stats"
@@ -139,15 +140,3 @@ class TrafficServer(Engine):
         """The adapter's, by the last words of their names."""
         lines = self.control("metric", "match", r"plugin\.velmora").splitlines()
         return {name.removeprefix("plugin.velmora."): int(value) for name, value in map(str.split, lines)}
-
-    def complaints(self):
-        texts = [
-            file.read_text(errors="replace")
-            for file in (self.log.with_name("start.log"), self.log)
-            if file.exists()
-        ]
-        lines = [line for text in texts for line in text.splitlines()]
-        bad = dict.fromkeys(
-            line.rpartition("] ")[2] for line in lines if "EMERGENCY" in line or "FATAL" in line
-        )
-        return "\n".join(bad or lines[-5:]) or f"its log is {self.log}"
