@@ -15,7 +15,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools" / "proxy"))
 
 import events  # noqa: E402
-from engine import free_port  # noqa: E402, F401
+from engine import ProxyError, free_port  # noqa: E402, F401
 from origin import Origin, Page  # noqa: E402, F401
 from squid import Squid  # noqa: E402
 from traffic_server import TrafficServer  # noqa: E402

@@ -1,15 +1,19 @@
-"""Traffic Server's cache keeps originals: who gets one from it gets it filtered like any other."""
+"""What Traffic Server alone has: a cache that keeps originals, counters, and an end of its own."""
 
+import pathlib
+import tempfile
 import time
 import unittest
 
-from proxy_case import ADS, ProxyCase
+from proxy_case import ADS, ENGINE, MODULES, ProxyCase, ProxyError
 
 SCRIPT = b"<script>alert(1)</script>"
 PAGE = b"<p>page</p>" + SCRIPT
 
 
 class Cache(ProxyCase):
+    """Who gets an original from the cache gets it filtered like any other."""
+
     policy = '[filter]\nblock = "scripts"\n[allow]\nclients = ["127.0.0.4"]\n' + ADS
 
     @classmethod
@@ -47,6 +51,28 @@ class Cache(ProxyCase):
                 time.sleep(3)
                 self.assert_both_right(name)
                 self.assertEqual(asked[:2], [None, '"1"'], "the origin was asked again")
+
+    def test_counters_tell_what_was_done(self):
+        self.serve("/counted", PAGE)
+        self.fetch("/counted")
+        self.fetch("/counted", "--interface", "127.0.0.4")
+        expected = {
+            "responses": 2,
+            "responses.filtered": 1,
+            "responses.bytes_in": len(PAGE),
+            "responses.bytes_out": len(PAGE) - len(SCRIPT),
+        }
+        # Traffic Server shows them some seconds later.
+        self.wait_until(lambda: expected.items() <= self.squid.counters().items())
+
+
+class Start(unittest.TestCase):
+    def test_what_cannot_be_read_ends_it_with_the_reason(self):
+        with tempfile.TemporaryDirectory(prefix="velmora-test-") as folder:
+            pathlib.Path(folder).chmod(0o755)
+            engine = ENGINE(pathlib.Path(folder, "engine"), MODULES, '[filter]\nblock = "nonsense"\n')
+            with self.assertRaisesRegex(ProxyError, 'unknown category "nonsense"'):
+                engine.start()
 
 
 if __name__ == "__main__":
