@@ -50,5 +50,6 @@ install(CODE "
   set(plugin_dir \"${plugin_dir}\")
   set(data_dir \"${CMAKE_INSTALL_DATADIR}\")
   set(settings_dir \"${CMAKE_INSTALL_SYSCONFDIR}\")
-  set(state_dir \"${CMAKE_INSTALL_LOCALSTATEDIR}\")")
+  set(state_dir \"${CMAKE_INSTALL_LOCALSTATEDIR}\")
+  set(bin_dir \"${CMAKE_INSTALL_BINDIR}\")")
 install(SCRIPT cmake/LayDown.cmake)

@@ -29,9 +29,13 @@ place(policy_file ${settings_dir}/velmora/velmora.toml)
 place(rotation_file ${settings_dir}/logrotate.d/velmora)
 place(log_dir ${state_dir}/log/velmora)
 place(cache_dir ${state_dir}/cache/velmora)
+place(state_folder ${state_dir}/lib/velmora)
+place(bin_dir_full ${bin_dir})
 
 fill_in(velmora.toml ${data_dir_full}/velmora.toml)
-fill_in(squid.conf ${data_dir_full}/squid.conf)
+foreach(sample IN ITEMS squid.conf velmora-lists.service velmora-lists.timer)
+  fill_in(${sample} ${data_dir_full}/${sample})
+endforeach()
 
 # Files that administrators change are laid down once and then left alone.
 foreach(pair IN ITEMS "velmora.toml;${policy_file}" "logrotate;${rotation_file}")
@@ -45,13 +49,18 @@ foreach(pair IN ITEMS "velmora.toml;${policy_file}" "logrotate;${rotation_file}"
   endif()
 endforeach()
 
-# The event log tells what people visit and is read by its group alone; the compiled ad lists.
-foreach(folder IN LISTS log_dir cache_dir)
+# The event log tells what people visit and is read by its group alone; the compiled ad lists; what the
+# proxy is told while it runs, which everybody may read but for its key.
+foreach(folder IN LISTS log_dir cache_dir state_folder)
+  set(others "")
+  if(folder STREQUAL state_folder)
+    set(others WORLD_READ WORLD_EXECUTE)
+  endif()
   set(folder $ENV{DESTDIR}${folder})
   if(NOT EXISTS ${folder})
     file(MAKE_DIRECTORY ${folder})
     file(CHMOD ${folder} DIRECTORY_PERMISSIONS
-      OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE)
+      OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE ${others})
     execute_process(COMMAND chown proxy:proxy ${folder} RESULT_VARIABLE failure ERROR_QUIET)
     if(failure)
       message(STATUS "To be given to the user that the proxy works as: ${folder}")

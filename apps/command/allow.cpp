@@ -30,7 +30,7 @@ void AddPolicyOption(CLI::App &command, std::string &policy) {
 
 std::filesystem::path FileBeside(const std::string &policy) {
   if (!std::filesystem::exists(policy)) throw std::runtime_error(policy + ": no such file");
-  return host::ExceptionsFile(policy);
+  return host::ReadPolicy(policy).exceptions_file;
 }
 
 int Say(const std::string &text) {

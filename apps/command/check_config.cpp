@@ -84,11 +84,11 @@ std::string Particular(const host::Policy &policy, const CheckOptions &options) 
   std::string text =
       fmt::format("{} for {}:\n", Printable(options.url.empty() ? "any site" : options.url),
                   options.client.empty() ? "any client" : options.client);
-  if (policy.Allows(options.url, options.client)) {
+  if (policy.Allows({options.url, options.client})) {
     return text + Line("passes", "untouched, by the allow list");
   }
   std::string rules;
-  for (const host::PolicyRule *const rule : policy.RulesFor(options.url, options.client)) {
+  for (const host::PolicyRule *const rule : policy.RulesFor({options.url, options.client})) {
     rules += fmt::format("{}{} (line {})", rules.empty() ? "" : ", ", rule->name, rule->line);
   }
   const host::PolicyAnswer answer = policy.For(options.url, options.client);
@@ -168,7 +168,7 @@ std::string Whole(const CheckOptions &options, const host::Policy &policy) {
 int CheckConfig(const CheckOptions &options) {
   try {
     host::Policy policy = host::ReadPolicy(options.file);
-    policy.exceptions = host::ReadExceptions(host::ExceptionsFile(options.file));
+    policy.exceptions = host::ReadExceptions(policy.exceptions_file);
     const bool is_particular = !options.url.empty() || !options.client.empty();
     Output output({});
     output.Write(options.is_splice_list ? SpliceList(policy)

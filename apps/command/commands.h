@@ -30,6 +30,7 @@ void AddCategories(CLI::App &application, Action &action);
 void AddCheckConfig(CLI::App &application, Action &action);
 void AddFilter(CLI::App &application, Action &action);
 void AddLex(CLI::App &application, Action &action);
+void AddLists(CLI::App &application, Action &action);
 void AddTop(CLI::App &application, Action &action);
 void AddUndo(CLI::App &application, Action &action);
 void AddWhy(CLI::App &application, Action &action);

@@ -46,6 +46,8 @@ void EventTotals::Add(const host::Event &event) {
       ++guarded_;
       return;
     case host::EventKind::LEFT_OUT:
+    case host::EventKind::OPENED:
+    case host::EventKind::ALLOWED:
       return;
     case host::EventKind::STOPPED:
       ++stopped_;

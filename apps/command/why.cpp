@@ -37,7 +37,7 @@ std::string Line(std::string_view name, std::string_view value) {
 std::string PolicyRules(const host::Policy &policy, const host::Event &event) {
   const std::string &page = event.page.empty() ? event.url : event.page;
   std::string rules = "[filter]";
-  for (const host::PolicyRule *const rule : policy.RulesFor(page, event.client)) {
+  for (const host::PolicyRule *const rule : policy.RulesFor({page, event.client})) {
     rules += fmt::format(", {} (line {})", rule->name, rule->line);
   }
   const bool holds = policy.For(page, event.client).categories.Contains(event.category);

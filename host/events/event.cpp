@@ -23,6 +23,7 @@ struct KindName {
 constexpr KindName KINDS[] = {
     {EventKind::BLOCKED, "blocked"}, {EventKind::FILTERED, "filtered"},
     {EventKind::GUARDED, "guarded"}, {EventKind::LEFT_OUT, "left-out"},
+    {EventKind::OPENED, "opened"},   {EventKind::ALLOWED, "allowed"},
     {EventKind::STOPPED, "stopped"}, {EventKind::ERROR, "error"},
     {EventKind::DROPPED, "dropped"},
 };
@@ -103,6 +104,9 @@ std::string ToLine(const Event &event) {
     case EventKind::LEFT_OUT:
       line["category"] = NameOfCategory(event.category);
       line["code"] = event.category;
+      break;
+    case EventKind::OPENED:
+    case EventKind::ALLOWED:
       break;
     case EventKind::STOPPED:
     case EventKind::ERROR:

@@ -33,6 +33,9 @@ enum class EventKind {
   GUARDED,
   /// A page did not get it, or not to its end: its own security policy would not run it.
   LEFT_OUT,
+  /// Somebody pressed a button of a block page: the URL once, or its site from now on.
+  OPENED,
+  ALLOWED,
   /// Filtering or decoding of a body stopped before its end.
   STOPPED,
   /// Something else went wrong.

@@ -143,6 +143,10 @@ void EventLog::AddScript(EventKind kind, std::string_view client, std::string_vi
   });
 }
 
+void EventLog::AddPressed(EventKind kind, std::string_view client, std::string_view url) noexcept {
+  Add([&] { return MakeEvent(kind, client, url); });
+}
+
 void EventLog::AddError(std::string_view reason) noexcept {
   Add([&] {
     Event event = MakeEvent(EventKind::ERROR);

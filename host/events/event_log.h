@@ -82,6 +82,8 @@ class EventLog {
   /// Of kind `GUARDED` or `LEFT_OUT`.
   void AddScript(EventKind kind, std::string_view client, std::string_view url,
                  std::int32_t category) noexcept;
+  /// Of kind `OPENED` or `ALLOWED`.
+  void AddPressed(EventKind kind, std::string_view client, std::string_view url) noexcept;
   void AddError(std::string_view reason) noexcept;
 
   /// The file was renamed: it is opened anew under its name, at once and by the user that made the

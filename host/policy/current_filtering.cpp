@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "host/policy/fetched_lists.h"
+
 namespace velmora::host {
 namespace {
 
@@ -30,7 +32,8 @@ void CurrentFiltering::Configure(const FilterFiles &files) {
     } else {
       Renew(files);
     }
-    exceptions_ = ExceptionsWatch(files.policy);
+    files_ = files;
+    Watch();
   } catch (...) {
     RefuseFor(Reason());
   }
@@ -52,7 +55,8 @@ std::shared_ptr<const Filtering> CurrentFiltering::Now() noexcept {
   if (filtering_ == nullptr) return nullptr;
   try {
     TakeRenewed();
-    filtering_ = exceptions_.Renewed(filtering_);
+    if (exceptions_.HasChanged()) filtering_ = WithExceptions(filtering_);
+    if (lists_.HasChanged()) Renew(files_);
   } catch (...) {
     Complain(Reason());
   }
@@ -87,12 +91,21 @@ void CurrentFiltering::TakeRenewed() {
   if (renewed_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
   try {
     filtering_ = renewed_.get();
-    // It may have been read before the last change.
-    exceptions_.Forget();
+    Watch();
   } catch (...) {
     log_(std::string(Reason()) + HOLDS_ON);
   }
   if (next_) FinishOnThread(*std::exchange(next_, std::nullopt));
+}
+
+void CurrentFiltering::Watch() {
+  const Policy &policy = filtering_->policy;
+  if (exceptions_.File() != policy.exceptions_file) exceptions_ = FileWatch(policy.exceptions_file);
+  // They may have been read before the last change.
+  exceptions_.Forget();
+  const auto stamp =
+      policy.list_urls.empty() ? std::filesystem::path() : FetchedListsStamp(policy.state_folder);
+  if (lists_.File() != stamp) lists_ = FileWatch(stamp);
 }
 
 void CurrentFiltering::Complain(std::string_view reason) const noexcept {

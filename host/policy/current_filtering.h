@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "base/mutex.h"
+#include "host/policy/file_watch.h"
 #include "host/policy/filtering.h"
 
 namespace velmora::host {
@@ -37,6 +38,7 @@ class CurrentFiltering {
   void FinishOnThread(Renewal renewal) VELMORA_REQUIRES(mutex_);
   /// What the thread has come to, if it has.
   void TakeRenewed() VELMORA_REQUIRES(mutex_);
+  void Watch() VELMORA_REQUIRES(mutex_);
   /// Says in both logs why the proxy goes on as before.
   void Complain(std::string_view reason) const noexcept VELMORA_REQUIRES(mutex_);
   void RefuseFor(std::string_view reason) const VELMORA_REQUIRES(mutex_);
@@ -46,7 +48,11 @@ class CurrentFiltering {
   const ProxyLog log_;
   base::Mutex mutex_;
   std::shared_ptr<const Filtering> filtering_ VELMORA_GUARDED_BY(mutex_);
-  ExceptionsWatch exceptions_ VELMORA_GUARDED_BY(mutex_);
+  /// What it was configured from.
+  FilterFiles files_ VELMORA_GUARDED_BY(mutex_);
+  /// What somebody allowed or took back meanwhile, and whether lists were fetched.
+  FileWatch exceptions_ VELMORA_GUARDED_BY(mutex_);
+  FileWatch lists_ VELMORA_GUARDED_BY(mutex_);
   std::future<std::shared_ptr<const Filtering>> renewed_ VELMORA_GUARDED_BY(mutex_);
   /// Asked for while the thread was at work on the one before.
   std::optional<Renewal> next_ VELMORA_GUARDED_BY(mutex_);

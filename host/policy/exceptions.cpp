@@ -5,6 +5,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -59,6 +60,13 @@ void Write(const std::filesystem::path &file, int flags, const std::string &text
       write(descriptor.number(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
     throw std::system_error(errno, std::generic_category(), file.string());
   }
+  // Whatever the proxy keeps from others by default: `check-config` reads it.
+  fchmod(descriptor.number(), MODE);
+  struct stat folder;
+  if (geteuid() == 0 && stat(file.parent_path().c_str(), &folder) == 0) {
+    // Where that is not possible, the owner reads it still.
+    static_cast<void>(fchown(descriptor.number(), folder.st_uid, folder.st_gid) == 0);
+  }
 }
 
 }  // namespace
@@ -67,10 +75,6 @@ bool Exception::AppliesTo(const HostName &asked, const std::optional<ClientAddre
                           Time now) const {
   return (!until || now < *until) && site.Contains(asked) &&
          (!client || (from && client->Contains(*from)));
-}
-
-std::filesystem::path ExceptionsFile(const std::filesystem::path &policy) {
-  return std::filesystem::path(policy).replace_extension(".exceptions");
 }
 
 std::vector<Exception> ReadExceptions(const std::filesystem::path &file) {

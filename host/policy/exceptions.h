@@ -1,5 +1,5 @@
-// Exceptions: what somebody allowed while the filter runs, in a file of its own beside the policy,
-// a line of JSON each:
+// Exceptions: what somebody allowed while the filter runs, in a file of its own in the policy's
+// state folder, a line of JSON each:
 //
 //   {"time":"2026-03-01T12:34:56.789Z","site":"shop.example","client":"192.168.1.0/24",
 //    "until":"2026-03-01T13:34:56.789Z","categories":"requests, ad-elements"}
@@ -32,14 +32,12 @@ struct Exception {
   bool AppliesTo(const HostName &asked, const std::optional<ClientAddress> &from, Time now) const;
 };
 
-/// The file that belongs to a policy's.
-std::filesystem::path ExceptionsFile(const std::filesystem::path &policy);
-
 /// Those that have not run out, in the order in which they were made; none when there is no file.
 /// Throws `std::runtime_error` with the place of what is wrong.
 std::vector<Exception> ReadExceptions(const std::filesystem::path &file);
 
-/// Adds one; the hosts that watch the file take it. Throws `std::system_error`.
+/// Adds one; the hosts that watch the file take it. Both this and the next leave the file to the
+/// folder's owner, who may be another one. Throws `std::system_error`.
 void AddException(const std::filesystem::path &file, const Exception &exception);
 
 /// Takes the last one that has not run out back; none when there is none. Throws what the above do.

@@ -2,7 +2,6 @@
 
 #include <stdexcept>
 #include <string>
-#include <sys/stat.h>
 #include <system_error>
 #include <utility>
 
@@ -15,7 +14,7 @@ Policy ReadPolicyOf(const FilterFiles &files) {
     policy.everywhere.block = CategorySet::Default();
   } else {
     policy = ReadPolicy(files.policy);
-    policy.exceptions = ReadExceptions(ExceptionsFile(files.policy));
+    policy.exceptions = ReadExceptions(policy.exceptions_file);
   }
   if (files.event_log) {
     if (!policy.event_log) policy.event_log.emplace();
@@ -55,27 +54,16 @@ std::shared_ptr<const Filtering> StartFiltering(const FilterFiles &files) {
   Policy policy = ReadPolicyOf(files);
   std::shared_ptr<EventLog> events = OpenLog(policy);
   auto plugin = std::make_shared<const Plugin>(files.plugin, policy.ads);
-  return std::make_shared<const Filtering>(
-      Filtering{std::move(policy), std::move(plugin), std::move(events)});
+  auto permits = std::make_shared<Permits>(policy.state_folder);
+  return std::make_shared<const Filtering>(Filtering{.policy = std::move(policy),
+                                                     .plugin = std::move(plugin),
+                                                     .events = std::move(events),
+                                                     .permits = std::move(permits)});
 }
 
-ExceptionsWatch::State ExceptionsWatch::Look() const noexcept {
-  struct stat status;
-  if (file_.empty() || stat(file_.c_str(), &status) != 0) return {};
-  return {static_cast<std::int64_t>(status.st_ino), status.st_size, status.st_mtim.tv_sec,
-          status.st_mtim.tv_nsec};
-}
-
-std::shared_ptr<const Filtering> ExceptionsWatch::Renewed(
-    const std::shared_ptr<const Filtering> &filtering) {
-  const auto now = std::chrono::steady_clock::now();
-  if (now < next_look_) return filtering;
-  next_look_ = now + INTERVAL;
-  const State state = Look();
-  if (state == known_) return filtering;
-  known_ = state;
+std::shared_ptr<const Filtering> WithExceptions(const std::shared_ptr<const Filtering> &filtering) {
   auto renewed = std::make_shared<Filtering>(*filtering);
-  renewed->policy.exceptions = ReadExceptions(file_);
+  renewed->policy.exceptions = ReadExceptions(renewed->policy.exceptions_file);
   return renewed;
 }
 
@@ -91,8 +79,13 @@ Renewal::Renewal(std::shared_ptr<const Filtering> before, const FilterFiles &fil
   if (!is_log_kept && events && events->Trouble()) {
     throw std::system_error(events->Trouble(), "event log " + policy.event_log->file.string());
   }
-  after_ = std::make_shared<const Filtering>(
-      Filtering{std::move(policy), before_->plugin, std::move(events), before_->pinned});
+  const bool is_folder_kept = policy.state_folder == before_->policy.state_folder;
+  auto permits = is_folder_kept ? before_->permits : std::make_shared<Permits>(policy.state_folder);
+  after_ = std::make_shared<const Filtering>(Filtering{.policy = std::move(policy),
+                                                       .plugin = before_->plugin,
+                                                       .events = std::move(events),
+                                                       .pinned = before_->pinned,
+                                                       .permits = std::move(permits)});
   if (is_log_kept && after_->events) after_->events->Reopen();
 }
 

@@ -1,9 +1,6 @@
 // Filtering: what the transactions of a proxy share, and how it is renewed while they run.
 #pragma once
 
-#include <array>
-#include <chrono>
-#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -12,6 +9,7 @@
 
 #include "host/events/event_log.h"
 #include "host/loading/plugin.h"
+#include "host/policy/permits.h"
 #include "host/policy/policy.h"
 
 namespace velmora::host {
@@ -39,6 +37,8 @@ struct Filtering {
   std::shared_ptr<EventLog> events;
   /// Of all that came by since the start.
   std::shared_ptr<PinnedScripts> pinned = std::make_shared<PinnedScripts>();
+  /// Of the policy's state folder.
+  std::shared_ptr<Permits> permits;
 };
 
 /// Reads the policy, opens its event log, and loads the plug-in with the policy's ad-blocking
@@ -46,36 +46,8 @@ struct Filtering {
 /// stops nothing.
 std::shared_ptr<const Filtering> StartFiltering(const FilterFiles &files);
 
-/// Looks from time to time whether somebody has allowed something or taken it back. One thread's.
-class ExceptionsWatch {
- public:
-  static constexpr std::chrono::milliseconds INTERVAL{500};
-
-  ExceptionsWatch() = default;
-  /// Of a policy's file; an empty path has none.
-  explicit ExceptionsWatch(const std::filesystem::path &policy)
-      : file_(policy.empty() ? policy : ExceptionsFile(policy)) {}
-
-  /// The same, or one with the exceptions as they are now. Throws what `ReadExceptions` throws,
-  /// once for each state of the file.
-  std::shared_ptr<const Filtering> Renewed(const std::shared_ptr<const Filtering> &filtering);
-  /// Reads them at the next question, whether the file has changed or not.
-  void Forget() noexcept {
-    known_ = UNKNOWN;
-    next_look_ = {};
-  }
-
- private:
-  using State = std::array<std::int64_t, 4>;
-  /// No file has it.
-  static constexpr State UNKNOWN = {-1};
-
-  State Look() const noexcept;
-
-  std::filesystem::path file_;
-  State known_ = UNKNOWN;
-  std::chrono::steady_clock::time_point next_look_{};
-};
+/// The same, with the exceptions as their file says now. Throws what `ReadExceptions` throws.
+std::shared_ptr<const Filtering> WithExceptions(const std::shared_ptr<const Filtering> &filtering);
 
 /// The same anew, beside what is in force: policy and lists are read again, the log is opened again
 /// under its name, the plug-in and the ad-blocking library stay loaded as they are. When something

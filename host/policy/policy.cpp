@@ -35,6 +35,7 @@ void Apply(const PolicyChange &change, PolicyAnswer &answer) {
       change.only.value_or(answer.categories).With(change.block).Without(change.allow);
   for (const auto &[name, value] : change.settings) answer.settings[name] = value;
   if (change.option_block) answer.option_block = *change.option_block;
+  answer.allows_self = change.allows_self.value_or(answer.allows_self);
 }
 
 bool HasAll(const CategorySet &categories, std::initializer_list<std::int32_t> codes) noexcept {
@@ -52,51 +53,56 @@ bool PolicyAnswer::BlocksInBodies() const noexcept {
   return !categories.Without(requests).IsEmpty();
 }
 
-bool PolicyRule::AppliesTo(const HostName &site, const std::optional<ClientAddress> &client) const {
-  return (!clients || HasClient(*clients, client)) && (!sites || sites->Contains(site));
+const HostName &Asked::Site() const {
+  if (!site_) site_.emplace(HostOfUrl(url_));
+  return *site_;
 }
 
-bool Policy::Allows(std::string_view url, std::string_view client) const {
-  if (allowed_sites.IsEmpty() && allowed_clients.empty()) return false;
-  return allowed_sites.Contains(HostName(HostOfUrl(url))) ||
-         HasClient(allowed_clients, ClientAddress::Parse(client));
+const std::optional<ClientAddress> &Asked::Client() const {
+  if (!client_) client_.emplace(ClientAddress::Parse(client_text_));
+  return *client_;
 }
 
-CategorySet Policy::Excepted(std::string_view url, std::string_view client) const {
+bool PolicyRule::AppliesTo(const Asked &asked) const {
+  return (!clients || HasClient(*clients, asked.Client())) &&
+         (!sites || sites->Contains(asked.Site()));
+}
+
+bool Policy::Allows(const Asked &asked) const {
+  return (!allowed_sites.IsEmpty() && allowed_sites.Contains(asked.Site())) ||
+         (!allowed_clients.empty() && HasClient(allowed_clients, asked.Client()));
+}
+
+CategorySet Policy::Excepted(const Asked &asked) const {
   CategorySet excepted;
   if (exceptions.empty()) return excepted;
-  const HostName site(HostOfUrl(url));
-  const auto address = ClientAddress::Parse(client);
   const auto now = std::chrono::system_clock::now();
   for (const Exception &exception : exceptions) {
-    if (exception.AppliesTo(site, address, now)) excepted = excepted.With(exception.categories);
+    if (exception.AppliesTo(asked.Site(), asked.Client(), now))
+      excepted = excepted.With(exception.categories);
   }
   return excepted;
 }
 
-bool Policy::AllowsRequestsOf(std::string_view url, std::string_view client) const {
-  return Allows(url, client) || Excepted(url, client).Contains(CATEGORY_REQUESTS);
+bool Policy::AllowsRequestsOf(const Asked &asked) const {
+  return Allows(asked) || Excepted(asked).Contains(CATEGORY_REQUESTS);
 }
 
-std::vector<const PolicyRule *> Policy::RulesFor(std::string_view url,
-                                                 std::string_view client) const {
+std::vector<const PolicyRule *> Policy::RulesFor(const Asked &asked) const {
   std::vector<const PolicyRule *> applied;
-  if (rules.empty()) return applied;
-  const HostName site(HostOfUrl(url));
-  const auto address = ClientAddress::Parse(client);
   for (const PolicyRule &rule : rules) {
-    if (rule.AppliesTo(site, address)) applied.push_back(&rule);
+    if (rule.AppliesTo(asked)) applied.push_back(&rule);
   }
   return applied;
 }
 
-PolicyAnswer Policy::For(std::string_view url, std::string_view client) const {
+PolicyAnswer Policy::For(const Asked &asked) const {
   PolicyAnswer answer;
-  answer.is_allowed = Allows(url, client);
+  answer.is_allowed = Allows(asked);
   if (answer.is_allowed) return answer;
   Apply(everywhere, answer);
-  for (const PolicyRule *const rule : RulesFor(url, client)) Apply(rule->change, answer);
-  const CategorySet excepted = Excepted(url, client);
+  for (const PolicyRule *const rule : RulesFor(asked)) Apply(rule->change, answer);
+  const CategorySet excepted = Excepted(asked);
   answer.is_allowed = excepted == CategorySet::All();
   answer.categories = answer.categories.Without(excepted);
   return answer;

@@ -53,6 +53,23 @@ class PolicyError : public std::runtime_error {
 
 using PluginSettings = std::map<std::string, std::string, std::less<>>;
 
+/// Who asks for what. Both are read when they matter, and once however many questions there are.
+/// The texts outlive it; one thread's.
+class Asked {
+ public:
+  /// An empty or unreadable address is a client that is not known.
+  Asked(std::string_view url, std::string_view client) noexcept : url_(url), client_text_(client) {}
+
+  const HostName &Site() const;
+  const std::optional<ClientAddress> &Client() const;
+
+ private:
+  std::string_view url_;
+  std::string_view client_text_;
+  mutable std::optional<HostName> site_;
+  mutable std::optional<std::optional<ClientAddress>> client_;
+};
+
 /// What a rule does with what the rules before it said.
 struct PolicyChange {
   /// Exactly these categories, whatever was said before.
@@ -63,6 +80,7 @@ struct PolicyChange {
   CategorySet allow{};
   PluginSettings settings{};
   std::optional<std::vector<std::uint8_t>> option_block{};
+  std::optional<bool> allows_self{};
 };
 
 struct PolicyRule {
@@ -74,7 +92,7 @@ struct PolicyRule {
   std::optional<std::vector<ClientNetwork>> clients{};
   PolicyChange change{};
 
-  bool AppliesTo(const HostName &site, const std::optional<ClientAddress> &client) const;
+  bool AppliesTo(const Asked &asked) const;
 };
 
 /// What applies to one response.
@@ -84,6 +102,8 @@ struct PolicyAnswer {
   CategorySet categories{};
   PluginSettings settings{};
   std::vector<std::uint8_t> option_block{};
+  /// The client may let the site through for itself.
+  bool allows_self = false;
 
   /// When false, the response goes by untouched. Where nothing is to be blocked, a setting may
   /// still ask for the plug-in: for a record of what passes.
@@ -113,21 +133,29 @@ struct Policy {
   HostSet spliced_sites{};
   /// What somebody allowed since, above all that the policy says.
   std::vector<Exception> exceptions{};
+  /// Where the proxy keeps what it is told while it runs, and the file of exceptions there; empty
+  /// where there is no policy file.
+  std::filesystem::path state_folder{};
+  std::filesystem::path exceptions_file{};
+  /// Where lists are fetched from. Those that are there are among the lists of `ads`.
+  std::vector<std::string> list_urls{};
 
-  /// What applies to a URL asked for by a client; an empty or unreadable address is a client that
-  /// is not known.
-  PolicyAnswer For(std::string_view url, std::string_view client) const;
+  /// What applies to a URL asked for by a client.
+  PolicyAnswer For(const Asked &asked) const;
+  PolicyAnswer For(std::string_view url, std::string_view client) const {
+    return For(Asked(url, client));
+  }
   /// The value of a Content-Security-Policy header that a response goes out with, filtered or not,
   /// beside those that it has; empty for none. Where scripts are blocked, the browser is to refuse
   /// those too that the filter does not see. A literal, which ends in a NUL.
   std::string_view SecurityPolicyFor(const PolicyAnswer &answer) const noexcept;
   /// The rules that `For` applies, in order.
-  std::vector<const PolicyRule *> RulesFor(std::string_view url, std::string_view client) const;
-  bool Allows(std::string_view url, std::string_view client) const;
+  std::vector<const PolicyRule *> RulesFor(const Asked &asked) const;
+  bool Allows(const Asked &asked) const;
   /// The categories that exceptions take off.
-  CategorySet Excepted(std::string_view url, std::string_view client) const;
+  CategorySet Excepted(const Asked &asked) const;
   /// May pages of any site request this, whatever applies to them?
-  bool AllowsRequestsOf(std::string_view url, std::string_view client) const;
+  bool AllowsRequestsOf(const Asked &asked) const;
 };
 
 /// Reads a policy file. Paths in it are relative to its folder. Throws `PolicyError`.

@@ -13,8 +13,10 @@
 #include <utility>
 
 #include "base/ascii.h"
+#include "host/policy/fetched_lists.h"
 #include "host/policy/policy.h"
 #include "host/policy/policy_values.h"
+#include "host/web/url.h"
 
 namespace velmora::host {
 namespace {
@@ -229,8 +231,14 @@ constexpr Key<Target> OPTION_BLOCK = {"option-block",
                                         ReadOptionBlock(value, ChangeOf(target));
                                       }};
 
+template <class Target>
+constexpr Key<Target> ALLOW_SELF = {"allow-self",
+                                    [](Reading &, const toml::node &value, Target &target) {
+                                      ChangeOf(target).allows_self = Flag(value);
+                                    }};
+
 constexpr Key<Policy> FILTER_TABLE[] = {BLOCK<Policy>, ALLOW<Policy>, SETTINGS<Policy>,
-                                        OPTION_BLOCK<Policy>};
+                                        OPTION_BLOCK<Policy>, ALLOW_SELF<Policy>};
 
 template <class Value>
 Value &Made(std::optional<Value> &optional) {
@@ -251,6 +259,7 @@ constexpr Key<PolicyRule> RULE_TABLE[] = {
     ALLOW<PolicyRule>,
     SETTINGS<PolicyRule>,
     OPTION_BLOCK<PolicyRule>,
+    ALLOW_SELF<PolicyRule>,
 };
 
 constexpr Key<Policy> ALLOW_TABLE[] = {
@@ -348,17 +357,31 @@ void ReadAdLists(Reading &reading, const toml::node &value,
   });
 }
 
-constexpr Key<AdLibraryOptions> ADS_TABLE[] = {
+void ReadListUrls(Reading &reading, const toml::node &value, Policy &policy) {
+  ForEach(reading, value, [&](const toml::node &element) {
+    const std::string url = Text(element);
+    const bool is_fetched =
+        base::StartsWithNoCase(url, "http:") || base::StartsWithNoCase(url, "https:");
+    if (!is_fetched || HostOfUrl(url).empty()) {
+      throw std::invalid_argument("should be a URL that begins with http: or https:");
+    }
+    policy.list_urls.push_back(url);
+  });
+}
+
+constexpr Key<Policy> ADS_TABLE[] = {
     {"enabled",
-     [](Reading &, const toml::node &value, AdLibraryOptions &ads) { ads.is_used = Flag(value); }},
+     [](Reading &, const toml::node &value, Policy &policy) { policy.ads.is_used = Flag(value); }},
     {"library", [](Reading &reading, const toml::node &value,
-                   AdLibraryOptions &ads) { ads.library = reading.Path(Text(value)); }},
+                   Policy &policy) { policy.ads.library = reading.Path(Text(value)); }},
     {"lists", [](Reading &reading, const toml::node &value,
-                 AdLibraryOptions &ads) { ReadAdLists(reading, value, ads.lists); }},
+                 Policy &policy) { ReadAdLists(reading, value, policy.ads.lists); }},
     {"extra-lists", [](Reading &reading, const toml::node &value,
-                       AdLibraryOptions &ads) { ReadAdLists(reading, value, ads.extra_lists); }},
+                       Policy &policy) { ReadAdLists(reading, value, policy.ads.extra_lists); }},
+    {"urls", ReadListUrls},
     {"rules",
-     [](Reading &reading, const toml::node &value, AdLibraryOptions &ads) {
+     [](Reading &reading, const toml::node &value, Policy &policy) {
+       AdLibraryOptions &ads = policy.ads;
        ads.rules_name = "the policy's rules";
        ForEach(reading, value, [&](const toml::node &element) {
          ads.rules.push_back(Text(element));
@@ -409,6 +432,11 @@ void ReadRules(Reading &reading, const toml::node &value, Policy &policy) {
   }
 }
 
+constexpr Key<Policy> STATE_TABLE[] = {
+    {"folder", [](Reading &reading, const toml::node &value,
+                  Policy &policy) { policy.state_folder = reading.Path(Text(value)); }},
+};
+
 constexpr Key<Policy> POLICY_TABLE[] = {
     {"filter", [](Reading &reading, const toml::node &value,
                   Policy &policy) { ReadTable(reading, value, FILTER_TABLE, policy); }},
@@ -422,13 +450,15 @@ constexpr Key<Policy> POLICY_TABLE[] = {
     {"limits", [](Reading &reading, const toml::node &value,
                   Policy &policy) { ReadTable(reading, value, LIMITS_TABLE, policy.responses); }},
     {"ads", [](Reading &reading, const toml::node &value,
-               Policy &policy) { ReadTable(reading, value, ADS_TABLE, policy.ads); }},
+               Policy &policy) { ReadTable(reading, value, ADS_TABLE, policy); }},
     {"event-log",
      [](Reading &reading, const toml::node &value, Policy &policy) {
        ReadTable(reading, value, EVENT_LOG_TABLE, policy.event_log.emplace());
      }},
     {"https", [](Reading &reading, const toml::node &value,
                  Policy &policy) { ReadTable(reading, value, HTTPS_TABLE, policy); }},
+    {"state", [](Reading &reading, const toml::node &value,
+                 Policy &policy) { ReadTable(reading, value, STATE_TABLE, policy); }},
 };
 
 }  // namespace
@@ -436,6 +466,7 @@ constexpr Key<Policy> POLICY_TABLE[] = {
 Policy ReadPolicy(const std::filesystem::path &file) {
   Reading reading{.folder = std::filesystem::absolute(file).parent_path()};
   Policy policy;
+  policy.state_folder = reading.folder;
   try {
     const toml::table document = toml::parse(ReadWhole(file));
     ReadTable(reading, document, POLICY_TABLE, policy);
@@ -450,6 +481,8 @@ Policy ReadPolicy(const std::filesystem::path &file) {
     });
     throw PolicyError(file, std::move(reading.problems));
   }
+  policy.exceptions_file = policy.state_folder / file.filename().replace_extension(".exceptions");
+  UseFetchedLists(policy);
   return policy;
 }
 

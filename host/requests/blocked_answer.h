@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/requests/block_page.h"
 #include "host/requests/request_head.h"
 #include "host/requests/request_kind.h"
 
@@ -34,6 +35,11 @@ struct BlockedReason {
 };
 
 BlockedAnswer AnswerTo(const RequestHead &request, const RequestKind &kind,
-                       const BlockedReason &reason);
+                       const BlockedReason &reason, const WaysOn &ways);
+
+/// A page of the filter's own; without its body where the request has one. In a frame it shows only
+/// if nothing can be pressed in it.
+BlockedAnswer PageAnswer(const RequestHead &request, int status, std::string_view reason,
+                         std::string page, bool may_be_framed = false);
 
 }  // namespace velmora::host

@@ -3,6 +3,8 @@
 #include <string>
 #include <vexlar/requests.h>
 
+#include "host/requests/buttons.h"
+
 namespace velmora::host {
 namespace {
 
@@ -46,22 +48,25 @@ AdVerdict AskLists(const Plugin &plugin, const RequestHead &request, const Reque
 }
 
 bool IsWanted(const Policy &policy, const RequestHead &request, const RequestKind &kind) {
-  const std::string site =
-      kind.use == AnswerUse::TUNNEL ? SiteBehind(request.url) : std::string(request.url);
-  const std::string_view page =
-      kind.use == AnswerUse::TUNNEL || kind.page.empty() ? site : kind.page;
-  return policy.For(page, request.client).JudgesRequests() &&
-         !policy.AllowsRequestsOf(site, request.client);
+  const bool is_tunnel = kind.use == AnswerUse::TUNNEL;
+  const std::string behind = is_tunnel ? SiteBehind(request.url) : std::string();
+  const Asked site(is_tunnel ? behind : request.url, request.client);
+  const bool is_own_page = is_tunnel || kind.page.empty() || kind.page == request.url;
+  return policy.For(is_own_page ? site : Asked(kind.page, request.client)).JudgesRequests() &&
+         !policy.AllowsRequestsOf(site);
 }
 
 }  // namespace
 
 std::optional<BlockedAnswer> JudgeRequest(const Filtering &filtering, const RequestHead &request) {
   if (!filtering.plugin->CanJudge()) return std::nullopt;
+  if (auto answer = AnswerToButton(filtering, request)) return answer;
   const RequestKind kind = KindOf(request);
   if (!IsWanted(filtering.policy, request, kind)) return std::nullopt;
   const AdVerdict verdict = AskLists(*filtering.plugin, request, kind);
-  if (verdict.kind != AdVerdict::Kind::BLOCKED) return std::nullopt;
+  if (verdict.kind != AdVerdict::Kind::BLOCKED || IsOpened(filtering, request, kind)) {
+    return std::nullopt;
+  }
   const std::string id = MakeBlockId();
   if (filtering.events) {
     const std::string type = NamesOfTypes(kind.types);
@@ -75,7 +80,8 @@ std::optional<BlockedAnswer> JudgeRequest(const Filtering &filtering, const Requ
                                   .list = verdict.list,
                                   .line = verdict.line});
   }
-  return AnswerTo(request, kind, {.id = id, .rule = verdict.rule, .list = verdict.list});
+  return AnswerTo(request, kind, {.id = id, .rule = verdict.rule, .list = verdict.list},
+                  WaysOnFrom(filtering, request, kind));
 }
 
 }  // namespace velmora::host

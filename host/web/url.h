@@ -13,4 +13,9 @@ namespace velmora::host {
 /// "xn--...".
 std::string HostOfUrl(std::string_view url);
 
+/// A text as a value in a query.
+std::string EscapeForQuery(std::string_view text);
+/// The text of such a value.
+std::string Unescaped(std::string_view value);
+
 }  // namespace velmora::host

@@ -145,7 +145,7 @@ TEST(Policy, AppliesRulesOnTopOfOneAnother) {
   }
   EXPECT_FALSE(policy.For("https://www.bank.example/", "10.1.0.1").IsFiltered());
   EXPECT_FALSE(policy.For("http://www.example/", "10.9.9.9").IsFiltered());
-  EXPECT_EQ(policy.RulesFor("http://exam.example/", "10.1.9.1").size(), 2U);
+  EXPECT_EQ(policy.RulesFor({"http://exam.example/", "10.1.9.1"}).size(), 2U);
 }
 
 TEST(Policy, ReadsEverythingElse) {

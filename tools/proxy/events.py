@@ -44,6 +44,8 @@ def line(event):
         return f"{clock}  {event['items']} items and {event['saved']} bytes less: {printable(event['url'])}"
     if event["event"] == "guarded":
         return f"{clock}  guarded from {event['category']}: {printable(event['url'])}"
+    if event["event"] in ("left-out", "opened", "allowed"):
+        return f"{clock}  {event['event']} {event.get('category', '')}: {printable(event['url'])}"
     if event["event"] != "blocked":
         return f"{clock}  ! {event.get('reason', event['event'])}  {printable(event.get('url', ''))}"
     what = shortened(printable(event.get("type", event["item"]) + "  " + event["detail"]).strip())
