@@ -111,7 +111,7 @@ TEST(CheckConfig, NamesProblemsWithTheirPlaces) {
   EXPECT_EQ(bad.output, "");
   EXPECT_EQ(bad.errors,
             "bad.toml:2:1: unknown key \"blok\"; what can stand here: \"block\", \"allow\", "
-            "\"settings\", \"option-block\"\n"
+            "\"settings\", \"option-block\", \"allow-self\"\n"
             "bad.toml:3:9: unknown category \"add\"; did you mean \"ads\"?\n");
   const Result missing = shell.Run("$velmora check-config none.toml");
   EXPECT_EQ(missing.exit_code, 1);

@@ -53,6 +53,13 @@ CASES = (
     ("doc.example/a", to("document"), PAGE),
     ("ads.example/good/a", to("script"), PASSES),
     ("free.example/a", to("script"), PASSES),
+    # What markup asks for elsewhere than in src: srcset and poster, preloads, prefetches, images of SVG, pings.
+    ("ads.example/a", to("image", Sec_Fetch_Mode="no-cors", **NEWS), GIF),
+    ("ads.example/a", to("font", Sec_Fetch_Mode="cors", **NEWS), empty()),
+    ("ads.example/a", to("track", **NEWS), empty()),
+    ("ads.example/a", to("empty", Sec_Fetch_Mode="no-cors", Sec_Purpose="prefetch", **NEWS), empty()),
+    ("ads.example/a", to("empty", Sec_Fetch_Mode="no-cors", Ping_From="http://news.example/"), empty()),
+    ("ads.example/a", to("json"), empty()),
     # Without Sec-Fetch-Dest.
     ("ads.example/a", {"Accept": "text/css,*/*;q=0.1"}, empty("text/css")),
     ("ads.example/a", {"Accept": "image/avif,image/webp,*/*;q=0.8"}, GIF),
