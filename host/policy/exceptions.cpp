@@ -53,8 +53,9 @@ Exception FromLine(const std::string &line) {
 }
 
 void Write(const std::filesystem::path &file, int flags, const std::string &text) {
+  // Through no link: the folder may be the proxy's, and who writes root.
   const base::Descriptor descriptor(
-      open(file.c_str(), flags | O_WRONLY | O_CREAT | O_CLOEXEC, MODE));
+      open(file.c_str(), flags | O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, MODE));
   // In one go: several may write at once.
   if (!descriptor.IsOpen() ||
       write(descriptor.number(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
