@@ -13,6 +13,7 @@
 #include "command/commands.h"
 #include "command/files.h"
 #include "command/messages.h"
+#include "host/policy/filtering.h"
 #include "host/policy/policy.h"
 #include "host/web/url.h"
 
@@ -149,6 +150,8 @@ void Warn(const host::Policy &policy) {
       WarnOfPopups(fmt::format("rule {} (line {})", Printable(rule.name), rule.line), categories);
     }
   }
+  const std::string problem = host::TemporaryFilesProblem();
+  if (!problem.empty()) PrintLine("warning: " + problem);
   if (!policy.event_log || policy.event_log->file.empty()) return;
   const std::filesystem::path folder = policy.event_log->file.parent_path();
   if (access(folder.c_str(), W_OK | X_OK) != 0) {

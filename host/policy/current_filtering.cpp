@@ -29,6 +29,7 @@ void CurrentFiltering::Configure(const FilterFiles &files) {
   try {
     if (filtering_ == nullptr) {
       filtering_ = StartFiltering(files);
+      TellOfTemporaryFiles();
     } else {
       Renew(files);
     }
@@ -114,6 +115,17 @@ void CurrentFiltering::Complain(std::string_view reason) const noexcept {
     if (filtering_->events != nullptr) filtering_->events->AddError(reason);
   } catch (...) {
     // What cannot be said now is no reason to keep an answer back.
+  }
+}
+
+void CurrentFiltering::TellOfTemporaryFiles() const noexcept {
+  try {
+    const std::string problem = TemporaryFilesProblem();
+    if (problem.empty()) return;
+    log_(problem);
+    if (filtering_->events != nullptr) filtering_->events->AddError(problem);
+  } catch (...) {
+    // The same.
   }
 }
 

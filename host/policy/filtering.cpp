@@ -5,6 +5,8 @@
 #include <system_error>
 #include <utility>
 
+#include "base/temporary_file.h"
+
 namespace velmora::host {
 namespace {
 
@@ -48,6 +50,13 @@ void FilterFiles::Set(std::string_view key, std::string_view value) {
     throw std::invalid_argument("unknown key \"" + std::string(key) +
                                 "\"; what can stand here: policy, plugin, event-log");
   }
+}
+
+std::string TemporaryFilesProblem() {
+  const std::error_code trouble = base::TemporaryFilesTrouble();
+  if (!trouble) return {};
+  return "no temporary file can be made in " + base::TemporaryFolder() + ": " + trouble.message() +
+         "; long scripts stay in memory";
 }
 
 std::shared_ptr<const Filtering> StartFiltering(const FilterFiles &files) {

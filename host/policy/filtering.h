@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -40,6 +41,10 @@ struct Filtering {
   /// Of the policy's state folder.
   std::shared_ptr<Permits> permits;
 };
+
+/// What keeps the plug-in from making temporary files, in words; empty when nothing does. Long
+/// scripts then stay in memory.
+std::string TemporaryFilesProblem();
 
 /// Reads the policy, opens its event log, and loads the plug-in with the policy's ad-blocking
 /// library. Throws what they throw; trouble with the event log's file is the log's to tell, and

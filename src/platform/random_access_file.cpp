@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "base/temporary_file.h"
 #include "platform/files.h"
 
 namespace velmora::platform {
@@ -27,11 +28,6 @@ int OpenDescriptor(const char *path, int flags) noexcept {
 bool IsDirectory(int descriptor) noexcept {
   struct stat status;
   return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-std::string TemporaryDirectory() {
-  const char *directory = secure_getenv("TMPDIR");
-  return directory != nullptr && *directory != '\0' ? directory : "/tmp";
 }
 
 std::optional<LocalDateTime> ToLocal(std::int64_t seconds, std::uint32_t nanoseconds) noexcept {
@@ -95,11 +91,7 @@ RandomAccessFile RandomAccessFile::Create(const char *path) noexcept {
 
 RandomAccessFile RandomAccessFile::CreateTemporary(std::string_view prefix, std::size_t room,
                                                    std::string &path) {
-  path = TemporaryDirectory();
-  if (path.back() != '/') path += '/';
-  path.append(prefix).append("XXXXXX");
-  if (path.size() >= room) return {};
-  return RandomAccessFile(mkostemp(path.data(), O_CLOEXEC));
+  return RandomAccessFile(base::MakeTemporaryFile(prefix, room, path));
 }
 
 bool RandomAccessFile::Close() noexcept {

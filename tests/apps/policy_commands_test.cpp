@@ -13,6 +13,7 @@ namespace {
 
 using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 constexpr char POLICY[] = R"([filter]
 block = ["ad-urls", "gif-animation"]
@@ -93,6 +94,9 @@ TEST(CheckConfig, TellsWhatAStartComesTo) {
   EXPECT_EQ(odd.exit_code, 0);
   EXPECT_THAT(odd.errors, HasSubstr("warning: [filter] blocks \"popups\" without"));
   EXPECT_THAT(odd.errors, HasSubstr("none/log"));
+  EXPECT_THAT(odd.errors, Not(HasSubstr("temporary")));
+  EXPECT_THAT(shell.Run("TMPDIR=$PWD/none $velmora check-config odd.toml").errors,
+              HasSubstr("/none: No such file or directory; long scripts stay in memory"));
   shell.Write("empty.txt", "! no rule\n");
   shell.Write("bad.toml", "[ads]\nlists = \"empty.txt\"\n");
   const Result bad = shell.Run("$velmora check-config bad.toml");

@@ -1,11 +1,14 @@
 #include "host/policy/filtering.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
 
+#include "host/policy/current_filtering.h"
+#include "support/scoped_variable.h"
 #include "support/temporary_directory.h"
 
 namespace velmora::host {
@@ -61,6 +64,28 @@ TEST_F(RenewalTest, FailsAsAWhole) {
   for (const auto &[policy, reason] : cases) {
     Write(policy);
     EXPECT_THAT([&] { Renewal(before, files); }, ThrowsMessage<std::exception>(HasSubstr(reason)));
+  }
+}
+
+TEST_F(RenewalTest, AStartTellsOfAFolderWithoutTemporaryFiles) {
+  Write("[event-log]\nfile = \"log\"");
+  for (const std::string name : {"", "none"}) {
+    const std::string temporary = folder.Path(name);
+    const testing::ScopedVariable variable("TMPDIR", temporary.c_str());
+    std::string said;
+    {
+      CurrentFiltering current([&](std::string_view line) { said += line; });
+      current.Configure(files);
+    }
+    const std::string log = folder.Files().at("log");
+    if (name.empty()) {
+      EXPECT_EQ(said + log, "");
+      EXPECT_EQ(folder.Files().size(), 2U) << "nothing is left behind";
+    } else {
+      EXPECT_THAT(said, HasSubstr(temporary + ": No such file or directory"));
+      EXPECT_THAT(log, HasSubstr(said));
+      EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1);
+    }
   }
 }
 
