@@ -5,11 +5,18 @@
 namespace velmora {
 
 void CElementHandlerMap::Add(std::string_view tag_name, std::unique_ptr<CElementHandler> handler) {
-  handlers_.insert_or_assign(std::string(tag_name), std::move(handler));
+  for (Entry &entry : entries_) {
+    if (entry.tag_name == tag_name) {
+      entry.handler = std::move(handler);
+      return;
+    }
+  }
+  entries_.reserve(USUAL_ENTRIES);
+  entries_.push_back({tag_name, std::move(handler)});
 }
 
 void CElementHandlerMap::AddInterest(Interest &interest, std::string_view) const {
-  for (const auto &[tag_name, handler] : handlers_) {
+  for (const auto &[tag_name, handler] : entries_) {
     if (handler != nullptr) handler->AddInterest(interest, tag_name);
   }
 }
@@ -28,9 +35,11 @@ std::int32_t CElementHandlerMap::OnEndTag(CHTMLElement &element) {
   return change;
 }
 
-CElementHandler *CElementHandlerMap::Find(std::string_view tag_name) const {
-  const auto entry = handlers_.find(tag_name);
-  return entry == handlers_.end() ? nullptr : entry->second.get();
+CElementHandler *CElementHandlerMap::Find(std::string_view tag_name) const noexcept {
+  for (const Entry &entry : entries_) {
+    if (entry.tag_name == tag_name) return entry.handler.get();
+  }
+  return nullptr;
 }
 
 }  // namespace velmora

@@ -1,12 +1,11 @@
 // CElementHandlerMap: dispatches elements to handlers by tag name.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <new>
-#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "html/element_handler.h"
 
@@ -18,7 +17,8 @@ class CElementHandlerMap : public CElementHandler {
  public:
   using CElementHandler::CElementHandler;
 
-  /// `tag_name` is upper case or `EVERY_ELEMENT`; names compare byte by byte.
+  /// `tag_name` is upper case or `EVERY_ELEMENT`, and outlives the map; names compare byte by byte.
+  /// Of two handlers of one name the later one is kept.
   void Add(std::string_view tag_name, std::unique_ptr<CElementHandler> handler);
   /// Makes the handler too. One for which there is no memory costs itself alone.
   template <class Handler, class... Arguments>
@@ -34,9 +34,16 @@ class CElementHandlerMap : public CElementHandler {
   std::int32_t OnEndTag(CHTMLElement &element) override;
 
  private:
-  CElementHandler *Find(std::string_view tag_name) const;
+  struct Entry {
+    std::string_view tag_name;
+    std::unique_ptr<CElementHandler> handler;
+  };
+  /// Made for every page, with so many entries at most: looked through faster than looked up.
+  static constexpr std::size_t USUAL_ENTRIES = 16;
 
-  std::map<std::string, std::unique_ptr<CElementHandler>, std::less<>> handlers_;
+  CElementHandler *Find(std::string_view tag_name) const noexcept;
+
+  std::vector<Entry> entries_;
 };
 
 }  // namespace velmora

@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "html/attribute.h"
+#include "html/block_list.h"
 #include "html/tag_name.h"
 
 namespace velmora {
@@ -78,7 +78,7 @@ class ElementStack {
   std::uint32_t &Slot(std::string_view name) noexcept;
   void GrowSlots();
 
-  std::deque<Entry> entries_;
+  BlockList<Entry> entries_;
   /// Of the outermost elements; empty for one that does not fit.
   std::array<TagName, LISTED_DEPTH> listed_names_{};
   std::string texts_;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <iconv.h>
+#include <new>
 
 #include "core/fast_path.h"
 #include "core/strings.h"
@@ -29,18 +30,21 @@ constexpr std::string_view SHIFTING_SETS[] = {"ISO-2022-", "CP5022", "HZ", "UTF-
 CEncoding::CEncoding(std::string_view name)
     : name_(name),
       decoder_("UCS-2LE", name_.c_str()),
-      encoder_(name_.c_str(), "UTF-8"),
       memory_(MemoryOf(name_)),
-      shape_(UsesFastPath() && IsValid() ? CharsetShape::Of(name_.c_str()) : nullptr) {
+      shape_(UsesFastPath() && decoder_.IsOpen() ? CharsetShape::Of(name_.c_str()) : nullptr) {
   if (IsTraced()) Log("CEncoding(%s)\n", name_.c_str());
-  for (const bool is_open : {decoder_.IsOpen(), encoder_.IsOpen()}) {
+  // What libiconv reads it can write.
+  if (shape_ != nullptr) return;
+  OpenEncoder();
+  for (const bool is_open : {decoder_.IsOpen(), encoder_->IsOpen()}) {
     if (!is_open) Log("*** CEncoding(%s): iconv_open failed\n", name_.c_str());
   }
 }
 
 CEncoding::~CEncoding() {
   if (IsTraced()) Log("~CEncoding(%s)\n", name_.c_str());
-  if (!encoder_.Close()) Log("*** ~CEncoding(%s): iconv_close failed\n", name_.c_str());
+  if (encoder_ && !encoder_->Close())
+    Log("*** ~CEncoding(%s): iconv_close failed\n", name_.c_str());
 }
 
 /// "ISO-8859-1" is made for nearly every page and would flood the log.
@@ -57,7 +61,7 @@ CEncoding::Memory CEncoding::MemoryOf(const std::string &name) noexcept {
 }
 
 bool CEncoding::IsValid() const noexcept {
-  return decoder_.IsOpen() && encoder_.IsOpen();
+  return decoder_.IsOpen() && (!encoder_ || encoder_->IsOpen());
 }
 
 DecodedChar CEncoding::Convert(std::span<const std::uint8_t> bytes) noexcept {
@@ -100,7 +104,12 @@ DecodedChar CEncoding::Convert(std::span<const std::uint8_t> bytes) noexcept {
 }
 
 std::string CEncoding::Encode(std::string_view text) {
-  if (!encoder_.IsOpen() || text.empty()) return {};
+  if (text.empty()) return {};
+  if (!encoder_) {
+    OpenEncoder();
+    if (!encoder_->IsOpen()) throw std::bad_alloc();
+  }
+  if (!encoder_->IsOpen()) return {};
   std::string encoded(2 * text.size(), '\0');
   const char *input = text.data();
   std::size_t input_left = text.size();
@@ -108,7 +117,7 @@ std::string CEncoding::Encode(std::string_view text) {
   std::size_t room_left = encoded.size();
   // What does not fit or convert is cut off where the conversion stopped, so the result is not
   // looked at.
-  encoder_.Convert(input, input_left, output, room_left);
+  encoder_->Convert(input, input_left, output, room_left);
   encoded.resize(encoded.size() - room_left);
   return encoded;
 }

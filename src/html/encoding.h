@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -19,7 +20,8 @@ namespace velmora {
 /// A converter for one character set.
 class CEncoding {
  public:
-  /// Opens both directions. A set that libiconv does not know leaves the object invalid.
+  /// Opens both directions, the way back of a set with a shape only when it is asked for: few pages
+  /// are edited. A set that libiconv does not know leaves the object invalid.
   explicit CEncoding(std::string_view name);
   CEncoding(const CEncoding &) = delete;
   CEncoding &operator=(const CEncoding &) = delete;
@@ -43,22 +45,24 @@ class CEncoding {
   }
 
   /// The UTF-8 text in this character set; cut off where it does not convert. Empty when the
-  /// encoder is invalid.
+  /// encoder is invalid. Throws `std::bad_alloc`.
   std::string Encode(std::string_view text);
 
  private:
   bool IsTraced() const noexcept;
+  void OpenEncoder() noexcept { encoder_.emplace(name_.c_str(), "UTF-8"); }
   /// `DecodeChar`, by libiconv.
   DecodedChar Convert(std::span<const std::uint8_t> bytes) noexcept;
 
   std::string name_;
   Decoder decoder_;
-  Converter encoder_;
   /// What the decoder may keep of what it has taken in between calls.
   enum class Memory { NOTHING, ANYTHING, SHIFTS };
   static Memory MemoryOf(const std::string &name) noexcept;
   const Memory memory_;
   const CharsetShape *const shape_;
+  /// None: not opened yet.
+  std::optional<Converter> encoder_;
 };
 
 }  // namespace velmora

@@ -14,6 +14,7 @@ namespace velmora {
 class HandlerList {
  public:
   void Add(std::unique_ptr<CElementHandler> handler) {
+    handlers_.reserve(USUAL_HANDLERS);
     handler->AddInterest(interest_, EVERY_ELEMENT);
     handlers_.push_back(std::move(handler));
   }
@@ -47,6 +48,8 @@ class HandlerList {
   }
 
  private:
+  static constexpr std::size_t USUAL_HANDLERS = 4;
+
   std::vector<std::unique_ptr<CElementHandler>> handlers_;
   Interest interest_;
 };

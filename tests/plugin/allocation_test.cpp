@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "pipeline/data_processor.h"
 #include "plugin/plugin_module.h"
@@ -135,6 +136,33 @@ struct LargePage {
     return text.append(end);
   }
 };
+
+/// How many a page takes that opens so many elements and then repeats something.
+long AllocationsOf(Module &module, int depth, std::string_view repeated, int times) {
+  QuietContext context;
+  QuietBuffer buffer;
+  for (int i = 0; i < depth; ++i) buffer.Append("<i>");
+  for (int i = 0; i < times; ++i) buffer.Append(repeated);
+  const CountedPointer<IDataProcessor> processor(new CDataProcessor(module.content_handlers()));
+  processor->SetContext(&context);
+  allocations_left = ALL_SUCCEED;
+  processor->ProcessData(&buffer, 0, buffer.GetSize(), DATA_FLAG_START | DATA_FLAG_END);
+  return ALL_SUCCEED - std::exchange(allocations_left, ALL_SUCCEED);
+}
+
+TEST(Allocations, APlainElementTakesNone) {
+  const auto module = std::make_shared<Module>(platform::Registry(), ModuleAccess());
+  for (const std::string_view repeated :
+       {"<b>x</b>", "<p class='a class' id=c>text</p>\n", "<td><b><br></b></td><!-- d -->",
+        "<h1 a=b c>\xE4</h1></nothing>"}) {
+    // Wherever among the open elements it stands.
+    for (int depth = 0; depth < 70; ++depth) {
+      EXPECT_EQ(AllocationsOf(*module, depth, repeated, 10),
+                AllocationsOf(*module, depth, repeated, 200))
+          << repeated << " in " << depth;
+    }
+  }
+}
 
 TEST(Allocations, AByteOfPageTakesAtMostTen) {
   const LargePage pages[] = {
