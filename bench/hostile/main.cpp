@@ -67,6 +67,12 @@ bool HasAdLibrary(const std::filesystem::path &plugin) {
   return false;
 }
 
+/// Says why not.
+bool CanBeMeasured(const Modules &modules) {
+  constexpr HostileBody NOTHING{"nothing", "text/html", "", " "};
+  return HasAdLibrary(modules.plugin) && Measure(modules, NOTHING, 1, MOST_SECONDS);
+}
+
 bool IsWanted(const Arguments &arguments, std::string_view name) {
   if (arguments.names.empty()) return true;
   for (const std::string_view part : arguments.names) {
@@ -108,16 +114,18 @@ void PrintRow(const Arguments &arguments, const Modules &modules, const HostileB
 
 int main(int count, char **argument_list) {
   const Arguments arguments = Read(count, argument_list);
-  if (arguments.Size() == 0 || !HasAdLibrary(arguments.plugin) ||
-      (!arguments.against.empty() && !HasAdLibrary(arguments.against))) {
-    return 2;
-  }
+  if (arguments.Size() == 0) return 2;
   Modules modules{arguments.plugin, arguments.lists};
   char own_lists[] = "/tmp/velmora-hostile-XXXXXX";
   if (modules.ad_lists.empty()) {
     if (::mkstemp(own_lists) < 0) return 1;
     modules.ad_lists = own_lists;
     std::ofstream(own_lists) << HostileRules();
+  }
+  if (!CanBeMeasured(modules) ||
+      (!arguments.against.empty() && !CanBeMeasured({arguments.against, modules.ad_lists}))) {
+    if (arguments.lists.empty()) std::filesystem::remove(own_lists);
+    return 2;
   }
   std::printf("%-34s", "CPU seconds");
   for (const std::size_t times : {1, 4, 16}) {

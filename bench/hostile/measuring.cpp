@@ -136,9 +136,13 @@ std::optional<Cost> Measure(const Modules &modules, const HostileBody &body, std
   if (child == 0) {
     const rlimit limit{most_seconds, most_seconds};
     ::setrlimit(RLIMIT_CPU, &limit);
-    const Cost cost = MeasureHere(modules, body, size);
-    const bool is_told = ::write(pipe_ends[1], &cost, sizeof cost) == sizeof cost;
-    ::_exit(is_told ? 0 : 1);
+    try {
+      const Cost cost = MeasureHere(modules, body, size);
+      ::_exit(::write(pipe_ends[1], &cost, sizeof cost) == sizeof cost ? 0 : 1);
+    } catch (const LoadError &error) {
+      std::fprintf(stderr, "bench_hostile: %s\n", error.what());
+      ::_exit(1);
+    }
   }
   ::close(pipe_ends[1]);
   Cost cost{};
