@@ -16,12 +16,12 @@ class Descriptor {
     std::swap(number_, other.number_);
     return *this;
   }
-  ~Descriptor() {
-    if (IsOpen()) close(number_);
-  }
+  ~Descriptor() { Close(); }
 
   bool IsOpen() const noexcept { return number_ >= 0; }
   int number() const noexcept { return number_; }
+  /// False when closing fails; the file is closed all the same, and closing it again succeeds.
+  bool Close() noexcept { return !IsOpen() || close(std::exchange(number_, -1)) == 0; }
 
  private:
   int number_ = -1;

@@ -1,8 +1,11 @@
 // The names that lists, commands and hosts give to kinds of requests.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <iterator>
 #include <string_view>
+#include <vexlar/requests.h>
 
 #include "rule.h"
 
@@ -13,28 +16,22 @@ struct TypeName {
   std::uint16_t type;
 };
 
-/// The usual name of each kind first, then others for it.
-inline constexpr TypeName TYPE_NAMES[] = {
-    {"script", TYPE_SCRIPT},
-    {"image", TYPE_IMAGE},
-    {"stylesheet", TYPE_STYLESHEET},
-    {"font", TYPE_FONT},
-    {"media", TYPE_MEDIA},
-    {"object", TYPE_OBJECT},
-    {"subdocument", TYPE_SUBDOCUMENT},
-    {"xmlhttprequest", TYPE_XMLHTTPREQUEST},
-    {"websocket", TYPE_WEBSOCKET},
-    {"ping", TYPE_PING},
-    {"popup", TYPE_POPUP},
-    {"document", TYPE_DOCUMENT},
-    {"other", TYPE_OTHER},
-    {"css", TYPE_STYLESHEET},
-    {"frame", TYPE_SUBDOCUMENT},
-    {"xhr", TYPE_XMLHTTPREQUEST},
-    {"beacon", TYPE_PING},
-    {"doc", TYPE_DOCUMENT},
-    {"object-subrequest", TYPE_OBJECT},
+/// Other names than the usual ones.
+inline constexpr TypeName MORE_TYPE_NAMES[] = {
+    {"css", TYPE_STYLESHEET}, {"frame", TYPE_SUBDOCUMENT}, {"xhr", TYPE_XMLHTTPREQUEST},
+    {"beacon", TYPE_PING},    {"doc", TYPE_DOCUMENT},      {"object-subrequest", TYPE_OBJECT},
 };
+
+/// The usual name of each kind first, then others for it.
+inline constexpr auto TYPE_NAMES = [] {
+  std::array<TypeName, std::size(VEXLAR_TYPE_NAMES) + std::size(MORE_TYPE_NAMES)> names{};
+  TypeName *next = names.data();
+  for (const VexlarTypeName &usual : VEXLAR_TYPE_NAMES) {
+    *next++ = {usual.name, static_cast<std::uint16_t>(usual.type)};
+  }
+  for (const TypeName &more : MORE_TYPE_NAMES) *next++ = more;
+  return names;
+}();
 
 /// 0 for a name that is none.
 constexpr std::uint16_t TypeOfName(std::string_view name) noexcept {

@@ -4,23 +4,24 @@
 #include <cstdint>
 #include <string_view>
 #include <vector>
+#include <vexlar/requests.h>
 
 namespace velmora::adblock {
 
 // Kinds of requests, as bits: what a rule is for and what a question is about.
-inline constexpr std::uint16_t TYPE_SCRIPT = 1U << 0;
-inline constexpr std::uint16_t TYPE_IMAGE = 1U << 1;
-inline constexpr std::uint16_t TYPE_STYLESHEET = 1U << 2;
-inline constexpr std::uint16_t TYPE_FONT = 1U << 3;
-inline constexpr std::uint16_t TYPE_MEDIA = 1U << 4;
-inline constexpr std::uint16_t TYPE_OBJECT = 1U << 5;
-inline constexpr std::uint16_t TYPE_SUBDOCUMENT = 1U << 6;
-inline constexpr std::uint16_t TYPE_XMLHTTPREQUEST = 1U << 7;
-inline constexpr std::uint16_t TYPE_WEBSOCKET = 1U << 8;
-inline constexpr std::uint16_t TYPE_PING = 1U << 9;
-inline constexpr std::uint16_t TYPE_POPUP = 1U << 10;
-inline constexpr std::uint16_t TYPE_DOCUMENT = 1U << 11;
-inline constexpr std::uint16_t TYPE_OTHER = 1U << 12;
+inline constexpr std::uint16_t TYPE_SCRIPT = VEXLAR_TYPE_SCRIPT;
+inline constexpr std::uint16_t TYPE_IMAGE = VEXLAR_TYPE_IMAGE;
+inline constexpr std::uint16_t TYPE_STYLESHEET = VEXLAR_TYPE_STYLESHEET;
+inline constexpr std::uint16_t TYPE_FONT = VEXLAR_TYPE_FONT;
+inline constexpr std::uint16_t TYPE_MEDIA = VEXLAR_TYPE_MEDIA;
+inline constexpr std::uint16_t TYPE_OBJECT = VEXLAR_TYPE_OBJECT;
+inline constexpr std::uint16_t TYPE_SUBDOCUMENT = VEXLAR_TYPE_SUBDOCUMENT;
+inline constexpr std::uint16_t TYPE_XMLHTTPREQUEST = VEXLAR_TYPE_XMLHTTPREQUEST;
+inline constexpr std::uint16_t TYPE_WEBSOCKET = VEXLAR_TYPE_WEBSOCKET;
+inline constexpr std::uint16_t TYPE_PING = VEXLAR_TYPE_PING;
+inline constexpr std::uint16_t TYPE_POPUP = VEXLAR_TYPE_POPUP;
+inline constexpr std::uint16_t TYPE_DOCUMENT = VEXLAR_TYPE_DOCUMENT;
+inline constexpr std::uint16_t TYPE_OTHER = VEXLAR_TYPE_OTHER;
 /// What a page loads: a rule that names no type is for these.
 inline constexpr std::uint16_t TYPES_LOADED =
     TYPE_SCRIPT | TYPE_IMAGE | TYPE_STYLESHEET | TYPE_FONT | TYPE_MEDIA | TYPE_OBJECT |

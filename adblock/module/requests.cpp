@@ -12,15 +12,6 @@
 namespace velmora::adblock {
 namespace {
 
-static_assert(VEXLAR_TYPE_SCRIPT == TYPE_SCRIPT && VEXLAR_TYPE_IMAGE == TYPE_IMAGE &&
-              VEXLAR_TYPE_STYLESHEET == TYPE_STYLESHEET && VEXLAR_TYPE_FONT == TYPE_FONT &&
-              VEXLAR_TYPE_MEDIA == TYPE_MEDIA && VEXLAR_TYPE_OBJECT == TYPE_OBJECT &&
-              VEXLAR_TYPE_SUBDOCUMENT == TYPE_SUBDOCUMENT &&
-              VEXLAR_TYPE_XMLHTTPREQUEST == TYPE_XMLHTTPREQUEST &&
-              VEXLAR_TYPE_WEBSOCKET == TYPE_WEBSOCKET && VEXLAR_TYPE_PING == TYPE_PING &&
-              VEXLAR_TYPE_POPUP == TYPE_POPUP && VEXLAR_TYPE_DOCUMENT == TYPE_DOCUMENT &&
-              VEXLAR_TYPE_OTHER == TYPE_OTHER);
-
 std::string_view View(const char *text, std::size_t size) noexcept {
   return text ? std::string_view(text, size) : std::string_view();
 }

@@ -17,7 +17,7 @@
 
 #include <velmora/ad_blocker.h>
 
-#include "base/module_factory.h"
+#include "base/modules.h"
 #include "rows.h"
 #include "vexlar/requests.h"
 #include "vexlar/vexlar.h"
@@ -53,7 +53,7 @@ std::vector<Asked> ReadQuestions(const char *file) {
 class Library {
  public:
   Library(const char *file, std::string lists) : lists_(std::move(lists)) {
-    module_ = dlopen(file, RTLD_NOW | RTLD_LOCAL);
+    module_ = base::LoadModule(file);
     if (!module_) Fail(dlerror());
     use_lists_ = reinterpret_cast<UseLists>(Find("VexlarUseLists"));
     judge_ = reinterpret_cast<Judge>(Find("VexlarJudge"));

@@ -3,7 +3,7 @@
 #include <dlfcn.h>
 #include <utility>
 
-#include "base/module_factory.h"
+#include "base/modules.h"
 
 namespace velmora::host {
 
@@ -11,21 +11,21 @@ Module::Module(std::filesystem::path file) : file_(std::move(file)) {
   std::error_code error;
   if (!std::filesystem::exists(file_, error)) throw LoadError(file_, "no such file");
   // A bare name would be looked for in the system's library folders.
-  handle_.reset(dlopen(std::filesystem::absolute(file_).c_str(), RTLD_NOW | RTLD_LOCAL));
+  handle_.reset(base::LoadModule(std::filesystem::absolute(file_).c_str()));
   if (handle_ == nullptr) throw LoadError(file_, std::string("cannot be loaded: ") + dlerror());
 }
 
 void Module::Closer::operator()(void *handle) const noexcept {
-  dlclose(handle);
+  base::UnloadModule(handle);
 }
 
 bool Module::IsFoundAs(const char *soname) const noexcept {
-  const std::unique_ptr<void, Closer> found(dlopen(soname, RTLD_NOW | RTLD_NOLOAD));
+  const std::unique_ptr<void, Closer> found(base::FindLoadedModule(soname));
   return found.get() == handle_.get();
 }
 
 void *Module::AddressOrNull(const char *name) const noexcept {
-  return dlsym(handle_.get(), name);
+  return base::FindSymbol(handle_.get(), name);
 }
 
 void *Module::FindAddress(const char *name) const {
@@ -35,8 +35,8 @@ void *Module::FindAddress(const char *name) const {
 }
 
 CountedPointer<IDataProcessorFactory> Module::GetFactory(const char *id_export) const {
-  auto answer = base::AskForFactory(
-      id_export, [this](const char *name) { return dlsym(handle_.get(), name); });
+  auto answer =
+      base::AskForFactory(id_export, [this](const char *name) { return AddressOrNull(name); });
   if (answer.factory) return std::move(answer.factory);
   throw LoadError(file_, answer.is_missing ? std::string("does not export ") + answer.failed_export
                                            : std::string(answer.failed_export) + " failed");

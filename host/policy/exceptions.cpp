@@ -5,6 +5,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -52,21 +53,46 @@ Exception FromLine(const std::string &line) {
   return exception;
 }
 
-void Write(const std::filesystem::path &file, int flags, const std::string &text) {
-  // Through no link: the folder may be the proxy's, and who writes root.
-  const base::Descriptor descriptor(
-      open(file.c_str(), flags | O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, MODE));
-  // In one go: several may write at once.
-  if (!descriptor.IsOpen() ||
-      write(descriptor.number(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-    throw std::system_error(errno, std::generic_category(), file.string());
+[[noreturn]] void ThrowErrno(const std::filesystem::path &file) {
+  throw std::system_error(errno, std::generic_category(), file.string());
+}
+
+/// Through no link: the folder may be the proxy's, and who writes root.
+base::Descriptor Open(const std::filesystem::path &file, int flags) {
+  return base::Descriptor(open(file.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, MODE));
+}
+
+/// The file, for this process alone until it is closed. Who had it before may have put another in
+/// its place: then that one is waited for.
+base::Descriptor OpenAlone(const std::filesystem::path &file, int flags) {
+  for (;;) {
+    base::Descriptor opened = Open(file, flags);
+    if (!opened.IsOpen()) return opened;
+    // Where there are no locks, everybody goes on.
+    TEMP_FAILURE_RETRY(flock(opened.number(), LOCK_EX));
+    struct stat held;
+    struct stat named;
+    if (fstat(opened.number(), &held) != 0) ThrowErrno(file);
+    if (lstat(file.c_str(), &named) == 0 && held.st_dev == named.st_dev &&
+        held.st_ino == named.st_ino) {
+      return opened;
+    }
+  }
+}
+
+/// In one go: who reads sees whole lines.
+void Write(const base::Descriptor &file, const std::filesystem::path &name,
+           const std::string &text) {
+  if (!file.IsOpen() ||
+      write(file.number(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+    ThrowErrno(name);
   }
   // Whatever the proxy keeps from others by default: `check-config` reads it.
-  fchmod(descriptor.number(), MODE);
+  fchmod(file.number(), MODE);
   struct stat folder;
-  if (geteuid() == 0 && stat(file.parent_path().c_str(), &folder) == 0) {
+  if (geteuid() == 0 && stat(name.parent_path().c_str(), &folder) == 0) {
     // Where that is not possible, the owner reads it still.
-    static_cast<void>(fchown(descriptor.number(), folder.st_uid, folder.st_gid) == 0);
+    static_cast<void>(fchown(file.number(), folder.st_uid, folder.st_gid) == 0);
   }
 }
 
@@ -101,10 +127,11 @@ std::vector<Exception> ReadExceptions(const std::filesystem::path &file) {
 }
 
 void AddException(const std::filesystem::path &file, const Exception &exception) {
-  Write(file, O_APPEND, ToLine(exception));
+  Write(OpenAlone(file, O_WRONLY | O_APPEND | O_CREAT), file, ToLine(exception));
 }
 
 std::optional<Exception> TakeExceptionBack(const std::filesystem::path &file) {
+  const base::Descriptor held = OpenAlone(file, O_RDONLY);
   std::vector<Exception> exceptions = ReadExceptions(file);
   if (exceptions.empty()) return std::nullopt;
   const Exception last = exceptions.back();
@@ -113,7 +140,7 @@ std::optional<Exception> TakeExceptionBack(const std::filesystem::path &file) {
   for (const Exception &exception : exceptions) text += ToLine(exception);
   std::filesystem::path written = file;
   written += ".new";
-  Write(written, O_TRUNC, text);
+  Write(Open(written, O_WRONLY | O_CREAT | O_TRUNC), written, text);
   std::filesystem::rename(written, file);
   return last;
 }

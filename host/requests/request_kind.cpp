@@ -74,22 +74,6 @@ constexpr Named EXTENSIONS[] = {
     {"json", VEXLAR_TYPE_XMLHTTPREQUEST},
 };
 
-constexpr Named TYPE_NAMES[] = {
-    {"script", VEXLAR_TYPE_SCRIPT},
-    {"image", VEXLAR_TYPE_IMAGE},
-    {"stylesheet", VEXLAR_TYPE_STYLESHEET},
-    {"font", VEXLAR_TYPE_FONT},
-    {"media", VEXLAR_TYPE_MEDIA},
-    {"object", VEXLAR_TYPE_OBJECT},
-    {"subdocument", VEXLAR_TYPE_SUBDOCUMENT},
-    {"xmlhttprequest", VEXLAR_TYPE_XMLHTTPREQUEST},
-    {"websocket", VEXLAR_TYPE_WEBSOCKET},
-    {"ping", VEXLAR_TYPE_PING},
-    {"popup", VEXLAR_TYPE_POPUP},
-    {"document", VEXLAR_TYPE_DOCUMENT},
-    {"other", VEXLAR_TYPE_OTHER},
-};
-
 template <std::size_t COUNT>
 const Named *Find(const Named (&table)[COUNT], std::string_view name) noexcept {
   const Named *const found = std::ranges::find_if(
@@ -171,8 +155,8 @@ RequestKind KindOf(const RequestHead &request) {
 
 std::string NamesOfTypes(std::uint32_t types) {
   std::string text;
-  for (const Named &entry : TYPE_NAMES) {
-    if ((types & entry.types) == 0) continue;
+  for (const VexlarTypeName &entry : VEXLAR_TYPE_NAMES) {
+    if ((types & entry.type) == 0) continue;
     text.append(text.empty() ? "" : ", ").append(entry.name);
   }
   return text;

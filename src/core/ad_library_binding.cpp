@@ -1,6 +1,6 @@
 #include "core/ad_library_binding.h"
 
-#include "base/module_factory.h"
+#include "base/modules.h"
 
 namespace velmora {
 namespace {
@@ -17,7 +17,7 @@ bool MakeReadyObject(IDataProcessorFactory &factory, IAdBlocker *&object) {
 }  // namespace
 
 IAdBlocker *BindAdLibrary(const ModuleAccess &modules) {
-  const platform::ModuleHandle library = modules.find_loaded(AD_LIBRARY_NAME);
+  const base::ModuleHandle library = modules.find_loaded(AD_LIBRARY_NAME);
   if (library == nullptr) return nullptr;
 
   const auto answer = base::AskForFactory(

@@ -5,16 +5,16 @@
 
 #include <velmora/ad_blocker.h>
 
-#include "platform/modules.h"
+#include "base/modules.h"
 
 namespace velmora {
 
-/// How the binding reaches loaded modules: the platform's functions, unless a test puts in others.
+/// How the binding reaches loaded modules, unless a test puts in others. Closing a handle does not
+/// unload.
 struct ModuleAccess {
-  std::function<platform::ModuleHandle(const char *name)> find_loaded = platform::FindLoadedModule;
-  std::function<void *(platform::ModuleHandle, const char *name)> find_symbol =
-      platform::FindSymbol;
-  std::function<void(platform::ModuleHandle)> close_handle = platform::CloseModuleHandle;
+  std::function<base::ModuleHandle(const char *name)> find_loaded = base::FindLoadedModule;
+  std::function<void *(base::ModuleHandle, const char *name)> find_symbol = base::FindSymbol;
+  std::function<void(base::ModuleHandle)> close_handle = [](base::ModuleHandle) {};
 };
 
 /// Gets the ad-blocking object of the library `AD_LIBRARY_NAME`, with one reference for the caller;

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "base/mutex.h"
-#include "platform/debugger_output.h"
 #include "platform/files.h"
 
 namespace velmora {

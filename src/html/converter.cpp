@@ -1,5 +1,6 @@
 #include "html/converter.h"
 
+#include <array>
 #include <cerrno>
 #include <iconv.h>
 #include <utility>
@@ -23,6 +24,16 @@ bool Converter::Close() noexcept {
 std::size_t Converter::Convert(const char *&input, std::size_t &input_left, char *&output,
                                std::size_t &room_left) const noexcept {
   return libiconv(handle_, &input, &input_left, &output, &room_left);
+}
+
+std::size_t UnitConverter::UCS2ToUTF8(char16_t unit, char *output,
+                                      std::size_t room) const noexcept {
+  const std::array<char, 2> bytes{static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+  const char *input = bytes.data();
+  std::size_t input_left = bytes.size();
+  std::size_t room_left = room;
+  converter_.Convert(input, input_left, output, room_left);
+  return room - room_left;
 }
 
 }  // namespace velmora

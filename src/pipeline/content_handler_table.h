@@ -10,6 +10,7 @@
 
 #include "base/counted_pointer.h"
 #include "core/content_handler.h"
+#include "core/strings.h"
 
 namespace velmora {
 
@@ -35,7 +36,12 @@ struct ContentHandlerTable {
   std::string default_handlers;
 
   /// The row for a Content-Type; null when no handler takes it.
-  const ContentHandlerRow *Find(std::string_view content_type) const noexcept;
+  const ContentHandlerRow *Find(std::string_view content_type) const noexcept {
+    for (const ContentHandlerRow &row : rows) {
+      if (StartsWithNoCase(content_type, row.type_prefix)) return &row;
+    }
+    return nullptr;
+  }
 };
 
 /// Holds the table, and with it all that its handlers use.

@@ -71,6 +71,10 @@ int SetSizeWithoutSignal(int descriptor, off_t size) noexcept {
   return static_cast<int>(WithoutSignal([=] { return ftruncate(descriptor, size); }));
 }
 
+void WriteDebuggerOutput(std::string_view line) noexcept {
+  WriteWithoutSignal(STDERR_FILENO, line.data(), line.size());
+}
+
 OutputFile OutputFile::AppendTo(const std::string &path) noexcept {
   return OutputFile(Open(path, O_WRONLY | O_CREAT | O_APPEND, 0640));
 }

@@ -1,4 +1,4 @@
-// Files, as the log and the captures need them.
+// Files and the debugger's output, as the log and the captures need them.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +20,9 @@ inline constexpr char PATH_SEPARATOR = '/';
 ssize_t WriteWithoutSignal(int descriptor, const void *bytes, std::size_t count) noexcept;
 /// `ftruncate`, likewise.
 int SetSizeWithoutSignal(int descriptor, off_t size) noexcept;
+
+/// Writes one line to the debugger's output, which is standard error here, with one system call.
+void WriteDebuggerOutput(std::string_view line) noexcept;
 
 /// A file that is written from its beginning to its end, closed on exec. Nothing waits for the
 /// reader of a pipe that stands in its place, and write errors are ignored. Unbuffered.

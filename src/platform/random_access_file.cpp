@@ -14,15 +14,9 @@
 namespace velmora::platform {
 namespace {
 
-template <class Call>
-auto Repeated(Call call) noexcept {
-  auto result = call();
-  while (result == -1 && errno == EINTR) result = call();
-  return result;
-}
-
-int OpenDescriptor(const char *path, int flags) noexcept {
-  return Repeated([=] { return open(path, flags | O_CLOEXEC, 0666); });
+base::Descriptor OpenFile(const char *path, int flags) noexcept {
+  return base::Descriptor(
+      static_cast<int>(TEMP_FAILURE_RETRY(open(path, flags | O_CLOEXEC, 0666))));
 }
 
 bool IsDirectory(int descriptor) noexcept {
@@ -66,51 +60,35 @@ std::optional<std::timespec> FromLocal(const LocalDateTime &date) noexcept {
 
 }  // namespace
 
-RandomAccessFile::RandomAccessFile(RandomAccessFile &&other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)) {}
-
-RandomAccessFile &RandomAccessFile::operator=(RandomAccessFile &&other) noexcept {
-  std::swap(descriptor_, other.descriptor_);
-  return *this;
-}
-
-RandomAccessFile::~RandomAccessFile() {
-  Close();
-}
-
 RandomAccessFile RandomAccessFile::Open(const char *path, Access access) noexcept {
   static constexpr int FLAGS[] = {O_RDONLY, O_WRONLY, O_RDWR};
-  RandomAccessFile file(OpenDescriptor(path, FLAGS[static_cast<int>(access)]));
-  if (file.IsOpen() && IsDirectory(file.descriptor_)) return {};
-  return file;
+  base::Descriptor file = OpenFile(path, FLAGS[static_cast<int>(access)]);
+  if (file.IsOpen() && IsDirectory(file.number())) return {};
+  return RandomAccessFile(std::move(file));
 }
 
 RandomAccessFile RandomAccessFile::Create(const char *path) noexcept {
-  return RandomAccessFile(OpenDescriptor(path, O_RDWR | O_CREAT | O_TRUNC));
+  return RandomAccessFile(OpenFile(path, O_RDWR | O_CREAT | O_TRUNC));
 }
 
 RandomAccessFile RandomAccessFile::CreateTemporary(std::string_view prefix, std::size_t room,
                                                    std::string &path) {
-  return RandomAccessFile(base::MakeTemporaryFile(prefix, room, path));
-}
-
-bool RandomAccessFile::Close() noexcept {
-  return !IsOpen() || close(std::exchange(descriptor_, -1)) == 0;
+  return RandomAccessFile(base::Descriptor(base::MakeTemporaryFile(prefix, room, path)));
 }
 
 std::optional<std::uint32_t> RandomAccessFile::Size() const noexcept {
   struct stat status;
-  if (fstat(descriptor_, &status) != 0) return std::nullopt;
+  if (fstat(descriptor_.number(), &status) != 0) return std::nullopt;
   return static_cast<std::uint32_t>(status.st_size);
 }
 
 bool RandomAccessFile::SetSize(std::uint32_t size) noexcept {
-  return SetSizeWithoutSignal(descriptor_, size) == 0;
+  return SetSizeWithoutSignal(descriptor_.number(), size) == 0;
 }
 
 std::optional<std::uint32_t> RandomAccessFile::Seek(std::int32_t offset, Origin origin) noexcept {
   static constexpr int WHENCE[] = {SEEK_SET, SEEK_CUR, SEEK_END};
-  const off_t position = lseek(descriptor_, offset, WHENCE[static_cast<int>(origin)]);
+  const off_t position = lseek(descriptor_.number(), offset, WHENCE[static_cast<int>(origin)]);
   if (position < 0) return std::nullopt;
   return static_cast<std::uint32_t>(position);
 }
@@ -118,8 +96,8 @@ std::optional<std::uint32_t> RandomAccessFile::Seek(std::int32_t offset, Origin 
 std::optional<std::uint32_t> RandomAccessFile::Read(void *buffer, std::uint32_t count) noexcept {
   std::uint32_t done = 0;
   while (done < count) {
-    const ssize_t length = Repeated(
-        [&] { return read(descriptor_, static_cast<char *>(buffer) + done, count - done); });
+    const ssize_t length = TEMP_FAILURE_RETRY(
+        read(descriptor_.number(), static_cast<char *>(buffer) + done, count - done));
     if (length < 0) return std::nullopt;
     if (length == 0) break;
     done += static_cast<std::uint32_t>(length);
@@ -130,8 +108,8 @@ std::optional<std::uint32_t> RandomAccessFile::Read(void *buffer, std::uint32_t 
 bool RandomAccessFile::Write(const void *buffer, std::uint32_t count) noexcept {
   std::uint32_t done = 0;
   while (done < count) {
-    const ssize_t length =
-        WriteWithoutSignal(descriptor_, static_cast<const char *>(buffer) + done, count - done);
+    const ssize_t length = WriteWithoutSignal(
+        descriptor_.number(), static_cast<const char *>(buffer) + done, count - done);
     if (length <= 0) return false;
     done += static_cast<std::uint32_t>(length);
   }
@@ -144,7 +122,8 @@ bool DeleteFile(const char *path) noexcept {
 
 std::optional<FileTimes> RandomAccessFile::Times() const noexcept {
   struct statx status;
-  if (statx(descriptor_, "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) {
+  if (statx(descriptor_.number(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &status) !=
+      0) {
     return std::nullopt;
   }
   const bool has_birth = (status.stx_mask & STATX_BTIME) != 0;

@@ -5,6 +5,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "base/descriptor.h"
 
 namespace velmora::platform {
 
@@ -34,10 +37,6 @@ class RandomAccessFile {
   enum class Origin { START, CURRENT, END };
 
   RandomAccessFile() = default;
-  RandomAccessFile(RandomAccessFile &&other) noexcept;
-  RandomAccessFile &operator=(RandomAccessFile &&other) noexcept;
-  ~RandomAccessFile();
-
   /// An existing file; directories are none.
   static RandomAccessFile Open(const char *path, Access access) noexcept;
   /// A new file, or an existing one emptied, for reading and writing.
@@ -47,9 +46,9 @@ class RandomAccessFile {
   static RandomAccessFile CreateTemporary(std::string_view prefix, std::size_t room,
                                           std::string &path);
 
-  bool IsOpen() const noexcept { return descriptor_ >= 0; }
+  bool IsOpen() const noexcept { return descriptor_.IsOpen(); }
   /// False when closing fails; the file is closed all the same, and closing it again succeeds.
-  bool Close() noexcept;
+  bool Close() noexcept { return descriptor_.Close(); }
 
   std::optional<std::uint32_t> Size() const noexcept;
   bool SetSize(std::uint32_t size) noexcept;
@@ -62,9 +61,10 @@ class RandomAccessFile {
   std::optional<FileTimes> Times() const noexcept;
 
  private:
-  explicit RandomAccessFile(int descriptor) noexcept : descriptor_(descriptor) {}
+  explicit RandomAccessFile(base::Descriptor descriptor) noexcept
+      : descriptor_(std::move(descriptor)) {}
 
-  int descriptor_ = -1;
+  base::Descriptor descriptor_;
 };
 
 bool DeleteFile(const char *path) noexcept;

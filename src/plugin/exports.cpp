@@ -15,7 +15,7 @@ using velmora::Module;
 /// What there is without a registry, a log and other libraries.
 std::shared_ptr<Module> MakeClosedModule() {
   velmora::ModuleAccess no_modules;
-  no_modules.find_loaded = [](const char *) -> velmora::platform::ModuleHandle { return nullptr; };
+  no_modules.find_loaded = [](const char *) -> velmora::base::ModuleHandle { return nullptr; };
   auto module = std::make_shared<Module>(velmora::platform::Registry(), no_modules);
   module->Close();
   return module;

@@ -4,7 +4,7 @@
 #include "filter/filters.h"
 #include "gif/gif_handler.h"
 #include "html/data_html2.h"
-#include "platform/debugger_output.h"
+#include "platform/files.h"
 #include "platform/process.h"
 #include "script/data_script.h"
 

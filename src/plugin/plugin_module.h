@@ -8,7 +8,7 @@
 #include "diag/capture.h"
 #include "diag/log.h"
 #include "filter/event_attribute_names.h"
-#include "html/unit_converter.h"
+#include "html/converter.h"
 #include "pipeline/content_handler_table.h"
 #include "platform/registry.h"
 

@@ -5,7 +5,7 @@
 
 #include <velmora/identifier.h>
 
-#include "platform/modules.h"
+#include "base/modules.h"
 
 namespace velmora {
 
@@ -13,7 +13,7 @@ namespace velmora {
 /// `object_id_export`, and stores in `*output` the interface `interface` of one object of it, with
 /// a reference for the caller. Returns the module's handle, or null when any step fails; the loaded
 /// library itself stays loaded in either case.
-platform::ModuleHandle LoadSiblingModule(const std::string &path, const char *object_id_export,
-                                         const Identifier &interface, void **output) noexcept;
+base::ModuleHandle LoadSiblingModule(const std::string &path, const char *object_id_export,
+                                     const Identifier &interface, void **output) noexcept;
 
 }  // namespace velmora

@@ -75,11 +75,11 @@ Status FakeGetFactory(const Identifier *object, IDataProcessorFactory **output) 
 
 ModuleAccess AccessToFakeLibrary() {
   return {
-      .find_loaded = [](const char *name) -> platform::ModuleHandle {
+      .find_loaded = [](const char *name) -> base::ModuleHandle {
         EXPECT_STREQ(name, "libvexlar.so");
         return library->answers.is_loaded ? library : nullptr;
       },
-      .find_symbol = [](platform::ModuleHandle handle, const char *name) -> void * {
+      .find_symbol = [](base::ModuleHandle handle, const char *name) -> void * {
         EXPECT_EQ(handle, library);
         if (name == std::string_view("Ordinal_3") && library->answers.has_ordinal) {
           return reinterpret_cast<void *>(&FakeOrdinal3);
@@ -89,7 +89,7 @@ ModuleAccess AccessToFakeLibrary() {
         }
         return nullptr;
       },
-      .close_handle = [](platform::ModuleHandle) { library->steps += "-close"; },
+      .close_handle = [](base::ModuleHandle) { library->steps += "-close"; },
   };
 }
 

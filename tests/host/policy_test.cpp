@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
+#include "host/policy/exceptions.h"
 #include "support/temporary_directory.h"
 
 namespace velmora::host {
@@ -260,6 +262,28 @@ TEST(Policy, SaysWhyAFileCannotBeRead) {
               ThrowsMessage<PolicyError>(none + ": cannot be read: No such file or directory"));
   EXPECT_THAT([&] { ReadPolicy(folder.path()); },
               ThrowsMessage<PolicyError>(folder.path() + ": cannot be read: Is a directory"));
+}
+
+// Taking one back puts a new file in the old one's place, where others add to it.
+TEST(Exceptions, AreNotLostWhenSeveralWriteAtOnce) {
+  const testing::TemporaryDirectory folder;
+  const std::string file = folder.Path("velmora.exceptions");
+  const auto add = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      Exception exception;
+      exception.site.Add("s" + std::to_string(i) + ".example");
+      AddException(file, exception);
+    }
+  };
+  add(100);
+  std::thread adds([&] { add(100); });
+  std::thread takes([&] {
+    for (int i = 0; i < 50; ++i) TakeExceptionBack(file);
+  });
+  for (int i = 0; i < 50; ++i) TakeExceptionBack(file);
+  adds.join();
+  takes.join();
+  EXPECT_EQ(ReadExceptions(file).size(), 100);
 }
 
 }  // namespace

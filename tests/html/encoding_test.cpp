@@ -5,7 +5,7 @@
 #include <iconv.h>
 #include <ostream>
 
-#include "html/unit_converter.h"
+#include "html/converter.h"
 #include "html/unit_text.h"
 #include "support/log_recorder.h"
 

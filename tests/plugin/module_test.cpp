@@ -12,7 +12,7 @@ using namespace testing;
 
 ModuleAccess NoLibrary() {
   ModuleAccess modules;
-  modules.find_loaded = [](const char *) -> platform::ModuleHandle { return nullptr; };
+  modules.find_loaded = [](const char *) -> base::ModuleHandle { return nullptr; };
   return modules;
 }
 

@@ -5,28 +5,28 @@
 #include <stdexcept>
 
 #include "base/counted_pointer.h"
-#include "base/module_factory.h"
+#include "base/modules.h"
 
 namespace velmora::testing {
 
 class LoadedModule {
  public:
-  explicit LoadedModule(const char *file) : handle_(dlopen(file, RTLD_NOW | RTLD_LOCAL)) {
+  explicit LoadedModule(const char *file) : handle_(base::LoadModule(file)) {
     if (handle_ == nullptr) throw std::runtime_error(dlerror());
   }
   LoadedModule(const LoadedModule &) = delete;
   LoadedModule &operator=(const LoadedModule &) = delete;
-  ~LoadedModule() { dlclose(handle_); }
+  ~LoadedModule() { base::UnloadModule(handle_); }
 
   void *handle() const { return handle_; }
   template <class Function>
   Function Find(const char *name) const {
-    return reinterpret_cast<Function>(dlsym(handle_, name));
+    return reinterpret_cast<Function>(base::FindSymbol(handle_, name));
   }
   /// Null when it makes none.
   CountedPointer<IDataProcessorFactory> Factory() const {
     return base::AskForFactory(EXPORT_ORDINAL_3,
-                               [this](const char *name) { return dlsym(handle_, name); })
+                               [this](const char *name) { return base::FindSymbol(handle_, name); })
         .factory;
   }
   template <class Interface>

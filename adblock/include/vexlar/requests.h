@@ -35,6 +35,28 @@ enum VexlarType : std::uint32_t {
   VEXLAR_TYPE_OTHER = 1U << 12,
 };
 
+struct VexlarTypeName {
+  const char *name;
+  VexlarType type;
+};
+
+/// The usual name of each type in the filter syntax.
+inline constexpr VexlarTypeName VEXLAR_TYPE_NAMES[] = {
+    {"script", VEXLAR_TYPE_SCRIPT},
+    {"image", VEXLAR_TYPE_IMAGE},
+    {"stylesheet", VEXLAR_TYPE_STYLESHEET},
+    {"font", VEXLAR_TYPE_FONT},
+    {"media", VEXLAR_TYPE_MEDIA},
+    {"object", VEXLAR_TYPE_OBJECT},
+    {"subdocument", VEXLAR_TYPE_SUBDOCUMENT},
+    {"xmlhttprequest", VEXLAR_TYPE_XMLHTTPREQUEST},
+    {"websocket", VEXLAR_TYPE_WEBSOCKET},
+    {"ping", VEXLAR_TYPE_PING},
+    {"popup", VEXLAR_TYPE_POPUP},
+    {"document", VEXLAR_TYPE_DOCUMENT},
+    {"other", VEXLAR_TYPE_OTHER},
+};
+
 /// The type with a name of the filter syntax: "script", "xmlhttprequest" or "xhr", ... 0 for
 /// another text and for null.
 std::uint32_t VexlarTypeOfName(const char *name);

@@ -1,11 +1,36 @@
-// A loaded module asked for its factory: the same steps whoever asks.
+// Loaded modules (shared libraries): found, asked for their exports and for their factory.
 #pragma once
+
+#include <dlfcn.h>
 
 #include <velmora/module.h>
 
 #include "base/counted_pointer.h"
 
 namespace velmora::base {
+
+using ModuleHandle = void *;
+
+/// Loads a library by path; null on failure, of which `dlerror` tells.
+inline ModuleHandle LoadModule(const char *path) noexcept {
+  return ::dlopen(path, RTLD_NOW | RTLD_LOCAL);
+}
+
+/// The handle of a library that the process has loaded already under this name; null otherwise.
+/// Never loads anything.
+inline ModuleHandle FindLoadedModule(const char *name) noexcept {
+  return ::dlopen(name, RTLD_NOW | RTLD_NOLOAD);
+}
+
+/// The address of an exported function; null when the module has none of this name.
+inline void *FindSymbol(ModuleHandle module, const char *name) noexcept {
+  return ::dlsym(module, name);
+}
+
+/// The last handle that is given back unloads the module.
+inline void UnloadModule(ModuleHandle module) noexcept {
+  ::dlclose(module);
+}
 
 struct FactoryAnswer {
   /// Null when a step failed.
