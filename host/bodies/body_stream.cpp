@@ -1,11 +1,11 @@
 #include "host/bodies/body_stream.h"
 
 #include <algorithm>
-#include <malloc.h>
 #include <utility>
 
 #include <velmora/data_processor.h>
 
+#include "host/limits/heap_trim.h"
 #include "host/limits/processor_timer.h"
 
 namespace velmora::host {
@@ -55,9 +55,8 @@ void BodyStream::ReleaseProcessor() noexcept {
 }
 
 void BodyStream::GiveMemoryBack() const noexcept {
-  // What the plug-in took for a large body it took in small pieces, and the heap does not give
-  // those back by itself.
-  if (filtered_ >= LARGE_BODY) malloc_trim(0);
+  HeapTrim &heap = HeapTrim::OfProcess();
+  filtered_ >= LARGE_BODY ? heap.AfterLargeBody() : heap.AfterBody();
 }
 
 Part BodyStream::Next() noexcept {

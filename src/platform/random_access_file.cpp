@@ -1,7 +1,5 @@
 #include "platform/random_access_file.h"
 
-#include <cerrno>
-#include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
