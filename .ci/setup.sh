@@ -14,7 +14,7 @@ needed_packages="libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libfmt-
 # The other engine.
 need_traffic_server() {
   needed_commands+=" traffic_manager:trafficserver"
-  needed_packages+=" trafficserver-dev libhttp-parser-dev"
+  needed_packages+=" trafficserver-dev libhttp-parser-dev libssl-dev"
 }
 
 # Several proxies behind a balancer, and their event logs in one file.

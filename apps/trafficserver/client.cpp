@@ -4,12 +4,16 @@
 #include <array>
 #include <cstddef>
 #include <netinet/in.h>
+#include <utility>
+
+#include "trafficserver/tunnels.h"
 
 namespace velmora::trafficserver {
 
 std::string Client(TSHttpTxn transaction) {
   const sockaddr *const address = TSHttpTxnClientAddrGet(transaction);
   if (address == nullptr) return {};
+  if (std::optional<Tunnel> tunnel = TheTunnels().Find(address)) return std::move(tunnel->client);
   std::array<char, INET6_ADDRSTRLEN> text{};
   const void *const number =
       address->sa_family == AF_INET6

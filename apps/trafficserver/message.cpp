@@ -52,15 +52,20 @@ std::string_view Message::Method() const noexcept {
   return text == nullptr ? std::string_view() : std::string_view(text, std::size_t(size));
 }
 
-std::string Message::Authority() const {
+Message::Target Message::TunnelTarget() const {
   TSMLoc url = TS_NULL_MLOC;
   if (TSHttpHdrUrlGet(buffer_, head_, &url) != TS_SUCCESS) return {};
   int size = 0;
   const char *const host = TSUrlHostGet(buffer_, url, &size);
-  std::string authority(host == nullptr ? "" : host, host == nullptr ? 0 : std::size_t(size));
-  authority.append(":").append(std::to_string(TSUrlPortGet(buffer_, url)));
+  Target target{.host = std::string(host == nullptr ? "" : host,
+                                    host == nullptr ? 0 : static_cast<std::size_t>(size)),
+                .port = TSUrlPortGet(buffer_, url)};
   TSHandleMLocRelease(buffer_, head_, url);
-  return authority;
+  if (target.host.find(':') != std::string::npos && target.host.front() != '[') {
+    std::string bracketed = "[";
+    target.host = bracketed.append(target.host).append("]");
+  }
+  return target;
 }
 
 bool Message::Has(std::string_view name) const noexcept {

@@ -28,8 +28,12 @@ class Message {
 
   int Status() const noexcept { return TSHttpHdrStatusGet(buffer_, head_); }
   std::string_view Method() const noexcept;
-  /// "host:port" of a CONNECT.
-  std::string Authority() const;
+  /// Where a CONNECT is to lead; an IPv6 address has its brackets.
+  struct Target {
+    std::string host;
+    int port = 0;
+  };
+  Target TunnelTarget() const;
 
   bool Has(std::string_view name) const noexcept;
   /// The first line's value; empty when there is none.

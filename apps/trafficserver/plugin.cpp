@@ -4,15 +4,25 @@
 //
 //   trafficserver_velmora.so policy=/etc/velmora.toml
 //
+// With `authority=FOLDER tls-port=PORT` encrypted traffic is looked into.
+//
 // `traffic_ctl plugin msg velmora reload` and `traffic_ctl config reload` read all of it again.
 
+#include <charconv>
+#include <cstdint>
 #include <exception>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <ts/ts.h>
 #include <vector>
 
 #include "host/policy/current_filtering.h"
+#include "host/responses/filtered_response.h"
 #include "trafficserver/counters.h"
+#include "trafficserver/inspection.h"
 #include "trafficserver/requests.h"
 #include "trafficserver/responses.h"
 
@@ -28,17 +38,32 @@ struct Adapter {
   host::CurrentFiltering filtering{
       [](std::string_view line) { TSError("velmora: %.*s", int(line.size()), line.data()); }};
   host::FilterFiles files = host::FilterFiles::OfInstallation();
+  /// Null: encrypted traffic passes as it is.
+  std::unique_ptr<const Inspection> inspection;
 };
 Adapter &TheAdapter() {
   static Adapter &adapter = *new Adapter;
   return adapter;
 }
 
+/// A tunnel that is looked into is not judged: what comes through it is, one by one.
+TSEvent BeginRequest(const host::Filtering &filtering, TSHttpTxn transaction) noexcept {
+  try {
+    const Inspection *const inspection = TheAdapter().inspection.get();
+    if (inspection != nullptr && inspection->Turn(filtering, transaction)) {
+      return TS_EVENT_HTTP_CONTINUE;
+    }
+  } catch (...) {
+    if (!host::MayPass(filtering)) return TS_EVENT_HTTP_ERROR;
+  }
+  return JudgeRequest(filtering, transaction);
+}
+
 int OnTransaction(TSCont, TSEvent event, void *data) noexcept {
   const auto transaction = static_cast<TSHttpTxn>(data);
   TSEvent outcome = TS_EVENT_HTTP_CONTINUE;
   if (const auto filtering = TheAdapter().filtering.Now()) {
-    outcome = event == TS_EVENT_HTTP_READ_REQUEST_HDR ? JudgeRequest(*filtering, transaction)
+    outcome = event == TS_EVENT_HTTP_READ_REQUEST_HDR ? BeginRequest(*filtering, transaction)
               : event == TS_EVENT_HTTP_READ_RESPONSE_HDR
                   ? BeginResponse(filtering, transaction, Source::ORIGIN)
                   : BeginResponse(filtering, transaction, Source::CACHE);
@@ -68,16 +93,43 @@ void AddHooks() {
   TSMgmtUpdateRegister(reload, TAG);
 }
 
+std::uint16_t Port(std::string_view text) {
+  std::uint16_t port = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+  if (error != std::errc() || end != text.data() + text.size() || port == 0) {
+    throw std::invalid_argument("\"" + std::string(text) + "\" is no port");
+  }
+  return port;
+}
+
+/// What the words in plugin.config ask for.
+void Configure(const std::vector<std::string_view> &words) {
+  std::filesystem::path authority;
+  std::uint16_t port = 0;
+  for (const std::string_view word : words) {
+    const std::size_t sign = word.find('=');
+    const std::string_view key = word.substr(0, sign);
+    const std::string_view value = sign == word.npos ? std::string_view() : word.substr(sign + 1);
+    if (key == "authority") {
+      authority = value;
+    } else if (key == "tls-port") {
+      port = Port(value);
+    } else {
+      TheAdapter().files.Set(key, value);
+    }
+  }
+  if (authority.empty() != (port == 0)) {
+    throw std::invalid_argument("authority= and tls-port= go together");
+  }
+  TheAdapter().filtering.Configure(TheAdapter().files);
+  if (port != 0) TheAdapter().inspection = std::make_unique<Inspection>(authority, port);
+}
+
 void Start(const std::vector<std::string_view> &words) {
   TSPluginRegistrationInfo info{TAG, "Velmora", ""};
   TSPluginRegister(&info);
-  for (const std::string_view word : words) {
-    const std::size_t sign = word.find('=');
-    TheAdapter().files.Set(word.substr(0, sign),
-                           sign == word.npos ? std::string_view() : word.substr(sign + 1));
-  }
   MakeCounters();
-  TheAdapter().filtering.Configure(TheAdapter().files);
+  Configure(words);
   AddHooks();
 }
 

@@ -48,13 +48,18 @@ bool HasBody(const Message &request) noexcept {
   return (!length.empty() && length != "0") || request.Has("Transfer-Encoding");
 }
 
+std::string Authority(const Message &request) {
+  const auto [host, port] = request.TunnelTarget();
+  return host + ":" + std::to_string(port);
+}
+
 std::optional<host::BlockedAnswer> Judge(const host::Filtering &filtering, TSHttpTxn transaction) {
   const Message request(transaction, TSHttpTxnClientReqGet);
   if (!request) return std::nullopt;
   host::RequestHead head;
   head.method = request.Method();
   const std::string url =
-      head.method == TS_HTTP_METHOD_CONNECT ? request.Authority() : Url(transaction);
+      head.method == TS_HTTP_METHOD_CONNECT ? Authority(request) : Url(transaction);
   const std::string client = Client(transaction);
   head.url = url;
   head.client = client;

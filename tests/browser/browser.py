@@ -26,8 +26,8 @@ def start_browser(home, squid):
     """A WebDriver; `home` is made for it. If the proxy looks into encrypted traffic, the browser is
     told to trust it, as a person would tell it."""
     home.mkdir()
-    if squid.interception:
-        trust(home, squid.interception.authority.certificate)
+    if squid.authority:
+        trust(home, squid.authority.certificate)
     options = webdriver.ChromeOptions()
     options.ignore_local_proxy_environment_variables()
     options.binary_location = shutil.which("chromium")

@@ -12,7 +12,7 @@ sys.path[:0] = [str(ROOT / "tools" / "proxy"), str(ROOT / "tests" / "proxy")]
 
 from certificates import Certificate  # noqa: E402
 from origin import Origin, Page  # noqa: E402
-from squid import Squid  # noqa: E402, F401
+from proxy_case import ENGINE, IS_SQUID  # noqa: E402
 from tls_origin import TlsOrigin, hosts_line  # noqa: E402
 
 FILES = pathlib.Path(__file__).with_name("gazette_pages")
@@ -49,12 +49,14 @@ class Gazette:
     def __init__(self, folder, is_secure):
         self.folder = pathlib.Path(folder)
         self.scheme = "https" if is_secure else "http"
-        self.configuration = hosts_line(Squid, folder, NAMES) + ONLY_THESE.format(names=" ".join(NAMES))
+        self.configuration = hosts_line(ENGINE, folder, NAMES)
+        if IS_SQUID:
+            self.configuration += ONLY_THESE.format(names=" ".join(NAMES))
         if is_secure:
             root = Certificate(self.folder, "root", is_authority=True)
             certificates = {name: Certificate(self.folder, name, root) for name in NAMES}
             self.origin = TlsOrigin(certificates)
-            self.configuration += f"tls_outgoing_options cafile={root.file}\n"
+            self.configuration += ENGINE.TRUST.format(file=root.file)
         else:
             self.origin = Origin()
         (self.folder / "ads.txt").write_text(AD_LIST)
@@ -79,7 +81,7 @@ class Gazette:
     def squid(self, name, modules):
         """A proxy, not started yet, that knows this site and no other; without modules it only passes
         on. It looks into encrypted traffic either way."""
-        return Squid(
+        return ENGINE(
             self.folder / name,
             modules,
             POLICY,

@@ -8,6 +8,7 @@ import unittest
 
 from browser import start_browser
 from gazette import ADVERTISEMENTS, ROOT, Gazette
+from tls_origin import wait_for_names
 from selenium.webdriver.common.by import By
 
 MODULES = pathlib.Path(os.environ.get("VELMORA_MODULES", ROOT / "build" / "release"))
@@ -29,6 +30,7 @@ class BrowserCase(unittest.TestCase):
         squid = cls.site.squid("squid", cls.modules)
         cls.addClassCleanup(squid.stop)
         squid.start()
+        wait_for_names(squid.port)
         cls.browser = start_browser(pathlib.Path(folder.name, "browser"), squid)
         cls.addClassCleanup(cls.browser.quit)
 

@@ -4,7 +4,7 @@ import subprocess
 
 EXTENSIONS = """\
 basicConstraints = critical, CA:{is_authority}
-subjectAltName = DNS:{name}
+subjectAltName = {kind}:{name}
 subjectKeyIdentifier = hash
 {more}
 """
@@ -21,7 +21,12 @@ class Certificate:
         self._openssl("req", "-new", "-newkey", "rsa:2048", "-noenc", "-subj", f"/CN={name}",
                       "-keyout", self.key, "-out", request)  # fmt: skip
         extensions.write_text(
-            EXTENSIONS.format(is_authority=str(is_authority).upper(), name=name, more=more)
+            EXTENSIONS.format(
+                is_authority=str(is_authority).upper(),
+                kind="IP" if name[-1].isdigit() else "DNS",
+                name=name,
+                more=more,
+            )
         )
         by = ["-CA", issuer.file, "-CAkey", issuer.key] if issuer else ["-signkey", self.key]
         self._openssl("x509", "-req", "-in", request, "-days", days, "-extfile", extensions,

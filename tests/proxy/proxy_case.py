@@ -33,6 +33,7 @@ class Answer:
         head, _, self.body = process.stdout.partition(b"\r\n\r\n")
         status, *lines = head.decode("latin-1").split("\r\n")
         self.status = int(status.split()[1]) if status else 0
+        self.protocol = status.partition(" ")[0]
         self._lines = [
             (name.lower(), value) for name, _, value in (line.partition(": ") for line in lines)
         ]

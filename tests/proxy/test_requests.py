@@ -11,7 +11,7 @@ import unittest
 from certificates import Certificate
 from origin import Page
 from proxy_case import ADS, ENGINE, IS_SQUID, MODULES, Answer, ProxyCase, events
-from tls_origin import TlsOrigin, hosts_line
+from tls_origin import TlsOrigin, hosts_line, wait_for_names
 
 LISTS = """\
 ||ads.example^
@@ -277,8 +277,13 @@ class RequestsInTunnels(ProxyCase):
         return origin
 
     @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        wait_for_names(cls.squid.port)
+
+    @classmethod
     def make_squid(cls, **options):
-        extra = f"tls_outgoing_options cafile={cls.root.file}\n" + hosts_line(ENGINE, cls.folder.name, NAMES)
+        extra = ENGINE.TRUST.format(file=cls.root.file) + hosts_line(ENGINE, cls.folder.name, NAMES)
         return super().make_squid(https=True, extra=extra, **options)
 
     def address(self, place):

@@ -16,6 +16,8 @@ import subprocess
 import tempfile
 import time
 
+from authority import Authority, AuthorityError
+
 
 class ProxyError(Exception):
     """The proxy cannot be started; the text says why, for a person."""
@@ -116,6 +118,8 @@ class Engine:
         self._make_folders()
         self.policy = self._policy_file(policy) if modules else None
         self.modules = self._reachable_modules(pathlib.Path(modules).absolute()) if modules else None
+        # With what it looks into encrypted traffic, if it does; and the same where the engine reads it.
+        self.authority = self.used_authority = None
         self.command = []
         self.process = None
 
@@ -180,6 +184,15 @@ class Engine:
         for name in names:
             shutil.copy(modules / name, self.folder)
         return self.folder
+
+    def _take_authority(self):
+        """The authority is made at the first start, and kept from then on."""
+        try:
+            self.authority = self.used_authority = Authority(self.kept_folder / "ca", self.user.account)
+        except AuthorityError as error:
+            raise ProxyError(str(error)) from None
+        if self.folder != self.kept_folder:
+            self.used_authority = self.authority.copy_to(self.folder / "ca")
 
     @property
     def log(self):

@@ -5,7 +5,7 @@ import pathlib
 import shutil
 import subprocess
 
-from authority import Authority, AuthorityError
+from engine import ProxyError
 
 CERTIFICATE_HELPER = "/usr/lib/squid/security_file_certgen"
 
@@ -35,19 +35,12 @@ NO_SITES = ".invalid\n"
 
 
 class Interception:
-    """For a Squid whose files are in `folder`; `spliced_sites` are passed on untouched, a line each.
+    """For a Squid whose files are in `folder`; `spliced_sites` are passed on untouched, a line each."""
 
-    The authority is kept in another folder if `kept_folder` is not the same.
-    """
-
-    def __init__(self, folder, kept_folder, user, spliced_sites):
+    def __init__(self, folder, authority, user, spliced_sites):
         if not pathlib.Path(CERTIFICATE_HELPER).exists():
-            raise AuthorityError("HTTPS needs Squid with OpenSSL: apt-get install squid-openssl")
-        self.authority = Authority(kept_folder / "ca", user.account)
-        used = self.authority
-        if folder != kept_folder:
-            used = used.copy_to(folder / "ca")
-        self.port_options = PORT_OPTIONS.format(certificate=used.certificate, key=used.key)
+            raise ProxyError("HTTPS needs Squid with OpenSSL: apt-get install squid-openssl")
+        self.port_options = PORT_OPTIONS.format(certificate=authority.certificate, key=authority.key)
         self.configuration = CONFIGURATION.format(helper=CERTIFICATE_HELPER, folder=folder)
         (folder / "spliced-sites.txt").write_text(spliced_sites or NO_SITES)
         # Made anew: it holds what another authority may have signed.

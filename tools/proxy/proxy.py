@@ -89,10 +89,7 @@ def parse_arguments():
         metavar="DIR",
         help="folder with the built libraries (default: build/release)",
     )
-    options = parser.parse_args()
-    if options.https and options.engine != "squid":
-        parser.error("--https is for Squid alone so far")
-    return options
+    return parser.parse_args()
 
 
 def make_engine(options):
@@ -101,10 +98,10 @@ def make_engine(options):
         options.modules,
         options.policy or f"[filter]\nblock = {json.dumps(options.block)}\n",
     )
-    where = {"port": options.port, "address": options.listen}
+    how = {"port": options.port, "address": options.listen, "https": options.https}
     if options.engine == "trafficserver":
-        return TrafficServer(*shared, threads=options.workers, **where)
-    return Squid(*shared, https=options.https, workers=options.workers, **where)
+        return TrafficServer(*shared, threads=options.workers, **how)
+    return Squid(*shared, workers=options.workers, **how)
 
 
 class Watched:
@@ -176,7 +173,7 @@ def say_hello(engine, options):
         )
     if options.https:
         print(f"Proxy for HTTP and HTTPS on {engine.shown_address}.")
-        print(engine.interception.authority.how_to_trust())
+        print(engine.authority.how_to_trust())
     else:
         print(f"Proxy for HTTP on {engine.shown_address}; encrypted traffic passes as it is.")
     print(f"Blocking {options.policy or options.block}")

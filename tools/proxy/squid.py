@@ -6,7 +6,6 @@ import shutil
 import signal
 import subprocess
 
-from authority import AuthorityError
 from engine import LOOPBACK, Engine, ProxyError
 from interception import Interception
 
@@ -88,6 +87,8 @@ class Squid(Engine):
     CHECK = "/squid-internal-mgr/info"
     # Names are looked up in a file alone.
     HOSTS = "hosts_file {file}\ndns_nameservers 127.0.0.1\n"
+    # An authority that sites' certificates may be signed by.
+    TRUST = "tls_outgoing_options cafile={file}\n"
 
     def __init__(
         self,
@@ -109,11 +110,11 @@ class Squid(Engine):
         elif modules:
             adaptation = self._adapter()
             adaptation += JUDGE.format(tunnels=TUNNELS_PASS if https else "")
-        self.interception = self._interception(modules) if https else None
         options = ""
         if https:
-            extra += self.interception.configuration
-            options = self.interception.port_options
+            interception = self._interception(modules)
+            extra += interception.configuration
+            options = interception.port_options
         if balanced:
             extra += BALANCED.format(port=self.balanced_port)
         if workers > 1:
@@ -148,10 +149,8 @@ class Squid(Engine):
             if run.returncode != 0:
                 raise ProxyError(run.stderr.strip())
             spliced = run.stdout
-        try:
-            return Interception(self.folder, self.kept_folder, self.user, spliced)
-        except AuthorityError as error:
-            raise ProxyError(str(error)) from None
+        self._take_authority()
+        return Interception(self.folder, self.used_authority, self.user, spliced)
 
     def _command(self, workers):
         squid = [SQUID, "-n", self.name, "-f", self.folder / "squid.conf", "--foreground", "-YC"]

@@ -5,7 +5,7 @@ import shutil
 import socket
 import subprocess
 
-from engine import LOOPBACK, Engine
+from engine import LOOPBACK, Engine, free_port
 
 MANAGER = "/usr/bin/traffic_manager"
 SETTINGS = pathlib.Path("/etc/trafficserver")
@@ -28,7 +28,7 @@ cachedir: {folder}/cache
 """
 
 RECORDS = """\
-http.server_ports STRING {port}:ip-in={host}{balanced}
+http.server_ports STRING {port}:ip-in={host}{more_ports}
 reverse_proxy.enabled INT 0
 url_remap.remap_required INT 0
 http.cache.http INT {has_cache}
@@ -48,6 +48,12 @@ dns.search_default_domains INT 0
 diags.logfile.rolling_enabled INT 0
 """
 
+# A site whose certificate is not good is not talked to.
+INTERCEPTION = """\
+ssl.client.verify.server.policy STRING ENFORCED
+ssl.client.verify.server.properties STRING ALL
+"""
+
 ALLOWED = """\
 ip_allow:
   - apply: in
@@ -59,7 +65,8 @@ ip_allow:
 
 class TrafficServer(Engine):
     """As an engine; `adapter` stands for another plug-in and its words. With `cache` it keeps the
-    originals of what goes through. Lines of records.config in `extra` come after all others.
+    originals of what goes through; with `https` it looks into encrypted traffic, by the authority that it
+    keeps in `folder`/ca. Lines of records.config in `extra` come after all others.
     """
 
     adapter = "trafficserver_velmora.so"
@@ -68,8 +75,14 @@ class TrafficServer(Engine):
     pid_name = "run/server.lock"
     # What a balancer asks to see whether it serves.
     CHECK = "/_stats"
-    # Names are looked up in a file alone.
-    HOSTS = "hostdb.host_file.path STRING {file}\ndns.nameservers STRING 127.0.0.1\n"
+    # Names are looked up in a file alone; `nameserver` is one that knows none.
+    HOSTS = """\
+hostdb.host_file.path STRING {file}
+dns.nameservers STRING {nameserver}
+dns.resolv_conf STRING /dev/null
+"""
+    # The authority that sites' certificates may be signed by.
+    TRUST = "ssl.client.CA.cert.filename STRING {file}\n"
 
     def __init__(
         self,
@@ -79,6 +92,7 @@ class TrafficServer(Engine):
         port=None,
         extra="",
         adapter=None,
+        https=False,
         threads=1,
         cache=False,
         address=LOOPBACK,
@@ -89,18 +103,25 @@ class TrafficServer(Engine):
             self.user.make_folder(self.folder / name)
         shutil.copytree(SETTINGS / "body_factory", self.folder / "etc/body_factory", dirs_exist_ok=True)
         (self.folder / "runroot.yaml").write_text(LAYOUT.format(folder=self.folder))
-        records = RECORDS.format(
-            port=self.port,
-            host=f"[{address}]" if address.version == 6 else address,
-            balanced=f" {self.balanced_port}:pp:ip-in=127.0.0.1" if balanced else "",
-            threads=threads,
-            has_cache=int(cache),
-        )
         plugin = ""
         if adapter:
             plugin = " ".join(map(str, adapter))
         elif modules:
             plugin = f"{self.modules / self.adapter} policy={self.policy} event-log={self.events}"
+        more_ports = f" {self.balanced_port}:pp:ip-in=127.0.0.1" if balanced else ""
+        if https:
+            self._take_authority()
+            tls_port = free_port()
+            more_ports += f" {tls_port}:ssl:ip-in=127.0.0.1"
+            plugin += f" authority={self.used_authority.folder} tls-port={tls_port}"
+            extra = INTERCEPTION + extra
+        records = RECORDS.format(
+            port=self.port,
+            host=f"[{address}]" if address.version == 6 else address,
+            more_ports=more_ports,
+            threads=threads,
+            has_cache=int(cache),
+        )
         self._configure("plugin.config", f"{plugin}\nstats_over_http.so")
         lines = (records + extra).splitlines()
         self._configure("records.config", "\n".join(f"CONFIG proxy.config.{line}" for line in lines))
