@@ -1,0 +1,272 @@
+"""What each kind of traffic costs in each engine, and in HAProxy before it.
+
+    farm_bench.py PAGE [--modules build/release] [--rounds 7] [--scale 1]
+
+A page of one's own and made-up files are served by nginx and fetched through the engines, which take
+turns, all on one machine. What is measured is the processor time of an engine's processes alone, as the
+system counts it: so a machine that has other things to do makes it larger, but not by much what one engine
+takes against another. Every figure is the median over the rounds, every ratio that of the ratios in
+each round. docs/capacity.md says what to make of it. Needs the packages nginx-light and haproxy.
+"""
+
+import argparse
+import contextlib
+import http.client
+import os
+import pathlib
+import shutil
+import ssl
+import statistics
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import typing
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(ROOT / folder) for folder in ("tools/proxy", "tools/farm", "tests/proxy")]
+
+from balancer import Balancer  # noqa: E402
+from certificates import Certificate  # noqa: E402
+from engine import User, free_port, is_listening  # noqa: E402
+from squid import Squid  # noqa: E402
+from traffic_server import TrafficServer  # noqa: E402
+
+CLIENTS = 8
+FILE_SIZE = 1 << 20
+SMALL_SIZE = 1 << 10
+INSPECTED, SPLICED = "127.0.0.1", "127.0.0.2"
+POLICY = f'[filter]\nblock = "calm"\n[https]\nsplice = ["{SPLICED}"]\n'
+
+NGINX = """\
+daemon off; worker_processes 1; pid {folder}/nginx.pid; error_log {folder}/nginx.log;
+events {{ worker_connections 1024; }}
+http {{
+  access_log off; keepalive_requests 1000000;
+  client_body_temp_path {folder}/t1; proxy_temp_path {folder}/t2; fastcgi_temp_path {folder}/t3;
+  uwsgi_temp_path {folder}/t4; scgi_temp_path {folder}/t5;
+  ssl_certificate {certificate.file}; ssl_certificate_key {certificate.key};
+  server {{
+    listen {plain}; listen {secure} ssl; root {folder}/pages;
+    default_type text/html; types {{ application/octet-stream bin; }}
+  }}
+}}
+"""
+
+
+class Kind(typing.NamedTuple):
+    name: str
+    path: str
+    # By TLS, to a site at this address.
+    site: str | None = None
+    # Each answer over a connection of its own: its cost is the connection's.
+    is_new: bool = False
+    answers: int = 200
+
+
+KINDS = (
+    Kind("a page, filtered", "/page"),
+    Kind("a file, passed", "/file.bin", answers=80),
+    Kind("a file in a tunnel, passed", "/file.bin", SPLICED, answers=80),
+    Kind("a page by TLS, filtered", "/page", INSPECTED),
+    Kind("a file by TLS, passed", "/file.bin", INSPECTED, answers=80),
+    Kind("a connection by TLS, looked into", "/small.bin", INSPECTED, is_new=True, answers=120),
+)
+
+
+class Origin:
+    def __init__(self, folder, page):
+        pages = folder / "pages"
+        pages.mkdir()
+        shutil.copy(page, pages / "page")
+        (pages / "page").chmod(0o644)
+        (pages / "file.bin").write_bytes(os.urandom(FILE_SIZE))
+        (pages / "small.bin").write_bytes(os.urandom(SMALL_SIZE))
+        self.pages = pages
+        self.root = Certificate(folder, "root", is_authority=True)
+        certificate = Certificate(folder, INSPECTED, self.root)
+        certificate.key.chmod(0o644)
+        self.plain, self.secure = free_port(), free_port()
+        configuration = folder / "nginx.conf"
+        configuration.write_text(
+            NGINX.format(folder=folder, certificate=certificate, plain=self.plain, secure=self.secure)
+        )
+        self.command = User().command("/usr/sbin/nginx", "-c", configuration)
+
+    def size(self, kind):
+        return (self.pages / kind.path[1:]).stat().st_size
+
+    def __enter__(self):
+        self.process = subprocess.Popen(self.command, stderr=subprocess.DEVNULL)
+        while not is_listening(self.plain):
+            if self.process.poll() is not None:
+                sys.exit("nginx does not start")
+            time.sleep(0.05)
+        return self
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait()
+
+
+class Subject:
+    """What is measured: the processes of a session, or one of them."""
+
+    def __init__(self, name, port, processes, can_inspect=True):
+        self.name = name
+        self.port = port
+        self.processes = processes
+        self.can_inspect = can_inspect
+        self.seconds = {kind: [] for kind in KINDS}
+
+    def takes(self, kind):
+        return self.can_inspect or kind.site is None
+
+    def processor_seconds(self):
+        # The clock that the system keeps for each process, in nanoseconds.
+        return sum(time.clock_gettime((~process << 3) | 2) for process in self.processes())
+
+    def measure(self, kind, origin, answers):
+        before = self.processor_seconds()
+        failed = fetch(self.port, kind, origin, answers)
+        if failed:
+            sys.exit(f"{self.name}, {kind.name}: {failed[0]}")
+        return (self.processor_seconds() - before) / answers
+
+
+def session(leader):
+    """The living processes of an engine that was started in a session of its own."""
+    found = []
+    for status in pathlib.Path("/proc").glob("[0-9]*/stat"):
+        with contextlib.suppress(OSError):
+            if int(status.read_text().rpartition(")")[2].split()[3]) == leader:
+                found.append(int(status.parent.name))
+    return found
+
+
+def fetch(port, kind, origin, answers):
+    """Some clients fetch so many answers in all; what went wrong."""
+    left = iter(range(answers))
+    lock = threading.Lock()
+    failed = []
+    trusting = ssl.create_default_context()
+    trusting.check_hostname = False
+    trusting.verify_mode = ssl.CERT_NONE
+
+    def connect():
+        if kind.site is None:
+            return http.client.HTTPConnection("127.0.0.1", port, timeout=60)
+        connection = http.client.HTTPSConnection("127.0.0.1", port, timeout=60, context=trusting)
+        connection.set_tunnel(kind.site, origin.secure)
+        return connection
+
+    url = kind.path if kind.site else f"http://127.0.0.1:{origin.plain}{kind.path}"
+
+    def run():
+        connection = connect()
+        buffer = bytearray(1 << 18)
+        try:
+            while True:
+                with lock:
+                    if failed or next(left, None) is None:
+                        return
+                connection.request("GET", url)
+                answer = connection.getresponse()
+                if answer.status != 200:
+                    raise http.client.HTTPException(f"status {answer.status}")
+                while answer.readinto(buffer):
+                    pass
+                if kind.is_new:
+                    connection.close()
+                    connection = connect()
+        except (OSError, http.client.HTTPException) as error:
+            failed.append(error)
+        finally:
+            connection.close()
+
+    threads = [threading.Thread(target=run) for _ in range(CLIENTS)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    return failed
+
+
+@contextlib.contextmanager
+def subjects(folder, modules, origin):
+    with contextlib.ExitStack() as stack:
+        squid = stack.enter_context(
+            Squid(
+                folder / "squid", modules, POLICY, https=True, extra=Squid.TRUST.format(file=origin.root.file)
+            )
+        )
+        server = stack.enter_context(
+            TrafficServer(
+                folder / "server",
+                modules,
+                POLICY,
+                https=True,
+                balanced=True,
+                extra=TrafficServer.TRUST.format(file=origin.root.file),
+            )
+        )
+        copies = folder / "trafficserver_copy.so"
+        shutil.copy(modules / copies.name, copies)
+        copier = stack.enter_context(TrafficServer(folder / "copier", None, adapter=[copies]))
+        balancer = stack.enter_context(
+            Balancer(folder, free_port(), free_port(), {"member": server})
+        )
+
+        def engine(name, proxy, **more):
+            return Subject(name, proxy.port, lambda: session(proxy.process.pid), **more)
+
+        yield [
+            engine("Squid with Velmora", squid),
+            engine("Traffic Server with Velmora", server),
+            engine("Traffic Server that copies", copier, can_inspect=False),
+            Subject("HAProxy alone", balancer.port, lambda: [balancer.process.pid]),
+        ]
+
+
+def report(measured, origin):
+    first = measured[0]
+    print(f"{'':<30}{'CPU ms':>9}{'cores a Gbit/s':>16}   {'÷ ' + first.name} [least most]")
+    for kind in KINDS:
+        print(kind.name)
+        for subject in measured:
+            if not subject.takes(kind):
+                continue
+            seconds = statistics.median(subject.seconds[kind])
+            cores = "" if kind.is_new else f"{seconds / origin.size(kind) * 1e9 / 8:.2f}"
+            ratios = [a / b for a, b in zip(subject.seconds[kind], first.seconds[kind])]
+            spread = f"{statistics.median(ratios):.2f} [{min(ratios):.2f} {max(ratios):.2f}]"
+            print(f"  {subject.name:<28}{seconds * 1000:>9.3f}{cores:>16}   {spread}")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("page", type=pathlib.Path)
+    parser.add_argument("--modules", type=pathlib.Path, default=ROOT / "build" / "release")
+    parser.add_argument("--rounds", type=int, default=7)
+    parser.add_argument("--scale", type=int, default=1, help="so many times the answers of a round")
+    options = parser.parse_args()
+    with tempfile.TemporaryDirectory(prefix="velmora-bench-") as name:
+        folder = pathlib.Path(name)
+        folder.chmod(0o755)
+        User().make_folder(folder)
+        with Origin(folder, options.page) as origin:
+            with subjects(folder, options.modules, origin) as measured:
+                # The first round warms up.
+                for turn in range(options.rounds + 1):
+                    for kind in KINDS:
+                        for subject in filter(lambda one: one.takes(kind), measured):
+                            seconds = subject.measure(kind, origin, kind.answers * options.scale)
+                            if turn > 0:
+                                subject.seconds[kind].append(seconds)
+                print(f"A page of {origin.size(KINDS[0])} bytes, files of {FILE_SIZE}, {options.rounds} rounds")
+                report(measured, origin)
+
+
+if __name__ == "__main__":
+    main()
