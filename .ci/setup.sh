@@ -21,6 +21,9 @@ need_traffic_server() {
 need_farm() {
   need_traffic_server
   needed_commands+=" haproxy:haproxy rsyslogd:rsyslog"
+  needed_commands+=" prometheus-squid-exporter:prometheus-squid-exporter"
+  needed_commands+=" prometheus-trafficserver-exporter:prometheus-trafficserver-exporter"
+  needed_packages+=" rsyslog-relp"
 }
 
 # What the tests need besides: a browser, and compressors of another make.

@@ -87,17 +87,20 @@ TSEvent Begin(const std::shared_ptr<const host::Filtering> &filtering, TSHttpTxn
     return TS_EVENT_HTTP_ERROR;
   }
   const bool is_filtered = decided->TheWay() == Way::FILTERED;
-  if (is_filtered || !decided->SecurityPolicy().empty()) {
-    const HeadChanges changes{.status = status,
-                              .is_filtered = is_filtered,
-                              .is_pinned = decided->IsPinned(),
-                              .coding = decided->SentCoding(),
-                              .security_policy = decided->SecurityPolicy()};
+  const HeadChanges changes{.status = status,
+                            .is_filtered = is_filtered,
+                            .is_pinned = decided->IsPinned(),
+                            .coding = decided->SentCoding(),
+                            .security_policy = decided->SecurityPolicy()};
+  // All that takes memory comes before anything is changed: the head and the body go together.
+  std::unique_ptr<Transformation> filter;
+  if (is_filtered) filter = std::make_unique<Transformation>(transaction, std::move(decided));
+  if (is_filtered || !changes.security_policy.empty()) {
     ChangeHeadWhenSent(transaction, [changes](Message &head) noexcept { Apply(changes, head); });
   }
   if (is_filtered) {
     Count(Counter::RESPONSES_FILTERED);
-    Transformation::Add(transaction, std::move(decided), HideChunks(transaction, response));
+    Transformation::Add(std::move(filter), HideChunks(transaction, response));
   }
   return TS_EVENT_HTTP_CONTINUE;
 }

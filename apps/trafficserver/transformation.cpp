@@ -18,19 +18,19 @@ constexpr TSHRTime LOOK_AGAIN_AFTER_MS = 50;
 
 }  // namespace
 
-void Transformation::Add(TSHttpTxn transaction, std::unique_ptr<host::FilteredResponse> response,
-                         Body body) {
+void Transformation::Add(std::unique_ptr<Transformation> transformation, Body body) noexcept {
+  Transformation *const added = transformation.release();
+  const TSHttpTxn transaction = added->transaction_;
   TSHttpTxnConfigIntSet(transaction, TS_CONFIG_HTTP_FLOW_CONTROL_ENABLED, 1);
   TSHttpTxnConfigIntSet(transaction, TS_CONFIG_HTTP_FLOW_CONTROL_HIGH_WATER_MARK, HIGH_WATER);
   TSHttpTxnConfigIntSet(transaction, TS_CONFIG_HTTP_FLOW_CONTROL_LOW_WATER_MARK, LOW_WATER);
   // What the cache keeps is the original: another client's policy is another.
   TSHttpTxnUntransformedRespCache(transaction, 1);
   TSHttpTxnTransformedRespCache(transaction, 0);
-  auto *const made = new Transformation(transaction, std::move(response));
-  if (body == Body::CHUNKED) made->chunked_.emplace();
-  made->connection_ = TSTransformCreate(OnEvent, transaction);
-  TSContDataSet(made->connection_, made);
-  TSHttpTxnHookAdd(transaction, TS_HTTP_RESPONSE_TRANSFORM_HOOK, made->connection_);
+  if (body == Body::CHUNKED) added->chunked_.emplace();
+  added->connection_ = TSTransformCreate(OnEvent, transaction);
+  TSContDataSet(added->connection_, added);
+  TSHttpTxnHookAdd(transaction, TS_HTTP_RESPONSE_TRANSFORM_HOOK, added->connection_);
 }
 
 Transformation::~Transformation() {

@@ -27,18 +27,16 @@ class Transformation {
     CHUNKED
   };
 
+  Transformation(TSHttpTxn transaction, std::unique_ptr<host::FilteredResponse> response) noexcept
+      : transaction_(transaction), response_(std::move(response)) {}
   /// Has the transaction's body go through it; belongs to Traffic Server from then on.
-  static void Add(TSHttpTxn transaction, std::unique_ptr<host::FilteredResponse> response,
-                  Body body);
+  static void Add(std::unique_ptr<Transformation> transformation, Body body) noexcept;
 
   Transformation(const Transformation &) = delete;
   Transformation &operator=(const Transformation &) = delete;
   ~Transformation();
 
  private:
-  Transformation(TSHttpTxn transaction, std::unique_ptr<host::FilteredResponse> response) noexcept
-      : transaction_(transaction), response_(std::move(response)) {}
-
   static int OnEvent(TSCont continuation, TSEvent event, void *data) noexcept;
 
   /// Begins to send, if that has not begun; false when it must not.

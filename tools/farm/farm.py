@@ -22,6 +22,7 @@ sys.path.insert(0, str(ROOT / "tools" / "proxy"))
 import collector  # noqa: E402
 from balancer import Balancer  # noqa: E402
 from engine import ProxyError, User, free_port  # noqa: E402
+from exporter import Exporter  # noqa: E402
 from proxy import count, port  # noqa: E402
 from squid import Squid  # noqa: E402
 from traffic_server import TrafficServer  # noqa: E402
@@ -157,6 +158,7 @@ class Farm:
         self.balancer = Balancer(folder, options.port, self.counters_port, self.members)
         log_port = free_port()
         self.gathered = folder / "log" / "events"
+        self.exporters = {name: Exporter(member) for name, member in self.members.items()}
         self.collector = collector.collector(folder / "log", log_port)
         self.senders = [
             collector.sender(folder / f"{name}-log", log_port, member.events)
@@ -166,7 +168,8 @@ class Farm:
     def __enter__(self):
         self.started = []
         try:
-            for part in [*self.members.values(), self.balancer, self.collector, *self.senders]:
+            parts = [*self.members.values(), *self.exporters.values(), self.balancer]
+            for part in [*parts, self.collector, *self.senders]:
                 part.__enter__()
                 self.started.append(part)
         except BaseException:
@@ -177,6 +180,15 @@ class Farm:
     def __exit__(self, *_):
         for part in reversed(self.started):
             part.__exit__(None, None, None)
+        self._bring_home()
+
+    def _bring_home(self):
+        """Of a folder that stood in for the farm's the logs are kept."""
+        if self.folder == FOLDER:
+            return
+        for logs in [*self.folder.glob("log"), *self.folder.glob("*/log")]:
+            shutil.copytree(logs, FOLDER / logs.relative_to(self.folder), dirs_exist_ok=True)
+        shutil.rmtree(self.folder)
 
     def kill(self, name):
         """As a crash of the machine would: everything of the member is gone at once."""
@@ -191,12 +203,18 @@ class Farm:
         self.members[name].stop()
         self.bring_back(name)
 
+    def rotate(self, name):
+        """The member's event log gets another name, and the member begins a new one."""
+        log = self.members[name].events
+        log.rename(log.with_name(f"{log.name}.1"))
+        self.members[name].reconfigure()
+
     def lines(self):
-        """Of all members' logs, and of the file in which they are gathered, sorted."""
-        logs = [member.events for member in self.members.values()]
-        own = [line for log in logs if log.exists() for line in log.read_text().splitlines()]
+        """Of all members' logs, and of the file in which they are gathered: each, and how often."""
+        logs = [log for member in self.members.values() for log in member.events.parent.glob("events*")]
+        own = [line for log in logs for line in log.read_text().splitlines()]
         gathered = self.gathered.read_text().splitlines() if self.gathered.exists() else []
-        return sorted(own), sorted(gathered)
+        return collections.Counter(own), collections.Counter(gathered)
 
 
 def show(title, load, before):
@@ -217,7 +235,14 @@ def demonstrate(farm, load):
     seen = show(f"{first} brought back:", load, seen)
     for name in farm.members:
         farm.renew(name)
-    show("All renewed, one after the other:", load, seen)
+    seen = show("All renewed, one after the other:", load, seen)
+    farm.collector.stop()
+    time.sleep(2)
+    for name in farm.members:
+        farm.rotate(name)
+    time.sleep(3)
+    farm.collector.start()
+    show("No collector for 5 s, all logs rotated:", load, seen)
 
 
 def compare_logs(farm):
@@ -225,11 +250,21 @@ def compare_logs(farm):
     deadline = time.monotonic() + 20
     while True:
         own, gathered = farm.lines()
-        if own == gathered or time.monotonic() > deadline:
+        if own <= gathered or time.monotonic() > deadline:
             break
         time.sleep(0.5)
-    same = "the same in" if own == gathered else f"{len(gathered)} in"
-    print(f"Events in the members' logs: {len(own)}; {same} {farm.gathered}")
+    print(
+        f"Events in the members' logs: {own.total()}; in the log that gathers them "
+        f"{(own - gathered).total()} missing, {(gathered - own).total()} twice, "
+        f"{len(gathered.keys() - own.keys())} unknown."
+    )
+
+
+def show_counters(farm):
+    told = [
+        f"{name} {exporter.counters()[exporter.requests]:.0f}" for name, exporter in farm.exporters.items()
+    ]
+    print(f"Requests by the members' own counters, each since its last start: {', '.join(told)}.", flush=True)
 
 
 def stop(*_):
@@ -253,13 +288,16 @@ def main():
     try:
         with Farm(options) as farm:
             print(f"HAProxy on 127.0.0.1:{options.port}, {options.members} members of {options.engine}.")
-            print(f"Counters: http://127.0.0.1:{farm.counters_port}/metrics   Files: {farm.folder}", flush=True)
+            print(f"Counters: http://127.0.0.1:{farm.counters_port}/metrics   Files: {farm.folder}")
+            for name, exporter in farm.exporters.items():
+                print(f"  of {name}: {exporter.url}", flush=True)
             origin_port = Origin(SITES[0]).server_port
             for site in SITES[1:]:
                 Origin(site, origin_port)
             with Load(options.port, origin_port) as load:
                 demonstrate(farm, load)
             compare_logs(farm)
+            show_counters(farm)
             if options.seconds is None:
                 print("Ctrl-C stops it.", flush=True)
                 signal.pause()
