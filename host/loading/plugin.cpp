@@ -65,7 +65,9 @@ void UseLists(const Module &library, const AdLibraryOptions &ads) {
       .rules_name = ads.rules_name.empty() ? nullptr : ads.rules_name.c_str()};
   if (library.Find<UseFunction>(EXPORT_USE)(&choice) == RESULT_OK) return;
   std::string names;
-  for (const auto &list : ads.lists) names += (names.empty() ? " " : ", ") + list.string();
+  for (const auto &list : ads.lists) {
+    names.append(names.empty() ? " " : ", ").append(list.string());
+  }
   throw LoadError(library.File(), "no rule in the lists" + names);
 }
 
