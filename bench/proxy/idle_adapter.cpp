@@ -1,4 +1,5 @@
-// An eCAP adapter that takes every body in and gives it out again: what adaptation itself costs.
+// An eCAP adapter that takes every body in and gives it out again, and one that looks at no
+// request: what adaptation itself costs.
 #include <algorithm>
 #include <libecap/adapter/service.h>
 #include <libecap/adapter/xaction.h>
@@ -75,7 +76,7 @@ class IdleTransaction final : public libecap::adapter::Xaction {
   bool is_pumping_ = false;
 };
 
-class IdleService final : public libecap::adapter::Service {
+class IdleService : public libecap::adapter::Service {
  public:
   std::string uri() const override { return "ecap://velmora.bench/idle"; }
   std::string tag() const override { return "1"; }
@@ -88,6 +89,38 @@ class IdleService final : public libecap::adapter::Service {
   }
 };
 
-[[maybe_unused]] const bool is_registered = libecap::RegisterVersionedService(new IdleService);
+class IdleRequestTransaction final : public libecap::adapter::Xaction {
+ public:
+  explicit IdleRequestTransaction(libecap::host::Xaction *host) : host_(host) {}
+
+  const libecap::Area option(const libecap::Name &) const override { return {}; }
+  void visitEachOption(libecap::NamedValueVisitor &) const override {}
+
+  void start() override { std::exchange(host_, nullptr)->useVirgin(); }
+  void stop() override { host_ = nullptr; }
+  void abDiscard() override {}
+  void abMake() override {}
+  void abMakeMore() override {}
+  void abStopMaking() override {}
+  libecap::Area abContent(libecap::size_type, libecap::size_type) override { return {}; }
+  void abContentShift(libecap::size_type) override {}
+  void noteVbContentDone(bool) override {}
+  void noteVbContentAvailable() override {}
+
+ private:
+  libecap::host::Xaction *host_;
+};
+
+class IdleRequestService final : public IdleService {
+ public:
+  std::string uri() const override { return "ecap://velmora.bench/idle-requests"; }
+  MadeXactionPointer makeXaction(libecap::host::Xaction *host) override {
+    return MadeXactionPointer(new IdleRequestTransaction(host));
+  }
+};
+
+[[maybe_unused]] const bool is_registered =
+    libecap::RegisterVersionedService(new IdleService) &&
+    libecap::RegisterVersionedService(new IdleRequestService);
 
 }  // namespace

@@ -148,6 +148,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("page", type=pathlib.Path)
     parser.add_argument("--modules", type=pathlib.Path, default=ROOT / "build" / "release")
+    parser.add_argument("--block", default="calm", help="presets and categories")
     parser.add_argument("--rounds", type=int, default=7)
     parser.add_argument("--seconds", type=int, default=2)
     parser.add_argument("--json", type=pathlib.Path, help="file for the figures of every round")
@@ -177,7 +178,7 @@ def main():
                 "do-nothing adapter": Squid(
                     folder / "idle", None, adapter=(idle, "ecap://velmora.bench/idle")
                 ),
-                "Velmora": Squid(folder / "velmora", options.modules, '[filter]\nblock = "calm"\n'),
+                "Velmora": Squid(folder / "velmora", options.modules, f'[filter]\nblock = "{options.block}"\n'),
             }
             for squid in squids.values():
                 started.append(squid)

@@ -1,0 +1,1 @@
+(()=>{"use strict";var e={},r={};function t(o){var n=r[o];if(void 0!==n)return n.exports;var i=r[o]={exports:{}};return e[o](i,i.exports,t),i.exports}t.m=e,t.d=(e,r)=>{for(var o in r)Object.defineProperty(e,o,{enumerable:!0,get:r[o]})};var o=self.webpackChunk_app=self.webpackChunk_app||[],n=r=>{var[o,n,i]=r;for(var a in n)e[a]=n[a];i&&i(t)};o.forEach(n),o.push=n})();
