@@ -19,7 +19,9 @@ import sys
 import tempfile
 
 from proxy_bench import ROOT, Server, Subject, spread
-from squid import ADAPTER, JUDGE, Squid, User, free_port
+
+from engine import User, free_port
+from squid import ADAPTER, JUDGE, Squid
 
 NGINX = """\
 daemon off; worker_processes 1; pid {folder}/nginx.pid; error_log {folder}/nginx.log;

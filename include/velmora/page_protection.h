@@ -15,6 +15,9 @@ inline constexpr Identifier ID_PageProtection{{0x52, 0x0B, 0x6E, 0x1F, 0xD4, 0x9
 /// A host's `IDataContext` may answer `QueryInterface` for it too. The plug-in asks when there is
 /// something to ask or to tell and at no other time. Called from within `ProcessData`, on its
 /// thread.
+///
+/// For such a host the plug-in also keeps event handlers as they are meant: quotes that belong to a
+/// handler stay in it when it is wrapped, and those of an image that goes are not wrapped at all.
 class IPageProtection : public ICounted {
  public:
   /// What a script that is put into the page here needs in its `nonce` attribute to be run: letters

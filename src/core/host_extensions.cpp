@@ -64,6 +64,10 @@ std::optional<std::string> ScriptNonce(IDataContext &context) {
   return nonce == nullptr ? std::nullopt : std::optional<std::string>(nonce);
 }
 
+bool ProtectsPages(IDataContext &context) noexcept {
+  return bool(Extension<IPageProtection>(context, ID_PageProtection));
+}
+
 void TellScriptLeftOut(IDataContext &context, std::int32_t category) noexcept {
   if (const auto protection = Extension<IPageProtection>(context, ID_PageProtection)) {
     protection->OnScriptLeftOut(category);

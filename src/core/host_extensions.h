@@ -23,6 +23,8 @@ bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &
               const std::string &url) noexcept;
 /// `IPageProtection`: what a script needs to be run that is put in here; none: it would not be run.
 std::optional<std::string> ScriptNonce(IDataContext &context);
+/// Does the host offer it?
+bool ProtectsPages(IDataContext &context) noexcept;
 void TellScriptLeftOut(IDataContext &context, std::int32_t category) noexcept;
 void TellSecurityPolicy(IDataContext &context, const std::string &policy) noexcept;
 void TellPinnedScript(IDataContext &context, const std::string &value,

@@ -44,7 +44,9 @@ CImgHandler::CImgHandler(IDataContext &context, CAdPopupFilter &filter)
 
 std::int32_t CImgHandler::OnStartTag(CHTMLElement &element) {
   const bool is_ad = IsAd(element);
-  std::int32_t change = WrapEventHandlers(element);
+  // An edited start tag that goes leaves as much of it behind as it has become longer.
+  const bool stays_as_it_is = is_ad && filter().ProtectsPage();
+  std::int32_t change = stays_as_it_is ? 0 : WrapEventHandlers(element);
   if (is_ad) change += element.Remove();
   element.SetFlags(ELEMENT_DROP);
   return change;
@@ -57,7 +59,7 @@ std::int32_t CImgHandler::WrapEventHandlers(CHTMLElement &element) const {
     std::string value;
     element.GetAttribute(event, value);
     if (value.empty() || !filter().MayWrapHandlers()) continue;
-    change += element.SetAttribute(event, WrapEventHandler(value));
+    change += element.SetAttribute(event, filter().WrapHandler(value));
   }
   return change;
 }

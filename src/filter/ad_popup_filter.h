@@ -9,6 +9,7 @@
 #include "core/ad_blocking.h"
 #include "core/host_extensions.h"
 #include "filter/page_url.h"
+#include "filter/popup_scripts.h"
 #include "filter/script_handler_makers.h"
 #include "filter/script_language.h"
 #include "html/element_handler_map.h"
@@ -56,6 +57,9 @@ class CAdPopupFilter final : public CElementHandlerMap {
   std::string TakeSecurityPolicy(const std::string &policy);
   /// May event handlers call what the pop-up script defines?
   bool MayWrapHandlers() { return ScriptNonce(context()).has_value(); }
+  std::string WrapHandler(std::string_view value) { return WrapEventHandler(context(), value); }
+  /// Are edits to leave a page's own text and scripts as they are meant?
+  bool ProtectsPage() noexcept { return ProtectsPages(context()); }
 
   const ScriptHandlerMakers &script_handler_makers() const noexcept { return makers_; }
 

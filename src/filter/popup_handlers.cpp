@@ -18,7 +18,7 @@ std::int32_t CBodyHandler::OnStartTag(CHTMLElement &element) {
     if (!element.GetAttribute(event, value)) continue;
     has_event_handler = true;
     if (blocks_popups_ && filter().MayWrapHandlers()) {
-      change += element.SetAttribute(event, WrapEventHandler(value));
+      change += element.SetAttribute(event, filter().WrapHandler(value));
     }
   }
   if (!has_event_handler) return change;

@@ -3,6 +3,7 @@
 #include "core/host_extensions.h"
 #include "core/settings.h"
 #include "core/strings.h"
+#include "filter/attribute_value.h"
 
 namespace velmora {
 namespace {
@@ -49,6 +50,17 @@ constexpr std::string_view RESTORE_OPEN =
 constexpr std::string_view BEFORE_HANDLER =
     "\"var ZulTmpWinOpen = window.open; window.open = ZulWinOpen; ";
 constexpr std::string_view AFTER_HANDLER = "; window.open = ZulTmpWinOpen;\"";
+
+/// As part of a value in double quotes.
+void AppendBetweenQuotes(std::string &text, std::string_view part) {
+  for (const char c : part) {
+    if (c == '"') {
+      text += "&quot;";
+    } else {
+      text += c;
+    }
+  }
+}
 
 std::string BlockStart(const std::string &nonce) {
   std::string start(SCRIPT_TAG);
@@ -98,9 +110,14 @@ std::string BuildRestoreScript(IDataContext &context, const std::optional<std::s
   return script;
 }
 
-std::string WrapEventHandler(std::string_view value) {
+std::string WrapEventHandler(IDataContext &context, std::string_view value) {
   std::string wrapped(BEFORE_HANDLER);
-  return wrapped.append(StripQuotes(value)).append(AFTER_HANDLER);
+  if (ProtectsPages(context)) {
+    AppendBetweenQuotes(wrapped, InnerValue(value));
+  } else {
+    wrapped.append(StripQuotes(value));
+  }
+  return wrapped.append(AFTER_HANDLER);
 }
 
 }  // namespace velmora

@@ -27,6 +27,6 @@ std::string BuildRestoreScript(IDataContext &context, const std::optional<std::s
 
 /// The value of an event attribute, in double quotes, so that its script runs with the harmless
 /// `window.open` in place.
-std::string WrapEventHandler(std::string_view value);
+std::string WrapEventHandler(IDataContext &context, std::string_view value);
 
 }  // namespace velmora

@@ -50,7 +50,7 @@ class WholePages(unittest.TestCase):
         for page, row in rows.items():
             with self.subTest(page, **row.details):
                 self.assertEqual(row.details["trouble"], "")
-                self.assertEqual((row.text_lost, row.pictures_lost, row.new_errors), (0, 0, 0))
+                self.assertFalse(row.is_harmed())
                 self.assertEqual(row.ads_left, 0)
         self.assertGreater(rows["news.example"].ads, 0)
         # Asked for by the page's text, and by one of its scripts alone.

@@ -149,6 +149,15 @@ TEST(Popups, HeedWhatThePageProtectsItselfWith) {
        "<html><script>1</script>" + meta,
        "<html>{P}<script>1</script>" + meta + "{R}",
        {policy}},
+      // Quotes that belong to a handler stay in it.
+      {"",
+       "",
+       "<html><body onload=\"a = 'b'\"><img onload='go(\"c\")'><img onload=go(\"d\")>",
+       "<html>{P}<body onload={w}a = 'b'{o}><img onload={w}go(&quot;c&quot;){o}>"
+       "<img onload={w}go(&quot;d&quot;){o}>{R}",
+       {}},
+      // An image that goes leaves nothing of a handler behind.
+      {"", "", "a<img src=/ads/1 onload=b>c", "ac", {}},
       // Other METAs are none, nor are scripts that nothing pins.
       {"",
        nullptr,
@@ -166,7 +175,7 @@ TEST(Popups, HeedWhatThePageProtectsItselfWith) {
     FakePageProtection protection;
     protection.nonce = c.nonce;
     protection.nonce_behind_meta = c.nonce_behind_meta;
-    FilterRun run({306, 307, 308});
+    FilterRun run({305, 306, 307, 308});
     run.context.protection = &protection;
     std::string expected = Fill(c.expected, ScriptOf(std::string(ERROR_LINES) + POPUP_LINES));
     if (c.nonce != nullptr && *c.nonce != '\0') {

@@ -23,6 +23,7 @@ class Row:
     bytes_saved: int
     items: dict  # removed or guarded against, by category
     text_lost: int  # words
+    text_added: int  # words that stand in neither visit without the proxy
     pictures_lost: int
     new_errors: int
     load_ms: float  # the mean of both visits
@@ -34,13 +35,14 @@ class Row:
         return bool(self.blocked or any(not name.startswith("guarded") for name in self.items))
 
     def is_harmed(self):
-        return bool(self.text_lost or self.pictures_lost or self.new_errors)
+        return bool(self.text_lost or self.text_added or self.pictures_lost or self.new_errors)
 
 
 def compare(page, subject, without, through, items, is_ad):
     """`without` are two visits, `through` is one; `is_ad(request)` asks the lists."""
     first, second = without
     text_lost = (first.words & second.words) - through.words
+    text_added = through.words - (first.words | second.words)
     shown = (first.images & second.images) - through.images
     of_ads = {r.url for r in first.requests if r.type == "image" and is_ad(r)}
     pictures = {url: count for url, count in shown.items() if url not in of_ads}
@@ -58,12 +60,14 @@ def compare(page, subject, without, through, items, is_ad):
         bytes_saved=first.bytes - through.bytes,
         items=dict(items),
         text_lost=text_lost.total(),
+        text_added=text_added.total(),
         pictures_lost=sum(pictures.values()),
         new_errors=len(errors),
         load_ms=statistics.mean((first.load_ms, second.load_ms)),
         load_ms_filtered=through.load_ms,
         details={
             "text lost": " ".join(text_lost.elements())[:500],
+            "text added": " ".join(text_added.elements())[:500],
             "pictures lost": list(pictures)[:20],
             "new errors": errors[:20],
             "ads left": [f"{r.type} {r.url} of {r.page}"[:300] for r in left[:20]],
@@ -99,6 +103,7 @@ def summary(rows):
         "pages": len(rows),
         "pages changed": sum(row.is_changed() for row in rows),
         "with text lost": sum(row.text_lost > 0 for row in rows),
+        "with text added": sum(row.text_added > 0 for row in rows),
         "with pictures lost": sum(row.pictures_lost > 0 for row in rows),
         "with new errors": sum(row.new_errors > 0 for row in rows),
         "with ads left": sum(row.ads_left > 0 for row in rows),

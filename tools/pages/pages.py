@@ -23,10 +23,11 @@ sys.path.append(str(ROOT / "tools" / "proxy"))
 from ad_judge import AdJudge  # noqa: E402
 from chromium import BrowserError, Chromium  # noqa: E402
 from comparison import as_json, compare  # noqa: E402
+from engine import ProxyError  # noqa: E402
 from local_web import LocalWeb  # noqa: E402
 from report import print_row, print_totals  # noqa: E402
 from saved_pages import SavedPages  # noqa: E402
-from squid import ProxyError, Squid  # noqa: E402
+from squid import Squid  # noqa: E402
 from visit import Visitor  # noqa: E402
 
 # The event log's writer is at rest after so long.

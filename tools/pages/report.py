@@ -11,6 +11,7 @@ COLUMNS = (
     ("KB", lambda row: f"{row.bytes / 1000:.1f}"),
     ("KB saved", lambda row: f"{row.bytes_saved / 1000:.1f}"),
     ("words lost", lambda row: row.text_lost),
+    ("added", lambda row: row.text_added),
     ("pictures lost", lambda row: row.pictures_lost),
     ("new errors", lambda row: row.new_errors),
     ("load ms", lambda row: f"{row.load_ms:.0f}"),
