@@ -106,7 +106,8 @@ def ask(subject, script, seconds):
 
 def report(subjects):
     plain, idle, _ = subjects
-    print(f"{'worker CPU a request, µs':<26}{'median [least most]':<30}{'to plain Squid':<28}to the do-nothing adapter")
+    head = f"{'worker CPU a request, µs':<26}{'median [least most]':<30}{'to plain Squid':<28}"
+    print(head + "to the do-nothing adapter")
     for subject in subjects:
         ratios = [
             [mine / other for mine, other in zip(subject.rounds, base.rounds)] for base in (plain, idle)

@@ -30,7 +30,9 @@ TYPES = {
 READ = """
 (() => {
   const marked = ".%s";
-  if (!document.body || document.body.matches(marked)) return {text: "", images: []};
+  // What the browser itself says in a frame that it refused is no text of the page.
+  const isForeign = !document.body || location.protocol === "chrome-error:" || document.body.matches(marked);
+  if (isForeign) return {text: "", images: []};
   for (const mark of document.querySelectorAll(marked)) mark.style.display = "none";
   const isShown = image => image.complete && image.naturalWidth > 0 && image.checkVisibility();
   const images = [...document.images].filter(isShown).map(image => image.currentSrc);
