@@ -12,11 +12,13 @@ class JsonReport final : public Report {
   explicit JsonReport(Progress &progress) : progress_(progress) {}
 
   void Blocked(std::string_view file, const host::BlockedItem &item) override {
-    Say({{"file", file},
-         {"category", host::NameOfCategory(item.category)},
-         {"code", item.category},
-         {"item", item.item},
-         {"detail", item.detail}});
+    nlohmann::ordered_json line = {{"file", file},
+                                   {"category", host::NameOfCategory(item.category)},
+                                   {"code", item.category},
+                                   {"item", item.item},
+                                   {"detail", item.detail}};
+    if (item.offset) line["offset"] = *item.offset;
+    Say(line);
   }
 
   void Done(std::string_view file, const FileResult &result) override {

@@ -50,8 +50,8 @@ class Report {
 
 /// Lines for people. A quiet one tells of failures alone. The progress stands below its lines.
 std::unique_ptr<Report> MakeTextReport(Progress &progress, bool is_quiet);
-/// A JSON object a line for each item, {"file","category","code","item","detail"}, and for each
-/// failure, {"file","error"}.
+/// A JSON object a line for each item, {"file","category","code","item","detail","offset"}, and for
+/// each failure, {"file","error"}. An item that is no element's has no offset.
 std::unique_ptr<Report> MakeJsonReport(Progress &progress);
 
 /// The sink of one body: reports the items, counts them, and keeps why filtering stopped.

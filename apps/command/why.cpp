@@ -21,6 +21,8 @@ namespace velmora::command {
 namespace {
 
 constexpr std::size_t MOST_SHOWN = 5;
+/// Of one body.
+constexpr std::size_t MOST_SHOWN_OF_BODY = 1000;
 
 struct WhyOptions {
   std::string asked;
@@ -44,7 +46,15 @@ std::string PolicyRules(const host::Policy &policy, const host::Event &event) {
   return rules + (holds ? "" : "; not blocked by the policy as it is now");
 }
 
+/// What became of a whole body.
+std::string StoryOfBody(const host::Event &event) {
+  return fmt::format("{} filtered {}\n", host::TimeText(event.time), event.id) +
+         Line("url", event.url) + Line("items", std::to_string(event.items)) +
+         Line("saved", fmt::format("{} bytes", event.saved)) + Line("client", event.client);
+}
+
 std::string Story(const host::Event &event, const std::optional<host::Policy> &policy) {
+  if (event.kind == host::EventKind::FILTERED) return StoryOfBody(event);
   std::string text = fmt::format("{} blocked {}\n", host::TimeText(event.time),
                                  event.id.empty() ? std::string("(no id)") : event.id);
   const std::string_view category = host::NameOfCategory(event.category);
@@ -54,6 +64,7 @@ std::string Story(const host::Event &event, const std::optional<host::Policy> &p
   text += Line("for the page", event.page);
   text += Line("item", event.type.empty() ? event.item : std::string());
   text += Line("address", event.address);
+  if (event.offset) text += Line("place", fmt::format("byte {} of the body", *event.offset));
   text += Line("rule", event.detail);
   text += Line("list, line", event.list);
   text += Line("client", event.client);
@@ -69,11 +80,19 @@ class Found {
     // Few lines of a log are meant, and reading one is dear.
     if (line.find(asked_) == line.npos) return;
     auto event = host::FromLine(line);
-    if (!event || event->kind != host::EventKind::BLOCKED) return;
-    if (event->id != asked_ && event->url != asked_ && event->address != asked_) return;
+    if (!event || !IsMeant(*event)) return;
     ++count_;
+    const bool is_of_body = event->kind == host::EventKind::FILTERED || event->response == asked_;
+    const std::size_t most = is_of_body ? MOST_SHOWN_OF_BODY : MOST_SHOWN;
     events_.push_back(std::move(*event));
-    if (events_.size() > MOST_SHOWN) events_.erase(events_.begin());
+    if (events_.size() > most) events_.erase(events_.begin());
+  }
+
+  bool IsMeant(const host::Event &event) const noexcept {
+    if (event.kind == host::EventKind::FILTERED) return event.id == asked_;
+    return event.kind == host::EventKind::BLOCKED &&
+           (event.id == asked_ || event.response == asked_ || event.url == asked_ ||
+            event.address == asked_);
   }
 
   const std::vector<host::Event> &Events() const noexcept { return events_; }
@@ -115,8 +134,8 @@ int Why(WhyOptions options) {
   }
   Output output({});
   for (const host::Event &event : found.Events()) output.Write(Story(event, policy));
-  if (found.Count() > MOST_SHOWN) {
-    output.Write(fmt::format("and {} times before\n", found.Count() - MOST_SHOWN));
+  if (const std::size_t shown = found.Events().size(); found.Count() > shown) {
+    output.Write(fmt::format("and {} times before\n", found.Count() - shown));
   }
   output.Finish();
   return EXIT_OK;

@@ -172,7 +172,10 @@ libecap::shared_ptr<libecap::Message> Transaction::SentHead() const {
       header.add(name, libecap::Area::FromTempBuffer(value.data(), value.size()));
     }
   };
-  if (filter_ != nullptr) DropStaleHeaders(*head);
+  if (filter_ != nullptr) {
+    DropStaleHeaders(*head);
+    add(X_VELMORA, response_->Mark());
+  }
   add(CONTENT_ENCODING, response_->SentCoding());
   add(CONTENT_SECURITY_POLICY, response_->SecurityPolicy());
   return head;

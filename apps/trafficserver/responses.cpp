@@ -30,6 +30,7 @@ struct HeadChanges {
   bool is_pinned = false;
   std::string_view coding;
   std::string_view security_policy;
+  std::string mark;
 };
 
 void Apply(const HeadChanges &changes, Message &head) noexcept {
@@ -41,6 +42,7 @@ void Apply(const HeadChanges &changes, Message &head) noexcept {
   if (changes.is_pinned && head.Status() == TS_HTTP_STATUS_FORBIDDEN) {
     head.Add("X-Velmora", host::PINNED_REFUSAL);
   }
+  if (is_filtered) head.Add("X-Velmora", changes.mark);
   if (!changes.security_policy.empty()) {
     head.Add("Content-Security-Policy", changes.security_policy);
   }
@@ -87,16 +89,19 @@ TSEvent Begin(const std::shared_ptr<const host::Filtering> &filtering, TSHttpTxn
     return TS_EVENT_HTTP_ERROR;
   }
   const bool is_filtered = decided->TheWay() == Way::FILTERED;
-  const HeadChanges changes{.status = status,
-                            .is_filtered = is_filtered,
-                            .is_pinned = decided->IsPinned(),
-                            .coding = decided->SentCoding(),
-                            .security_policy = decided->SecurityPolicy()};
+  HeadChanges changes{.status = status,
+                      .is_filtered = is_filtered,
+                      .is_pinned = decided->IsPinned(),
+                      .coding = decided->SentCoding(),
+                      .security_policy = decided->SecurityPolicy(),
+                      .mark = decided->Mark()};
   // All that takes memory comes before anything is changed: the head and the body go together.
   std::unique_ptr<Transformation> filter;
   if (is_filtered) filter = std::make_unique<Transformation>(transaction, std::move(decided));
   if (is_filtered || !changes.security_policy.empty()) {
-    ChangeHeadWhenSent(transaction, [changes](Message &head) noexcept { Apply(changes, head); });
+    ChangeHeadWhenSent(transaction, [changes = std::move(changes)](Message &head) noexcept {
+      Apply(changes, head);
+    });
   }
   if (is_filtered) {
     Count(Counter::RESPONSES_FILTERED);

@@ -39,6 +39,10 @@ class BodyBuffer final : public HostOwned<IDataBuffer> {
   std::uint32_t HeldBack() const noexcept { return size_ - committed_; }
   /// By how much all edits so far have made the body shorter.
   std::int64_t Saved() const noexcept { return saved_; }
+  /// Where in the body that came the byte at an index stands, if no edit was made behind it.
+  std::uint64_t OriginalPlace(std::uint32_t index) const noexcept {
+    return taken_ + index + static_cast<std::uint64_t>(saved_);
+  }
   /// From here on edits may add so many bytes to those that are there.
   void AllowToAdd(std::uint32_t most) noexcept { most_size_ = std::uint64_t{size_} + most; }
   /// Why an edit was not made, if one was not.

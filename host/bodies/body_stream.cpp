@@ -33,6 +33,7 @@ BodyStream::BodyStream(Stage &before, ProcessorPointer processor, Transaction &t
     return;
   }
   transaction_.SetLimit(options_.limits.misread_bytes);
+  transaction_.SetBuffer(buffer_);
   const MemoryWatch memory;
   processor_->SetContext(&transaction_);
   const bool is_supported = processor_->IsSupported();

@@ -117,9 +117,11 @@ const std::vector<std::uint8_t> &Transaction::GetOptionBlock() noexcept {
 void Transaction::ReportBlocked(std::int32_t, std::int32_t category, const char *item,
                                 const char *detail) noexcept {
   ++blocked_;
-  if (category != CATEGORY_AD_URLS) return sink_.OnBlocked({category, item, detail});
+  const auto offset = std::exchange(items_.offset, std::nullopt);
+  if (category != CATEGORY_AD_URLS) return sink_.OnBlocked({category, item, detail, {}, offset});
   const std::string address = std::exchange(review_.address, {});
-  sink_.OnBlocked({DecidesByRequests() ? CATEGORY_AD_ELEMENTS : category, item, detail, address});
+  sink_.OnBlocked(
+      {DecidesByRequests() ? CATEGORY_AD_ELEMENTS : category, item, detail, address, offset});
 }
 
 }  // namespace velmora::host

@@ -11,10 +11,12 @@
 
 #include <velmora/ad_review.h>
 #include <velmora/data_context.h>
+#include <velmora/item_listener.h>
 #include <velmora/page_listener.h>
 #include <velmora/page_protection.h>
 #include <velmora/trouble_listener.h>
 
+#include "host/bodies/body_buffer.h"
 #include "host/bodies/categories.h"
 #include "host/bodies/host_owned.h"
 #include "host/bodies/pinned_scripts.h"
@@ -32,6 +34,8 @@ struct BlockedItem {
   std::string_view detail;
   /// The address that was judged, where it was one.
   std::string_view address{};
+  /// Where its element began in the body, content codings taken off; none where it is none's.
+  std::optional<std::uint64_t> offset{};
 };
 
 /// What became of a body that was filtered to its end.
@@ -91,6 +95,9 @@ class Transaction final : public HostOwned<IDataContext> {
   std::optional<StopReason> Unexamined() const noexcept { return trouble_.reason; }
   void SetLimit(const MisreadBytesLimit &limit) noexcept { trouble_.misread_bytes = limit; }
 
+  /// Where the body lies for as long as the processor lives.
+  void SetBuffer(const BodyBuffer &buffer) noexcept { items_.buffer = &buffer; }
+
   /// Memory that the plug-in takes for the body beside the buffer, as far as it tells.
   std::uint64_t PluginMemory() const noexcept { return page_.memory.Bytes(); }
   /// The processor is gone, and what it took with it.
@@ -124,6 +131,15 @@ class Transaction final : public HostOwned<IDataContext> {
 
     MisreadBytesLimit misread_bytes;
     std::optional<StopReason> reason;
+  };
+
+  struct Items final : HostOwned<IItemListener> {
+    void OnItem(std::uint32_t position, std::int32_t growth) noexcept override {
+      if (buffer != nullptr) offset = buffer->OriginalPlace(position) + std::uint64_t(growth);
+    }
+
+    const BodyBuffer *buffer = nullptr;
+    std::optional<std::uint64_t> offset;
   };
 
   struct Page final : HostOwned<IPageListener> {
@@ -173,6 +189,7 @@ class Transaction final : public HostOwned<IDataContext> {
   ICounted *OtherInterface(const Identifier &identifier) noexcept override {
     if (identifier == ID_TroubleListener) return &trouble_;
     if (identifier == ID_PageListener) return &page_;
+    if (identifier == ID_ItemListener) return &items_;
     if (identifier == ID_PageProtection) return &protection_;
     return identifier == ID_AdReview ? &review_ : nullptr;
   }
@@ -182,6 +199,7 @@ class Transaction final : public HostOwned<IDataContext> {
   Review review_{info_};
   TransactionSink &sink_;
   Page page_{sink_};
+  Items items_;
   Protection protection_{info_, sink_};
   std::uint64_t blocked_ = 0;
 };

@@ -92,11 +92,14 @@ std::string ToLine(const Event &event) {
       line["detail"] = event.detail;
       add_known("id", event.id);
       add_known("address", event.address);
+      add_known("response", event.response);
+      if (event.offset) line["offset"] = *event.offset;
       add_known("page", event.page);
       add_known("type", event.type);
       add_known("list", event.list);
       break;
     case EventKind::FILTERED:
+      add_known("id", event.id);
       line["items"] = event.items;
       line["saved"] = event.saved;
       break;
@@ -126,6 +129,8 @@ std::optional<Event> FromLine(std::string_view line) {
     const auto kind = std::ranges::find(KINDS, json.value("event", ""), &KindName::name);
     const auto time = ParseTime(json.value("time", ""));
     if (kind == std::end(KINDS) || !time) return std::nullopt;
+    std::optional<std::uint64_t> offset;
+    if (json.contains("offset")) offset = json["offset"].get<std::uint64_t>();
     return Event{
         .kind = kind->kind,
         .time = *time,
@@ -137,6 +142,8 @@ std::optional<Event> FromLine(std::string_view line) {
         .detail = json.value("detail", ""),
         .id = json.value("id", ""),
         .address = json.value("address", ""),
+        .response = json.value("response", ""),
+        .offset = offset,
         .page = json.value("page", ""),
         .type = json.value("type", ""),
         .list = json.value("list", ""),

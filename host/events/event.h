@@ -1,11 +1,12 @@
 // Event: something that a user may want to know of afterwards, and the line of JSON that tells it.
 //
 //   {"time":"2026-03-01T12:34:56.789Z","pid":4711,"event":"blocked","client":"192.0.2.7",
-//    "url":"http://www.example.com/","category":"ad-urls","code":305,"item":"IMG","detail":"..."}
+//    "url":"http://www.example.com/","category":"ad-urls","code":305,"item":"IMG","detail":"...",
+//    "id":"0123456789","response":"abcdefghjk","offset":4711}
 //   {"time":...,"pid":...,"event":"blocked","client":...,"url":"http://ads.example/a.js","page":
 //    "http://www.example.com/","type":"script","category":"requests","code":500,"item":"","detail":
 //    "\"||ads.example^\"","list":"/usr/share/ads.txt:12"}
-//   {"time":...,"pid":...,"event":"filtered","client":...,"url":...,"items":3,"saved":4711}
+//   {"time":...,"pid":...,"event":"filtered","client":...,"url":...,"id":...,"items":3,"saved":4711}
 //   {"time":...,"pid":...,"event":"guarded","client":...,"url":...,"category":"popups","code":307}
 //   {"time":...,"pid":...,"event":"stopped","client":...,"url":...,"reason":"out of memory"}
 //   {"time":...,"pid":...,"event":"error","reason":...}
@@ -59,6 +60,10 @@ struct Event {
   std::string id{};
   /// The address that was judged, where it was one and is not the URL.
   std::string address{};
+  /// The id of the response in whose body it stood, and where in that its element began; none where
+  /// it was no element's.
+  std::string response{};
+  std::optional<std::uint64_t> offset{};
   /// Of a request that was not made: the page that it was for, its type, and the rule's place.
   std::string page{};
   std::string type{};
@@ -74,7 +79,7 @@ struct Event {
   /// Memory that it takes.
   std::size_t Size() const noexcept {
     return sizeof *this + client.size() + url.size() + item.size() + detail.size() + page.size() +
-           id.size() + address.size() + type.size() + list.size() + reason.size();
+           id.size() + response.size() + address.size() + type.size() + list.size() + reason.size();
   }
 };
 

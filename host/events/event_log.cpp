@@ -88,8 +88,8 @@ EventLog::~EventLog() {
   }
 }
 
-void EventLog::AddBlocked(std::string_view client, std::string_view url,
-                          const BlockedItem &item) noexcept {
+void EventLog::AddBlocked(std::string_view client, std::string_view url, const BlockedItem &item,
+                          std::string_view response) noexcept {
   Add([&] {
     Event event = MakeEvent(EventKind::BLOCKED, client, url);
     event.category = item.category;
@@ -97,6 +97,8 @@ void EventLog::AddBlocked(std::string_view client, std::string_view url,
     event.detail = Cut(item.detail);
     event.id = MakeBlockId();
     event.address = Cut(item.address);
+    event.response = response;
+    event.offset = item.offset;
     return event;
   });
 }
@@ -115,10 +117,11 @@ void EventLog::AddNotMade(const NotMade &request) noexcept {
   });
 }
 
-void EventLog::AddFiltered(std::string_view client, std::string_view url,
-                           const BodySaving &saving) noexcept {
+void EventLog::AddFiltered(std::string_view client, std::string_view url, const BodySaving &saving,
+                           std::string_view response) noexcept {
   Add([&] {
     Event event = MakeEvent(EventKind::FILTERED, client, url);
+    event.id = response;
     event.items = saving.items;
     event.saved = saving.bytes;
     return event;

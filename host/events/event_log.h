@@ -74,10 +74,12 @@ class EventLog {
   /// What was added is written before.
   ~EventLog();
 
-  void AddBlocked(std::string_view client, std::string_view url, const BlockedItem &item) noexcept;
+  /// Here and below the response's id may be empty.
+  void AddBlocked(std::string_view client, std::string_view url, const BlockedItem &item,
+                  std::string_view response = {}) noexcept;
   void AddNotMade(const NotMade &request) noexcept;
-  void AddFiltered(std::string_view client, std::string_view url,
-                   const BodySaving &saving) noexcept;
+  void AddFiltered(std::string_view client, std::string_view url, const BodySaving &saving,
+                   std::string_view response = {}) noexcept;
   void AddStopped(std::string_view client, std::string_view url, StopReason reason) noexcept;
   /// Of kind `GUARDED` or `LEFT_OUT`.
   void AddScript(EventKind kind, std::string_view client, std::string_view url,
@@ -171,15 +173,18 @@ class EventLog {
 /// Writes what happens in one transaction to a log, which outlives it.
 class EventLogSink final : public TransactionSink {
  public:
-  /// The client may be empty.
-  EventLogSink(EventLog &log, std::string client, std::string url)
-      : log_(log), client_(std::move(client)), url_(std::move(url)) {}
+  /// The client may be empty, and the response's id.
+  EventLogSink(EventLog &log, std::string client, std::string url, std::string response = {})
+      : log_(log),
+        client_(std::move(client)),
+        url_(std::move(url)),
+        response_(std::move(response)) {}
 
   void OnBlocked(const BlockedItem &item) noexcept override {
-    log_.AddBlocked(client_, url_, item);
+    log_.AddBlocked(client_, url_, item, response_);
   }
   void OnFinished(const BodySaving &saving) noexcept override {
-    if (saving.items != 0) log_.AddFiltered(client_, url_, saving);
+    if (saving.items != 0) log_.AddFiltered(client_, url_, saving, response_);
   }
   void OnGuarded(std::int32_t category) noexcept override {
     log_.AddScript(EventKind::GUARDED, client_, url_, category);
@@ -193,6 +198,7 @@ class EventLogSink final : public TransactionSink {
   EventLog &log_;
   std::string client_;
   std::string url_;
+  std::string response_;
 };
 
 }  // namespace velmora::host

@@ -23,7 +23,10 @@ FilteredResponse::FilteredResponse(std::shared_ptr<const Filtering> filtering, R
   // A part of a body cannot be judged, and its length must not change.
   if (!answer.IsFiltered() || !head.has_body || head.is_asked_for_part) return;
   is_pinned_ = head.is_script_with_cors || filtering_->pinned->Contains(head.url);
-  if (filtering_->events) events_.emplace(*filtering_->events, std::move(head.client), head.url);
+  if (filtering_->events) {
+    id_ = MakeBlockId();
+    events_.emplace(*filtering_->events, std::move(head.client), head.url, id_);
+  }
   filter_.emplace(filtering_->plugin->CreateProcessor(),
                   TransactionInfo{.url = std::move(head.url),
                                   .content_type = std::move(head.content_type),

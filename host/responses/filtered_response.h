@@ -66,6 +66,9 @@ class FilteredResponse {
   /// until the filter gives bytes or is at its end, and refuses the response when anything was
   /// blocked.
   bool IsPinned() const noexcept { return is_pinned_; }
+  /// The value of X-Velmora with `FILTERED`. How many items go is not known before the body's end,
+  /// and the header is sent before it: `velmora why` tells of the id.
+  std::string Mark() const { return id_.empty() ? "filtered" : "filtered; id=" + id_; }
   /// "gzip", or empty: what Content-Encoding the body has when it comes out of the filter.
   std::string_view SentCoding() const noexcept {
     return filter_ && filter_->SentCoding() == ContentCoding::GZIP ? "gzip" : "";
@@ -79,6 +82,8 @@ class FilteredResponse {
   std::optional<ResponseFilter> filter_;
   Way way_ = Way::UNTOUCHED;
   bool is_pinned_ = false;
+  /// In the event log; empty where there is none.
+  std::string id_;
   std::string_view security_policy_;
 };
 

@@ -7,6 +7,7 @@
 #include <velmora/data_context.h>
 #include <velmora/data_processor.h>
 #include <velmora/identifier.h>
+#include <velmora/item_listener.h>
 #include <velmora/module.h>
 #include <velmora/page_listener.h>
 #include <velmora/page_protection.h>

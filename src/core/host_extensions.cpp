@@ -1,6 +1,7 @@
 #include "core/host_extensions.h"
 
 #include <velmora/ad_review.h>
+#include <velmora/item_listener.h>
 #include <velmora/page_listener.h>
 #include <velmora/page_protection.h>
 #include <velmora/trouble_listener.h>
@@ -48,6 +49,12 @@ void TellScriptInserted(IDataContext &context, std::int32_t category) noexcept {
 void TellMemory(IDataContext &context, std::uint64_t bytes) noexcept {
   if (const auto listener = Extension<IPageListener>(context, ID_PageListener)) {
     listener->OnMemory(bytes);
+  }
+}
+
+void TellItem(IDataContext &context, std::uint32_t position, std::int32_t growth) noexcept {
+  if (const auto listener = Extension<IItemListener>(context, ID_ItemListener)) {
+    listener->OnItem(position, growth);
   }
 }
 

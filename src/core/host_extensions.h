@@ -18,6 +18,8 @@ void TellMisreadBytes(IDataContext &context) noexcept;
 /// `IPageListener`.
 void TellScriptInserted(IDataContext &context, std::int32_t category) noexcept;
 void TellMemory(IDataContext &context, std::uint64_t bytes) noexcept;
+/// `IItemListener`.
+void TellItem(IDataContext &context, std::uint32_t position, std::int32_t growth) noexcept;
 /// `IAdReview`: does an advertisement stay?
 bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &value,
               const std::string &url) noexcept;

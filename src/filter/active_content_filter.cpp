@@ -1,8 +1,8 @@
 #include "filter/active_content_filter.h"
 
-#include "core/report.h"
 #include "core/settings.h"
 #include "core/strings.h"
+#include "filter/element_report.h"
 
 namespace velmora {
 namespace {
@@ -22,10 +22,10 @@ class CEventAttributeStripper final : public CElementHandler {
     if (!is_on_) return 0;
     return element.RemoveAttributesIf(
         [this](const CHTMLAttribute &attribute) { return names_.IsEventAttribute(attribute.name); },
-        [this](const CHTMLAttribute &attribute) {
+        [&](const CHTMLAttribute &attribute) {
           std::string item(attribute.name);
           item.append(1, '=').append(attribute.value);
-          ReportBlockedItem(context(), CATEGORY_SCRIPTS, item, {});
+          ReportElement(context(), element, CATEGORY_SCRIPTS, item, {});
         });
   }
 
@@ -49,7 +49,7 @@ class CScriptLinkStripper final : public CElementHandler {
     element.GetAttribute("href", href);
     // Anywhere in the value: what stands before it does not keep a browser from running it.
     if (!ContainsNoCase("javascript:", href)) return 0;
-    ReportBlockedItem(context(), CATEGORY_SCRIPTS, href, {});
+    ReportElement(context(), element, CATEGORY_SCRIPTS, href, {});
     return element.SetAttribute("href", "\"\"");
   }
 
@@ -58,7 +58,7 @@ class CScriptLinkStripper final : public CElementHandler {
 };
 
 void BlockWhole(IDataContext &context, std::int32_t category, CHTMLElement &element) {
-  ReportBlockedItem(context, category, {}, {});
+  ReportElement(context, element, category, {}, {});
   element.SetFlags(ELEMENT_REMOVAL);
 }
 

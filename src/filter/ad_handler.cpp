@@ -1,9 +1,9 @@
 #include "filter/ad_handler.h"
 
-#include "core/report.h"
 #include "core/settings.h"
 #include "core/strings.h"
 #include "filter/ad_popup_filter.h"
+#include "filter/element_report.h"
 
 namespace velmora {
 namespace {
@@ -56,7 +56,7 @@ CAdHandler::Finding CAdHandler::CheckUrls(const CHTMLElement &element) const {
     is_ad |= is_hit;
   }
   if (!is_ad) return Finding::NOTHING;
-  ReportBlockedItem(context(), CATEGORY_AD_URLS, description, QuoteValue(reason));
+  ReportElement(context(), element, CATEGORY_AD_URLS, description, QuoteValue(reason));
   return Finding::AD;
 }
 
@@ -70,7 +70,7 @@ bool CAdHandler::IsAdSize(const CHTMLElement &element) const {
     element.GetAttribute("src", src);
     description = NameAndAttribute(element, "src", src);
   }
-  ReportBlockedItem(context(), CATEGORY_AD_SIZES, description, SizeText(width, height));
+  ReportElement(context(), element, CATEGORY_AD_SIZES, description, SizeText(width, height));
   return true;
 }
 

@@ -2,10 +2,10 @@
 
 #include <utility>
 
-#include "core/report.h"
 #include "core/settings.h"
 #include "core/strings.h"
 #include "filter/ad_popup_filter.h"
+#include "filter/element_report.h"
 #include "filter/popup_scripts.h"
 
 namespace velmora {
@@ -80,8 +80,8 @@ bool CFlashHandler::IsFlash(const CHTMLElement &element) const {
   std::string value;
   element.GetAttribute(flash_.attribute, value);
   if (!flash_.matches(flash_.signature, value)) return false;
-  ReportBlockedItem(context(), CATEGORY_FLASH, Describe(element, flash_.attribute, value),
-                    QuoteValue(flash_.signature));
+  ReportElement(context(), element, CATEGORY_FLASH, Describe(element, flash_.attribute, value),
+                QuoteValue(flash_.signature));
   return true;
 }
 

@@ -19,7 +19,7 @@ std::int32_t EditRun::Replace(std::uint32_t position, std::uint32_t old_length,
                               std::string_view text) {
   if (made_singly_ < MOST_SINGLE_EDITS) {
     ++made_singly_;
-    return page_.Replace(position, old_length, text);
+    return Give(position, old_length, text);
   }
   const bool is_empty = begin_ == end_ && before_.empty() && behind_.empty();
   if (is_empty || position < begin_) {
@@ -41,10 +41,17 @@ std::int32_t EditRun::Replace(std::uint32_t position, std::uint32_t old_length,
 void EditRun::Finish() {
   std::reverse(behind_.begin(), behind_.end());
   before_.append(behind_);
-  if (begin_ != end_ || !before_.empty()) page_.Replace(begin_, end_ - begin_, before_);
+  if (begin_ != end_ || !before_.empty()) Give(begin_, end_ - begin_, before_);
   before_.clear();
   behind_.clear();
   begin_ = end_;
+}
+
+std::int32_t EditRun::Give(std::uint32_t position, std::uint32_t old_length,
+                           std::string_view text) {
+  const std::int32_t change = page_.Replace(position, old_length, text);
+  growth_ += change;
+  return change;
 }
 
 std::string_view EditRun::Rest() const noexcept {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "html/page_chunk.h"
 
@@ -22,7 +23,12 @@ class EditRun {
   /// Gives the page what it has not got yet; to be called after the last edit.
   void Finish();
 
+  /// By how much the page has become longer since this was last asked.
+  std::int32_t TakeGrowth() noexcept { return std::exchange(growth_, 0); }
+
  private:
+  /// Gives the page an edit.
+  std::int32_t Give(std::uint32_t position, std::uint32_t old_length, std::string_view text);
   std::uint32_t Cursor() const noexcept {
     return begin_ + static_cast<std::uint32_t>(before_.size());
   }
@@ -34,6 +40,7 @@ class EditRun {
 
   const PageChunk &page_;
   std::uint32_t made_singly_ = 0;
+  std::int32_t growth_ = 0;
 
   // The copy, in two parts with the cursor between them, and the range of the page that it is of.
   std::string before_;

@@ -78,6 +78,7 @@ std::int32_t CHTMLElement::SetAttribute(std::string_view name, std::string_view 
     return true;
   });
   edits.Finish();
+  growth_ += edits.TakeGrowth();
   ShiftEndTag(last_change);
   return last_change;
 }
@@ -96,6 +97,7 @@ std::int32_t CHTMLElement::RemoveAttributeAt(std::uint32_t index) {
     return true;
   });
   edits.Finish();
+  growth_ += edits.TakeGrowth();
   ShiftEndTag(change);
   return change;
 }
@@ -116,6 +118,7 @@ std::int32_t CHTMLElement::RemoveAttribute(std::string_view name) {
     return true;
   });
   edits.Finish();
+  growth_ += edits.TakeGrowth();
   ShiftEndTag(last_change);
   return last_change;
 }

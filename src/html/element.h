@@ -54,6 +54,9 @@ class CHTMLElement final : public IHTMLElement {
 
   bool HasFlags(std::uint32_t bits) const noexcept { return (GetFlags() & bits) != 0; }
   std::string_view name() const noexcept { return stack_.Name(depth_); }
+  /// The buffer index of its "<", and by how much edits of attributes have made its tag longer.
+  std::uint32_t BeginIndex() const noexcept { return BufferIndex(0); }
+  std::int32_t Growth() const noexcept { return growth_; }
 
   /// The elements around this one, itself included, by their depth: the outermost is 0.
   std::uint32_t depth() const noexcept { return depth_; }
@@ -86,6 +89,7 @@ class CHTMLElement final : public IHTMLElement {
   const std::uint32_t depth_;
   std::uint32_t end_begin_ = UNKNOWN;
   std::uint32_t end_end_ = UNKNOWN;
+  std::int32_t growth_ = 0;
   /// Made when asked for.
   mutable std::unique_ptr<CHTMLElement> parent_;
 };
@@ -117,11 +121,13 @@ std::int32_t CHTMLElement::RemoveAttributesIf(Predicate is_removed, Report repor
   RewriteAttributes([&](CHTMLAttribute &attribute) {
     attribute.Shift(change);
     if (!is_removed(attribute)) return true;
+    growth_ += edits.TakeGrowth();
     report(attribute);
     change += Delete(attribute, edits);
     return false;
   });
   edits.Finish();
+  growth_ += edits.TakeGrowth();
   ShiftEndTag(change);
   return change;
 }

@@ -50,6 +50,38 @@ TEST(Examples, ComeOutTheSameHoweverTheyAreCut) {
   }
 }
 
+TEST(Examples, ItemsAreSaidToStandWhereTheyStood) {
+  // What goes before an element, or from its own tag, moves no place.
+  const struct {
+    std::string element;
+    int items;
+  } parts[] = {{"<!doctype html><body onload='a' onunload='b'>", 2},
+               {"<object>c</object>", 1},
+               {"<a onclick='d' href='javascript:e' ondblclick=\"f\">g</a>", 3},
+               {"<iframe width=468 height=60></iframe>", 1},
+               {"<img onload='h' width=468 height=60>", 1},
+               {"<script>i</script>", 1},
+               {"<script src='j'></script>", 1},
+               {"<embed type=application/x-shockwave-flash>", 1},
+               {"<p onclick=k>", 1}};
+  std::string page;
+  std::vector<std::string> expected;
+  for (const auto &part : parts) {
+    for (int i = 0; i < part.items; ++i) expected.push_back(std::to_string(page.size()));
+    page += part.element;
+  }
+  const Shell shell;
+  shell.Write("page.html", page);
+  for (const std::string size : {"1", "7", "65536"}) {
+    const Result result =
+        shell.Run("$velmora filter --report json --block all --chunk-size " + size +
+                  " page.html 2>&1 >out | grep -o 'offset\":[0-9]*' | cut -d: -f2");
+    std::string lines;
+    for (const std::string &offset : expected) lines += offset + "\n";
+    EXPECT_EQ(result.output, lines) << size << shell.Run("cat out").output;
+  }
+}
+
 TEST(Examples, ReportsAndResultsAreRight) {
   const Shell shell;
   const Result portal = shell.Run("$velmora filter --block all $examples/portal-windows-1252.html");

@@ -55,8 +55,8 @@ class EventLogTest : public ::testing::Test {
 TEST_F(EventLogTest, WritesAnEventALine) {
   {
     EventLog log({.file = file_});
-    EventLogSink sink(log, "192.0.2.7", "http://example.com/a?\"b\"");
-    sink.OnBlocked({CATEGORY_AD_URLS, "IMG", "http://ads.example/x\n"});
+    EventLogSink sink(log, "192.0.2.7", "http://example.com/a?\"b\"", "response");
+    sink.OnBlocked({CATEGORY_AD_URLS, "IMG", "http://ads.example/x\n", "", 17});
     sink.OnStopped(StopReason::HELD_BYTES);
     sink.OnFinished({});
     sink.OnFinished({.items = 3, .bytes = -5});
@@ -69,14 +69,14 @@ TEST_F(EventLogTest, WritesAnEventALine) {
   const auto lines = Lines(file_);
   ASSERT_EQ(lines.size(), 5U);
   const std::string page = R"("client":"192\.0\.2\.7","url":"http://example\.com/a\?\\"b\\"",)";
-  EXPECT_THAT(lines[0],
-              MatchesRegex(begin + R"("blocked",)" + page +
-                           R"("category":"ad-urls","code":305,"item":"IMG",)"
-                           R"("detail":"http://ads\.example/x\\n","id":"[0-9a-z]{10}"\})"));
+  EXPECT_THAT(lines[0], MatchesRegex(begin + R"("blocked",)" + page +
+                                     R"("category":"ad-urls","code":305,"item":"IMG",)"
+                                     R"("detail":"http://ads\.example/x\\n","id":"[0-9a-z]{10}",)"
+                                     R"("response":"response","offset":17\})"));
   EXPECT_THAT(lines[1], MatchesRegex(begin + R"("stopped",)" + page +
                                      R"("reason":"more bytes held back than allowed"\})"));
-  EXPECT_THAT(lines[2],
-              MatchesRegex(begin + R"("filtered",)" + page + R"("items":3,"saved":-5\})"));
+  EXPECT_THAT(lines[2], MatchesRegex(begin + R"("filtered",)" + page +
+                                     R"("id":"response","items":3,"saved":-5\})"));
   EXPECT_THAT(lines[3], HasSubstr("\"event\":\"blocked\",\"category\":\"\",\"code\":999,\"item\":"
                                   "\"\",\"detail\":\"\uFFFD\uFFFD b\u00F6rse\",\"id\""));
   EXPECT_THAT(lines[4], MatchesRegex(begin + R"("error","reason":"policy: bad"\})"));
@@ -121,13 +121,15 @@ TEST_F(EventLogTest, LinesComeBackAsTheEventsThatTheyWere) {
                     .url = "http://example.com/",
                     .category = CATEGORY_FLASH,
                     .item = "EMBED",
-                    .detail = std::string("a\0b", 3)};
+                    .detail = std::string("a\0b", 3),
+                    .offset = std::uint64_t{1} << 40U};
   EXPECT_THAT(ToLine(event), HasSubstr("2026-02-28T23:59:59.999Z"));
   const auto read = FromLine(ToLine(event));
   ASSERT_TRUE(read);
   EXPECT_EQ(read->time, event.time);
   EXPECT_EQ(read->client, event.client);
   EXPECT_EQ(read->category, event.category);
+  EXPECT_EQ(read->offset, event.offset);
   EXPECT_EQ(read->detail, event.detail);
   for (const auto *line : {"", "{", "[]", "3", "{}", R"({"event":"blocked"})",
                            R"({"time":"2026-02-30T00:00:00.000Z","event":"blocked"})",

@@ -47,6 +47,20 @@ class Bodies(ProxyCase):
         self.assertRegex(summary.stdout, r"(?m)^[1-9]\d* blocked, 0 stopped, 0 errors, [1-9]\d* bytes saved$")
         self.assertNotIn("unreadable", summary.stdout)
 
+    def test_a_header_leads_to_what_went(self):
+        """How much that is, is not known when the header is sent."""
+        self.serve("/marked", b"<p onclick='a'>" + PAGE)
+        mark = self.fetch("/marked").headers["x-velmora"]
+        self.assertRegex(mark, "^filtered; id=[0-9a-z]{10}$")
+        self.wait_until(lambda: any(e["event"] == "filtered" for e in self.all_events_of("/marked")))
+        why = [MODULES / "velmora", "why", mark[-10:], "--log", self.squid.events]
+        story = subprocess.run(why, capture_output=True, text=True).stdout
+        for line in ("items         2", "item          onclick='a'", "byte 0 of the body", "byte 37 of the body"):
+            self.assertIn(line, story)
+        # What nothing was asked about has none.
+        self.serve("/untouched", PAGE, "image/png")
+        self.assertNotIn("x-velmora", self.fetch("/untouched").headers)
+
     def test_the_command_does_the_same(self):
         """Coded bodies, types and character sets under the web's names, and what the page says. What
         it does is for the tests of the library that both use."""
