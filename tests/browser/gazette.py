@@ -16,7 +16,7 @@ from proxy_case import ENGINE, IS_SQUID  # noqa: E402
 from tls_origin import TlsOrigin, hosts_line  # noqa: E402
 
 FILES = pathlib.Path(__file__).with_name("gazette_pages")
-NAMES = ("gazette.example", "restored.example", "strict.example", "ads.example")
+NAMES = ("gazette.example", "restored.example", "strict.example", "shut.example", "ads.example")
 ADVERTISEMENTS = {"/banner.svg", "/skyscraper.svg", "/box", "/offer", "/buy"}
 
 POLICY = """
@@ -31,10 +31,15 @@ block = "restore-popups"
 sites = ["strict.example"]
 only = ["scripts", "ads"]
 
+[[rule]]
+sites = ["shut.example"]
+only = "requests"
+allow-self = true
+
 [ads]
 lists = "../ads.txt"
 """
-AD_LIST = "||ads.example^\n"
+AD_LIST = "||ads.example^\n||shut.example^$document\n"
 
 # The browser calls its maker's hosts, whatever it is told.
 ONLY_THESE = """\

@@ -9,7 +9,9 @@ import unittest
 from browser import start_browser
 from gazette import ADVERTISEMENTS, ROOT, Gazette
 from tls_origin import wait_for_names
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
 
 MODULES = pathlib.Path(os.environ.get("VELMORA_MODULES", ROOT / "build" / "release"))
 
@@ -125,6 +127,16 @@ class Filtered(BrowserCase):
         self.wait_for(lambda: self.windows() == 2)
         self.wait_for(lambda: "/tides" in self.site.origin.requests)
         self.assertNotIn("/offer", self.site.origin.requests)
+
+    def test_a_block_page_is_worked_by_the_keyboard_alone(self):
+        url = self.site.url("shut.example")
+        for keys, is_open_then in ((Keys.TAB, False), (Keys.TAB * 2, True)):
+            self.browser.get(url)
+            self.assertEqual(self.browser.title, "Blocked by Velmora")
+            ActionChains(self.browser).send_keys(keys, Keys.ENTER).perform()
+            self.wait_for(lambda: self.browser.title == "The Harbour Gazette")
+            self.browser.get(url)
+            self.assertEqual(self.browser.title == "The Harbour Gazette", is_open_then)
 
     def test_no_script_is_left(self):
         self.visit("strict.example")

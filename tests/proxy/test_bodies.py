@@ -55,7 +55,7 @@ class Bodies(ProxyCase):
         self.wait_until(lambda: any(e["event"] == "filtered" for e in self.all_events_of("/marked")))
         why = [MODULES / "velmora", "why", mark[-10:], "--log", self.squid.events]
         story = subprocess.run(why, capture_output=True, text=True).stdout
-        for line in ("items         2", "item          onclick='a'", "byte 0 of the body", "byte 37 of the body"):
+        for line in ("items         3", "item          onclick='a'", "byte 0 of the body", "byte 37 of the body"):
             self.assertIn(line, story)
         # What nothing was asked about has none.
         self.serve("/untouched", PAGE, "image/png")
