@@ -141,8 +141,8 @@ class Measurement:
         return Squid(folder, self.options.modules, policy, extra=extra, https=https)
 
     def _whom_to_trust(self):
-        proxies = [s.squid.interception for s in self.subjects if s.squid.interception]
-        certificates = [self.web.certificate, *(one.authority.certificate for one in proxies)]
+        authorities = [s.squid.authority for s in self.subjects if s.squid.authority]
+        certificates = [self.web.certificate, *(authority.certificate for authority in authorities)]
         keys = ",".join(map(fingerprint, certificates))
         return f"--ignore-certificate-errors-spki-list={keys}"
 
