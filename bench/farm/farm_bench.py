@@ -12,6 +12,7 @@ each round. docs/capacity.md says what to make of it. Needs the packages nginx-l
 import argparse
 import contextlib
 import http.client
+import math
 import os
 import pathlib
 import shutil
@@ -65,14 +66,24 @@ class Kind(typing.NamedTuple):
     answers: int = 200
 
 
+PAGE = Kind("a page by TLS, filtered", "/page", INSPECTED)
+FILE = Kind("a file by TLS, passed", "/file.bin", INSPECTED, answers=80)
+CONNECTION = Kind("a connection by TLS, looked into", "/small.bin", INSPECTED, is_new=True, answers=120)
 KINDS = (
     Kind("a page, filtered", "/page"),
     Kind("a file, passed", "/file.bin", answers=80),
     Kind("a file in a tunnel, passed", "/file.bin", SPLICED, answers=80),
-    Kind("a page by TLS, filtered", "/page", INSPECTED),
-    Kind("a file by TLS, passed", "/file.bin", INSPECTED, answers=80),
-    Kind("a connection by TLS, looked into", "/small.bin", INSPECTED, is_new=True, answers=120),
+    PAGE,
+    FILE,
+    CONNECTION,
 )
+
+# What machines are worked out with: assumed, not measured. All traffic is looked into.
+FILTERED_PART = 0.2
+CONNECTIONS_A_GBIT = 250
+CORES_IN_USE = 16
+RATES = (1, 10, 100, 1000)
+BITS_A_GBIT = 1e9
 
 
 class Origin:
@@ -229,6 +240,24 @@ def subjects(folder, modules, origin):
         ]
 
 
+def cores_a_gbit(subject, kind, origin):
+    return statistics.median(subject.seconds[kind]) / (origin.size(kind) * 8) * BITS_A_GBIT
+
+
+def report_machines(measured, origin):
+    print(
+        f"\nMachines by Gbit/s, with {CORES_IN_USE} cores in use in each, {FILTERED_PART:.0%} of the bytes filtered,"
+        f"\n{CONNECTIONS_A_GBIT} new connections a second for each Gbit/s, all looked into; without spares."
+    )
+    print(f"{'':<30}{'cores a Gbit/s':>16}" + "".join(f"{rate:>8}" for rate in RATES))
+    for subject in filter(lambda one: one.takes(PAGE), measured):
+        cores = FILTERED_PART * cores_a_gbit(subject, PAGE, origin)
+        cores += (1 - FILTERED_PART) * cores_a_gbit(subject, FILE, origin)
+        cores += CONNECTIONS_A_GBIT * statistics.median(subject.seconds[CONNECTION])
+        machines = [math.ceil(rate * cores / CORES_IN_USE) for rate in RATES]
+        print(f"  {subject.name:<28}{cores:>16.2f}" + "".join(f"{number:>8}" for number in machines))
+
+
 def report(measured, origin):
     first = measured[0]
     print(f"{'':<30}{'CPU ms':>9}{'cores a Gbit/s':>16}   {'÷ ' + first.name} [least most]")
@@ -238,7 +267,7 @@ def report(measured, origin):
             if not subject.takes(kind):
                 continue
             seconds = statistics.median(subject.seconds[kind])
-            cores = "" if kind.is_new else f"{seconds / origin.size(kind) * 1e9 / 8:.2f}"
+            cores = "" if kind.is_new else f"{cores_a_gbit(subject, kind, origin):.2f}"
             ratios = [a / b for a, b in zip(subject.seconds[kind], first.seconds[kind])]
             spread = f"{statistics.median(ratios):.2f} [{min(ratios):.2f} {max(ratios):.2f}]"
             print(f"  {subject.name:<28}{seconds * 1000:>9.3f}{cores:>16}   {spread}")
@@ -266,6 +295,7 @@ def main():
                                 subject.seconds[kind].append(seconds)
                 print(f"A page of {origin.size(KINDS[0])} bytes, files of {FILE_SIZE}, {options.rounds} rounds")
                 report(measured, origin)
+                report_machines(measured, origin)
 
 
 if __name__ == "__main__":
