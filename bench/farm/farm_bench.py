@@ -258,19 +258,24 @@ def report_machines(measured, origin):
         print(f"  {subject.name:<28}{cores:>16.2f}" + "".join(f"{number:>8}" for number in machines))
 
 
+def ratio(subject, other, kind):
+    """Round by round, where the other takes such traffic."""
+    if not other.takes(kind):
+        return ""
+    ratios = [mine / its for mine, its in zip(subject.seconds[kind], other.seconds[kind])]
+    return f"{statistics.median(ratios):.2f} [{min(ratios):.2f} {max(ratios):.2f}]"
+
+
 def report(measured, origin):
-    first = measured[0]
-    print(f"{'':<30}{'CPU ms':>9}{'cores a Gbit/s':>16}   {'÷ ' + first.name} [least most]")
+    squid, _, copier, _ = measured
+    print(f"{'':<30}{'CPU ms':>9}{'cores a Gbit/s':>16}   {'÷ ' + squid.name:<22}÷ {copier.name}")
     for kind in KINDS:
         print(kind.name)
-        for subject in measured:
-            if not subject.takes(kind):
-                continue
+        for subject in filter(lambda one: one.takes(kind), measured):
             seconds = statistics.median(subject.seconds[kind])
             cores = "" if kind.is_new else f"{cores_a_gbit(subject, kind, origin):.2f}"
-            ratios = [a / b for a, b in zip(subject.seconds[kind], first.seconds[kind])]
-            spread = f"{statistics.median(ratios):.2f} [{min(ratios):.2f} {max(ratios):.2f}]"
-            print(f"  {subject.name:<28}{seconds * 1000:>9.3f}{cores:>16}   {spread}")
+            ratios = f"{ratio(subject, squid, kind):<22}{ratio(subject, copier, kind)}"
+            print(f"  {subject.name:<28}{seconds * 1000:>9.3f}{cores:>16}   {ratios}".rstrip())
 
 
 def main():

@@ -84,7 +84,7 @@ class Run(unittest.TestCase):
     @unittest.skipUnless((MODULES / "trafficserver_velmora.so").exists(), "not built")
     def test_the_other_engine(self):
         port = free_port()
-        proxy = self.start("--engine", "trafficserver", "--port", str(port))
+        proxy = self.start("--engine", "trafficserver", "--https", "--port", str(port))
         self.assertIn(str(port), proxy.stdout.readline())
         self.assertEqual(self.end(proxy), "")
         self.assertEqual(leftovers(ROOT / "build" / "proxy" / "runroot.yaml"), [])
