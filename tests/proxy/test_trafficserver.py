@@ -1,11 +1,14 @@
 """What Traffic Server alone has: a cache that keeps originals, counters, and an end of its own."""
 
+import ipaddress
 import pathlib
+import subprocess
 import tempfile
 import time
 import unittest
 
-from proxy_case import ADS, ENGINE, MODULES, ProxyCase, ProxyError
+from proxy_case import ADS, ENGINE, MODULES, Origin, ProxyCase, ProxyError
+from engine import LOOPBACK
 
 SCRIPT = b"<script>alert(1)</script>"
 PAGE = b"<p>page</p>" + SCRIPT
@@ -67,12 +70,38 @@ class Cache(ProxyCase):
 
 
 class Start(unittest.TestCase):
+    def make(self, name, policy="", **options):
+        folder = tempfile.TemporaryDirectory(prefix="velmora-test-")
+        self.addCleanup(folder.cleanup)
+        pathlib.Path(folder.name).chmod(0o755)
+        return ENGINE(pathlib.Path(folder.name, name), MODULES, policy, **options)
+
     def test_what_cannot_be_read_ends_it_with_the_reason(self):
-        with tempfile.TemporaryDirectory(prefix="velmora-test-") as folder:
-            pathlib.Path(folder).chmod(0o755)
-            engine = ENGINE(pathlib.Path(folder, "engine"), MODULES, '[filter]\nblock = "nonsense"\n')
-            with self.assertRaisesRegex(ProxyError, 'unknown category "nonsense"'):
-                engine.start()
+        engine = self.make("engine", '[filter]\nblock = "nonsense"\n')
+        with self.assertRaisesRegex(ProxyError, 'unknown category "nonsense"'):
+            engine.start()
+
+    def test_who_comes_from_elsewhere_reaches_nothing_on_the_loopback(self):
+        origin = Origin()
+        self.addCleanup(origin.stop)
+        for https in (False, True):
+            elsewhere = ipaddress.ip_address("192.0.2.1")
+            engine = self.make("open", "[ads]\nlists = []\n", address=elsewhere, https=https)
+            # As if this machine had that address.
+            records = engine.folder / "etc" / "records.config"
+            records.write_text(records.read_text().replace(str(elsewhere), str(LOOPBACK)))
+            engine.address = LOOPBACK
+            with engine:
+                for url in (origin.url("/"), origin.url("/").replace("http", "https")):
+                    with self.subTest(url, https=https):
+                        status = ["-s", "-k", "-o", "/dev/null", "-w", "%{http_code} %{http_connect}"]
+                        curl = ["curl", *status, "-x", f"http://127.0.0.1:{engine.port}", url]
+                        run = subprocess.run(curl, capture_output=True, text=True)
+                        self.assertIn("403", run.stdout)
+                curl = ["curl", "-s", "-p", *status[3:], "-x", f"http://127.0.0.1:{engine.port}"]
+                run = subprocess.run([*curl, "http://127.0.0.1/"], capture_output=True, text=True)
+                self.assertRegex(run.stdout, "000 40[0-9]$")
+        self.assertEqual(origin.requests, [])
 
 
 if __name__ == "__main__":

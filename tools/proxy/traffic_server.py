@@ -62,6 +62,17 @@ ip_allow:
     methods: ALL
 """
 
+# For those who come from elsewhere, what listens on this machine's loopback is out of reach; but tunnels
+# that are looked into lead there.
+NOT_TO_LOOPBACK = """\
+  - apply: out
+    ip_addrs: [127.0.0.0/8, 0.0.0.0/32, "::1", "::"]
+    action: {action}
+    methods: {methods}
+"""
+# Those to port 80 are not looked into.
+NO_TUNNELS_TO_PORT_80 = "http.connect_ports STRING 1-79 81-65535\n"
+
 
 class TrafficServer(Engine):
     """As an engine; `adapter` stands for another plug-in and its words. With `cache` it keeps the
@@ -114,7 +125,7 @@ dns.resolv_conf STRING /dev/null
             tls_port = free_port()
             more_ports += f" {tls_port}:ssl:ip-in=127.0.0.1"
             plugin += f" authority={self.used_authority.folder} tls-port={tls_port}"
-            extra = INTERCEPTION + extra
+            extra = INTERCEPTION + ("" if address.is_loopback else NO_TUNNELS_TO_PORT_80) + extra
         records = RECORDS.format(
             port=self.port,
             host=f"[{address}]" if address.version == 6 else address,
@@ -126,7 +137,11 @@ dns.resolv_conf STRING /dev/null
         lines = (records + extra).splitlines()
         self._configure("records.config", "\n".join(f"CONFIG proxy.config.{line}" for line in lines))
         clients = "127.0.0.0/8,::1" if address.is_loopback else "0/0,::/0"
-        self._configure("ip_allow.yaml", ALLOWED.format(clients=clients))
+        access = ALLOWED.format(clients=clients)
+        if not address.is_loopback:
+            action, methods = ("allow", "CONNECT") if https else ("deny", "ALL")
+            access += NOT_TO_LOOPBACK.format(action=action, methods=methods)
+        self._configure("ip_allow.yaml", access)
         self._configure("storage.config", f"{self.folder}/cache 64M" if cache else "")
         for name in ("remap.config", "hosting.config", "ssl_multicert.config"):
             self._configure(name, "")
