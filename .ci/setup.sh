@@ -26,6 +26,12 @@ need_farm() {
   needed_packages+=" rsyslog-relp"
 }
 
+# What makes packages, and what looks at them.
+need_packaging() {
+  need_traffic_server
+  needed_commands+=" dh:debhelper dh_apparmor:dh-apparmor lintian:lintian"
+}
+
 # What the tests need besides: a browser, and compressors of another make.
 need_what_tests_need() {
   need_farm

@@ -1,6 +1,6 @@
 # What `cmake --install` puts where. The plug-in and what is loaded with it lie in a folder of their
 # own, lib/velmora; the command finds them from its own place, so that an installation may be moved.
-set(plugin_dir ${CMAKE_INSTALL_LIBDIR}/velmora)
+set(plugin_dir ${VELMORA_PLUGIN_DIR})
 
 # An adapter or library that is left out of the build is left out here.
 foreach(library IN ITEMS velmora vexlar ecap_velmora trafficserver_velmora)

@@ -8,13 +8,14 @@
 namespace velmora::adblock {
 namespace {
 
-/// Where Debian's package webext-ublock-origin-firefox keeps the lists that it carries, and which
-/// of its files are lists.
+/// Where Debian's package webext-ublock-origin-firefox keeps the lists that it carries, or this
+/// project's velmora-lists the same ones, and which of the files are lists.
 constexpr const char *INSTALLED_FOLDERS[] = {
     ("/usr/share/mozilla/extensions/{ec8030f7-c20a-464f-9b0e-13a3a9e97384}/"
      "uBlock0@raymondhill.net/assets/"),
     "/usr/share/webext/ublock-origin/assets/",
     "/usr/share/webext/ublock-origin-firefox/assets/",
+    "/usr/share/velmora/lists/",
 };
 constexpr const char *INSTALLED_FILES[] = {
     "thirdparties/easylist/easylist.txt",

@@ -1,0 +1,96 @@
+#!/bin/bash
+# Runs in the container of try.sh, as its one service: from installation to purge.
+set -uo pipefail
+export DEBIAN_FRONTEND=noninteractive
+cd /trial
+failures=0
+
+# expect WHAT COMMAND...
+expect() {
+  if "${@:2}"; then
+    echo "ok    $1"
+  else
+    echo "FAIL  $1"
+    failures=$((failures + 1))
+  fi
+}
+fails() { ! "$@"; }
+apt() { apt-get -qq -y "$@" >/trial/apt.log 2>&1 || { tail -n 20 /trial/apt.log; return 1; }; }
+install_packages() { apt install $(ls -d /trial/velmora_*.deb /trial/velmora-lists_*.deb "/trial/velmora-$1"_*.deb); }
+
+mkdir origin
+page='<html><body>one <img src="http://ad.doubleclick.net/x.gif">two</body></html>'
+echo "$page" >origin/page.html
+python3 -m http.server --bind 127.0.0.1 --directory origin 8000 >/dev/null 2>&1 &
+
+through() { curl -sS --retry 20 --retry-delay 1 --retry-connrefused --max-time 10 -x "127.0.0.1:$1" "${@:2}"; }
+is_filtered() { through "$1" http://127.0.0.1:8000/page.html | grep -qx '<html><body>one two</body></html>'; }
+is_unfiltered() { through "$1" http://127.0.0.1:8000/page.html | grep -qxF "$page"; }
+is_answered() { through 3128 -D - -o /dev/null http://ad.doubleclick.net/x.gif | grep -q '^X-Velmora: blocked'; }
+is_used_by_velmora() { for p in /proc/[0-9]*; do [ "$(stat -c %U "$p" 2>/dev/null)" = velmora ] && grep -q squid "$p/comm" && return; done; return 1; }
+is_active() { systemctl --quiet is-active "$1"; }
+
+# All files but those that tell of an installation by their nature: the package system's own, logs, and
+# the accounts, as a user of the system is never taken away.
+files() {
+  find /etc /usr /var /opt -xdev \( -path /var/lib/dpkg -o -path /var/lib/apt -o -path /var/cache -o -path /var/log \
+    -o -path '/etc/passwd*' -o -path '/etc/group*' -o -path '/etc/*shadow*' -o -path /var/lib/systemd \
+    -o -path /etc/ld.so.cache -o -name __pycache__ \) -prune -o -printf '%p %y %m %u:%g %s %l\n' | sort
+  find /etc /lib/systemd -xdev -type f ! -path '/etc/*shadow*' ! -path '/etc/passwd*' ! -path '/etc/group*' \
+    ! -path /etc/ld.so.cache -print0 | sort -z | xargs -0 sha256sum
+}
+
+apt install squid-openssl
+expect "Squid as it comes passes a page on" is_unfiltered 3128
+files >before
+
+started=$(date +%s%N)
+expect "the packages install" install_packages squid
+expect "a page is filtered on 127.0.0.1:3128" is_filtered 3128
+echo "      $((($(date +%s%N) - started) / 1000000)) ms from the start of the installation to the filtered page"
+expect "a request for an advertisement is answered" is_answered
+expect "Squid's own service rests" fails is_active squid
+expect "the log tells what was blocked" grep -q '"event":"blocked"' /var/log/velmora/events.jsonl
+expect "the proxy works as a user of its own" is_used_by_velmora
+expect "the log is that user's alone" [ "$(stat -c '%U %a' /var/log/velmora/events.jsonl)" = "velmora 640" ]
+expect "lists are compiled once" ls /var/cache/velmora/* >/dev/null
+exposure=$(systemd-analyze security velmora-proxy --no-pager | sed -n 's/.*Overall exposure level for [^:]*: \([0-9.]*\).*/\1/p')
+expect "exposure of the service is 3 at the most: $exposure" awk "BEGIN { exit !($exposure + 0 > 0 && $exposure <= 3) }"
+
+logrotate -f /etc/logrotate.d/velmora
+through 3128 -o /dev/null http://127.0.0.1:8000/page.html
+for _ in $(seq 50); do grep -qs blocked /var/log/velmora/events.jsonl && break; sleep 0.1; done
+expect "after a rotation the log goes on under its name" grep -qs '"event":"blocked"' /var/log/velmora/events.jsonl
+expect "and keeps its owner" [ "$(stat -c '%U %a' /var/log/velmora/events.jsonl)" = "velmora 640" ]
+expect "allowing takes a reload at the most" velmora allow 127.0.0.1 >/dev/null
+sleep 2
+expect "an allowed site is not touched" is_unfiltered 3128
+systemctl restart velmora-proxy
+expect "a second start finds its way" is_unfiltered 3128
+
+expect "a purge goes through" apt purge --auto-remove velmora velmora-lists velmora-squid
+expect "Squid's own service is back" is_active squid
+expect "and passes the page on" is_unfiltered 3128
+files >after
+expect "all files are as they were" diff before after
+expect "no folder is left" fails ls -d /etc/velmora /var/log/velmora /var/cache/velmora 2>/dev/null
+
+echo 'acl mine src 10.1.0.0/16' >/etc/squid/conf.d/mine.conf
+install_packages squid
+expect "beside a Squid in use, filtered pages come from 127.0.0.1:3129" is_filtered 3129
+expect "and that Squid goes on" is_unfiltered 3128
+apt purge --auto-remove velmora velmora-lists velmora-squid squid-openssl
+
+expect "Traffic Server's package installs" install_packages trafficserver
+expect "a page is filtered in Traffic Server" is_filtered 3128
+expect "a request for an advertisement is answered there" is_answered
+exposure=$(systemd-analyze security velmora-proxy --no-pager | sed -n 's/.*Overall exposure level for [^:]*: \([0-9.]*\).*/\1/p')
+expect "exposure of the service is 3 at the most: $exposure" awk "BEGIN { exit !($exposure + 0 > 0 && $exposure <= 3) }"
+
+if [ "$failures" = 0 ]; then
+  echo "All as it should be"
+else
+  journalctl --no-pager -u velmora-proxy -u squid | tail -n 60
+  tail -n 30 /var/log/velmora/squid.log /var/log/velmora/trafficserver/diags.log 2>/dev/null
+  echo "$failures failures"
+fi
