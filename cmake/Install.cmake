@@ -51,5 +51,6 @@ install(CODE "
   set(data_dir \"${CMAKE_INSTALL_DATADIR}\")
   set(settings_dir \"${CMAKE_INSTALL_SYSCONFDIR}\")
   set(state_dir \"${CMAKE_INSTALL_LOCALSTATEDIR}\")
-  set(bin_dir \"${CMAKE_INSTALL_BINDIR}\")")
+  set(bin_dir \"${CMAKE_INSTALL_BINDIR}\")
+  set(user \"${VELMORA_USER}\")")
 install(SCRIPT cmake/LayDown.cmake)

@@ -61,7 +61,7 @@ foreach(folder IN LISTS log_dir cache_dir state_folder)
     file(MAKE_DIRECTORY ${folder})
     file(CHMOD ${folder} DIRECTORY_PERMISSIONS
       OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE ${others})
-    execute_process(COMMAND chown proxy:proxy ${folder} RESULT_VARIABLE failure ERROR_QUIET)
+    execute_process(COMMAND chown ${user}:${user} ${folder} RESULT_VARIABLE failure ERROR_QUIET)
     if(failure)
       message(STATUS "To be given to the user that the proxy works as: ${folder}")
     endif()

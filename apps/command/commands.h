@@ -29,6 +29,7 @@ void AddAllow(CLI::App &application, Action &action);
 void AddCategories(CLI::App &application, Action &action);
 void AddCheckConfig(CLI::App &application, Action &action);
 void AddFilter(CLI::App &application, Action &action);
+void AddHealth(CLI::App &application, Action &action);
 void AddLex(CLI::App &application, Action &action);
 void AddLists(CLI::App &application, Action &action);
 void AddTop(CLI::App &application, Action &action);

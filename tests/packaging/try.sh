@@ -30,8 +30,10 @@ echo "Fetching what the packages depend on"
 chroot "$trial" apt-get -qq update
 started=$(date +%s%N)
 fetch squid-openssl
-(cd "$trial" && fetch $(ls -d trial/velmora{,-lists,-squid}_*.deb | sed 's|^|/|'))
-(cd "$trial" && fetch trafficserver)
+for engine in squid trafficserver; do
+  mapfile -t files < <(cd "$trial" && ls -d trial/velmora{,-lists,-$engine}_*.deb)
+  fetch "${files[@]/#//}"
+done
 cp -u "$trial"/var/cache/apt/archives/*.deb "$bare/var/cache/apt/archives"
 echo "Fetched in $((($(date +%s%N) - started) / 1000000)) ms"
 
