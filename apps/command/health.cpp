@@ -119,7 +119,8 @@ void CheckLog(const host::Policy &policy, const std::string &span, Findings &fin
   const EventTotals totals = Since(Clock::now() - *ParseSpan(span), file);
   if (totals.Errors() != 0) {
     findings.Add(State::WARNING,
-                 fmt::format("{} errors in {}{}", totals.Errors(), span, LastReason(totals)));
+                 fmt::format("{} error{} in {}{}", totals.Errors(), totals.Errors() == 1 ? "" : "s",
+                             span, LastReason(totals)));
   }
   if (totals.Dropped() != 0) {
     findings.Add(State::WARNING, fmt::format("{} events lost in {}", totals.Dropped(), span));

@@ -2,7 +2,7 @@
 # Runs in the container of try.sh, as its one service: from installation to purge.
 set -uo pipefail
 export DEBIAN_FRONTEND=noninteractive
-cd /trial
+cd /trial || exit
 failures=0
 
 # expect WHAT COMMAND...
@@ -17,7 +17,7 @@ expect() {
 fails() { ! "$@"; }
 quiet() { "$@" >/dev/null 2>&1; }
 apt() { apt-get -qq -y "$@" >/trial/apt.log 2>&1 || { tail -n 20 /trial/apt.log; return 1; }; }
-install_packages() { apt install $(ls -d /trial/velmora_*.deb /trial/velmora-lists_*.deb "/trial/velmora-$1"_*.deb); }
+install_packages() { apt install /trial/velmora_*.deb /trial/velmora-lists_*.deb "/trial/velmora-$1"_*.deb; }
 
 mkdir origin
 page='<html><body>one <img src="http://ad.doubleclick.net/x.gif">two</body></html>'

@@ -31,7 +31,7 @@ chroot "$trial" apt-get -qq update
 started=$(date +%s%N)
 fetch squid-openssl
 for engine in squid trafficserver; do
-  mapfile -t files < <(cd "$trial" && ls -d trial/velmora{,-lists,-$engine}_*.deb)
+  mapfile -t files < <(cd "$trial" && ls -d trial/velmora{,-lists,-"$engine"}_*.deb)
   fetch "${files[@]/#//}"
 done
 cp -u "$trial"/var/cache/apt/archives/*.deb "$bare/var/cache/apt/archives"
