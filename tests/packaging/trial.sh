@@ -59,6 +59,7 @@ expect "compiled lists are kept" quiet ls /var/cache/velmora/*
 exposure=$(systemd-analyze security velmora-proxy --no-pager | sed -n 's/.*Overall exposure level for [^:]*: \([0-9.]*\).*/\1/p')
 expect "exposure of the service is 3 at the most: $exposure" awk "BEGIN { exit !($exposure + 0 > 0 && $exposure <= 3) }"
 
+expect "the service reloads" systemctl reload velmora-proxy
 logrotate -f /etc/logrotate.d/velmora
 goes_on() {
   for _ in $(seq 20); do

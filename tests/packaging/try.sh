@@ -45,7 +45,7 @@ StandardError=inherit
 ExecStopPost=systemctl --no-block poweroff
 END
 ln -s /etc/systemd/system/trial.service "$trial/etc/systemd/system/multi-user.target.wants/"
-timeout 600 systemd-nspawn --quiet --private-network --register=no --keep-unit -b -D "$trial" \
+timeout 1200 systemd-nspawn --quiet --private-network --register=no --keep-unit -b -D "$trial" \
   </dev/null >"$build/trial.console" 2>&1 || true
 cat "$trial/trial/log"
 tail -n 1 "$trial/trial/log" | grep -q '^All as it should be'
