@@ -96,6 +96,7 @@ std::string OneList(const adblock::ListText &list, const adblock::ListCounts &co
 template <class Paths>
 std::vector<std::string> Strings(const Paths &paths) {
   std::vector<std::string> texts;
+  texts.reserve(paths.size());
   for (const auto &path : paths) texts.push_back(path.string());
   return texts;
 }

@@ -42,6 +42,7 @@ int OnTunnelEnd(TSCont continuation, TSEvent, void *transaction) noexcept {
 
 void CloseAtEnd(TSHttpTxn transaction, in_addr address) {
   const TSCont end = TSContCreate(OnTunnelEnd, nullptr);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the address itself is what is kept
   TSContDataSet(end, reinterpret_cast<void *>(static_cast<std::uintptr_t>(address.s_addr)));
   TSHttpTxnHookAdd(transaction, TS_HTTP_TXN_CLOSE_HOOK, end);
 }
