@@ -173,7 +173,8 @@ FileResult BodyFilter::FilterFile(const Job &job, std::string_view shown_name, R
                                .categories = answer_.categories,
                                .settings = answer_.settings,
                                .option_block = answer_.option_block,
-                               .requests = &plugin_},
+                               .requests = &plugin_,
+                               .protects_page = !options_.is_raw},
                               {.content_encoding = body.coding, .accept_encoding = "gzip"}, sink,
                               responses);
   FileResult result{.type = body.type,

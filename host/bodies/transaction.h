@@ -84,6 +84,8 @@ struct TransactionInfo {
   std::string security_policy{};
   /// Hears which scripts the page pins; null: nobody. Outlives the transaction.
   PinnedScripts *pinned = nullptr;
+  /// Is the plug-in offered `IPageProtection`?
+  bool protects_page = true;
 };
 
 /// Outlives the processor that it is given to, and its sink outlives it.
@@ -190,7 +192,7 @@ class Transaction final : public HostOwned<IDataContext> {
     if (identifier == ID_TroubleListener) return &trouble_;
     if (identifier == ID_PageListener) return &page_;
     if (identifier == ID_ItemListener) return &items_;
-    if (identifier == ID_PageProtection) return &protection_;
+    if (identifier == ID_PageProtection) return info_.protects_page ? &protection_ : nullptr;
     return identifier == ID_AdReview ? &review_ : nullptr;
   }
 

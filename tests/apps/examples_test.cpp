@@ -118,6 +118,13 @@ TEST(Examples, WhatTheWebSaysIsPutIntoThePlugInsWordsUnlessItIsRaw) {
   EXPECT_EQ(shell.Run(filter + "--type text/javascript").output, " ");
   EXPECT_THAT(shell.Run(filter + "--raw --type text/javascript").errors,
               HasSubstr("nothing to filter in text/javascript"));
+  // Nor are a page's own policy and the quotes of its handlers heeded then.
+  shell.Write("b.html",
+              "<body onload=\"a('b')\"><meta http-equiv=Content-Security-Policy "
+              "content=\"script-src 'none'\"><body onload=\"c='d'\">");
+  const std::string popups = "$velmora filter -q --no-ads --block popups b.html ";
+  EXPECT_THAT(shell.Run(popups).output, HasSubstr("<body onload=\"c='d'\">"));
+  EXPECT_THAT(shell.Run(popups + "--raw").output, HasSubstr("; c='d; window.open ="));
 }
 
 TEST(Examples, TheDebugLogGoesToStandardError) {

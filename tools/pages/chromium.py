@@ -81,7 +81,7 @@ class Chromium:
             data = data[os.write(self._commands, data) :]
         return self._number
 
-    def call(self, method, session=None, seconds=20, **parameters):
+    def call(self, method, session=None, seconds=60, **parameters):
         """The result of a command."""
         number = self.post(method, session, **parameters)
         self._answers[number] = None
