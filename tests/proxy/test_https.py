@@ -206,6 +206,7 @@ class Intercepted(HttpsCase):
         authority.certificate.write_bytes(before[1])
         type(self).squid = self.make_squid().start()
         type(self).worker = self.squid.worker()
+        wait_for_names(self.squid.port)
         self.assertEqual((authority.key.read_bytes(), authority.certificate.read_bytes()), before)
         self.assertEqual(self.get(trust=self.trust).body, FILTERED)
 
