@@ -46,8 +46,8 @@ void *operator new(std::size_t size) {
 [[gnu::noinline]] void operator delete(void *memory) noexcept {
   const std::size_t size = malloc_usable_size(memory);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-  // A use of what is gone is to be noticed, as sanitizers notice it by themselves; plain writes to it
-  // would be optimised away.
+  // A use of what is gone is to be noticed, as sanitizers notice it by themselves; plain writes to
+  // it would be optimised away.
   auto *const bytes = static_cast<volatile unsigned char *>(memory);
   for (std::size_t i = 0; i < size; ++i) bytes[i] = 0xA5;
 #endif
