@@ -1,5 +1,6 @@
 """What a browser makes of pages that came through the filter, and of the same pages without it."""
 
+import contextlib
 import os
 import pathlib
 import tempfile
@@ -9,6 +10,7 @@ import unittest
 from browser import start_browser
 from gazette import ADVERTISEMENTS, ROOT, Gazette
 from tls_origin import wait_for_names
+from selenium.common.exceptions import WebDriverException
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
@@ -41,11 +43,16 @@ class BrowserCase(unittest.TestCase):
         self.browser.get_log("browser")
 
     def tearDown(self):
-        first, *others = self.browser.window_handles
-        for other in others:
-            self.browser.switch_to.window(other)
-            self.browser.close()
-        self.browser.switch_to.window(first)
+        self.wait_for(self.is_alone, seconds=90)
+        self.browser.switch_to.window(self.browser.window_handles[0])
+
+    def is_alone(self):
+        """Closes what else is open; what still loads on a busy machine may take several times."""
+        for other in self.browser.window_handles[1:]:
+            with contextlib.suppress(WebDriverException):
+                self.browser.switch_to.window(other)
+                self.browser.close()
+        return len(self.browser.window_handles) == 1
 
     def visit(self, name="gazette.example"):
         self.browser.get(self.site.url(name))
