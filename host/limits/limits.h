@@ -57,7 +57,7 @@ struct HeldBytesLimit {
 /// The bytes that edits add to what is in the buffer while the plug-in has one slice, looked at as
 /// they come: a tag that waits for its end may grow to eleven times its size at once.
 struct AddedBytesLimit {
-  std::uint32_t most = 16U << 20;
+  std::uint32_t most = 1U << 20;
 };
 
 /// Bytes of misread strings in one script, as `ITroubleListener` has them.
