@@ -26,11 +26,12 @@ import time
 import typing
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(ROOT / folder) for folder in ("tools/proxy", "tools/farm", "tests/proxy")]
+sys.path[:0] = [str(ROOT / folder) for folder in ("tools/proxy", "tools/farm", "tests/proxy", "bench")]
 
 from balancer import Balancer  # noqa: E402
 from certificates import Certificate  # noqa: E402
 from engine import User, free_port, is_listening  # noqa: E402
+from nginx import write_configuration  # noqa: E402
 from squid import Squid  # noqa: E402
 from traffic_server import TrafficServer  # noqa: E402
 
@@ -40,20 +41,10 @@ SMALL_SIZE = 1 << 10
 INSPECTED, SPLICED = "127.0.0.1", "127.0.0.2"
 POLICY = f'[filter]\nblock = "calm"\n[https]\nsplice = ["{SPLICED}"]\n'
 
-NGINX = """\
-daemon off; worker_processes 1; pid {folder}/nginx.pid; error_log {folder}/nginx.log;
-events {{ worker_connections 1024; }}
-http {{
-  access_log off; keepalive_requests 1000000;
-  client_body_temp_path {folder}/t1; proxy_temp_path {folder}/t2; fastcgi_temp_path {folder}/t3;
-  uwsgi_temp_path {folder}/t4; scgi_temp_path {folder}/t5;
-  ssl_certificate {certificate.file}; ssl_certificate_key {certificate.key};
-  server {{
+ORIGIN = """\
+ssl_certificate {certificate.file}; ssl_certificate_key {certificate.key};
     listen {plain}; listen {secure} ssl; root {folder}/pages;
-    default_type text/html; types {{ application/octet-stream bin; }}
-  }}
-}}
-"""
+    default_type text/html; types {{ application/octet-stream bin; }}"""
 
 
 class Kind(typing.NamedTuple):
@@ -99,9 +90,9 @@ class Origin:
         certificate = Certificate(folder, INSPECTED, self.root)
         certificate.key.chmod(0o644)
         self.plain, self.secure = free_port(), free_port()
-        configuration = folder / "nginx.conf"
-        configuration.write_text(
-            NGINX.format(folder=folder, certificate=certificate, plain=self.plain, secure=self.secure)
+        configuration = write_configuration(
+            folder,
+            ORIGIN.format(folder=folder, certificate=certificate, plain=self.plain, secure=self.secure),
         )
         self.command = User().command("/usr/sbin/nginx", "-c", configuration)
 

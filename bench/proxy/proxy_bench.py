@@ -19,26 +19,17 @@ import tempfile
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "tools" / "proxy"))
+sys.path[:0] = [str(ROOT / folder) for folder in ("tools/proxy", "bench")]
 
 from engine import User, free_port, is_listening  # noqa: E402
+from nginx import write_configuration  # noqa: E402
 from squid import Squid  # noqa: E402
 
 TICKS = os.sysconf("SC_CLK_TCK")
 
-NGINX = """\
-daemon off; worker_processes 1; pid {folder}/nginx.pid; error_log {folder}/nginx.log;
-events {{ worker_connections 256; }}
-http {{
-  access_log off; keepalive_requests 1000000;
-  client_body_temp_path {folder}/t1; proxy_temp_path {folder}/t2; fastcgi_temp_path {folder}/t3;
-  uwsgi_temp_path {folder}/t4; scgi_temp_path {folder}/t5;
-  server {{
-    listen 127.0.0.1:{port}; root {folder}/pages; default_type text/html;
-    location /slow {{ alias {folder}/pages/page; limit_rate 200k; }}
-  }}
-}}
-"""
+ORIGIN = """\
+listen 127.0.0.1:{port}; root {folder}/pages; default_type text/html;
+    location /slow {{ alias {folder}/pages/page; limit_rate 200k; }}"""
 
 PRIVOXY = """\
 confdir /etc/privoxy
@@ -165,9 +156,9 @@ def main():
         started = []
         try:
             origin_port, privoxy_port = free_port(), free_port()
-            (folder / "nginx.conf").write_text(NGINX.format(folder=folder, port=origin_port))
+            nginx = write_configuration(folder, ORIGIN.format(folder=folder, port=origin_port))
             (folder / "privoxy").write_text(PRIVOXY.format(folder=folder, port=privoxy_port))
-            started.append(Server(folder, origin_port, "/usr/sbin/nginx", "-c", folder / "nginx.conf"))
+            started.append(Server(folder, origin_port, "/usr/sbin/nginx", "-c", nginx))
             origin = f"http://127.0.0.1:{origin_port}"
             privoxy = Server(
                 folder, privoxy_port, "/usr/sbin/privoxy", "--no-daemon", folder / "privoxy"

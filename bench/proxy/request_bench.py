@@ -21,21 +21,10 @@ import tempfile
 from proxy_bench import ROOT, Server, Subject, spread
 
 from engine import User, free_port
+from nginx import write_configuration
 from squid import ADAPTER, JUDGE, Squid
 
-NGINX = """\
-daemon off; worker_processes 1; pid {folder}/nginx.pid; error_log {folder}/nginx.log;
-events {{ worker_connections 256; }}
-http {{
-  access_log off; keepalive_requests 1000000;
-  client_body_temp_path {folder}/t1; proxy_temp_path {folder}/t2; fastcgi_temp_path {folder}/t3;
-  uwsgi_temp_path {folder}/t4; scgi_temp_path {folder}/t5;
-  server {{
-    listen 127.0.0.1:{port};
-    location / {{ default_type text/javascript; return 200 "{body}"; }}
-  }}
-}}
-"""
+ORIGIN = 'listen 127.0.0.1:{port}; location / {{ default_type text/javascript; return 200 "{body}"; }}'
 
 WRK = """\
 local words = {"static", "assets", "js", "app", "image", "news", "media", "api", "v2", "main", "content"}
@@ -132,12 +121,12 @@ def main():
         names = ("ecap_velmora.so", "libvelmora.so", "libvexlar.so", "ecap_idle.so")
         modules = copied(options.modules, folder / "modules", *names)
         port = free_port()
-        (folder / "nginx.conf").write_text(NGINX.format(folder=folder, port=port, body="x" * 300))
+        nginx = write_configuration(folder, ORIGIN.format(port=port, body="x" * 300))
         script = folder / "wrk.lua"
         script.write_text(WRK.replace("ORIGIN", f"http://127.0.0.1:{port}"))
         started = []
         try:
-            started.append(Server(folder, port, "/usr/sbin/nginx", "-c", folder / "nginx.conf"))
+            started.append(Server(folder, port, "/usr/sbin/nginx", "-c", nginx))
             extras = {
                 "plain Squid": "",
                 "do-nothing adapter": IDLE.format(library=modules / "ecap_idle.so"),
