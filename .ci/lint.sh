@@ -3,6 +3,8 @@
 # Sourced by ./test --lint: what is found without running Velmora. Each part says what it is about, and
 # all of them are gone through before the answer is no.
 
+# What only the tests need decides what is built, and so what is looked at.
+need_what_tests_need
 needed_commands+=" clang++:clang clang-format:clang-format run-clang-tidy:clang-tidy"
 
 # The code is looked at as clang sees it, with its warnings, which check by the marks of base/mutex.h what
@@ -48,6 +50,6 @@ tidying() {
 
 # Layers, exports, protections, and the links of the documents.
 looking_at_results() {
-  build release velmora vexlar ecap_velmora velmora_command velmora_host_library >/dev/null &&
+  build release checked_objects >/dev/null &&
     ctest --preset release --label-regex '^lint$'
 }
