@@ -1,4 +1,4 @@
-"""The ad lists' verdict on requests, asked of the command that stays at work for it."""
+"""The ad lists' verdict on requests, asked of a command that stays at work for it."""
 
 import functools
 import subprocess
@@ -6,12 +6,11 @@ import threading
 
 
 class AdJudge:
-    """`lists` are files, or none for those that the system has."""
+    """`command` speaks as `velmora ads --batch` does. A question raises OSError once it is no more."""
 
-    def __init__(self, command, lists):
-        options = ["--ad-lists", *lists] if lists else []
+    def __init__(self, command):
         self._process = subprocess.Popen(
-            ["setpriv", "--pdeathsig", "TERM", command, "ads", "--batch", *options],
+            ["setpriv", "--pdeathsig", "TERM", *command],
             stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,
             text=True,
@@ -23,7 +22,10 @@ class AdJudge:
         with self._lock:
             self._process.stdin.write(f"{kind}\t{page}\t{url}\n")
             self._process.stdin.flush()
-            return self._process.stdout.readline().startswith("blocked\t")
+            answer = self._process.stdout.readline()
+        if not answer:
+            raise OSError("what judges ads ended")
+        return answer.startswith("blocked\t")
 
     def _is_ad_host(self, host):
         """Whatever is asked for there by another site is an advertisement's."""

@@ -10,6 +10,7 @@ import hashlib
 import json
 import os
 import pathlib
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -44,6 +45,8 @@ def parse_arguments(arguments=None):
     parser.add_argument("--policy", type=pathlib.Path, metavar="FILE", help="a policy file instead")
     parser.add_argument("--ad-lists", type=pathlib.Path, nargs="+", default=[], metavar="LIST",
                         help="ad lists (default: those of the system)")  # fmt: skip
+    parser.add_argument("--judge", metavar="COMMAND",
+                        help="says what is an ad, in the lines of 'velmora ads --batch' (default: that)")  # fmt: skip
     parser.add_argument("--only", nargs="+", metavar="PAGE", help="these pages alone, by name")
     parser.add_argument("--no-https", action="store_true",
                         help="encrypted traffic passes the proxy as it is")  # fmt: skip
@@ -112,7 +115,7 @@ class Measurement:
             )
             os.chmod(folder, 0o755)
             lists = [file.resolve() for file in self.options.ad_lists]
-            self.judge = AdJudge(self.options.modules / "velmora", lists)
+            self.judge = AdJudge(self._judging_command(lists))
             stack.callback(self.judge.stop)
             self.web = LocalWeb(folder, self.pages, self.judge.is_ad_host)
             stack.callback(self.web.stop)
@@ -126,6 +129,12 @@ class Measurement:
 
     def __exit__(self, *what):
         return self._stack.__exit__(*what)
+
+    def _judging_command(self, lists):
+        if self.options.judge:
+            return shlex.split(self.options.judge)
+        command = [self.options.modules / "velmora", "ads", "--batch"]
+        return [*command, "--ad-lists", *lists] if lists else command
 
     def _policies(self, lists):
         if self.options.policy:
