@@ -23,6 +23,7 @@ mkdir origin
 page='<html><body>one <img src="http://ad.doubleclick.net/x.gif">two</body></html>'
 echo "$page" >origin/page.html
 python3 -m http.server --bind 127.0.0.1 --directory origin 8000 >/dev/null 2>&1 &
+origin=$!
 
 through() { curl -sS --retry 20 --retry-delay 1 --retry-connrefused --max-time 10 -x "127.0.0.1:$1" "${@:2}"; }
 is_filtered() { through "$1" http://127.0.0.1:8000/page.html | grep -qx '<html><body>one two</body></html>'; }
@@ -97,6 +98,11 @@ expect "a page is filtered in Traffic Server" is_filtered 3128
 expect "a request for an advertisement is answered there" is_answered
 exposure=$(systemd-analyze security velmora-proxy --no-pager | sed -n 's/.*Overall exposure level for [^:]*: \([0-9.]*\).*/\1/p')
 expect "exposure of the service is 3 at the most: $exposure" awk "BEGIN { exit !($exposure + 0 > 0 && $exposure <= 3) }"
+
+# It has an origin of its own.
+kill $origin
+mkdir own
+expect "the packages' own test passes" quiet env AUTOPKGTEST_TMP=/trial/own sh /trial/filtered-page
 
 if [ "$failures" = 0 ]; then
   echo "All as it should be"

@@ -23,7 +23,7 @@ rm -rf "$trial"
 cp -a --reflink=auto "$bare" "$trial"
 trap 'rm -rf "$trial"' EXIT
 mkdir "$trial/trial"
-cp "$packages"/*.deb "$here/trial.sh" "$trial/trial"
+cp "$packages"/*.deb "$here/trial.sh" "$here/../../debian/tests/filtered-page" "$trial/trial"
 # What apt would fetch; services are started where nobody else has the port.
 fetch() { chroot "$trial" apt-get -qq install --download-only -y "$@" >/dev/null; }
 echo "Fetching what the packages depend on"
