@@ -107,7 +107,7 @@ class Engine:
     log_name = ""
     pid_name = ""
 
-    def __init__(self, folder, modules, policy="", port=None, address=LOOPBACK, balanced=False):
+    def __init__(self, folder, modules, policy="", *, port=None, address=LOOPBACK, balanced=False):
         self.user = User()
         self.address = address
         self.port = port or free_port()
@@ -132,9 +132,12 @@ class Engine:
         return folder
 
     @property
+    def shown_host(self):
+        return f"[{self.address}]" if self.address.version == 6 else str(self.address)
+
+    @property
     def shown_address(self):
-        host = f"[{self.address}]" if self.address.version == 6 else self.address
-        return f"{host}:{self.port}"
+        return f"{self.shown_host}:{self.port}"
 
     @property
     def events(self):

@@ -6,7 +6,7 @@ import shutil
 import signal
 import subprocess
 
-from engine import LOOPBACK, Engine, ProxyError
+from engine import Engine, ProxyError
 from interception import Interception
 
 SQUID = "/usr/sbin/squid"
@@ -91,19 +91,9 @@ class Squid(Engine):
     TRUST = "tls_outgoing_options cafile={file}\n"
 
     def __init__(
-        self,
-        folder,
-        modules,
-        policy="",
-        port=None,
-        extra="",
-        adapter=None,
-        https=False,
-        workers=1,
-        address=LOOPBACK,
-        balanced=False,
+        self, folder, modules, policy="", *, extra="", adapter=None, https=False, workers=1, **place
     ):
-        super().__init__(folder, None if adapter else modules, policy, port, address, balanced)
+        super().__init__(folder, None if adapter else modules, policy, **place)
         adaptation = ""
         if adapter:
             adaptation = ADAPTER.format(library=adapter[0], uri=adapter[1], settings="")
@@ -115,7 +105,7 @@ class Squid(Engine):
             interception = self._interception(modules)
             extra += interception.configuration
             options = interception.port_options
-        if balanced:
+        if self.balanced_port:
             extra += BALANCED.format(port=self.balanced_port)
         if workers > 1:
             extra += WORKERS.format(workers=workers)
@@ -123,7 +113,7 @@ class Squid(Engine):
             address=self.shown_address,
             folder=self.folder,
             port_options=options,
-            others="" if address.is_loopback else OTHERS_MAY_COME,
+            others="" if self.address.is_loopback else OTHERS_MAY_COME,
         )
         (self.folder / "squid.conf").write_text(extra + text + adaptation)
         # Shared memory is named after the service.

@@ -5,7 +5,7 @@ import shutil
 import socket
 import subprocess
 
-from engine import LOOPBACK, Engine, free_port
+from engine import Engine, free_port
 
 MANAGER = "/usr/bin/traffic_manager"
 SETTINGS = pathlib.Path("/etc/trafficserver")
@@ -96,20 +96,9 @@ dns.resolv_conf STRING /dev/null
     TRUST = "ssl.client.CA.cert.filename STRING {file}\n"
 
     def __init__(
-        self,
-        folder,
-        modules,
-        policy="",
-        port=None,
-        extra="",
-        adapter=None,
-        https=False,
-        threads=1,
-        cache=False,
-        address=LOOPBACK,
-        balanced=False,
+        self, folder, modules, policy="", *, extra="", adapter=None, https=False, threads=1, cache=False, **place
     ):
-        super().__init__(folder, None if adapter else modules, policy, port, address, balanced)
+        super().__init__(folder, None if adapter else modules, policy, **place)
         for name in ("etc", "cache"):
             self.user.make_folder(self.folder / name)
         shutil.copytree(SETTINGS / "body_factory", self.folder / "etc/body_factory", dirs_exist_ok=True)
@@ -119,33 +108,35 @@ dns.resolv_conf STRING /dev/null
             plugin = " ".join(map(str, adapter))
         elif modules:
             plugin = f"{self.modules / self.adapter} policy={self.policy} event-log={self.events}"
-        more_ports = f" {self.balanced_port}:pp:ip-in=127.0.0.1" if balanced else ""
+        more_ports = f" {self.balanced_port}:pp:ip-in=127.0.0.1" if self.balanced_port else ""
         if https:
             self._take_authority()
             tls_port = free_port()
             more_ports += f" {tls_port}:ssl:ip-in=127.0.0.1"
             plugin += f" authority={self.used_authority.folder} tls-port={tls_port}"
-            extra = INTERCEPTION + ("" if address.is_loopback else NO_TUNNELS_TO_PORT_80) + extra
+            extra = INTERCEPTION + ("" if self.address.is_loopback else NO_TUNNELS_TO_PORT_80) + extra
         records = RECORDS.format(
             port=self.port,
-            host=f"[{address}]" if address.version == 6 else address,
+            host=self.shown_host,
             more_ports=more_ports,
             threads=threads,
             has_cache=int(cache),
         )
-        self._configure("plugin.config", f"{plugin}\nstats_over_http.so")
         lines = (records + extra).splitlines()
         self._configure("records.config", "\n".join(f"CONFIG proxy.config.{line}" for line in lines))
-        clients = "127.0.0.0/8,::1" if address.is_loopback else "0/0,::/0"
-        access = ALLOWED.format(clients=clients)
-        if not address.is_loopback:
-            action, methods = ("allow", "CONNECT") if https else ("deny", "ALL")
-            access += NOT_TO_LOOPBACK.format(action=action, methods=methods)
-        self._configure("ip_allow.yaml", access)
+        self._configure("plugin.config", f"{plugin}\nstats_over_http.so")
+        self._configure("ip_allow.yaml", self._access(https))
         self._configure("storage.config", f"{self.folder}/cache 64M" if cache else "")
         for name in ("remap.config", "hosting.config", "ssl_multicert.config"):
             self._configure(name, "")
         self.command = self.user.command(MANAGER, "--nosyslog")
+
+    def _access(self, https):
+        """Who may come, and where to."""
+        if self.address.is_loopback:
+            return ALLOWED.format(clients="127.0.0.0/8,::1")
+        action, methods = ("allow", "CONNECT") if https else ("deny", "ALL")
+        return ALLOWED.format(clients="0/0,::/0") + NOT_TO_LOOPBACK.format(action=action, methods=methods)
 
     def _configure(self, name, text):
         (self.folder / "etc" / name).write_text(text + "\n")
