@@ -1,7 +1,11 @@
 #include "host/policy/fetched_lists.h"
 
 #include <algorithm>
+#include <array>
+#include <fstream>
 #include <iterator>
+#include <nettle/sha2.h>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -13,10 +17,26 @@ namespace {
 
 constexpr char FOLDER[] = "lists";
 constexpr std::size_t LONGEST_NAME = 200;
+/// Of a URL's hash, in its list's name.
+constexpr std::size_t HASH_BYTES = 8;
 
-}  // namespace
+std::string Hash(std::string_view text) {
+  std::array<std::uint8_t, SHA256_DIGEST_SIZE> digest;
+  sha256_ctx context;
+  sha256_init(&context);
+  sha256_update(&context, text.size(), reinterpret_cast<const std::uint8_t *>(text.data()));
+  sha256_digest(&context, digest.size(), digest.data());
+  constexpr char DIGITS[] = "0123456789abcdef";
+  std::string hash;
+  for (std::size_t i = 0; i < HASH_BYTES; ++i) {
+    hash += DIGITS[digest[i] >> 4U];
+    hash += DIGITS[digest[i] & 15U];
+  }
+  return hash;
+}
 
-std::filesystem::path FetchedList(const std::filesystem::path &state_folder, std::string_view url) {
+/// As much of a URL as a file's name can show.
+std::string Readable(std::string_view url) {
   std::string name(url.substr(std::min(url.find("://") + 3, url.size())));
   std::ranges::replace_if(
       name,
@@ -25,8 +45,27 @@ std::filesystem::path FetchedList(const std::filesystem::path &state_folder, std
       },
       '_');
   name.resize(std::min(name.size(), LONGEST_NAME));
-  if (!name.ends_with(".txt")) name += ".txt";
-  return state_folder / FOLDER / name;
+  return name;
+}
+
+/// Does the record beside a list say that it came from this URL?
+bool IsFrom(const std::filesystem::path &list, std::string_view url) {
+  std::ifstream record(std::filesystem::path(list) += ".json");
+  const auto json = nlohmann::json::parse(record, nullptr, false);
+  const auto from = json.is_object() ? json.find("url") : json.end();
+  return from != json.end() && *from == url;
+}
+
+}  // namespace
+
+std::filesystem::path FetchedList(const std::filesystem::path &state_folder, std::string_view url) {
+  const std::filesystem::path folder = state_folder / FOLDER;
+  std::string name = Readable(url);
+  const std::filesystem::path without_hash =
+      folder / (name + (name.ends_with(".txt") ? "" : ".txt"));
+  if (IsFrom(without_hash, url)) return without_hash;
+  if (name.ends_with(".txt")) name.resize(name.size() - 4);
+  return folder / name.append("-").append(Hash(url)).append(".txt");
 }
 
 std::filesystem::path FetchedListsStamp(const std::filesystem::path &state_folder) {

@@ -11,7 +11,9 @@
 
 namespace velmora::host {
 
-/// The file of the list that a URL names.
+/// The file of the list that a URL names: a part of the URL to be read by people, and a hash of the
+/// whole, since URLs may differ in signs that no name can have. One from before there were hashes
+/// is used on, by the URL that its record names.
 std::filesystem::path FetchedList(const std::filesystem::path &state_folder, std::string_view url);
 
 /// The stamp.

@@ -2,12 +2,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 #include "host/policy/exceptions.h"
+#include "host/policy/fetched_lists.h"
 #include "support/temporary_directory.h"
 
 namespace velmora::host {
@@ -262,6 +265,32 @@ TEST(Policy, SaysWhyAFileCannotBeRead) {
               ThrowsMessage<PolicyError>(none + ": cannot be read: No such file or directory"));
   EXPECT_THAT([&] { ReadPolicy(folder.path()); },
               ThrowsMessage<PolicyError>(folder.path() + ": cannot be read: Is a directory"));
+}
+
+// Each URL has a file of its own, also where both look the same to people; a file of the time when
+// names told only that goes on to be its URL's.
+TEST(FetchedLists, HaveANameEach) {
+  const testing::TemporaryDirectory folder;
+  const std::filesystem::path state = folder.path();
+  const std::string urls[] = {"https://a.example/x?y",
+                              "https://a.example/x/y",
+                              "http://a.example/x?y",
+                              "https://a.example/x_y.txt",
+                              "https://a.example/" + std::string(300, 'x') + "1",
+                              "https://a.example/" + std::string(300, 'x') + "2"};
+  const auto names = [&] {
+    std::set<std::string> found;
+    for (const std::string &url : urls) found.insert(FetchedList(state, url).filename());
+    return found;
+  };
+  EXPECT_EQ(names().size(), std::size(urls));
+  EXPECT_THAT(*names().begin(), ::testing::MatchesRegex("a\\.example_x.*-[0-9a-f]{16}\\.txt"));
+
+  std::filesystem::create_directory(state / "lists");
+  folder.Write("lists/a.example_x_y.txt", "||ads.example^");
+  folder.Write("lists/a.example_x_y.txt.json", "{\"url\":\"" + urls[1] + "\"}");
+  EXPECT_EQ(FetchedList(state, urls[1]), state / "lists/a.example_x_y.txt");
+  EXPECT_EQ(names().size(), std::size(urls));
 }
 
 // Taking one back puts a new file in the old one's place, where others add to it.

@@ -155,6 +155,13 @@ class Run(unittest.TestCase):
             self.assertIn(text, run.stderr)
             self.assertNotIn("Traceback", run.stderr)
 
+    def test_arguments_are_looked_at_before_the_build(self):
+        for arguments, code in ((["proxy", "--port", "80000"], 2), (["farm", "--members", "0"], 2), (["proxy", "-h"], 0)):
+            run = subprocess.run([ROOT / "run", *arguments], capture_output=True, text=True, timeout=20)
+            self.assertEqual(run.returncode, code)
+            self.assertNotIn("Building", run.stdout + run.stderr)
+            self.assertRegex(run.stdout + run.stderr, "80000|'0' is no|usage: ./run proxy")
+
 
 class Crash(ProxyCase):
     """What a crash costs: the worker, which comes back by itself."""

@@ -278,11 +278,15 @@ def parse_arguments():
     parser.add_argument("--port", type=port, default=3128, help="HAProxy's (default: %(default)s)")
     parser.add_argument("--seconds", type=int, metavar="N", help="ends by itself so long after the demonstration")
     parser.add_argument("--modules", default=ROOT / "build" / "release", metavar="DIR", help=argparse.SUPPRESS)
+    # For ./run, which looks at what it is asked for before it builds anything.
+    parser.add_argument("--check-arguments", action="store_true", help=argparse.SUPPRESS)
     return parser.parse_args()
 
 
 def main():
     options = parse_arguments()
+    if options.check_arguments:
+        return
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, stop)
     try:

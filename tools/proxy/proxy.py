@@ -89,6 +89,8 @@ def parse_arguments():
         metavar="DIR",
         help="folder with the built libraries (default: build/release)",
     )
+    # For ./run, which looks at what it is asked for before it builds anything.
+    parser.add_argument("--check-arguments", action="store_true", help=argparse.SUPPRESS)
     return parser.parse_args()
 
 
@@ -196,6 +198,8 @@ def serve(engine, policy):
 
 def main():
     options = parse_arguments()
+    if options.check_arguments:
+        return
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, stop)
     try:
