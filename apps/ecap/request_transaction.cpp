@@ -22,13 +22,13 @@
 namespace velmora::ecap {
 namespace {
 
-constexpr std::size_t HEADER_COUNT = std::size(host::REQUEST_HEADERS);
+constexpr std::size_t HEADER_COUNT = std::size(host::REQUEST_HEADER_NAMES);
 
 const libecap::Name &NameOf(std::size_t header) {
   static const std::array<libecap::Name, HEADER_COUNT> names = [] {
     std::array<libecap::Name, HEADER_COUNT> made;
     for (std::size_t i = 0; i < HEADER_COUNT; ++i) {
-      made[i] = libecap::Name(host::REQUEST_HEADERS[i].name);
+      made[i] = libecap::Name(host::REQUEST_HEADER_NAMES[i]);
     }
     return made;
   }();
@@ -40,35 +40,36 @@ libecap::Area AreaOf(std::string_view text) {
 }
 
 /// What the proxy tells of a request, kept for as long as it is judged.
-class Told {
+class Told final : public host::RequestHeaders {
  public:
-  explicit Told(libecap::host::Xaction &host) {
-    const libecap::Message &message = host.virgin();
-    if (const auto *line = dynamic_cast<const libecap::RequestLine *>(&message.firstLine())) {
+  explicit Told(libecap::host::Xaction &host)
+      : message_(host.virgin()), client_(host.option(libecap::metaClientIp)) {
+    if (const auto *line = dynamic_cast<const libecap::RequestLine *>(&message_.firstLine())) {
       url_ = line->uri();
-      head.url = {url_.start, url_.size};
       method_ = line->method();
-      head.method = method_.image();
-    }
-    client_ = host.option(libecap::metaClientIp);
-    head.client = {client_.start, client_.size};
-    head.has_body = message.body() != nullptr;
-    const libecap::Header &header = message.header();
-    for (std::size_t i = 0; i < HEADER_COUNT; ++i) {
-      values_[i] = header.value(NameOf(i));
-      head.*host::REQUEST_HEADERS[i].value = {values_[i].start, values_[i].size};
     }
   }
-  Told(const Told &) = delete;
-  Told &operator=(const Told &) = delete;
 
-  host::RequestHead head;
+  host::RequestHead Head() const {
+    return {.method = method_.image(),
+            .url = {url_.start, url_.size},
+            .client = {client_.start, client_.size},
+            .has_body = message_.body() != nullptr,
+            .headers = *this};
+  }
+
+  std::string_view Value(host::RequestHeader header) const override {
+    std::optional<libecap::Area> &value = values_[host::IndexOf(header)];
+    if (!value) value = message_.header().value(NameOf(host::IndexOf(header)));
+    return {value->start, value->size};
+  }
 
  private:
+  const libecap::Message &message_;
   libecap::Area url_;
   libecap::Name method_;
   libecap::Area client_;
-  std::array<libecap::Area, HEADER_COUNT> values_;
+  mutable std::array<std::optional<libecap::Area>, HEADER_COUNT> values_;
 };
 
 }  // namespace
@@ -84,7 +85,7 @@ void RequestTransaction::start() {
 void RequestTransaction::Judge() {
   std::optional<host::BlockedAnswer> answer;
   try {
-    if (filtering_ != nullptr) answer = host::JudgeRequest(*filtering_, Told(*host_).head);
+    if (filtering_ != nullptr) answer = host::JudgeRequest(*filtering_, Told(*host_).Head());
   } catch (...) {
     // What cannot be judged goes on.
   }

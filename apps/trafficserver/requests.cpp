@@ -53,21 +53,29 @@ std::string Authority(const Message &request) {
   return host + ":" + std::to_string(port);
 }
 
+class Headers final : public host::RequestHeaders {
+ public:
+  explicit Headers(const Message &request) noexcept : request_(request) {}
+
+  std::string_view Value(host::RequestHeader header) const override {
+    return request_.Value(host::REQUEST_HEADER_NAMES[host::IndexOf(header)]);
+  }
+
+ private:
+  const Message &request_;
+};
+
 std::optional<host::BlockedAnswer> Judge(const host::Filtering &filtering, TSHttpTxn transaction) {
   const Message request(transaction, TSHttpTxnClientReqGet);
   if (!request) return std::nullopt;
-  host::RequestHead head;
-  head.method = request.Method();
-  const std::string url =
-      head.method == TS_HTTP_METHOD_CONNECT ? Authority(request) : Url(transaction);
+  const std::string_view method = request.Method();
+  const std::string url = method == TS_HTTP_METHOD_CONNECT ? Authority(request) : Url(transaction);
   const std::string client = Client(transaction);
-  head.url = url;
-  head.client = client;
-  head.has_body = HasBody(request);
-  for (const host::RequestHeader &header : host::REQUEST_HEADERS) {
-    head.*header.value = request.Value(header.name);
-  }
-  return host::JudgeRequest(filtering, head);
+  return host::JudgeRequest(filtering, {.method = method,
+                                        .url = url,
+                                        .client = client,
+                                        .has_body = HasBody(request),
+                                        .headers = Headers(request)});
 }
 
 }  // namespace

@@ -150,7 +150,7 @@ std::string Page(const Texts &texts, std::string_view title, std::string_view he
 }  // namespace
 
 std::string BlockPage(const RequestHead &request, const BlockedReason &reason, const WaysOn &ways) {
-  const Texts &texts = TextsFor(request.accept_language);
+  const Texts &texts = TextsFor(request[RequestHeader::ACCEPT_LANGUAGE]);
   const std::string content = Joined({"<p>",
                                       texts.what,
                                       "\n<p>",
@@ -179,12 +179,12 @@ std::string BlockPage(const RequestHead &request, const BlockedReason &reason, c
 }
 
 std::string StalePage(const RequestHead &request) {
-  const Texts &texts = TextsFor(request.accept_language);
+  const Texts &texts = TextsFor(request[RequestHeader::ACCEPT_LANGUAGE]);
   return Page(texts, texts.stale_title, {}, Joined({"<p>", texts.stale, "\n"}));
 }
 
 std::string AllowedPage(const RequestHead &request, std::string_view url) {
-  const Texts &texts = TextsFor(request.accept_language);
+  const Texts &texts = TextsFor(request[RequestHeader::ACCEPT_LANGUAGE]);
   // By then every process of the proxy knows of it.
   const std::string head =
       Joined({"<meta http-equiv=\"refresh\" content=\"1; url=", Escaped(url), "\">\n"});
@@ -194,7 +194,7 @@ std::string AllowedPage(const RequestHead &request, std::string_view url) {
 }
 
 std::string FailedPage(const RequestHead &request) {
-  const Texts &texts = TextsFor(request.accept_language);
+  const Texts &texts = TextsFor(request[RequestHeader::ACCEPT_LANGUAGE]);
   return Page(texts, texts.failed_title, {}, Joined({"<p>", texts.failed, "\n"}));
 }
 

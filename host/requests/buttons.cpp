@@ -54,14 +54,15 @@ std::optional<Pressed> Read(const RequestHead &request) {
 }
 
 /// Browsers say where a form was sent from, those that say more also how.
-bool ComesFromItsPage(const RequestHead &request) noexcept {
+bool ComesFromItsPage(const RequestHead &request) {
+  using enum RequestHeader;
   const auto is_unless_untold = [](std::string_view told, std::string_view expected) {
     return told.empty() || told == expected;
   };
-  return is_unless_untold(request.origin, OriginOf(request.url)) &&
-         is_unless_untold(request.fetch_site, "same-origin") &&
-         is_unless_untold(request.fetch_mode, "navigate") &&
-         is_unless_untold(request.fetch_dest, "document");
+  return is_unless_untold(request[ORIGIN], OriginOf(request.url)) &&
+         is_unless_untold(request[FETCH_SITE], "same-origin") &&
+         is_unless_untold(request[FETCH_MODE], "navigate") &&
+         is_unless_untold(request[FETCH_DEST], "document");
 }
 
 void Allow(const Filtering &filtering, std::string_view client, std::string_view url) {

@@ -1,11 +1,49 @@
 // RequestHead: what a request says of itself, as far as it is judged by it.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 namespace velmora::host {
 
-/// The texts are the caller's. A header that is not there is empty.
+/// The headers that requests are judged by.
+enum class RequestHeader {
+  REFERER,
+  ORIGIN,
+  ACCEPT,
+  ACCEPT_LANGUAGE,
+  CONTENT_TYPE,
+  PING_FROM,
+  REQUESTED_WITH,
+  UPGRADE,
+  FETCH_DEST,
+  FETCH_MODE,
+  FETCH_SITE,
+  PURPOSE,
+};
+
+/// By `RequestHeader`.
+inline constexpr const char *REQUEST_HEADER_NAMES[] = {
+    "Referer",        "Origin",         "Accept",           "Accept-Language",
+    "Content-Type",   "Ping-From",      "X-Requested-With", "Upgrade",
+    "Sec-Fetch-Dest", "Sec-Fetch-Mode", "Sec-Fetch-Site",   "Sec-Purpose",
+};
+
+constexpr std::size_t IndexOf(RequestHeader header) noexcept {
+  return static_cast<std::size_t>(header);
+}
+
+/// The headers of one request. Reading one costs a proxy about as much as judging by it, and most
+/// requests are judged by three: each is read when it is asked for.
+class RequestHeaders {
+ public:
+  virtual ~RequestHeaders() = default;
+
+  /// Empty when it is not there. The text is good for as long as this is.
+  virtual std::string_view Value(RequestHeader header) const = 0;
+};
+
+/// The texts are the caller's.
 struct RequestHead {
   std::string_view method{};
   /// Absolute, or "host:port" with CONNECT.
@@ -13,42 +51,9 @@ struct RequestHead {
   /// Empty when unknown.
   std::string_view client{};
   bool has_body = false;
+  const RequestHeaders &headers;
 
-  std::string_view referer{};
-  std::string_view origin{};
-  std::string_view accept{};
-  std::string_view accept_language{};
-  std::string_view content_type{};
-  std::string_view ping_from{};
-  std::string_view range{};
-  std::string_view requested_with{};
-  std::string_view upgrade{};
-  std::string_view fetch_dest{};
-  std::string_view fetch_mode{};
-  std::string_view fetch_site{};
-  std::string_view purpose{};
-};
-
-struct RequestHeader {
-  const char *name;
-  std::string_view RequestHead::*value;
-};
-
-/// The headers that an adapter is to hand over.
-inline constexpr RequestHeader REQUEST_HEADERS[] = {
-    {"Referer", &RequestHead::referer},
-    {"Origin", &RequestHead::origin},
-    {"Accept", &RequestHead::accept},
-    {"Accept-Language", &RequestHead::accept_language},
-    {"Content-Type", &RequestHead::content_type},
-    {"Ping-From", &RequestHead::ping_from},
-    {"Range", &RequestHead::range},
-    {"X-Requested-With", &RequestHead::requested_with},
-    {"Upgrade", &RequestHead::upgrade},
-    {"Sec-Fetch-Dest", &RequestHead::fetch_dest},
-    {"Sec-Fetch-Mode", &RequestHead::fetch_mode},
-    {"Sec-Fetch-Site", &RequestHead::fetch_site},
-    {"Sec-Purpose", &RequestHead::purpose},
+  std::string_view operator[](RequestHeader header) const { return headers.Value(header); }
 };
 
 }  // namespace velmora::host

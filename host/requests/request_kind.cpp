@@ -10,6 +10,8 @@
 namespace velmora::host {
 namespace {
 
+using enum RequestHeader;
+
 struct Named {
   std::string_view name;
   std::uint32_t types;
@@ -92,25 +94,27 @@ std::string_view ExtensionOf(std::string_view url) noexcept {
 
 /// What the browser says in Sec-Fetch-Dest; none where it says nothing.
 std::optional<RequestKind> ByDestination(const RequestHead &request) {
-  if (request.fetch_dest.empty()) return std::nullopt;
-  if (const Named *const found = Find(DESTINATIONS, request.fetch_dest)) {
+  const std::string_view destination = request[FETCH_DEST];
+  if (destination.empty()) return std::nullopt;
+  if (const Named *const found = Find(DESTINATIONS, destination)) {
     return RequestKind{found->types, found->use};
   }
-  if (request.fetch_dest != "empty") return RequestKind{VEXLAR_TYPE_OTHER};
-  if (request.fetch_mode == "websocket") return RequestKind{VEXLAR_TYPE_WEBSOCKET};
-  if (request.purpose.starts_with("prefetch")) return RequestKind{VEXLAR_TYPE_OTHER};
-  const bool may_be_beacon = request.method == "POST" && request.fetch_mode == "no-cors";
+  if (destination != "empty") return RequestKind{VEXLAR_TYPE_OTHER};
+  const std::string_view mode = request[FETCH_MODE];
+  if (mode == "websocket") return RequestKind{VEXLAR_TYPE_WEBSOCKET};
+  if (request[PURPOSE].starts_with("prefetch")) return RequestKind{VEXLAR_TYPE_OTHER};
+  const bool may_be_beacon = request.method == "POST" && mode == "no-cors";
   return RequestKind{may_be_beacon ? BEACON_OR_FETCH : std::uint32_t{VEXLAR_TYPE_XMLHTTPREQUEST}};
 }
 
 /// What is told without it.
 RequestKind ByAccept(const RequestHead &request) {
-  const std::string_view accept = request.accept;
+  const std::string_view accept = request[ACCEPT];
   if (accept.find("text/html") != accept.npos) {
     // Frames look like pages. Where a link was followed to another site, or another site is framed,
     // more rules are asked, and who looks is told of it.
-    const bool is_elsewhere =
-        !request.referer.empty() && HostOfUrl(request.referer) != HostOfUrl(request.url);
+    const std::string_view referer = request[REFERER];
+    const bool is_elsewhere = !referer.empty() && HostOfUrl(referer) != HostOfUrl(request.url);
     return {is_elsewhere ? VEXLAR_TYPE_SUBDOCUMENT : VEXLAR_TYPE_DOCUMENT, AnswerUse::PAGE};
   }
   if (accept.starts_with("image/")) return {VEXLAR_TYPE_IMAGE, AnswerUse::IMAGE};
@@ -124,25 +128,30 @@ RequestKind ByAccept(const RequestHead &request) {
   return {SCRIPT_OR_FETCH};
 }
 
+/// What a link sends off when it is followed.
+bool IsPing(const RequestHead &request) {
+  return request.method == "POST" &&
+         (!request[PING_FROM].empty() || request[CONTENT_TYPE].starts_with("text/ping"));
+}
+
 RequestKind WithoutPage(const RequestHead &request) {
   if (request.method == "CONNECT") return {VEXLAR_TYPE_OTHER, AnswerUse::TUNNEL};
-  if (base::EqualNoCase(request.upgrade, "websocket")) return {VEXLAR_TYPE_WEBSOCKET};
-  if (!request.ping_from.empty() || request.content_type.starts_with("text/ping")) {
-    return {VEXLAR_TYPE_PING};
-  }
+  if (base::EqualNoCase(request[UPGRADE], "websocket")) return {VEXLAR_TYPE_WEBSOCKET};
+  if (IsPing(request)) return {VEXLAR_TYPE_PING};
   if (const auto told = ByDestination(request)) return *told;
-  if (!request.requested_with.empty()) return {VEXLAR_TYPE_XMLHTTPREQUEST};
+  if (!request[REQUESTED_WITH].empty()) return {VEXLAR_TYPE_XMLHTTPREQUEST};
   return ByAccept(request);
 }
 
-std::string_view PageOf(const RequestHead &request, const RequestKind &kind) noexcept {
+std::string_view PageOf(const RequestHead &request, const RequestKind &kind) {
   // A page is its own, whoever links to it.
   if (kind.types == VEXLAR_TYPE_DOCUMENT || kind.use == AnswerUse::TUNNEL) return request.url;
-  for (const std::string_view page : {request.referer, request.origin, request.ping_from}) {
+  for (const RequestHeader header : {REFERER, ORIGIN, PING_FROM}) {
+    const std::string_view page = request[header];
     if (!page.empty() && page != "null") return page;
   }
   // Pages may keep their address to themselves.
-  return request.fetch_site == "cross-site" ? std::string_view() : request.url;
+  return request[FETCH_SITE] == "cross-site" ? std::string_view() : request.url;
 }
 
 }  // namespace
