@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "command/files.h"
-#include "command/line_splitter.h"
 #include "host/codings/content_coding.h"
+#include "store/line_splitter.h"
 
 namespace velmora::command {
 namespace {
@@ -56,7 +56,7 @@ bool IsFinishedLog(const std::string &name) {
 
 void ReadFinishedLog(const std::string &name,
                      const std::function<void(std::string_view line)> &on_line) {
-  LineSplitter splitter;
+  store::LineSplitter splitter;
   std::vector<std::string> lines;
   const auto split = [&](std::string_view bytes) {
     splitter.Split(bytes, lines);

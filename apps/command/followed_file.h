@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/descriptor.h"
-#include "command/line_splitter.h"
+#include "store/line_splitter.h"
 
 namespace velmora::command {
 
@@ -31,7 +31,7 @@ class FollowedFile {
   base::Descriptor descriptor_;
   off_t position_ = 0;
   std::string bytes_;
-  LineSplitter splitter_;
+  store::LineSplitter splitter_;
 };
 
 }  // namespace velmora::command

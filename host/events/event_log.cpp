@@ -42,6 +42,7 @@ std::string SiteOf(const std::string &url) {
 }
 
 std::string NetworkOf(const std::string &client) {
+  if (client.find('/') != client.npos) return client;
   const auto address = ClientAddress::Parse(client);
   return address ? address->Network().Text() : std::string();
 }
@@ -64,6 +65,18 @@ std::thread QuietThread(Function function) {
 }
 
 }  // namespace
+
+void Reduce(Event &event, UrlDetail urls, ClientDetail clients) {
+  if (urls != UrlDetail::FULL) {
+    for (std::string Event::*const url : {&Event::url, &Event::page, &Event::address}) {
+      event.*url = urls == UrlDetail::SITE ? SiteOf(event.*url) : std::string();
+    }
+    // Items are written as they stand in pages, addresses and all.
+    event.item.resize(std::min(event.item.find_first_of(" =:"), event.item.size()));
+  }
+  if (clients == ClientDetail::NETWORK) event.client = NetworkOf(event.client);
+  if (clients == ClientDetail::NONE) event.client.clear();
+}
 
 EventLog::EventLog(EventLogOptions options) : options_(std::move(options)), file_(options_.file) {
   base::Descriptor opened = file_.Open(open_trouble_);
@@ -162,24 +175,12 @@ template <class Maker>
 void EventLog::Add(Maker make_event) noexcept {
   try {
     Event event = make_event();
-    Reduce(event);
+    Reduce(event, options_.urls, options_.clients);
     Enqueue(std::move(event));
   } catch (const std::bad_alloc &) {
     const base::MutexLock lock(mutex_);
     ++dropped_;
   }
-}
-
-void EventLog::Reduce(Event &event) const {
-  if (options_.urls != UrlDetail::FULL) {
-    for (std::string Event::*const url : {&Event::url, &Event::page, &Event::address}) {
-      event.*url = options_.urls == UrlDetail::SITE ? SiteOf(event.*url) : std::string();
-    }
-    // Items are written as they stand in pages, addresses and all.
-    event.item.resize(std::min(event.item.find_first_of(" =:"), event.item.size()));
-  }
-  if (options_.clients == ClientDetail::NETWORK) event.client = NetworkOf(event.client);
-  if (options_.clients == ClientDetail::NONE) event.client.clear();
 }
 
 void EventLog::Enqueue(Event event) {

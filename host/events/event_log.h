@@ -26,6 +26,9 @@ enum class UrlDetail { FULL, SITE, NONE };
 /// What of a client: its address, the network that it is in (of 24 bits, or 48 with IPv6), nothing.
 enum class ClientDetail { FULL, NETWORK, NONE };
 
+/// Takes out of an event what is not to be kept. What was taken out before stays as it is.
+void Reduce(Event &event, UrlDetail urls, ClientDetail clients);
+
 struct EventLogOptions {
   /// Empty: standard error.
   std::filesystem::path file{};
@@ -106,8 +109,6 @@ class EventLog {
   template <class Maker>
   void Add(Maker make_event) noexcept;
   void Enqueue(Event event);
-  /// Leaves out what is not to be written.
-  void Reduce(Event &event) const;
   /// Hands the writer a file opened by this thread, or notes why there is none.
   void OpenFile() noexcept;
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace velmora::command {
+namespace velmora::store {
 
 /// A line that is longer than any event stands as an empty one, so that a damaged log costs no more
 /// memory than a whole one. Zero bytes in front of a line are passed over: a system that crashed
@@ -51,4 +51,4 @@ class LineSplitter {
   bool is_too_long_ = false;
 };
 
-}  // namespace velmora::command
+}  // namespace velmora::store

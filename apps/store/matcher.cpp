@@ -1,0 +1,120 @@
+#include "store/matcher.h"
+
+#include <algorithm>
+
+#include "store/event_rows.h"
+
+namespace velmora::store {
+namespace {
+
+/// The numbers of the texts that something is true of.
+template <class Predicate>
+Numbers Find(SQLite::Database &database, TextKind kind, Predicate is_meant) {
+  Numbers numbers;
+  SQLite::Statement texts(database, "SELECT id, text FROM texts WHERE kind = ?");
+  texts.bind(1, static_cast<int>(kind));
+  while (texts.executeStep()) {
+    if (is_meant(std::string(texts.getColumn(1).getText()))) {
+      numbers.insert(texts.getColumn(0).getInt64());
+    }
+  }
+  return numbers;
+}
+
+Numbers ClientsIn(SQLite::Database &database, const std::vector<host::ClientNetwork> &networks) {
+  return Find(database, TextKind::CLIENT, [&](const std::string &text) {
+    // It may have been written as a network.
+    const auto address = host::ClientAddress::Parse(text.substr(0, text.find('/')));
+    return address && std::ranges::any_of(networks, [&](const host::ClientNetwork &network) {
+             return network.Contains(*address);
+           });
+  });
+}
+
+/// A text for LIKE, with "!" before what would mean something else.
+std::string Part(std::string_view text) {
+  std::string pattern = "%";
+  for (const char letter : text) {
+    if (letter == '%' || letter == '_' || letter == '!') pattern += '!';
+    pattern += letter;
+  }
+  return pattern + "%";
+}
+
+Numbers Containing(SQLite::Database &database, const char *sql, TextKind kind,
+                   const std::string &text) {
+  Numbers numbers;
+  SQLite::Statement texts(database, sql);
+  texts.bind(1, Part(text));
+  texts.bind(2, static_cast<int>(kind));
+  while (texts.executeStep()) numbers.insert(texts.getColumn(0).getInt64());
+  return numbers;
+}
+
+TextPlaces Search(SQLite::Database &database, const std::string &text) {
+  constexpr char SCAN[] = "SELECT id FROM texts WHERE text LIKE ? ESCAPE '!' AND kind = ?";
+  // The index knows three letters and more, and no escapes; what it finds has to be an address.
+  constexpr char INDEXED[] = "SELECT rowid FROM address_search WHERE text LIKE ? AND ?";
+  const bool is_indexed = text.size() >= 3 && text.find_first_of("%_!") == text.npos;
+  return {
+      .addresses = Containing(database, is_indexed ? INDEXED : SCAN, TextKind::ADDRESS, text),
+      .rules = Containing(database, SCAN, TextKind::RULE, text),
+      .clients = Containing(database, SCAN, TextKind::CLIENT, text),
+      .id = text,
+  };
+}
+
+Numbers WhatsOf(const Filter &filter) {
+  Numbers whats;
+  const auto is_asked = [&](host::EventKind kind) {
+    return filter.kinds.empty() || std::ranges::find(filter.kinds, kind) != filter.kinds.end();
+  };
+  if (is_asked(host::EventKind::BLOCKED)) {
+    for (const host::Category &category : host::CATEGORY_TABLE) {
+      if (!filter.categories || filter.categories->Contains(category.code)) {
+        whats.insert(category.code);
+      }
+    }
+    if (!filter.categories) whats.insert(0);
+  }
+  if (filter.categories) return whats;
+  for (const host::EventKind kind : filter.kinds) {
+    if (kind != host::EventKind::BLOCKED) whats.insert(WhatOf(kind));
+  }
+  return whats;
+}
+
+}  // namespace
+
+Matcher::Matcher(SQLite::Database &database, const Filter &filter) {
+  if (filter.categories || !filter.kinds.empty()) whats_ = WhatsOf(filter);
+  if (!filter.clients.empty()) clients_ = ClientsIn(database, filter.clients);
+  if (!filter.without_clients.empty()) {
+    without_clients_ = ClientsIn(database, filter.without_clients);
+  }
+  if (!filter.sites.IsEmpty()) {
+    sites_ = Find(database, TextKind::SITE, [&](const std::string &text) {
+      return filter.sites.Contains(host::HostName(text));
+    });
+  }
+  if (!filter.rule.empty()) {
+    rules_ = Find(database, TextKind::RULE,
+                  [&](const std::string &text) { return RuleOf(text) == filter.rule; });
+  }
+  if (!filter.text.empty()) text_ = Search(database, filter.text);
+}
+
+bool Matcher::PassesWhat(std::int64_t what) const {
+  return !whats_ || whats_->contains(what);
+}
+
+bool Matcher::PassesClient(std::int64_t client) const {
+  return (!clients_ || clients_->contains(client)) && !without_clients_.contains(client);
+}
+
+bool Matcher::HasText(const RowNumbers &row) const {
+  return text_->addresses.contains(row.address) || text_->addresses.contains(row.page) ||
+         text_->rules.contains(row.rule) || text_->clients.contains(row.client);
+}
+
+}  // namespace velmora::store

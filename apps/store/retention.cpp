@@ -1,0 +1,97 @@
+#include "store/retention.h"
+
+#include <algorithm>
+#include <string>
+
+#include "store/event_rows.h"
+#include "store/texts.h"
+
+namespace velmora::store {
+namespace {
+
+/// So many rows go at once: feeders come in between.
+constexpr int ROWS = 50'000;
+
+Time FirstDay(std::chrono::hours kept) {
+  return std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now() - kept);
+}
+
+std::int64_t Seconds(Time time) {
+  return std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
+}
+
+/// Calls a statement until it changes nothing more.
+void Repeat(SQLite::Database &database, const std::string &sql, std::int64_t limit) {
+  SQLite::Statement statement(database, sql);
+  do {
+    statement.reset();
+    statement.bind(1, limit);
+  } while (statement.exec() > 0);
+}
+
+void DropEvents(SQLite::Database &database, Time oldest) {
+  Repeat(
+      database,
+      "DELETE FROM events WHERE key IN (SELECT key FROM events WHERE key < ? ORDER BY key LIMIT " +
+          std::to_string(ROWS) + ")",
+      KeyOf(oldest));
+  const std::string unused =
+      "FROM texts WHERE kind = " + std::to_string(static_cast<int>(TextKind::ADDRESS)) +
+      " AND NOT EXISTS (SELECT 1 FROM events WHERE events.address = texts.id)"
+      " AND NOT EXISTS (SELECT 1 FROM events WHERE events.page = texts.id)";
+  SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+  SQLite::Statement pairs(database, "DELETE FROM pair_sums WHERE hour < ?");
+  pairs.bind(1, Seconds(oldest));
+  pairs.exec();
+  database.exec(
+      "INSERT INTO address_search (address_search, rowid, text) SELECT 'delete', id, text " +
+      unused);
+  database.exec("DELETE " + unused);
+  transaction.commit();
+}
+
+void DropSums(SQLite::Database &database, Time oldest) {
+  SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+  int dropped = 0;
+  for (const char *const table : {"hour_sums", "client_sums", "site_sums", "rule_sums"}) {
+    SQLite::Statement old(database, std::string("DELETE FROM ") + table + " WHERE hour < ?");
+    old.bind(1, Seconds(oldest));
+    dropped += old.exec();
+  }
+  const auto drop_texts = [&](TextKind kind, const std::string &table, const std::string &column) {
+    dropped +=
+        database.exec("DELETE FROM texts WHERE kind = " + std::to_string(static_cast<int>(kind)) +
+                      " AND id NOT IN (SELECT " + column + " FROM " + table + ")");
+  };
+  if (dropped != 0) {
+    drop_texts(TextKind::CLIENT, "client_sums", "client");
+    drop_texts(TextKind::SITE, "site_sums", "site");
+    drop_texts(TextKind::RULE, "rule_sums", "rule");
+  }
+  database.exec("DELETE FROM logs WHERE fed < unixepoch() - 35000000");
+  transaction.commit();
+}
+
+bool HasBefore(SQLite::Database &database, const char *sql, std::int64_t limit) {
+  SQLite::Statement first(database, sql);
+  return first.executeStep() && !first.isColumnNull(0) && first.getColumn(0).getInt64() < limit;
+}
+
+}  // namespace
+
+Time OldestEvent(const FeedOptions &options) {
+  return FirstDay(options.keep_events);
+}
+
+void DropOld(SQLite::Database &database, const FeedOptions &options) {
+  const Time events = OldestEvent(options);
+  const Time sums = FirstDay(std::max(options.keep_events, options.keep_sums));
+  if (HasBefore(database, "SELECT min(key) FROM events", KeyOf(events))) {
+    DropEvents(database, events);
+  }
+  if (HasBefore(database, "SELECT min(hour) FROM hour_sums", Seconds(sums))) {
+    DropSums(database, sums);
+  }
+}
+
+}  // namespace velmora::store

@@ -1,0 +1,225 @@
+#include "store/store_writer.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "host/web/url.h"
+#include "store/event_rows.h"
+
+namespace velmora::store {
+namespace {
+
+constexpr char INSERT[] = R"(
+  INSERT INTO events (key, what, client, site, rule, address, page, id, response, query, page_query,
+    pid, number, bytes, offset, item, type, detail, judged, reason)
+  VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?))";
+
+/// Binds one value after the other; what is nothing as nothing.
+class Binder {
+ public:
+  explicit Binder(SQLite::Statement &statement) : statement_(statement) {}
+
+  void Number(std::int64_t number) { statement_.bind(place_++, number); }
+  void NumberOrNone(std::int64_t number) {
+    number == 0 ? statement_.bind(place_++) : statement_.bind(place_++, number);
+  }
+  void Text(const std::string &text) {
+    text.empty() ? statement_.bind(place_++) : statement_.bindNoCopy(place_++, text);
+  }
+  void Id(const std::string &id) { BindId(statement_, place_++, id); }
+
+ private:
+  SQLite::Statement &statement_;
+  int place_ = 1;
+};
+
+std::int64_t NumberOf(const host::Event &event) noexcept {
+  switch (event.kind) {
+    case host::EventKind::FILTERED:
+      return static_cast<std::int64_t>(event.items);
+    case host::EventKind::DROPPED:
+      return static_cast<std::int64_t>(event.count);
+    case host::EventKind::GUARDED:
+    case host::EventKind::LEFT_OUT:
+      return event.category;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+
+std::size_t StoreWriter::PlaceHash::operator()(const Place &place) const noexcept {
+  std::uint64_t mixed = 0;
+  for (const std::int64_t part : {place.hour, place.client, place.site, place.rule, place.what}) {
+    mixed = (mixed ^ static_cast<std::uint64_t>(part)) * 0x9E3779B97F4A7C15U;
+    mixed ^= mixed >> 29U;
+  }
+  return static_cast<std::size_t>(mixed);
+}
+
+StoreWriter::StoreWriter(SQLite::Database &database, Time oldest)
+    : texts_(database),
+      oldest_(KeyOf(oldest)),
+      insert_(database, INSERT),
+      last_key_(database, "SELECT max(key) FROM events WHERE key BETWEEN ? AND ?") {
+  const std::pair<const char *, std::int64_t Place::*> hour{"hour", &Place::hour},
+      what{"what", &Place::what}, client{"client", &Place::client}, site{"site", &Place::site},
+      rule{"rule", &Place::rule};
+  tables_.push_back(MakeTable(database, "hour_sums", {hour, what}));
+  tables_.push_back(MakeTable(database, "client_sums", {hour, client, what}));
+  tables_.push_back(MakeTable(database, "site_sums", {hour, site, what}));
+  tables_.push_back(MakeTable(database, "rule_sums", {hour, rule, what}));
+  tables_.push_back(MakeTable(database, "pair_sums", {site, hour, client, what}));
+  tables_.back().is_of_events = true;
+}
+
+StoreWriter::SumTable StoreWriter::MakeTable(
+    SQLite::Database &database, const std::string &name,
+    const std::vector<std::pair<const char *, std::int64_t Place::*>> &columns) {
+  std::string names;
+  std::string values;
+  std::vector<std::int64_t Place::*> members;
+  for (const auto &[column, member] : columns) {
+    names += std::string(column) + ", ";
+    values += "?, ";
+    members.push_back(member);
+  }
+  const std::string sql = "INSERT INTO " + name + " (" + names + "count, bytes) VALUES (" + values +
+                          "?, ?) ON CONFLICT DO UPDATE SET count = count + excluded.count, "
+                          "bytes = bytes + excluded.bytes";
+  return {SQLite::Statement(database, sql), std::move(members)};
+}
+
+void StoreWriter::Add(const host::Event &event) {
+  const std::string site = host::HostOfUrl(event.page.empty() ? event.url : event.page);
+  const Place place{
+      .hour = Hour(event.time),
+      .client = texts_.Number(TextKind::CLIENT, event.client),
+      .site = texts_.Number(TextKind::SITE, site),
+      .rule = texts_.Number(TextKind::RULE, RuleText(event)),
+      .what = WhatOf(event),
+  };
+  const bool is_kept = KeyOf(event.time) >= oldest_;
+  AddToSums(event, place, is_kept);
+  if (is_kept) AddRow(event, place);
+}
+
+void StoreWriter::AddToSums(const host::Event &event, const Place &place, bool is_kept) {
+  const std::int64_t count =
+      event.kind == host::EventKind::DROPPED ? static_cast<std::int64_t>(event.count) : 1;
+  for (SumTable &table : tables_) {
+    if (table.is_of_events && !is_kept) continue;
+    Place part;
+    for (const auto member : table.columns) part.*member = place.*member;
+    Amount &amount = table.sums[part];
+    amount.count += count;
+    amount.bytes += event.saved;
+  }
+}
+
+void StoreWriter::AddRow(const host::Event &event, const Place &place) {
+  const SplitAddress url = Split(event.url);
+  const SplitAddress page = Split(event.page);
+  const std::string query(url.query);
+  const std::string page_query(page.query);
+  // Where there is a rule, its text says it.
+  const std::string detail = place.rule == 0 ? event.detail : std::string();
+  insert_.reset();
+  Binder binder(insert_);
+  binder.Number(FreeKey(event.time));
+  binder.Number(place.what);
+  binder.NumberOrNone(place.client);
+  binder.NumberOrNone(place.site);
+  binder.NumberOrNone(place.rule);
+  binder.NumberOrNone(texts_.Number(TextKind::ADDRESS, url.address));
+  binder.NumberOrNone(texts_.Number(TextKind::ADDRESS, page.address));
+  binder.Id(event.id);
+  binder.Id(event.response);
+  binder.Text(query);
+  binder.Text(page_query);
+  binder.NumberOrNone(event.pid);
+  binder.NumberOrNone(NumberOf(event));
+  binder.NumberOrNone(event.saved);
+  // One more than it is, as there is none at 0.
+  binder.NumberOrNone(event.offset ? static_cast<std::int64_t>(*event.offset) + 1 : 0);
+  binder.Text(event.item);
+  binder.Text(event.type);
+  binder.Text(detail);
+  binder.Text(event.address);
+  binder.Text(event.reason);
+  insert_.exec();
+}
+
+std::int64_t StoreWriter::FreeKey(Time time) {
+  if (!knows_highest_) {
+    last_key_.reset();
+    last_key_.bind(1, std::numeric_limits<std::int64_t>::min());
+    last_key_.bind(2, std::numeric_limits<std::int64_t>::max());
+    last_key_.executeStep();
+    highest_ = last_key_.getColumn(0).getInt64();
+    knows_highest_ = true;
+  }
+  for (std::int64_t first = KeyOf(time);; first += KEYS) {
+    const std::int64_t end = first + KEYS;
+    std::int64_t key = first;
+    if (highest_ >= first) {
+      const auto [last, is_new] = last_keys_.try_emplace(first, first - 1);
+      if (is_new) {
+        last_key_.reset();
+        last_key_.bind(1, first);
+        last_key_.bind(2, end - 1);
+        last_key_.executeStep();
+        if (!last_key_.isColumnNull(0)) last->second = last_key_.getColumn(0).getInt64();
+      }
+      key = last->second + 1;
+      // So many in one millisecond: the next one takes them.
+      if (key >= end) continue;
+      last->second = key;
+    }
+    highest_ = std::max(highest_, key);
+    return key;
+  }
+}
+
+std::int64_t StoreWriter::Hour(Time time) {
+  const std::int64_t second =
+      std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
+  if (second < hour_ || second >= hour_ + 3600) hour_ = HourOf(time);
+  return hour_;
+}
+
+void StoreWriter::Finish() {
+  for (SumTable &table : tables_) {
+    // In the order of the table: what is near each other is written together.
+    std::vector<std::pair<std::vector<std::int64_t>, Amount>> rows;
+    rows.reserve(table.sums.size());
+    for (const auto &[place, amount] : table.sums) {
+      std::vector<std::int64_t> row;
+      for (const auto member : table.columns) row.push_back(place.*member);
+      rows.emplace_back(std::move(row), amount);
+    }
+    std::ranges::sort(
+        rows, {}, [](const auto &row) -> const auto & { return row.first; });
+    for (const auto &[row, amount] : rows) {
+      table.add.reset();
+      Binder binder(table.add);
+      for (const std::int64_t number : row) binder.Number(number);
+      binder.Number(amount.count);
+      binder.Number(amount.bytes);
+      table.add.exec();
+    }
+    table.sums.clear();
+  }
+  last_keys_.clear();
+}
+
+void StoreWriter::Forget() {
+  for (SumTable &table : tables_) table.sums.clear();
+  last_keys_.clear();
+  knows_highest_ = false;
+  texts_.Forget();
+}
+
+}  // namespace velmora::store

@@ -1,0 +1,77 @@
+// StoreWriter: puts events into the tables of a store, one by one and added up.
+#pragma once
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "host/events/event.h"
+#include "store/event_store.h"
+#include "store/texts.h"
+
+namespace velmora::store {
+
+/// Works within a transaction that somebody else begins and ends.
+class StoreWriter {
+ public:
+  /// Single events before `oldest` are only added up.
+  StoreWriter(SQLite::Database &database, Time oldest);
+
+  void Add(const host::Event &event);
+  /// Writes the sums. Before the transaction's end.
+  void Finish();
+  /// Nothing of the transaction came about; or others have written since the last one.
+  void Forget();
+
+ private:
+  /// The numbers of what an event is counted by.
+  struct Place {
+    std::int64_t hour = 0;
+    std::int64_t client = 0;
+    std::int64_t site = 0;
+    std::int64_t rule = 0;
+    std::int64_t what = 0;
+
+    auto operator<=>(const Place &) const = default;
+  };
+  struct PlaceHash {
+    std::size_t operator()(const Place &place) const noexcept;
+  };
+  struct Amount {
+    std::int64_t count = 0;
+    std::int64_t bytes = 0;
+  };
+  /// A table of sums: what its rows are told apart by, in the order of its columns.
+  struct SumTable {
+    SQLite::Statement add;
+    std::vector<std::int64_t Place::*> columns;
+    std::unordered_map<Place, Amount, PlaceHash> sums{};
+    /// Kept as long as single events.
+    bool is_of_events = false;
+  };
+
+  static SumTable MakeTable(
+      SQLite::Database &database, const std::string &name,
+      const std::vector<std::pair<const char *, std::int64_t Place::*>> &columns);
+  void AddRow(const host::Event &event, const Place &place);
+  void AddToSums(const host::Event &event, const Place &place, bool is_kept);
+  std::int64_t FreeKey(Time time);
+  std::int64_t Hour(Time time);
+
+  Texts texts_;
+  const std::int64_t oldest_;
+  SQLite::Statement insert_;
+  SQLite::Statement last_key_;
+  std::vector<SumTable> tables_;
+  /// The last key given of a millisecond, and all keys above are free.
+  std::unordered_map<std::int64_t, std::int64_t> last_keys_;
+  std::int64_t highest_ = 0;
+  bool knows_highest_ = false;
+  std::int64_t hour_ = 0;
+};
+
+}  // namespace velmora::store

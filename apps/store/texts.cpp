@@ -1,0 +1,49 @@
+#include "store/texts.h"
+
+namespace velmora::store {
+
+Texts::Texts(SQLite::Database &database)
+    : database_(database),
+      find_(database, "SELECT id FROM texts WHERE kind = ? AND text = ?"),
+      make_(database, "INSERT INTO texts (kind, text) VALUES (?, ?)"),
+      make_searchable_(database, "INSERT INTO address_search (rowid, text) VALUES (?, ?)") {}
+
+std::int64_t Texts::Number(TextKind kind, std::string_view text) {
+  if (text.empty()) return 0;
+  Numbers &known = known_[static_cast<std::size_t>(kind)];
+  if (const auto found = known.find(text); found != known.end()) return found->second;
+  if (known.size() >= MOST) known.clear();
+  const std::string key(text);
+  std::int64_t number = Find(kind, key);
+  if (number == 0) number = Make(kind, key);
+  known.emplace(key, number);
+  return number;
+}
+
+void Texts::Forget() {
+  for (Numbers &known : known_) known.clear();
+}
+
+std::int64_t Texts::Find(TextKind kind, const std::string &text) {
+  find_.reset();
+  find_.bind(1, static_cast<int>(kind));
+  find_.bindNoCopy(2, text);
+  return find_.executeStep() ? find_.getColumn(0).getInt64() : 0;
+}
+
+std::int64_t Texts::Make(TextKind kind, const std::string &text) {
+  make_.reset();
+  make_.bind(1, static_cast<int>(kind));
+  make_.bindNoCopy(2, text);
+  make_.exec();
+  const std::int64_t number = database_.getLastInsertRowid();
+  if (kind == TextKind::ADDRESS) {
+    make_searchable_.reset();
+    make_searchable_.bind(1, number);
+    make_searchable_.bindNoCopy(2, text);
+    make_searchable_.exec();
+  }
+  return number;
+}
+
+}  // namespace velmora::store

@@ -1,0 +1,194 @@
+// The store beside an event log: what it answers, and that feeding it neither loses nor doubles.
+#include <chrono>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "host/events/event.h"
+#include "store/event_store.h"
+#include "store/feeding.h"
+#include "support/temporary_directory.h"
+
+namespace velmora::store {
+namespace {
+
+using host::Event;
+using host::EventKind;
+using std::chrono::hours;
+using std::chrono::minutes;
+using ::testing::ElementsAre;
+
+/// A whole hour, so that what happens within one does not depend on when a test runs.
+const Time NOW = std::chrono::floor<hours>(std::chrono::system_clock::now());
+
+Event Request(minutes ago, const std::string &client, const std::string &page,
+              const std::string &url, const std::string &rule) {
+  return {.kind = EventKind::BLOCKED,
+          .time = NOW - ago,
+          .pid = 7,
+          .client = client,
+          .url = url,
+          .category = host::CATEGORY_REQUESTS,
+          .item = "GET",
+          .detail = "\"" + rule + "\"",
+          .id = host::MakeBlockId(),
+          .page = page,
+          .type = "script",
+          .list = "easylist.txt:12"};
+}
+
+class Store : public ::testing::Test {
+ protected:
+  void Write(const std::string &name, const std::vector<Event> &events) {
+    std::string text;
+    for (const Event &event : events) text += host::ToLine(event);
+    folder_.Write(name, folder_.Read(name) + text);
+  }
+  FedLog FeedLog() { return Feed({.log = folder_.Path("events.jsonl")}); }
+  EventStore Open() { return EventStore(folder_.Path("events.db")); }
+
+  testing::TemporaryDirectory folder_;
+};
+
+std::vector<std::string> Names(const std::vector<Sum> &sums) {
+  std::vector<std::string> names;
+  for (const Sum &sum : sums) names.push_back(sum.name + " " + std::to_string(sum.counts.blocked));
+  return names;
+}
+
+std::vector<std::string> Lines(const EventPage &page) {
+  std::vector<std::string> lines;
+  for (const StoredEvent &stored : page.events) lines.push_back(host::ToLine(stored.event));
+  return lines;
+}
+
+const std::vector<Event> EVENTS = {
+    Request(minutes(300), "192.0.2.7", "http://news.example/a?b=c", "http://ads.example/x.js?1",
+            "||ads.example^"),
+    Request(minutes(299), "192.0.2.8", "http://news.example/", "http://ads.example/x.js?2",
+            "||ads.example^"),
+    Request(minutes(30), "192.0.2.7", "http://www.news.example/", "http://track.example/%5f.gif",
+            "/%5f.gif"),
+    {.kind = EventKind::BLOCKED,
+     .time = NOW - minutes(29),
+     .client = "2001:db8::1",
+     .url = "http://games.example/play",
+     .category = CATEGORY_FLASH,
+     .item = "OBJECT classid=clsid:1",
+     .detail = "movie.swf",
+     .id = "not-an-id",
+     .address = "http://games.example/movie.swf",
+     .response = "0123456789",
+     .offset = 0},
+    {.kind = EventKind::FILTERED,
+     .time = NOW - minutes(29),
+     .client = "2001:db8::1",
+     .url = "http://games.example/play",
+     .id = "0123456789",
+     .items = 3,
+     .saved = -12},
+    {.kind = EventKind::GUARDED,
+     .time = NOW - minutes(28),
+     .client = "192.0.2.8",
+     .url = "http://news.example/",
+     .category = CATEGORY_POPUPS},
+    {.kind = EventKind::STOPPED,
+     .time = NOW - minutes(27),
+     .client = "192.0.2.8",
+     .url = "http://news.example/long",
+     .reason = "out of memory"},
+    {.kind = EventKind::ERROR, .time = NOW - minutes(26), .pid = 9, .reason = "no list"},
+    {.kind = EventKind::DROPPED, .time = NOW - minutes(25), .pid = 9, .count = 12},
+};
+
+TEST_F(Store, KeepsEventsAsTheLogHasThem) {
+  Write("events.jsonl", EVENTS);
+  EXPECT_EQ(EVENTS.size(), FeedLog().events);
+  std::vector<std::string> expected;
+  for (auto event = EVENTS.rbegin(); event != EVENTS.rend(); ++event) {
+    expected.push_back(host::ToLine(*event));
+  }
+  const EventStore store = Open();
+  EXPECT_EQ(expected, Lines(store.Events({})));
+  // Page after page comes the same.
+  std::vector<std::string> paged;
+  std::optional<std::int64_t> before;
+  for (EventPage page{.is_more = true}; page.is_more; before = page.events.back().key) {
+    page = store.Events({}, 2, before);
+    for (const std::string &line : Lines(page)) paged.push_back(line);
+    EXPECT_EQ(host::ToLine(page.events[0].event),
+              host::ToLine(store.Find(page.events[0].key)->event));
+  }
+  EXPECT_EQ(expected, paged);
+  EXPECT_EQ("news.example", store.Events({}).events.back().site);
+}
+
+TEST_F(Store, AnswersWhatIsAskedAbout) {
+  Write("events.jsonl", EVENTS);
+  FeedLog();
+  const EventStore store = Open();
+  const auto networks = [](const char *text) {
+    return std::vector{host::ClientNetwork::Parse(text)};
+  };
+  host::HostSet news;
+  news.Add("news.example");
+  const struct {
+    Filter filter;
+    /// From the newest on, by their numbers in `EVENTS`.
+    std::vector<std::size_t> events;
+    Counts counts;
+  } cases[] = {
+      {{}, {8, 7, 6, 5, 4, 3, 2, 1, 0}, {4, 3, 1, -12, 1, 1, 1, 12}},
+      {{.from = NOW - hours(1), .until = NOW - minutes(28)},
+       {4, 3, 2},
+       {2, 1, 1, -12, 1, 1, 1, 12}},
+      {{.clients = networks("192.0.2.7")}, {2, 0}, {2, 2}},
+      {{.clients = networks("2001:db8::/32")}, {4, 3}, {1, 0, 1, -12}},
+      {{.without_clients = networks("192.0.2.0/24")}, {8, 7, 4, 3}, {1, 0, 1, -12, 0, 0, 1, 12}},
+      {{.sites = news}, {6, 5, 2, 1, 0}, {3, 3, 0, 0, 1, 1}},
+      {{.clients = networks("192.0.2.8"), .sites = news}, {6, 5, 1}, {1, 1, 0, 0, 1, 1}},
+      {{.categories = host::CategorySet::Parse("flash")}, {3}, {1}},
+      {{.kinds = {EventKind::STOPPED, EventKind::ERROR}}, {7, 6}, {0, 0, 0, 0, 0, 1, 1}},
+      {{.rule = "||ads.example^"}, {1, 0}, {2, 2}},
+      {{.clients = networks("192.0.2.7"), .rule = "||ads.example^"}, {0}, {1, 1}},
+      {{.text = "ADS.example/x"}, {1, 0}, {2, 2}},
+      // Of the page, of a rule, of a client, an id; what the database takes for a sign is none.
+      {{.text = "games.example/PL"}, {4, 3}, {1, 0, 1, -12}},
+      {{.text = "/%5f"}, {2}, {1, 1}},
+      {{.text = "_"}, {}, {}},
+      {{.text = "001:db"}, {4, 3}, {1, 0, 1, -12}},
+      {{.text = "not-an-id"}, {3}, {1}},
+      {{.text = EVENTS[0].id}, {0}, {1, 1}},
+      {{.text = "0123456789"}, {4}, {0, 0, 1, -12}},
+      {{.clients = networks("198.51.100.1")}, {}, {}},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    std::vector<std::string> expected;
+    for (const std::size_t number : cases[i].events) {
+      expected.push_back(host::ToLine(EVENTS[number]));
+    }
+    EXPECT_EQ(expected, Lines(store.Events(cases[i].filter))) << "case " << i;
+    EXPECT_EQ(cases[i].counts, store.Total(cases[i].filter)) << "case " << i;
+    // Each way of adding up comes to the same.
+    for (const Dimension by : {Dimension::CLIENT, Dimension::SITE, Dimension::HOUR}) {
+      Counts total;
+      for (const Sum &sum : store.Sums(by, cases[i].filter)) Add(total, sum.counts);
+      EXPECT_EQ(cases[i].counts, total) << "case " << i;
+    }
+  }
+  EXPECT_THAT(Names(store.Sums(Dimension::CLIENT, {})),
+              ElementsAre("192.0.2.7 2", "192.0.2.8 1", "2001:db8::1 1", " 0"));
+  EXPECT_THAT(Names(store.Sums(Dimension::SITE, {}, 2)),
+              ElementsAre("news.example 2", "games.example 1"));
+  EXPECT_THAT(Names(store.Sums(Dimension::CATEGORY, {})), ElementsAre("requests 3", "flash 1"));
+  EXPECT_THAT(Names(store.Sums(Dimension::RULE, {})),
+              ElementsAre("||ads.example^ 2", "/%5f.gif 1"));
+  EXPECT_EQ("easylist.txt:12", store.Sums(Dimension::RULE, {})[0].list);
+  EXPECT_EQ(NOW - hours(5), store.Sums(Dimension::HOUR, {})[0].hour);
+  EXPECT_EQ(std::pair(EVENTS.front().time, EVENTS.back().time), *store.Period());
+}
+
+}  // namespace
+}  // namespace velmora::store
