@@ -24,6 +24,15 @@ bool SameValue(std::string_view left, std::string_view right) noexcept {
 }
 
 bool ContainsNoCase(std::string_view needle, std::string_view haystack) noexcept {
+  // What ends in a sign, which has no case, is soon found by that.
+  if (!needle.empty() && !base::IsLetterAscii(needle.back())) {
+    for (std::size_t end = needle.size(); end <= haystack.size(); ++end) {
+      end = haystack.find(needle.back(), end - 1) + 1;
+      if (end == 0) return false;
+      if (EqualNoCase(haystack.substr(end - needle.size(), needle.size()), needle)) return true;
+    }
+    return false;
+  }
   for (; haystack.size() >= needle.size(); haystack.remove_prefix(1)) {
     if (StartsWithNoCase(haystack, needle)) return true;
     if (haystack.empty()) break;

@@ -16,7 +16,7 @@ class CEventAttributeStripper final : public CElementHandler {
         is_on_(IsFeatureEnabled(context, CATEGORY_SCRIPTS)) {}
 
   void AddInterest(Interest &interest, std::string_view) const override {
-    if (is_on_) interest.AddEventAttributes();
+    if (is_on_) interest.AddEverywhere(Interest::EVENT_ATTRIBUTES);
   }
   std::int32_t OnStartTag(CHTMLElement &element) override {
     if (!is_on_) return 0;
@@ -41,7 +41,7 @@ class CScriptLinkStripper final : public CElementHandler {
       : CElementHandler(context), is_on_(IsFeatureEnabled(context, CATEGORY_SCRIPTS)) {}
 
   void AddInterest(Interest &interest, std::string_view tag_name) const override {
-    if (is_on_) CElementHandler::AddInterest(interest, tag_name);
+    if (is_on_) interest.AddTag(tag_name, Interest::SCRIPT_LINKS);
   }
   std::int32_t OnStartTag(CHTMLElement &element) override {
     if (!is_on_) return 0;

@@ -23,6 +23,7 @@ class CAdHandler : public CFilterElementHandler {
   /// Is the element an advertisement? It is reported when it is.
   bool IsAd(const CHTMLElement &element) const;
   bool checks_urls() const noexcept { return checks_urls_; }
+  bool checks_sizes() const noexcept { return checks_sizes_; }
 
   /// What a report calls an item that was found by the URL in `attribute`.
   virtual std::string Describe(const CHTMLElement &element, std::string_view attribute,

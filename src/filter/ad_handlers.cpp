@@ -4,6 +4,7 @@
 
 #include "core/settings.h"
 #include "core/strings.h"
+#include "diag/log.h"
 #include "filter/ad_popup_filter.h"
 #include "filter/element_report.h"
 #include "filter/popup_scripts.h"
@@ -24,6 +25,11 @@ bool IsMovie(const CHTMLElement &param) {
 
 }  // namespace
 
+/// With nobody to tell of a link it is only the log that tells of one that is never closed.
+void CAnchorAdHandler::AddInterest(Interest &interest, std::string_view tag_name) const {
+  if (filter().HasAdLibrary() || IsLogOn()) interest.AddTag(tag_name);
+}
+
 std::int32_t CAnchorAdHandler::OnStartTag(CHTMLElement &element) {
   CAdHandler::OnStartTag(element);
   element.SetFlags(ELEMENT_NEED_END);
@@ -41,6 +47,13 @@ std::int32_t CAnchorAdHandler::OnEndTag(CHTMLElement &element) {
 CImgHandler::CImgHandler(IDataContext &context, CAdPopupFilter &filter)
     : CAdHandler(context, filter, IMG_ADS),
       blocks_popups_(IsFeatureEnabled(context, CATEGORY_POPUPS)) {}
+
+void CImgHandler::AddInterest(Interest &interest, std::string_view tag_name) const {
+  const bool may_be_ad = (checks_urls() || checks_sizes()) && filter().HasAdLibrary();
+  interest.AddTag(tag_name, Interest::DROPPED | (may_be_ad        ? Interest::EVERYTHING
+                                                 : blocks_popups_ ? Interest::EVENT_ATTRIBUTES
+                                                                  : Interest::NOTHING));
+}
 
 std::int32_t CImgHandler::OnStartTag(CHTMLElement &element) {
   const bool is_ad = IsAd(element);

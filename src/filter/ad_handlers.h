@@ -14,6 +14,7 @@ class CAnchorAdHandler final : public CAdHandler {
  public:
   CAnchorAdHandler(IDataContext &context, CAdPopupFilter &filter)
       : CAdHandler(context, filter, ANCHOR_ADS) {}
+  void AddInterest(Interest &interest, std::string_view tag_name) const override;
   std::int32_t OnStartTag(CHTMLElement &element) override;
   std::int32_t OnEndTag(CHTMLElement &element) override;
 };
@@ -23,6 +24,7 @@ class CAnchorAdHandler final : public CAdHandler {
 class CImgHandler final : public CAdHandler {
  public:
   CImgHandler(IDataContext &context, CAdPopupFilter &filter);
+  void AddInterest(Interest &interest, std::string_view tag_name) const override;
   std::int32_t OnStartTag(CHTMLElement &element) override;
 
  private:

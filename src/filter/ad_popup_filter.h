@@ -27,6 +27,8 @@ class CAdPopupFilter final : public CElementHandlerMap {
   void SetPageUrl(std::string_view url);
   void SetHostName(std::string_view host);
 
+  /// False for good: a page that begins without the library ends without it.
+  bool HasAdLibrary() const noexcept { return ads_.IsBound(); }
   /// Is the attribute value an advertisement's URL? `reason` is the library's text, written by
   /// an answer of exactly 1; `exempt` is set when the URL is expressly allowed. An empty value
   /// is not asked about.

@@ -29,7 +29,7 @@ class CElementHandler {
   /// nobody else is interested in need not be offered.
   virtual void AddInterest(Interest &interest, std::string_view tag_name) const {
     if (tag_name == EVERY_ELEMENT) {
-      interest.AddEverything();
+      interest.AddEverywhere(Interest::EVERYTHING);
     } else {
       interest.AddTag(tag_name);
     }

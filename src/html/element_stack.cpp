@@ -22,15 +22,19 @@ std::uint64_t Hash(std::string_view name, const void *seed) noexcept {
 }  // namespace
 
 std::string_view ElementStack::Name(std::uint32_t depth) const noexcept {
+  if (HasListedName(depth)) return listed_names_[depth].text();
   std::string_view text = std::string_view(texts_).substr(entries_[depth].text_begin);
   const std::uint64_t size = TakePacked(text);
   return text.substr(0, size);
 }
 
 std::string_view ElementStack::Attributes(std::uint32_t depth) const noexcept {
-  const std::string_view name = Name(depth);
-  const char *const begin = name.data() + name.size();
-  return {begin, TextEnd(depth) - static_cast<std::size_t>(begin - texts_.data())};
+  std::size_t begin = entries_[depth].text_begin;
+  if (!HasListedName(depth)) {
+    const std::string_view name = Name(depth);
+    begin = static_cast<std::size_t>(name.data() + name.size() - texts_.data());
+  }
+  return std::string_view(texts_).substr(begin, TextEnd(depth) - begin);
 }
 
 void ElementStack::SetAttributes(std::uint32_t depth, std::string_view attributes) {
@@ -60,35 +64,33 @@ void ElementStack::SetAllBases(std::uint32_t base) noexcept {
 void ElementStack::Push(const OpenElement &element, std::string_view name,
                         std::string_view attributes) {
   const std::uint32_t depth = Size();
-  const bool is_listed = depth < LISTED_DEPTH;
-  if (!is_listed && 2 * (distinct_names_ + std::size_t{1}) > slots_.size()) GrowSlots();
+  const bool is_outer = depth < LISTED_DEPTH;
+  if (is_outer) {
+    listed_names_[depth] = name.size() <= TagName::LONGEST ? TagName(name) : TagName();
+  } else if (2 * (distinct_names_ + std::size_t{1}) > slots_.size()) {
+    GrowSlots();
+  }
   const std::size_t text_begin = texts_.size();
   if (text_begin > MOST_TEXT || depth == UNKNOWN) throw std::length_error("open elements");
-  AppendPacked(texts_, name.size());
-  texts_.append(name).append(attributes);
-  entries_.push_back({element, static_cast<std::uint32_t>(text_begin), UNKNOWN});
-  if (is_listed) {
-    listed_names_[depth] = name.size() <= TagName::LONGEST ? TagName(name) : TagName();
-    return;
+  if (!HasListedName(depth)) {
+    AppendPacked(texts_, name.size());
+    texts_.append(name);
   }
+  texts_.append(attributes);
+  entries_.push_back({element, static_cast<std::uint32_t>(text_begin), UNKNOWN});
+  if (is_outer) return;
   std::uint32_t &slot = Slot(name);
   entries_.back().namesake = slot;
   if (slot == UNKNOWN) ++distinct_names_;
   slot = depth;
 }
 
-void ElementStack::Pop() noexcept {
-  const Entry &innermost = entries_.back();
+void ElementStack::LeaveSlot() noexcept {
   const std::uint32_t depth = Size() - 1;
-  if (depth >= LISTED_DEPTH) {
-    std::uint32_t &slot =
-        SlotWhere(Name(depth), [depth](std::uint32_t held) { return held == depth; });
-    slot = innermost.namesake;
-    if (slot == UNKNOWN) --distinct_names_;
-  }
-  texts_.resize(innermost.text_begin);
-  entries_.pop_back();
-  rebased_depth_ = std::min(rebased_depth_, Size());
+  std::uint32_t &slot =
+      SlotWhere(Name(depth), [depth](std::uint32_t held) { return held == depth; });
+  slot = entries_.back().namesake;
+  if (slot == UNKNOWN) --distinct_names_;
 }
 
 void ElementStack::Clear() noexcept {
@@ -102,16 +104,16 @@ void ElementStack::Clear() noexcept {
 bool ElementStack::Contains(std::string_view name) const noexcept {
   // An end tag may have no name; no element has none.
   if (name.empty()) return false;
-  if (!slots_.empty() && const_cast<ElementStack *>(this)->Slot(name) != UNKNOWN) return true;
-  const std::uint32_t listed = std::min(Size(), LISTED_DEPTH);
-  if (name.size() > TagName::LONGEST) {
-    for (std::uint32_t depth = 0; depth < listed; ++depth) {
-      if (Name(depth) == name) return true;
-    }
-    return false;
+  if (name.size() <= TagName::LONGEST) return Contains(TagName(name));
+  if (!slots_.empty() && IsInSlots(name)) return true;
+  for (std::uint32_t depth = 0; depth < std::min(Size(), LISTED_DEPTH); ++depth) {
+    if (Name(depth) == name) return true;
   }
-  const auto begin = listed_names_.begin();
-  return std::find(begin, begin + listed, TagName(name)) != begin + listed;
+  return false;
+}
+
+bool ElementStack::IsInSlots(std::string_view name) const noexcept {
+  return const_cast<ElementStack *>(this)->Slot(name) != UNKNOWN;
 }
 
 std::size_t ElementStack::TextEnd(std::uint32_t depth) const noexcept {

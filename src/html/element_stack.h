@@ -43,8 +43,20 @@ class ElementStack {
   void SetAllBases(std::uint32_t base) noexcept;
 
   void Push(const OpenElement &element, std::string_view name, std::string_view attributes);
+  /// One without attributes.
+  void Push(const OpenElement &element, const TagName &name) {
+    if (Size() >= LISTED_DEPTH) return Push(element, name.text(), {});
+    listed_names_[Size()] = name;
+    entries_.push_back({element, static_cast<std::uint32_t>(texts_.size()), UNKNOWN});
+  }
   /// Forgets the innermost element.
-  void Pop() noexcept;
+  void Pop() noexcept {
+    const std::uint32_t text_begin = entries_.back().text_begin;
+    if (Size() > LISTED_DEPTH) LeaveSlot();
+    texts_.resize(text_begin);
+    entries_.pop_back();
+    rebased_depth_ = std::min(rebased_depth_, Size());
+  }
   void Clear() noexcept;
   /// What the elements take, about.
   std::size_t Memory() const noexcept {
@@ -52,34 +64,47 @@ class ElementStack {
   }
   /// Is an element of this name open?
   bool Contains(std::string_view name) const noexcept;
-  /// Is the innermost element of this name? There must be one.
-  bool IsInnermost(const TagName &name) const noexcept {
-    return Size() <= LISTED_DEPTH ? listed_names_[Size() - 1] == name
-                                  : Name(Size() - 1) == name.text();
+  bool Contains(const TagName &name) const noexcept {
+    return IsListed(name) || (!slots_.empty() && IsInSlots(name.text()));
+  }
+  /// Is the element at that depth of this name?
+  bool IsNamed(std::uint32_t depth, const TagName &name) const noexcept {
+    return depth < LISTED_DEPTH ? listed_names_[depth] == name : Name(depth) == name.text();
   }
 
  private:
   struct Entry {
     OpenElement element;
-    /// In `texts_`: the name's size, the name, the attributes.
+    /// In `texts_`: the name's size and the name, unless it is listed, and the attributes.
     std::uint32_t text_begin;
     /// Depth of the next outer element of the same name; unknown when there is none.
     std::uint32_t namesake;
   };
 
-  /// Elements of real pages are seldom deeper; those that are have their names in a hash table.
+  /// Elements of real pages are seldom deeper; those that are have their names in `texts_` and in a
+  /// hash table.
   static constexpr std::uint32_t LISTED_DEPTH = 32;
 
   std::size_t TextEnd(std::uint32_t depth) const noexcept;
+  bool HasListedName(std::uint32_t depth) const noexcept {
+    return depth < LISTED_DEPTH && !(listed_names_[depth] == TagName());
+  }
+  bool IsListed(const TagName &name) const noexcept {
+    const auto begin = listed_names_.begin();
+    const auto end = begin + std::min(Size(), LISTED_DEPTH);
+    return std::find(begin, end, name) != end;
+  }
+  bool IsInSlots(std::string_view name) const noexcept;
   /// The first of the slots that a name can be in for which `is_sought` is true of what it holds.
   template <class Predicate>
   std::uint32_t &SlotWhere(std::string_view name, Predicate is_sought) noexcept;
   /// The slot that holds the name, or the empty one that it would be put into.
   std::uint32_t &Slot(std::string_view name) noexcept;
+  void LeaveSlot() noexcept;
   void GrowSlots();
 
   BlockList<Entry> entries_;
-  /// Of the outermost elements; empty for one that does not fit.
+  /// Of the outermost elements; empty for one that does not fit and stands in `texts_`.
   std::array<TagName, LISTED_DEPTH> listed_names_{};
   std::string texts_;
   /// A hash table with open addressing: depths of the innermost element of each name. Names leave

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string_view>
 
 #include "html/tag_name.h"
@@ -13,37 +14,52 @@ namespace velmora {
 
 class Interest {
  public:
-  void AddEverything() noexcept { in_everything_ = true; }
-  /// Tags with an attribute whose name begins with "on".
-  void AddEventAttributes() noexcept { in_event_attributes_ = true; }
+  /// What of the tags of a name is wanted, or of all tags; bits.
+  enum Wanted : unsigned {
+    NOTHING = 0,
+    EVERYTHING = 1,
+    /// Tags with an attribute whose name begins with "on".
+    EVENT_ATTRIBUTES = 2,
+    /// Tags that hold "javascript:" anywhere, in letters of either case.
+    SCRIPT_LINKS = 4,
+    /// Tags that nobody wants to see are forgotten at once, as by `ELEMENT_DROP`.
+    DROPPED = 8,
+  };
+
+  void AddEverywhere(Wanted wanted) noexcept { everywhere_ |= wanted; }
   /// `name` is upper case.
-  void AddTag(std::string_view name) noexcept {
-    if (name.size() > TagName::LONGEST || name.empty() || 2 * ++count_ > SLOTS) {
-      in_everything_ = true;
+  void AddTag(std::string_view name, unsigned wanted = EVERYTHING) noexcept {
+    if (name.size() > TagName::LONGEST || name.empty() || 2 * ++count_ > slots_.size()) {
+      everywhere_ |= EVERYTHING;
       return;
     }
-    Find(TagName(name)) = TagName(name);
+    Slot &slot = slots_[Find(TagName(name))];
+    slot.name = TagName(name);
+    slot.wanted |= wanted;
   }
 
-  bool IsIn(const TagName &name, bool has_event_attribute) const noexcept {
-    return in_everything_ || (in_event_attributes_ && has_event_attribute) ||
-           const_cast<Interest *>(this)->Find(name) == name;
+  unsigned In(const TagName &name) const noexcept {
+    return everywhere_ | slots_[Find(name)].wanted;
   }
 
  private:
-  static constexpr std::size_t SLOTS = 64;
+  struct Slot {
+    TagName name;
+    unsigned wanted = NOTHING;
+  };
 
-  /// The slot that holds the name, or the empty one where it would stand.
-  TagName &Find(const TagName &name) noexcept {
-    std::size_t slot = name.Hash() % SLOTS;
-    while (!(slots_[slot] == name) && !(slots_[slot] == TagName())) slot = (slot + 1) % SLOTS;
-    return slots_[slot];
+  /// Of the slot that holds the name, or of the empty one where it would stand.
+  std::size_t Find(const TagName &name) const noexcept {
+    std::size_t slot = name.Hash() % slots_.size();
+    while (!(slots_[slot].name == name) && !(slots_[slot].name == TagName())) {
+      slot = (slot + 1) % slots_.size();
+    }
+    return slot;
   }
 
-  bool in_everything_ = false;
-  bool in_event_attributes_ = false;
+  unsigned everywhere_ = NOTHING;
   std::size_t count_ = 0;
-  std::array<TagName, SLOTS> slots_{};
+  std::array<Slot, 64> slots_{};
 };
 
 }  // namespace velmora

@@ -1,5 +1,6 @@
 #include "html/open_elements.h"
 
+#include <algorithm>
 #include <string>
 
 #include "core/switches.h"
@@ -27,16 +28,20 @@ std::int32_t OpenElements::HandleStartTag(const Tag &tag) {
 void OpenElements::HandleIdleStartTag(const TagName &name, std::uint32_t size) {
   const std::uint32_t base = position_.IsHeld() ? position_.hold_point() : position_.position();
   const std::uint32_t begin = position_.position() - base;
-  elements_.Push({.base = base, .start_begin = begin, .start_end = begin + size}, name.text(), {});
+  elements_.Push({.base = base, .start_begin = begin, .start_end = begin + size}, name);
 }
 
 bool OpenElements::HandleIdleEndTag(const TagName &name) noexcept {
-  if (elements_.Size() != 0 && elements_.IsInnermost(name)) {
-    if ((elements_.At(elements_.Size() - 1).flags & ELEMENT_NEED_END) != 0) return false;
-    elements_.Pop();
+  // Elements that are never closed stand inside many others, but seldom more than a few.
+  static constexpr std::uint32_t MOST_CLOSED = 4;
+  const std::uint32_t size = elements_.Size();
+  for (std::uint32_t closed = 1; closed <= std::min(size, MOST_CLOSED); ++closed) {
+    if ((elements_.At(size - closed).flags & ELEMENT_NEED_END) != 0) break;
+    if (!elements_.IsNamed(size - closed, name)) continue;
+    for (; closed != 0; --closed) elements_.Pop();
     return true;
   }
-  return !IsLogOn() && !elements_.Contains(name.text());
+  return !IsLogOn() && !elements_.Contains(name);
 }
 
 std::int32_t OpenElements::HandleEndTag(std::string_view name, std::uint32_t tag_start) {

@@ -32,8 +32,8 @@ class OpenElements {
   std::int32_t HandleStartTag(const Tag &tag);
   /// The same for a tag that no handler is interested in, of `size` bytes from the position on.
   void HandleIdleStartTag(const TagName &name, std::uint32_t size);
-  /// `HandleEndTag` where it is only a matter of forgetting the innermost element, or of nothing
-  /// and no log; false, with nothing done, where it is more.
+  /// `HandleEndTag` where it is only a matter of forgetting a few elements, or of nothing and no
+  /// log; false, with nothing done, where it is more.
   bool HandleIdleEndTag(const TagName &name) noexcept;
   /// Closes the innermost element of this name and all that are open inside it.
   std::int32_t HandleEndTag(std::string_view name, std::uint32_t tag_start);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "core/strings.h"
 #include "core/switches.h"
 #include "diag/log.h"
 #include "html/bytes16.h"
@@ -50,7 +51,8 @@ void ReadAhead::Run(std::span<const std::uint8_t> bytes) {
   }
   while (!IsAtHorizon()) {
     const State state = tokenizer_.state();
-    if (const StateRun *const run = FindRun(tokenizer_.situation())) TakeRun(*run, *shape);
+    const StateRun *const run = state == State::TEXT ? &TEXT_RUN : FindRun(tokenizer_.situation());
+    if (run != nullptr) TakeRun(*run, *shape);
     if (IsAtHorizon() || bytes_[position_.position()] != '<') return;
     if (state == State::TEXT ? !TakeTag(*shape)
                              : state != State::RAW_TEXT || !TakeInRawText(*shape)) {
@@ -136,27 +138,52 @@ void ReadAhead::TakeWideRun(const StateRun &run, const CharsetShape &shape) {
 bool ReadAhead::TakeTag(const CharsetShape &shape) {
   // Every token has its line then.
   if constexpr (switches::TOKEN_TRACE) return false;
+  const std::span<const std::uint8_t> bytes = UpToHorizon();
+  if (!ScanTagName(bytes, tag_)) return false;
+  const unsigned wanted = Wanted();
   const QuotedBytes quoted = is_logged_ || shape.kind() != CharsetShape::Kind::ASCII_ALONE
                                  ? QuotedBytes::ASCII_ALONE
                                  : QuotedBytes::ANY;
-  if (!ScanTag(UpToHorizon(), quoted, tag_)) return false;
+  const auto events = (wanted & Interest::EVENT_ATTRIBUTES) != 0 ? EventAttributes::SOUGHT
+                                                                 : EventAttributes::PASSED;
+  tag_.has_event_attribute = false;
+  bool is_idle = (wanted & Interest::EVERYTHING) == 0 && SkipTag(bytes, quoted, events, tag_) &&
+                 IsIdle(wanted, shape);
+  if (!is_idle) {
+    if (!ScanTag(bytes, quoted, tag_)) return false;
+    is_idle = IsIdle(wanted, shape);
+  }
   if (!IsKnown(shape, position_.position() + tag_.size - 1)) return false;
-  if (!TakeIdleTag(shape)) TakeInterestingTag();
+  if (!is_idle) {
+    TakeInterestingTag();
+  } else if (!tag_.is_end) {
+    if ((wanted & Interest::DROPPED) == 0) elements_.HandleIdleStartTag(tag_.name, tag_.size);
+  } else if (!elements_.HandleIdleEndTag(tag_.name)) {
+    TakeInterestingTag();
+  }
   MoveOver(tag_.size);
   return true;
 }
 
-bool ReadAhead::TakeIdleTag(const CharsetShape &shape) {
-  if (!tag_.is_end &&
-      (handlers_.interest().IsIn(tag_.name, tag_.has_event_attribute) || HasRawText(tag_.name))) {
-    return false;
-  }
-  // The character after it completes the tag.
+/// What is wanted of a tag of this name. The tokenizer itself wants those before raw text.
+unsigned ReadAhead::Wanted() const noexcept {
+  if (tag_.is_end) return Interest::NOTHING;
+  if (HasRawText(tag_.name)) return Interest::EVERYTHING;
+  return handlers_.interest().In(tag_.name);
+}
+
+/// Nobody wants to see the tag, and the character after it, which completes it, is a whole one.
+bool ReadAhead::IsIdle(unsigned wanted, const CharsetShape &shape) const {
   const std::size_t behind = position_.position() + tag_.size;
   if (behind >= horizon_ || !IsWholeCharacter(shape, behind)) return false;
-  if (tag_.is_end) return elements_.HandleIdleEndTag(tag_.name);
-  elements_.HandleIdleStartTag(tag_.name, tag_.size);
-  return true;
+  if ((wanted & Interest::EVERYTHING) != 0) return false;
+  if ((wanted & Interest::EVENT_ATTRIBUTES) != 0 && tag_.has_event_attribute) return false;
+  return (wanted & Interest::SCRIPT_LINKS) == 0 || (tag_.is_ascii && !HoldsScriptLink());
+}
+
+bool ReadAhead::HoldsScriptLink() const noexcept {
+  const char *const begin = reinterpret_cast<const char *>(bytes_.data()) + position_.position();
+  return ContainsNoCase("javascript:", {begin, tag_.size});
 }
 
 void ReadAhead::TakeInterestingTag() {
@@ -174,12 +201,17 @@ void ReadAhead::TakeInterestingTag() {
   }
 }
 
-/// The token's text as the loop makes it: characters that are not valid are left out.
+/// The token's text as the loop makes it: characters that are not valid are left out. There are
+/// others than ASCII in it, so ASCII stands for itself in the set wherever it stands.
 std::string ReadAhead::Decode(ScannedTag::Token token) const {
   std::string text;
   std::size_t at = position_.position() + token.begin;
   const std::size_t end = at + token.size;
   while (at < end) {
+    const std::size_t ascii = CountAscii(bytes_.data() + at, end - at);
+    text.append(reinterpret_cast<const char *>(bytes_.data()) + at, ascii);
+    at += ascii;
+    if (at == end) break;
     const DecodedChar decoded = encodings_.Top().DecodeChar(bytes_.subspan(at));
     if (decoded.has_unit) AppendUtf8(text, decoded.unit);
     at += static_cast<std::size_t>(std::max(decoded.consumed, 1));

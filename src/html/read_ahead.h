@@ -66,7 +66,9 @@ class ReadAhead {
   std::size_t FindEnd(const StateRun &run, const CharsetShape &shape) const noexcept;
   /// False, with nothing done, when the tag is to be read character by character; the same below.
   bool TakeTag(const CharsetShape &shape);
-  bool TakeIdleTag(const CharsetShape &shape);
+  unsigned Wanted() const noexcept;
+  bool IsIdle(unsigned wanted, const CharsetShape &shape) const;
+  bool HoldsScriptLink() const noexcept;
   void TakeInterestingTag();
   std::string Decode(ScannedTag::Token token) const;
   bool TakeInRawText(const CharsetShape &shape);

@@ -40,13 +40,27 @@ struct ScannedTag {
   std::uint32_t size = 0;
   /// Some token outside quotes begins with "on".
   bool has_event_attribute = false;
+  /// False for some that are, after `SkipTag`.
   bool is_ascii = true;
   std::uint32_t token_count = 0;
   std::array<Token, MOST_TOKENS> tokens;
+
+  std::size_t NameEnd() const noexcept { return (is_end ? 2 : 1) + name.size(); }
 };
 
-/// Reads the tag that begins at the front of `bytes`, where a "<" stands; false when it is not a
-/// usual one. Only ASCII characters that stand for themselves may be at the front of a character.
+/// Reads the name of the tag that begins at the front of `bytes`, where a "<" stands; false when it
+/// is not a usual one. Only ASCII characters that stand for themselves may be at the front of a
+/// character.
+bool ScanTagName(std::span<const std::uint8_t> bytes, ScannedTag &tag) noexcept;
+
+/// Reads the rest of the tag.
 bool ScanTag(std::span<const std::uint8_t> bytes, QuotedBytes quoted, ScannedTag &tag) noexcept;
+
+/// Instead of `ScanTag`, with nothing known of the tokens afterwards: finds the end of a tag whose
+/// values all stand in double quotes, as most do. False for any other, of which `ScanTag` may still
+/// make something, and, where that is asked for, for one that has an event attribute.
+enum class EventAttributes { PASSED, SOUGHT };
+bool SkipTag(std::span<const std::uint8_t> bytes, QuotedBytes quoted, EventAttributes events,
+             ScannedTag &tag) noexcept;
 
 }  // namespace velmora

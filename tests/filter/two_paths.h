@@ -25,6 +25,7 @@ struct TwoPathsCase {
   std::string charset;
   std::vector<std::string> pieces;
   std::set<std::int32_t> categories = {};
+  bool has_library = true;
   bool is_logged = false;
   bool is_dumped = false;
   /// A handler of every element notes what it sees; it looks closely, so nothing can be left out.
@@ -105,6 +106,7 @@ inline Seen RunPath(const TwoPathsCase &c, bool fast) {
   LogRecorder::Clear();
   Seen seen;
   FilterRun run(c.categories);
+  if (!c.has_library) run.ads.Close();
   run.context.content_type = "text/html; charset=" + c.charset;
   if (c.is_dumped) run.context.settings["DumpHTMLElements"] = "true";
   const auto note = [&](const char *moment, const CHTMLElement &element) {

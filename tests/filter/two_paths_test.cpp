@@ -19,8 +19,8 @@ void ExpectSame(const TwoPathsCase &c) {
   if (fast == plain) return;
   std::string pieces;
   for (const std::string &piece : c.pieces) pieces += ::testing::PrintToString(piece) + ", ";
-  SCOPED_TRACE(c.charset + (c.is_logged ? ", logged" : "") + (c.is_watched ? ", watched" : "") +
-               ": " + pieces);
+  SCOPED_TRACE(c.charset + (c.has_library ? "" : ", no library") + (c.is_logged ? ", logged" : "") +
+               (c.is_watched ? ", watched" : "") + ": " + pieces);
   EXPECT_EQ(fast.sent, plain.sent);
   EXPECT_EQ(fast.reports, plain.reports);
   EXPECT_EQ(fast.asked, plain.asked);
@@ -51,6 +51,14 @@ const std::string SHORT_PAGES[] = {
     "<averyveryverylongname a=b>x</averyveryverylongname><abcdefghijklmno>y</abcdefghijklmno>z",
     "<p " + std::string(40, 'a') + "='" + std::string(40, 'b') + "'>" + std::string(80, 'c') +
         "</p>",
+    "<a href=\"javascript:f()\">x</a><a href=\"u\" alt=\"j:\">y</a><a "
+    "title=\"\xC3\xA9javascript:\">z</a>",
+    "<p a=\"b>c\" d=\"'\"><p a=b=\"c>d\"><p a= \"b>c\"><p a \"b>c\"><p a==\"b>c\"><p "
+    "a=\"b\"\"c>d\"><p \"a>b\">e",
+    "<p a=\"on\" on=\"b\"><p a=\"b\"on=c><p button=\"b\"><p\non><img ONLOAD=\"f()\" src=\"x\"><img "
+    "alt=\"\">y</img>",
+    "<p><br><img src=x>a</p><ul><li>b<li>c<li>d<li>e<li>f<li>g</ul>h</ul><div><a><br></div>",
+    "<p title=\"" + std::string(40, 'o') + "\" " + std::string(20, 'n') + "=\"=\" c=\"\\\">d",
     "<a\0b=\0c>\0</a\0>"s,
 };
 
@@ -66,6 +74,7 @@ TEST(TwoPaths, EveryCutOfShortPages) {
         for (unsigned way = 0; way < 4; ++way) {
           c.is_logged = (way & 1U) != 0;
           c.is_watched = (way & 2U) != 0;
+          c.has_library = cut % 3 != 0;
           c.categories = CATEGORY_SETS[(cut + way) % std::size(CATEGORY_SETS)];
           ExpectSame(c);
           if (HasFailure()) return;
@@ -97,6 +106,7 @@ class RandomPages {
     TwoPathsCase c{charset, {page}};
     if (Below(2) == 0) c.pieces = InPieces(page, 1 + Below(page.size() + 1));
     c.categories = CATEGORY_SETS[Below(std::size(CATEGORY_SETS))];
+    c.has_library = Below(2) == 0;
     c.is_logged = Below(2) == 0;
     c.is_dumped = c.is_logged && Below(4) == 0;
     c.is_watched = Below(3) == 0;

@@ -21,7 +21,9 @@ inline const std::string PAGE_PIECES[] = {
     "\xF0\x9F\x98\x80", "\xFF", "\xFE", "\x8E\xA1", "\x8F\xA1\xA1", "\x81\x30\x81\x30", "\x1B$B",
     "\x1B(B", "\x0E", "\x0F", "~{", "~}", "+AGE-", "\xD8\x00\xDC\x00"s, "\x3C\x00\x62\x00"s,
     "\xE9\xE9\xE9\xE9\xE9\xE9", "some words of text that go on for a while, ",
-    "<span id=s1 title='long enough for words of sixteen'>",
+    "<span id=s1 title='long enough for words of sixteen'>", "<img alt=\"x>'y\" src=\"b.gif\">",
+    "<a rel=\"next\" href=\" JavaScript:f('x')\" >", "<i x=\"1\" on=\"2\">", " a=b=\"c>", "= \"d\"",
+    " button=\"on\" \nONX=\"e\"", " title=\"some words, long enough for blocks\"", "javascript:", "</b>",
 };
 // clang-format on
 
