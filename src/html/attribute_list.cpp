@@ -66,9 +66,9 @@ void AttributeWriter::AppendPart(bool is_value, std::string_view text, std::uint
   const bool may_repeat = is_value && text.size() >= SHORTEST_KEPT;
   const Kept *const kept = may_repeat ? FindKept(text) : nullptr;
   char head[3 * MOST_PACKED];
-  char *head_end = WritePacked(head, PackDistance(end_, start) << FLAG_BITS |
-                                         (is_value ? IS_VALUE : 0) | (has_size ? HAS_SIZE : 0) |
-                                         (kept != nullptr ? IS_REPEATED : 0));
+  char *head_end =
+      WritePacked(head, PackDistance(end_, start) << FLAG_BITS | (is_value ? IS_VALUE : 0) |
+                            (has_size ? HAS_SIZE : 0) | (kept != nullptr ? IS_REPEATED : 0));
   head_end = WritePacked(head_end, length);
   if (has_size) head_end = WritePacked(head_end, text.size());
   bytes_.append(head, head_end);

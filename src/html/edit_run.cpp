@@ -67,14 +67,14 @@ void EditRun::MoveCursor(std::uint32_t position) {
   const std::uint32_t step = position - Cursor();
   const auto near = static_cast<std::uint32_t>(std::min<std::size_t>(step, behind_.size()));
   before_.append(behind_.rbegin(), behind_.rbegin() + near);
-  behind_.resize(behind_.size() - near);
+  behind_.erase(behind_.size() - near);
   before_.append(Rest().substr(0, step - near));
   end_ += step - near;
 }
 
 void EditRun::Drop(std::uint32_t count) noexcept {
   const auto near = static_cast<std::uint32_t>(std::min<std::size_t>(count, behind_.size()));
-  behind_.resize(behind_.size() - near);
+  behind_.erase(behind_.size() - near);
   end_ += count - near;
 }
 

@@ -29,37 +29,31 @@ class Interest {
   void AddEverywhere(Wanted wanted) noexcept { everywhere_ |= wanted; }
   /// `name` is upper case.
   void AddTag(std::string_view name, unsigned wanted = EVERYTHING) noexcept {
-    if (name.size() > TagName::LONGEST || name.empty() || 2 * ++count_ > slots_.size()) {
+    if (name.size() > TagName::LONGEST || name.empty() || 2 * ++count_ > SLOTS) {
       everywhere_ |= EVERYTHING;
       return;
     }
-    Slot &slot = slots_[Find(TagName(name))];
-    slot.name = TagName(name);
-    slot.wanted |= wanted;
+    const std::size_t slot = Find(TagName(name));
+    names_[slot] = TagName(name);
+    wanted_[slot] |= static_cast<std::uint8_t>(wanted);
   }
 
-  unsigned In(const TagName &name) const noexcept {
-    return everywhere_ | slots_[Find(name)].wanted;
-  }
+  unsigned In(const TagName &name) const noexcept { return everywhere_ | wanted_[Find(name)]; }
 
  private:
-  struct Slot {
-    TagName name;
-    unsigned wanted = NOTHING;
-  };
+  static constexpr std::size_t SLOTS = 64;
 
   /// Of the slot that holds the name, or of the empty one where it would stand.
   std::size_t Find(const TagName &name) const noexcept {
-    std::size_t slot = name.Hash() % slots_.size();
-    while (!(slots_[slot].name == name) && !(slots_[slot].name == TagName())) {
-      slot = (slot + 1) % slots_.size();
-    }
+    std::size_t slot = name.Hash() % SLOTS;
+    while (!(names_[slot] == name) && !(names_[slot] == TagName())) slot = (slot + 1) % SLOTS;
     return slot;
   }
 
   unsigned everywhere_ = NOTHING;
   std::size_t count_ = 0;
-  std::array<Slot, 64> slots_{};
+  std::array<TagName, SLOTS> names_{};
+  std::array<std::uint8_t, SLOTS> wanted_{};
 };
 
 }  // namespace velmora

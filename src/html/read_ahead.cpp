@@ -24,6 +24,11 @@ bool PassesAllButOne(const StateRun &run) noexcept {
   return &run == &TEXT_RUN || &run == &COMMENT_RUN;
 }
 
+/// That one.
+std::uint8_t StopOf(const StateRun &run) noexcept {
+  return &run == &TEXT_RUN ? '<' : '-';
+}
+
 /// Where the byte stands first, or the size. Nearly always it is near.
 std::size_t FindByte(std::span<const std::uint8_t> bytes, std::uint8_t byte) noexcept {
   static constexpr std::size_t NEAR = 32;
@@ -35,6 +40,29 @@ std::size_t FindByte(std::span<const std::uint8_t> bytes, std::uint8_t byte) noe
   const void *const found = std::memchr(bytes.data(), byte, bytes.size());
   if (found == nullptr) return bytes.size();
   return static_cast<std::size_t>(static_cast<const std::uint8_t *>(found) - bytes.data());
+}
+
+/// How many units of 16 bits come before one that is `stop` or a surrogate, or before the last few
+/// of `most`.
+std::size_t CountPassed(const std::uint8_t *units, std::size_t most, bool is_big_endian,
+                        std::uint8_t stop) noexcept {
+  static constexpr std::uint8_t SURROGATE = 0xD8;
+  static constexpr std::uint8_t SURROGATE_BITS = 0xF8;
+  std::size_t count = 0;
+  for (; most - count >= sizeof(Bytes16); count += sizeof(Bytes16)) {
+    const Bytes16 first = Load16(units + 2 * count);
+    const Bytes16 second = Load16(units + 2 * count + sizeof first);
+    const Bytes16 even = __builtin_shufflevector(first, second, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18,
+                                                 20, 22, 24, 26, 28, 30);
+    const Bytes16 odd = __builtin_shufflevector(first, second, 1, 3, 5, 7, 9, 11, 13, 15, 17, 19,
+                                                21, 23, 25, 27, 29, 31);
+    const Bytes16 high = is_big_endian ? even : odd;
+    const Bytes16 low = is_big_endian ? odd : even;
+    const unsigned stops = MaskOf(((high == std::uint8_t{0}) & (low == stop)) |
+                                  ((high & SURROGATE_BITS) == SURROGATE));
+    if (stops != 0) return count + static_cast<std::size_t>(std::countr_zero(stops));
+  }
+  return count;
 }
 
 }  // namespace
@@ -107,7 +135,7 @@ void ReadAhead::TakeRun(const StateRun &run, const CharsetShape &shape) {
 std::size_t ReadAhead::FindEnd(const StateRun &run, const CharsetShape &shape) const noexcept {
   const std::size_t begin = position_.position();
   if (!is_logged_ && PassesAllButOne(run)) {
-    return begin + FindByte(bytes_.subspan(begin, horizon_ - begin), &run == &TEXT_RUN ? '<' : '-');
+    return begin + FindByte(bytes_.subspan(begin, horizon_ - begin), StopOf(run));
   }
   std::size_t end = begin;
   while (end < horizon_ && run.covers[bytes_[end]] && shape.IsItself(bytes_[end])) ++end;
@@ -117,6 +145,11 @@ std::size_t ReadAhead::FindEnd(const StateRun &run, const CharsetShape &shape) c
 
 void ReadAhead::TakeWideRun(const StateRun &run, const CharsetShape &shape) {
   const bool passes_all = !is_logged_ && PassesAllButOne(run);
+  if (passes_all) {
+    const std::size_t begin = position_.position();
+    MoveOver(2 * CountPassed(bytes_.data() + begin, (horizon_ - begin) / 2,
+                             shape.kind() == CharsetShape::Kind::UNITS_BIG_ENDIAN, StopOf(run)));
+  }
   std::array<char, 256> narrow;
   for (std::size_t size = narrow.size(); size == narrow.size() && !IsAtHorizon();) {
     const std::uint8_t *const units = bytes_.data() + position_.position();
