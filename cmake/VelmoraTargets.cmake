@@ -29,12 +29,29 @@ endif()
 add_library(velmora_unloadable INTERFACE)
 target_compile_options(velmora_unloadable INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+target_link_options(velmora_unloadable INTERFACE
+  $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 if(VELMORA_SANITIZE)
   target_compile_options(velmora_options INTERFACE
     -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
     # The instrumented code of the standard library's headers looks uninitialized to the compiler.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(velmora_options INTERFACE -fsanitize=${VELMORA_SANITIZE})
+endif()
+
+# Where it pays, the plug-in's layers are optimised once more together when it is linked. Tests and
+# programs are linked from the same objects, but from the code in them as it was compiled: each would
+# be optimised anew.
+set(pays_lto OFF)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT VELMORA_SANITIZE)
+  set(pays_lto ON)
+endif()
+option(VELMORA_LTO "Optimise the plug-in when it is linked, with GCC" ${pays_lto})
+add_library(velmora_optimised_at_link INTERFACE)
+if(VELMORA_LTO)
+  target_compile_options(velmora_optimised_at_link INTERFACE -flto=auto -ffat-lto-objects)
+  target_link_options(velmora_options INTERFACE
+    $<$<NOT:$<BOOL:$<TARGET_PROPERTY:INTERPROCEDURAL_OPTIMIZATION>>>:-fno-lto>)
 endif()
 
 # The public headers alone.
