@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "command/answers/files.h"
+#include "command/answers/messages.h"
 #include "command/commands.h"
-#include "command/files.h"
-#include "command/messages.h"
 #include "matcher/loader.h"
 #include "matcher/request_types.h"
 #include "matcher/sources.h"

@@ -1,15 +1,13 @@
 // velmora allow, velmora undo: exceptions from the policy that a running proxy takes at once.
-#include <chrono>
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
+#include "command/answers/allowing.h"
+#include "command/answers/files.h"
 #include "command/commands.h"
-#include "command/event_filter.h"
-#include "command/files.h"
-#include "command/messages.h"
 #include "host/policy/exceptions.h"
 #include "host/policy/policy.h"
 
@@ -28,11 +26,6 @@ void AddPolicyOption(CLI::App &command, std::string &policy) {
       ->type_name("FILE");
 }
 
-std::filesystem::path FileBeside(const std::string &policy) {
-  if (!std::filesystem::exists(policy)) throw std::runtime_error(policy + ": no such file");
-  return host::ReadPolicy(policy).exceptions_file;
-}
-
 int Say(const std::string &text) {
   Output output({});
   output.Write(text + "\n");
@@ -41,14 +34,14 @@ int Say(const std::string &text) {
 }
 
 int Allow(const AllowOptions &options) {
-  const std::filesystem::path file = FileBeside(options.policy);
+  const std::filesystem::path file = ExceptionsOf(options.policy);
   host::AddException(file, options.exception);
   return Say(fmt::format("allowed {} ({}); \"velmora undo\" takes it back",
                          Describe(options.exception), file.string()));
 }
 
 int Undo(const std::string &policy) {
-  const auto exception = host::TakeExceptionBack(FileBeside(policy));
+  const auto exception = host::TakeExceptionBack(ExceptionsOf(policy));
   if (!exception) throw std::runtime_error("nothing is allowed that could be taken back");
   return Say("taken back: " + Describe(*exception));
 }
@@ -91,15 +84,7 @@ void AddAllow(CLI::App &application, Action &action) {
   command
       .add_option_function<std::string>(
           "--for",
-          Taking("--for",
-                 [&exception](const std::string &text) {
-                   const auto span = ParseSpan(text);
-                   if (!span || span->count() == 0) {
-                     throw std::invalid_argument("\"" + text +
-                                                 "\" is no time such as 30min, 1h or 7d");
-                   }
-                   exception.until = std::chrono::system_clock::now() + *span;
-                 }),
+          Taking("--for", [&exception](const std::string &text) { RunOutIn(exception, text); }),
           "Only for so long: 30min, 1h, 7d")
       ->type_name("TIME");
   command

@@ -4,9 +4,9 @@
 #include <stdexcept>
 #include <utility>
 
+#include "command/answers/files.h"
 #include "command/body_type.h"
 #include "command/commands.h"
-#include "command/files.h"
 #include "host/bodies/edit_list.h"
 #include "host/bodies/response_filter.h"
 #include "host/codings/decoded_body.h"

@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 #include <string>
 
+#include "command/answers/files.h"
 #include "command/commands.h"
-#include "command/files.h"
 
 namespace velmora::command {
 namespace {

@@ -9,16 +9,19 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "command/answers/applied.h"
+#include "command/answers/files.h"
+#include "command/answers/messages.h"
 #include "command/argument_checks.h"
 #include "command/commands.h"
-#include "command/files.h"
-#include "command/messages.h"
 #include "host/policy/filtering.h"
 #include "host/policy/policy.h"
 #include "host/web/url.h"
 
 namespace velmora::command {
 namespace {
+
+constexpr std::size_t WIDTH_OF_NAMES = 14;
 
 struct CheckOptions {
   std::string file = host::DefaultPolicy();
@@ -29,7 +32,7 @@ struct CheckOptions {
 
 /// A line of the answer.
 std::string Line(std::string_view name, std::string_view value) {
-  return fmt::format("  {:<14}{}\n", name, value);
+  return fmt::format("  {:<{}}{}\n", name, WIDTH_OF_NAMES, value);
 }
 
 std::string Bytes(std::uint64_t count) {
@@ -62,49 +65,6 @@ std::string General(const host::Policy &policy) {
   text += Line("event log", !policy.event_log                ? "none"
                             : policy.event_log->file.empty() ? "standard error"
                                                              : policy.event_log->file.string());
-  return text;
-}
-
-/// The bytes, and the categories that the mask in their second word switches off.
-std::string OptionBlock(const std::vector<std::uint8_t> &block) {
-  std::string text;
-  std::uint32_t mask = 0;
-  for (std::size_t i = 0; i < block.size(); ++i) {
-    text += fmt::format("{:02x} ", block[i]);
-    if (4 <= i && i < 8) mask |= std::uint32_t{block[i]} << (8 * (i - 4));
-  }
-  host::CategorySet masked;
-  for (const CategoryInfo &category : CATEGORIES) {
-    if ((mask & category.bit) != 0) masked.Insert(category.code);
-  }
-  return text + "leaves alone: " + masked.Text();
-}
-
-/// What holds for one.
-std::string Particular(const host::Policy &policy, const CheckOptions &options) {
-  std::string text =
-      fmt::format("{} for {}:\n", Printable(options.url.empty() ? "any site" : options.url),
-                  options.client.empty() ? "any client" : options.client);
-  if (policy.Allows({options.url, options.client})) {
-    return text + Line("passes", "untouched, by the allow list");
-  }
-  std::string rules;
-  for (const host::PolicyRule *const rule : policy.RulesFor({options.url, options.client})) {
-    rules += fmt::format("{}{} (line {})", rules.empty() ? "" : ", ", rule->name, rule->line);
-  }
-  const host::PolicyAnswer answer = policy.For(options.url, options.client);
-  text += Line("rules", rules.empty() ? "none" : rules);
-  if (answer.categories.IsEmpty() && !answer.IsFiltered()) {
-    text += Line("passes", "untouched: nothing is to be blocked");
-  } else {
-    const std::string_view preset = answer.categories.Preset();
-    if (!preset.empty()) text += Line("preset", preset);
-    text += Line("blocks", answer.categories.Text());
-  }
-  for (const auto &[name, value] : answer.settings) {
-    text += Line("setting", fmt::format("{} = {}", name, Printable(value)));
-  }
-  if (!answer.option_block.empty()) text += Line("option block", OptionBlock(answer.option_block));
   return text;
 }
 
@@ -175,8 +135,9 @@ int CheckConfig(const CheckOptions &options) {
     const bool is_particular = !options.url.empty() || !options.client.empty();
     Output output({});
     output.Write(options.is_splice_list ? SpliceList(policy)
-                 : is_particular        ? Particular(policy, options)
-                                        : Whole(options, policy));
+                 : is_particular
+                     ? Text(Applied(policy, options.url, options.client), WIDTH_OF_NAMES)
+                     : Whole(options, policy));
     output.Finish();
     return EXIT_OK;
   } catch (const host::PolicyError &error) {

@@ -1,7 +1,7 @@
 #include <fmt/format.h>
 #include <iterator>
 
-#include "command/messages.h"
+#include "command/answers/messages.h"
 #include "command/report.h"
 
 namespace velmora::command {

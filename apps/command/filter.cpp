@@ -15,12 +15,12 @@
 #include <unistd.h>
 #include <vector>
 
+#include "command/answers/files.h"
+#include "command/answers/messages.h"
 #include "command/argument_checks.h"
 #include "command/body_filter.h"
 #include "command/commands.h"
-#include "command/files.h"
 #include "command/jobs.h"
-#include "command/messages.h"
 #include "command/report.h"
 #include "host/policy/policy_values.h"
 

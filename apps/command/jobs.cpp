@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <set>
 
+#include "command/answers/files.h"
 #include "command/body_type.h"
 #include "command/commands.h"
-#include "command/files.h"
 
 namespace velmora::command {
 namespace {

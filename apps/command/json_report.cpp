@@ -1,6 +1,6 @@
 #include <nlohmann/json.hpp>
 
-#include "command/messages.h"
+#include "command/answers/messages.h"
 #include "command/report.h"
 #include "host/bodies/categories.h"
 

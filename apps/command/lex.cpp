@@ -8,9 +8,9 @@
 #include <string_view>
 #include <system_error>
 
+#include "command/answers/files.h"
+#include "command/answers/messages.h"
 #include "command/commands.h"
-#include "command/files.h"
-#include "command/messages.h"
 #include "script/lexers.h"
 #include "script/os_services.h"
 #include "script/token_list.h"

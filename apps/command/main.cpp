@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "base/nearest_word.h"
+#include "command/answers/files.h"
+#include "command/answers/messages.h"
 #include "command/commands.h"
-#include "command/files.h"
-#include "command/messages.h"
 
 namespace velmora::command {
 namespace {

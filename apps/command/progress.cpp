@@ -6,7 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "command/messages.h"
+#include "command/answers/messages.h"
 
 namespace velmora::command {
 namespace {

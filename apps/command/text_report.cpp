@@ -1,6 +1,6 @@
 #include <fmt/format.h>
 
-#include "command/messages.h"
+#include "command/answers/messages.h"
 #include "command/report.h"
 #include "host/bodies/categories.h"
 

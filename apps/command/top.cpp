@@ -9,13 +9,13 @@
 #include <string_view>
 #include <vector>
 
+#include "command/answers/event_filter.h"
+#include "command/answers/event_source.h"
+#include "command/answers/event_totals.h"
+#include "command/answers/files.h"
+#include "command/answers/followed_file.h"
+#include "command/answers/messages.h"
 #include "command/commands.h"
-#include "command/event_filter.h"
-#include "command/event_source.h"
-#include "command/event_totals.h"
-#include "command/files.h"
-#include "command/followed_file.h"
-#include "command/messages.h"
 #include "command/terminal.h"
 #include "host/bodies/categories.h"
 #include "host/policy/policy.h"

@@ -1,8 +1,10 @@
 #include "host/policy/exceptions.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <sys/file.h>
@@ -130,12 +132,16 @@ void AddException(const std::filesystem::path &file, const Exception &exception)
   Write(OpenAlone(file, O_WRONLY | O_APPEND | O_CREAT), file, ToLine(exception));
 }
 
-std::optional<Exception> TakeExceptionBack(const std::filesystem::path &file) {
+std::optional<Exception> TakeExceptionBack(const std::filesystem::path &file,
+                                           std::string_view described) {
   const base::Descriptor held = OpenAlone(file, O_RDONLY);
   std::vector<Exception> exceptions = ReadExceptions(file);
-  if (exceptions.empty()) return std::nullopt;
-  const Exception last = exceptions.back();
-  exceptions.pop_back();
+  const auto found = std::find_if(
+      exceptions.rbegin(), exceptions.rend(),
+      [&](const Exception &each) { return described.empty() || Describe(each) == described; });
+  if (found == exceptions.rend()) return std::nullopt;
+  const Exception last = *found;
+  exceptions.erase(std::next(found).base());
   std::string text;
   for (const Exception &exception : exceptions) text += ToLine(exception);
   std::filesystem::path written = file;

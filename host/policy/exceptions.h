@@ -40,9 +40,11 @@ std::vector<Exception> ReadExceptions(const std::filesystem::path &file);
 /// folder's owner, who may be another one. Throws `std::system_error`.
 void AddException(const std::filesystem::path &file, const Exception &exception);
 
-/// Takes the last one that has not run out back; none when there is none. Throws what the above do.
-/// What others add or take back meanwhile waits, and is kept.
-std::optional<Exception> TakeExceptionBack(const std::filesystem::path &file);
+/// Takes the last one back that has not run out, or the last that `Describe` describes so; none
+/// when there is none. Throws what the above do. What others add or take back meanwhile waits, and
+/// is kept.
+std::optional<Exception> TakeExceptionBack(const std::filesystem::path &file,
+                                           std::string_view described = {});
 
 /// "shop.example for 192.168.1.0/24 until 2026-03-01T13:34:56.789Z: all"
 std::string Describe(const Exception &exception);

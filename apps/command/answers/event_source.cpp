@@ -1,4 +1,4 @@
-#include "command/event_source.h"
+#include "command/answers/event_source.h"
 
 #include <memory>
 #include <new>
@@ -6,7 +6,7 @@
 #include <system_error>
 #include <vector>
 
-#include "command/files.h"
+#include "command/answers/files.h"
 #include "host/codings/content_coding.h"
 #include "store/line_splitter.h"
 

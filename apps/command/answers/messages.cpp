@@ -1,4 +1,4 @@
-#include "command/messages.h"
+#include "command/answers/messages.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "command/list_fetching.h"
+#include "command/answers/list_fetching.h"
 
 #include <algorithm>
 #include <charconv>
@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "base/ascii.h"
-#include "command/files.h"
+#include "command/answers/files.h"
 #include "host/events/event.h"
 #include "matcher/loader.h"
 

@@ -1,4 +1,4 @@
-#include "command/event_totals.h"
+#include "command/answers/event_totals.h"
 
 #include <algorithm>
 

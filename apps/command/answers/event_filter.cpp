@@ -1,4 +1,4 @@
-#include "command/event_filter.h"
+#include "command/answers/event_filter.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "command/files.h"
+#include "command/answers/files.h"
 
 #include <cerrno>
 #include <climits>

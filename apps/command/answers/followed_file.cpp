@@ -1,4 +1,4 @@
-#include "command/followed_file.h"
+#include "command/answers/followed_file.h"
 
 #include <cerrno>
 #include <fcntl.h>
