@@ -244,14 +244,7 @@ void AddAds(CLI::App &application, Action &action) {
         options->checked.empty()) {
       throw CLI::RequiredError("a URL, --batch, --stats or --check");
     }
-    action = [options] {
-      try {
-        return RunAds(*options);
-      } catch (const UsageError &error) {
-        PrintMessage(error.what());
-        return EXIT_USAGE;
-      }
-    };
+    action = [options] { return RunAds(*options); };
   });
 }
 

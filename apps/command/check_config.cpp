@@ -14,6 +14,7 @@
 #include "command/answers/messages.h"
 #include "command/argument_checks.h"
 #include "command/commands.h"
+#include "host/policy/chosen_preset.h"
 #include "host/policy/filtering.h"
 #include "host/policy/policy.h"
 #include "host/web/url.h"
@@ -48,6 +49,9 @@ std::string General(const host::Policy &policy) {
   std::string text = Line("preset", everywhere.Preset().empty() ? "none: a choice of its own"
                                                                 : everywhere.Preset()) +
                      Line("everywhere", everywhere.Text());
+  if (const std::string chosen = host::ChosenPreset(policy); !chosen.empty()) {
+    text += Line("chosen since", chosen + ", in the place of [filter]; \"velmora preset\"");
+  }
   text += Line("rules", std::to_string(policy.rules.size()));
   text += Line(
       "limits",

@@ -32,8 +32,10 @@ void AddFilter(CLI::App &application, Action &action);
 void AddHealth(CLI::App &application, Action &action);
 void AddLex(CLI::App &application, Action &action);
 void AddLists(CLI::App &application, Action &action);
+void AddPreset(CLI::App &application, Action &action);
 void AddTop(CLI::App &application, Action &action);
 void AddUndo(CLI::App &application, Action &action);
+void AddWeb(CLI::App &application, Action &action);
 void AddWhy(CLI::App &application, Action &action);
 
 }  // namespace velmora::command

@@ -215,16 +215,7 @@ void AddFilter(CLI::App &application, Action &action) {
           "Plug-in to use (default: libvelmora.so beside this program, or its installed place)")
       ->type_name("FILE");
   command.footer(CategoryHelp());
-  command.callback([options, &action] {
-    action = [options] {
-      try {
-        return FilterFiles(*options);
-      } catch (const UsageError &error) {
-        PrintMessage(error.what());
-        return EXIT_USAGE;
-      }
-    };
-  });
+  command.callback([options, &action] { action = [options] { return FilterFiles(*options); }; });
 }
 
 }  // namespace velmora::command

@@ -15,8 +15,8 @@ namespace velmora::command {
 namespace {
 
 constexpr void (*COMMANDS[])(CLI::App &application, Action &action) = {
-    AddFilter, AddAds,   AddCategories, AddCheckConfig, AddLex,    AddTop,
-    AddWhy,    AddAllow, AddUndo,       AddLists,       AddHealth,
+    AddFilter, AddAds,  AddCategories, AddCheckConfig, AddLex, AddTop,    AddWhy,
+    AddAllow,  AddUndo, AddLists,      AddHealth,      AddWeb, AddPreset,
 };
 
 constexpr char WHERE_TO_READ[] = "\"velmora help\" and \"velmora help COMMAND\" say more";
@@ -110,6 +110,9 @@ int Main(int argc, char **argv) {
 int main(int argc, char **argv) {
   try {
     return velmora::command::Main(argc, argv);
+  } catch (const velmora::command::UsageError &error) {
+    velmora::command::PrintMessage(error.what());
+    return velmora::command::EXIT_USAGE;
   } catch (const std::exception &error) {
     velmora::command::PrintMessage(error.what());
     return velmora::command::EXIT_FAILED;

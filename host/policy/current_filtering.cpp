@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "host/policy/chosen_preset.h"
 #include "host/policy/fetched_lists.h"
 
 namespace velmora::host {
@@ -57,7 +58,7 @@ std::shared_ptr<const Filtering> CurrentFiltering::Now() noexcept {
   try {
     TakeRenewed();
     if (exceptions_.HasChanged()) filtering_ = WithExceptions(filtering_);
-    if (lists_.HasChanged()) Renew(files_);
+    if (lists_.HasChanged() || preset_.HasChanged()) Renew(files_);
   } catch (...) {
     Complain(Reason());
   }
@@ -107,6 +108,9 @@ void CurrentFiltering::Watch() {
   const auto stamp =
       policy.list_urls.empty() ? std::filesystem::path() : FetchedListsStamp(policy.state_folder);
   if (lists_.File() != stamp) lists_ = FileWatch(stamp);
+  const auto preset =
+      policy.state_folder.empty() ? std::filesystem::path() : ChosenPresetFile(policy);
+  if (preset_.File() != preset) preset_ = FileWatch(preset);
 }
 
 void CurrentFiltering::Complain(std::string_view reason) const noexcept {

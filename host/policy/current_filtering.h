@@ -52,9 +52,11 @@ class CurrentFiltering {
   std::shared_ptr<const Filtering> filtering_ VELMORA_GUARDED_BY(mutex_);
   /// What it was configured from.
   FilterFiles files_ VELMORA_GUARDED_BY(mutex_);
-  /// What somebody allowed or took back meanwhile, and whether lists were fetched.
+  /// What somebody allowed or took back meanwhile, whether lists were fetched or a preset was
+  /// chosen.
   FileWatch exceptions_ VELMORA_GUARDED_BY(mutex_);
   FileWatch lists_ VELMORA_GUARDED_BY(mutex_);
+  FileWatch preset_ VELMORA_GUARDED_BY(mutex_);
   std::future<std::shared_ptr<const Filtering>> renewed_ VELMORA_GUARDED_BY(mutex_);
   /// Asked for while the thread was at work on the one before.
   std::optional<Renewal> next_ VELMORA_GUARDED_BY(mutex_);

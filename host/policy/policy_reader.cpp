@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "base/ascii.h"
+#include "host/policy/chosen_preset.h"
 #include "host/policy/fetched_lists.h"
 #include "host/policy/policy.h"
 #include "host/policy/policy_values.h"
@@ -483,6 +484,11 @@ Policy ReadPolicy(const std::filesystem::path &file) {
   }
   policy.exceptions_file = policy.state_folder / file.filename().replace_extension(".exceptions");
   UseFetchedLists(policy);
+  try {
+    UseChosenPreset(policy);
+  } catch (const std::exception &fault) {
+    throw PolicyError(ChosenPresetFile(policy), {{.message = fault.what()}});
+  }
   return policy;
 }
 

@@ -190,6 +190,32 @@ TEST(Allow, WritesExceptionsThatCanBeTakenBack) {
   EXPECT_EQ(shell.Run("$velmora allow a.example --policy none.toml").exit_code, 1);
 }
 
+TEST(Presets, AreChosenInThePolicysPlace) {
+  const Shell shell;
+  shell.Write("velmora.toml", "[filter]\nblock = \"flash\"\n[ads]\nenabled = false\n");
+  const struct {
+    std::string words, output, everywhere;
+    int exit_code;
+  } cases[] = {
+      {"", "as the policy says: a choice of its own\n", "flash", 0},
+      {"still", "still, chosen in the policy's place\n", "gif-animation", 0},
+      {"ads", "", "gif-animation", 2},
+      {"", "still, chosen in the policy's place\n", "gif-animation", 0},
+      {"--as-policy", "as the policy says: a choice of its own\n", "flash", 0},
+  };
+  for (const auto &each : cases) {
+    const Result result = shell.Run("$velmora preset --policy velmora.toml " + each.words);
+    EXPECT_EQ(result.exit_code, each.exit_code) << each.words;
+    EXPECT_EQ(result.output, each.output);
+    EXPECT_THAT(shell.Run("$velmora check-config velmora.toml --client 192.0.2.1").output,
+                HasSubstr(each.everywhere));
+  }
+  shell.Write("velmora.preset", "ads\n");
+  const Result bad = shell.Run("$velmora check-config velmora.toml");
+  EXPECT_EQ(bad.exit_code, 1);
+  EXPECT_THAT(bad.errors, HasSubstr("velmora.preset: \"ads\" is no preset"));
+}
+
 TEST(Presets, CalmTakesFromPagesWhatWouldNotBeRequested) {
   const Shell shell;
   shell.Write("list.txt", "||ads.example^\n||typed.example^$script\n");

@@ -22,11 +22,11 @@ ARGUMENTS = (
 )
 
 
-def start_browser(home, squid):
+def start_browser(home, squid=None):
     """A WebDriver; `home` is made for it. If the proxy looks into encrypted traffic, the browser is
     told to trust it, as a person would tell it."""
     home.mkdir()
-    if squid.authority:
+    if squid and squid.authority:
         trust(home, squid.authority.certificate)
     options = webdriver.ChromeOptions()
     options.ignore_local_proxy_environment_variables()
@@ -34,7 +34,8 @@ def start_browser(home, squid):
     for argument in ARGUMENTS:
         options.add_argument(argument)
     options.add_argument(f"--user-data-dir={home}/profile")
-    options.add_argument(f"--proxy-server=http://127.0.0.1:{squid.port}")
+    if squid:
+        options.add_argument(f"--proxy-server=http://127.0.0.1:{squid.port}")
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
     environment = {**os.environ, "HOME": str(home)}
     environment.pop("XDG_CONFIG_HOME", None)

@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""Takes the pictures of docs/images/: a page as it is sent, and as it comes out of the filter.
+"""Takes the pictures of docs/images/: a page as it is sent, and as it comes out of the filter; the web page
+over a day that is made up.
 
 An argument is the folder with the built libraries, if it is not build/release.
 """
@@ -9,6 +10,7 @@ import pathlib
 import sys
 import tempfile
 
+import made_up_day
 from browser import start_browser
 from gazette import ROOT, Gazette
 
@@ -28,7 +30,19 @@ def main():
                 browser.save_screenshot(str(IMAGES / f"{picture}.png"))
                 browser.quit()
         gazette.stop()
-    print(f"Written: {IMAGES}/before.png and after.png")
+        photograph_web(pathlib.Path(name, "web"))
+    print(f"Written: {IMAGES}/before.png, after.png and web.png")
+
+
+def photograph_web(folder):
+    folder.mkdir()
+    with made_up_day.WebServer(folder, MODULES) as web:
+        browser = start_browser(folder / "browser")
+        size = {"width": 1120, "height": 1000, "deviceScaleFactor": 1, "mobile": False}
+        browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", size)
+        browser.get(web.start_link)
+        browser.save_screenshot(str(IMAGES / "web.png"))
+        browser.quit()
 
 
 if __name__ == "__main__":

@@ -22,6 +22,12 @@ for engine in squid trafficserver; do
       velmora-proxy.service >"$folder/said" 2>&1 || fail "$engine: $(tail -n 3 "$folder/said")"
 done
 
+mkdir -p "$folder/web/lib/systemd/system"
+cp "$service/web/velmora-web.service" "$folder/web/lib/systemd/system"
+! has systemd-analyze ||
+  systemd-analyze security --offline=true --root="$folder/web" --threshold=30 --no-pager \
+    velmora-web.service >"$folder/said" 2>&1 || fail "web: $(tail -n 3 "$folder/said")"
+
 ! has apparmor_parser || apparmor_parser -QK "$service/squid/apparmor/velmora-proxy" 2>"$folder/said" ||
   fail "$(cat "$folder/said")"
 

@@ -1,8 +1,9 @@
 """The policy in the proxy: what applies to whom, and a new one while the proxy runs."""
 
+import subprocess
 import unittest
 
-from proxy_case import ADS, IS_SQUID, ProxyCase, events
+from proxy_case import ADS, IS_SQUID, MODULES, ProxyCase, events
 
 SCRIPT = b"<script>alert(1)</script>"
 AD = b'<img src="http://ads.example/a.gif">'
@@ -167,6 +168,14 @@ class Reconfiguration(ProxyCase):
         self.reconfigure(blocks_ads.replace('block = "ads"', 'block = "scripts"'))
         self.wait_until(lambda: len(self.errors()) > before)
         self.wait_for(NO_AD)
+
+    def test_a_preset_is_chosen_while_the_proxy_runs(self):
+        self.reconfigure(ADS + '[filter]\nblock = "scripts"\n')
+        self.wait_for(NO_SCRIPT)
+        for word, body in (("classic", b"<p>page</p>"), ("--as-policy", NO_SCRIPT)):
+            command = [MODULES / "velmora", "preset", word, "--policy", self.squid.policy]
+            subprocess.run(command, check=True, capture_output=True)
+            self.wait_for(body)
 
     def test_answers_do_not_wait_for_lists(self):
         own = self.squid.folder / "own.txt"

@@ -60,9 +60,8 @@ std::string LastReason(const EventTotals &totals) {
   return last == latest.rend() ? "" : ", the last: " + last->reason;
 }
 
-void CheckLog(const host::Policy &policy, const std::string &span, Findings &findings) {
-  if (!policy.event_log || policy.event_log->file.empty()) return;
-  const std::filesystem::path &file = policy.event_log->file;
+void CheckLog(const std::filesystem::path &file, const std::string &span, Findings &findings) {
+  if (file.empty()) return;
   if (!std::filesystem::exists(file)) {
     // Until something is blocked there need be none.
     return findings.Add(HealthState::OK, "no event log yet");
@@ -141,7 +140,8 @@ Findings CheckHealth(const HealthQuestion &question) {
   try {
     CheckProxy(question.proxy, findings);
     const host::Policy policy = host::ReadPolicy(question.policy);
-    CheckLog(policy, question.span, findings);
+    const bool has_own = question.log.empty() && policy.event_log;
+    CheckLog(has_own ? policy.event_log->file : question.log, question.span, findings);
     CheckLists(policy, findings);
   } catch (const host::PolicyError &error) {
     // A proxy that runs goes on with the one before, one that starts does not.

@@ -1,6 +1,7 @@
 // Whether all is well with a proxy that filters: findings in the words and degrees of monitors.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -31,6 +32,8 @@ struct Findings {
 struct HealthQuestion {
   /// The policy's file.
   std::string policy{};
+  /// The event log; empty: the one that the policy names.
+  std::filesystem::path log{};
   /// A proxy that has to answer, "HOST:PORT"; empty: none is asked.
   std::string proxy{};
   /// How far back the event log is looked at, as `ParseSpan` reads it.

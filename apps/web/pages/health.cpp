@@ -1,0 +1,24 @@
+#include "command/answers/health.h"
+
+#include "web/layout.h"
+#include "web/pages/pages.h"
+#include "web/pages/parts.h"
+
+namespace velmora::web {
+
+Response HealthPage(const Visit &visit) {
+  const command::Findings findings = command::CheckHealth({.policy = visit.options.policy.string(),
+                                                           .log = visit.options.log,
+                                                           .proxy = visit.options.proxy,
+                                                           .span = "24h"});
+  command::Sheet measures;
+  for (const auto &[name, value] : findings.measures) measures.Add(name, value);
+  measures.Add("version", VELMORA_VERSION);
+  measures.Add("policy", visit.options.policy.string());
+  measures.Add("proxy", visit.options.proxy);
+  Markup html;
+  html << FindingList(findings) << "<h2>Figures of the last 24 hours</h2>\n" << Values(measures);
+  return Page(visit, "Health", html);
+}
+
+}  // namespace velmora::web

@@ -1,0 +1,161 @@
+"""The web page in a browser, with scripts switched off, while the proxy that it is about runs."""
+
+import os
+import pathlib
+import subprocess
+import tempfile
+import time
+import unittest
+
+from browser import start_browser
+from gazette import ROOT, Gazette
+from engine import free_port
+from tls_origin import wait_for_names
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+
+MODULES = pathlib.Path(os.environ.get("VELMORA_MODULES", ROOT / "build" / "release"))
+PASSWORD = "a word for the test"
+PAGES = ("/", "/events", "/why", "/allowed", "/lists", "/policy", "/health", "/setup")
+
+# By which the setup page sees that the proxy is trusted; docs/web.md has it.
+CHECK = """\
+acl velmora_check dstdomain check.velmora.invalid
+http_access deny velmora_check
+deny_info 302:{page}trusted.svg velmora_check
+"""
+
+
+class WebServer:
+    """`velmora web` about a running proxy."""
+
+    def __init__(self, squid, port):
+        self.url = f"http://127.0.0.1:{port}/"
+        self.options = ["--policy", str(squid.policy)]
+        web = [MODULES / "velmora", "web", *self.options, "--log", str(squid.events)]
+        web += ["--listen", f"127.0.0.1:{port}", "--proxy", f"127.0.0.1:{squid.port}"]
+        web += ["--authority", str(squid.authority.certificate)]
+        self.process = subprocess.Popen(
+            ["setpriv", "--pdeathsig", "TERM", *web], stderr=subprocess.PIPE, text=True
+        )
+        self.start_link = next(
+            line.strip() for line in self.process.stderr if "start?word=" in line
+        )
+
+    def set_password(self):
+        command = [MODULES / "velmora", "web", "--set-password", *self.options]
+        subprocess.run(command, input=PASSWORD + "\n", text=True, check=True, capture_output=True)
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait()
+        self.process.stderr.close()
+
+
+class Web(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory(prefix="velmora-browser-", ignore_cleanup_errors=True)
+        cls.addClassCleanup(folder.cleanup)
+        os.chmod(folder.name, 0o755)
+        cls.site = Gazette(folder.name, is_secure=True)
+        cls.addClassCleanup(cls.site.stop)
+        port = free_port()
+        cls.site.configuration = CHECK.format(page=f"http://127.0.0.1:{port}/") + cls.site.configuration
+        cls.squid = cls.site.squid("squid", MODULES)
+        cls.addClassCleanup(cls.squid.stop)
+        cls.squid.start()
+        wait_for_names(cls.squid.port)
+        cls.web = WebServer(cls.squid, port)
+        cls.addClassCleanup(cls.web.stop)
+        cls.web.set_password()
+        cls.home = pathlib.Path(folder.name)
+        cls.browser = start_browser(cls.home / "browser", cls.squid)
+        cls.addClassCleanup(cls.browser.quit)
+        cls.browser.execute_cdp_cmd("Emulation.setScriptExecutionDisabled", {"value": True})
+        cls.browser.get(cls.web.start_link)
+
+    def open(self, path):
+        self.browser.get(self.web.url + path.lstrip("/"))
+
+    def heading(self):
+        return self.browser.find_element(By.TAG_NAME, "h1").text
+
+    def press(self, text):
+        """Goes to a link or button by the keyboard alone, and presses it."""
+        for _ in range(80):
+            ActionChains(self.browser).send_keys(Keys.TAB).perform()
+            if self.browser.switch_to.active_element.text == text:
+                ActionChains(self.browser).send_keys(Keys.ENTER).perform()
+                return
+        self.fail(f"the keyboard does not come to {text!r}")
+
+    def wait_for_title(self, url, title):
+        """A running proxy takes a change within a second."""
+        deadline = time.monotonic() + 30
+        while True:
+            self.browser.get(url)
+            if self.browser.title == title:
+                return
+            self.assertLess(time.monotonic(), deadline, f"waited in vain for {title!r}")
+            time.sleep(0.2)
+
+    def test_a_blocked_site_is_allowed_and_blocked_again_by_the_keyboard(self):
+        url = self.site.url("shut.example")
+        self.browser.get(url)
+        self.assertEqual(self.browser.title, "Blocked by Velmora")
+        self.wait_for_title(self.web.url, "Overview · Velmora")
+        deadline = time.monotonic() + 20
+        while "shut.example" not in self.browser.page_source:
+            self.assertLess(time.monotonic(), deadline, "the block does not show")
+            self.open("/")
+        self.press("Why?")
+        self.assertIn("||shut.example^$document", self.browser.page_source)
+        self.browser.back()
+        self.press("Allow here")
+        self.assertIn("shut.example for 127.0.0.1", self.browser.page_source)
+        self.wait_for_title(url, "The Harbour Gazette")
+        self.open("/allowed")
+        self.press("Take back")
+        self.assertIn("Nothing is allowed", self.browser.page_source)
+        self.wait_for_title(url, "Blocked by Velmora")
+
+    def test_pages_fit_and_break_none_of_their_own_rules(self):
+        self.browser.get_log("browser")
+        fits = "return document.documentElement.scrollWidth <= window.innerWidth"
+        for width in (320, 800):
+            metrics = {"width": width, "height": 600, "deviceScaleFactor": 1, "mobile": False}
+            self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", metrics)
+            for path in PAGES:
+                with self.subTest(path, width=width):
+                    self.open(path)
+                    self.assertTrue(self.browser.execute_script(fits))
+        complaints = [entry["message"] for entry in self.browser.get_log("browser")]
+        self.assertEqual([text for text in complaints if "Policy" in text], [])
+
+    def test_the_setup_page_tells_who_trusts_the_proxy(self):
+        width = "return document.querySelector('.check img').naturalWidth"
+        self.open("/setup")
+        self.assertIn(self.squid.authority.fingerprint(), self.browser.page_source)
+        self.assertGreater(self.browser.execute_script(width), 0)
+        authority, self.squid.authority = self.squid.authority, None
+        stranger = start_browser(self.home / "stranger", self.squid)
+        self.squid.authority = authority
+        try:
+            stranger.get(self.web.url + "setup")
+            self.assertEqual(stranger.execute_script(width), 0)
+            # It is not logged in.
+            stranger.get(self.web.url + "events")
+            self.assertEqual(stranger.title, "Log in · Velmora")
+            ActionChains(stranger).send_keys(PASSWORD, Keys.ENTER).perform()
+            deadline = time.monotonic() + 20
+            while stranger.title != "Activity · Velmora":
+                self.assertLess(time.monotonic(), deadline, stranger.page_source)
+                time.sleep(0.1)
+        finally:
+            stranger.quit()
+
+
+if __name__ == "__main__":
+    unittest.main()
