@@ -36,6 +36,14 @@ _velmora() {
       mapfile -t COMPREPLY < <(compgen -W "text json" -- "$word")
       return
       ;;
+    --role)
+      mapfile -t COMPREPLY < <(compgen -W "view change" -- "$word")
+      return
+      ;;
+    preset)
+      mapfile -t COMPREPLY < <(compgen -W "calm strict classic still --as-policy" -- "$word")
+      return
+      ;;
     --type)
       mapfile -t COMPREPLY < <(compgen -W "html js vbs gif" -- "$word")
       return

@@ -65,7 +65,7 @@ std::string NewHash(const std::string &password) {
 /// Whole or not at all, and left to the folder's owner, who may be the service's user.
 void Write(const std::filesystem::path &file, const Hashes &hashes) {
   std::string text;
-  for (const auto &[name, hash] : hashes) text += name + ":" + hash + "\n";
+  for (const auto &[name, hash] : hashes) text.append(name).append(":").append(hash).append("\n");
   std::filesystem::path written = file;
   written += ".new";
   unlink(written.c_str());

@@ -120,7 +120,7 @@ Server::Server(Site &site, const Place &place)
       const int yes = 1;
       setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     });
-    if (!server.bind_to_port(place.address.c_str(), place.port)) {
+    if (!server.bind_to_port(place.address, place.port)) {
       throw std::system_error(errno, std::generic_category(),
                               place.address + ":" + std::to_string(place.port));
     }

@@ -146,8 +146,9 @@ Response Site::AnswerAllowed(const Request &request) {
     return is_change ? Plain(403, "You are not logged in.")
                      : GoTo("/login?next=" + ForQuery(request.path));
   }
-  if (is_change && !is_formed()) return Plain(403, "That form is out of date: load its page again.");
-  return route->answer({options_, list_update_, request, session});
+  if (is_change && !is_formed())
+    return Plain(403, "That form is out of date: load its page again.");
+  return route->answer({options_, list_update_, events_, request, session});
 }
 
 Response Site::LogIn(const Request &request) {
@@ -161,7 +162,7 @@ Response Site::LogIn(const Request &request) {
     const Session nobody;
     Request again = request;
     again.fields["wrong"] = "1";
-    Response response = LoginPage({options_, list_update_, again, nobody});
+    Response response = LoginPage({options_, list_update_, events_, again, nobody});
     response.status = 403;
     return response;
   }

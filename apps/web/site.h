@@ -7,6 +7,7 @@
 
 #include "base/mutex.h"
 #include "web/attempts.h"
+#include "web/event_feed.h"
 #include "web/list_update.h"
 #include "web/request.h"
 #include "web/sessions.h"
@@ -35,6 +36,7 @@ std::filesystem::path PasswordsOf(const SiteOptions &options);
 struct Visit {
   const SiteOptions &options;
   ListUpdate &list_update;
+  EventFeed &events;
   const Request &request;
   const Session &session;
 };
@@ -62,6 +64,7 @@ class Site {
   Sessions sessions_;
   Attempts attempts_;
   ListUpdate list_update_;
+  EventFeed events_;
   base::Mutex mutex_;
   std::string start_word_ VELMORA_GUARDED_BY(mutex_);
 };

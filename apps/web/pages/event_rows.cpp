@@ -5,7 +5,6 @@
 #include <filesystem>
 
 #include "host/bodies/categories.h"
-#include "store/feeding.h"
 #include "web/pages/parts.h"
 
 namespace velmora::web {
@@ -87,8 +86,11 @@ std::optional<store::EventStore> StoreOf(const Visit &visit, const host::Policy 
   const std::filesystem::path log = LogOf(visit, policy);
   if (log.empty()) return std::nullopt;
   const host::EventLogOptions written = policy.event_log.value_or(host::EventLogOptions());
-  store::Feed({.log = log, .urls = written.urls, .clients = written.clients});
-  return store::EventStore(store::StoreBeside(log));
+  visit.events.Bring({.log = log, .urls = written.urls, .clients = written.clients});
+  const std::filesystem::path store = store::StoreBeside(log);
+  // It may be that it could not be made.
+  if (!std::filesystem::exists(store)) return std::nullopt;
+  return store::EventStore(store);
 }
 
 std::optional<std::int64_t> KeyIn(std::string_view text) {

@@ -76,7 +76,7 @@ Response EventsPage(const Visit &visit) {
   html << SpanLinks(visit, span) << Question(request, span);
   const auto events = StoreOf(visit, CurrentPolicy(visit));
   if (!events) {
-    html << "<p class=\"empty\">There is no event log yet.</p>\n";
+    html << "<p class=\"empty\">Nothing is known yet.</p>\n";
     return Page(visit, "Activity", html);
   }
   try {

@@ -1,5 +1,7 @@
 #include "command/answers/health.h"
 
+#include <string>
+
 #include "web/layout.h"
 #include "web/pages/pages.h"
 #include "web/pages/parts.h"
@@ -7,10 +9,13 @@
 namespace velmora::web {
 
 Response HealthPage(const Visit &visit) {
-  const command::Findings findings = command::CheckHealth({.policy = visit.options.policy.string(),
-                                                           .log = visit.options.log,
-                                                           .proxy = visit.options.proxy,
-                                                           .span = "24h"});
+  command::Findings findings = command::CheckHealth({.policy = visit.options.policy.string(),
+                                                     .log = visit.options.log,
+                                                     .proxy = visit.options.proxy,
+                                                     .span = "24h"});
+  if (const std::string trouble = visit.events.Trouble(); !trouble.empty()) {
+    findings.Add(command::HealthState::WARNING, "what was blocked is not all known: " + trouble);
+  }
   command::Sheet measures;
   for (const auto &[name, value] : findings.measures) measures.Add(name, value);
   measures.Add("version", VELMORA_VERSION);

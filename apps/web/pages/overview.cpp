@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t MOST_SHARES = 7;
 constexpr std::size_t MOST_LATEST = 8;
 
-Markup Tile(std::string value, Literal name) {
+Markup Tile(const std::string &value, Literal name) {
   Markup html;
   html << "<li><strong>" << value << "</strong>" << name << "</li>\n";
   return html;
@@ -109,8 +109,9 @@ Response OverviewPage(const Visit &visit) {
   html << SpanLinks(visit, span);
   const auto events = StoreOf(visit, CurrentPolicy(visit));
   if (!events) {
-    html << "<p class=\"empty\">There is no event log yet: as soon as something is blocked, it "
-            "shows here.</p>\n";
+    html << "<p class=\"empty\">Nothing is known yet: as soon as something is blocked, it shows "
+            "here. "
+            "<a href=\"/health\">Health</a> says what may be wrong.</p>\n";
     return Page(visit, "Overview", html);
   }
   const store::Filter filter{.from = std::chrono::system_clock::now() - span.time};

@@ -1,0 +1,33 @@
+#include "web/event_feed.h"
+
+#include <exception>
+
+namespace velmora::web {
+
+void EventFeed::Bring(const store::FeedOptions &options) noexcept {
+  {
+    const base::MutexLock lock(mutex_);
+    if (Clock::now() - fed_ < INTERVAL) return;
+  }
+  if (is_feeding_.test_and_set()) return;
+  std::string trouble;
+  try {
+    const store::FedLog fed = store::Feed(options);
+    if (!fed.troubles.empty()) trouble = fed.troubles.front();
+  } catch (const std::exception &error) {
+    trouble = error.what();
+  }
+  {
+    const base::MutexLock lock(mutex_);
+    fed_ = Clock::now();
+    trouble_.swap(trouble);
+  }
+  is_feeding_.clear();
+}
+
+std::string EventFeed::Trouble() const {
+  const base::MutexLock lock(mutex_);
+  return trouble_;
+}
+
+}  // namespace velmora::web
