@@ -219,6 +219,24 @@ class KeyCensus {
   std::vector<std::uint32_t> counts_;
 };
 
+/// What a `KeyFilter` reads.
+class FilterWords {
+ public:
+  void SetBits(std::uint32_t bits) {
+    bits_ = bits;
+    words_.resize(std::size_t{1} << (bits - 6));
+  }
+  void Add(std::uint64_t key) {
+    const std::uint64_t bit = key >> (64 - bits_);
+    words_[bit / 64] |= std::uint64_t{1} << (bit % 64);
+  }
+  const std::vector<std::uint64_t> &Words() const { return words_; }
+
+ private:
+  std::uint32_t bits_ = 0;
+  std::vector<std::uint64_t> words_;
+};
+
 class Compiler {
  public:
   void Read(const std::vector<ListText> &lists) {
@@ -280,7 +298,8 @@ class Compiler {
     origins_.reserve(rules_.size());
     entries_.reserve(rules_.size() + rules_.size() / 4);
     bucket_bits_ = std::max(3U, static_cast<unsigned>(std::bit_width(rules_.size())));
-    filter_.resize(std::size_t{1} << (FilterBits() - 6));
+    filter_.SetBits(FilterBits());
+    popups_.SetBits(POPUP_FILTER_BITS);
     for (const ReadRule &rule : rules_) AddRule(rule, census);
     if (entries_.size() > MAX_ENTRIES) throw std::length_error("too many rules");
   }
@@ -306,8 +325,9 @@ class Compiler {
       return records.size() * sizeof records[0] + 64;
     };
     image.reserve(sizeof header + bytes_of(lists_) + bytes_of(records_) + bytes_of(origins_) +
-                  bytes_of(entries) + bytes_of(buckets) + bytes_of(filter_) + bytes_of(unkeyed_) +
-                  bytes_of(domains_) + bytes_of(sizes) + bytes_of(text_));
+                  bytes_of(entries) + bytes_of(buckets) + bytes_of(filter_.Words()) +
+                  bytes_of(popups_.Words()) + bytes_of(unkeyed_) + bytes_of(domains_) +
+                  bytes_of(sizes) + bytes_of(text_));
     const auto section = [&](const auto &records) {
       image.resize((image.size() + 63) / 64 * 64);
       const Section place{static_cast<std::uint32_t>(image.size()),
@@ -321,7 +341,8 @@ class Compiler {
     header.origins = section(origins_);
     header.entries = section(entries);
     header.buckets = section(buckets);
-    header.filter = section(filter_);
+    header.filter = section(filter_.Words());
+    header.popups = section(popups_.Words());
     header.unkeyed = section(unkeyed_);
     header.domains = section(domains_);
     header.sizes = section(sizes);
@@ -415,22 +436,22 @@ class Compiler {
       }
     }
     if (!best_hosts.keys.empty()) {
-      for (const Key &key : best_hosts.keys) AddEntry(key, number);
+      for (const Key &key : best_hosts.keys) AddEntry(key, number, rule.types);
       return NO_OFFSET;
     }
     if (!best) {
       unkeyed_.push_back(number);
       return NO_OFFSET;
     }
-    AddEntry(*best, number);
+    AddEntry(*best, number, rule.types);
     return best->offset;
   }
 
-  void AddEntry(const Key &key, std::uint32_t rule) {
+  void AddEntry(const Key &key, std::uint32_t rule, std::uint16_t types) {
     const std::uint64_t lookup = key.Lookup();
     entries_.push_back({lookup, {key.after, rule, ComparedBits(lookup), key.before, key.span}});
-    const std::uint64_t bit = key.hash >> (64 - FilterBits());
-    filter_[bit / 64] |= std::uint64_t{1} << (bit % 64);
+    filter_.Add(key.hash);
+    if (types & TYPE_POPUP) popups_.Add(key.hash);
   }
 
   std::uint64_t BucketOf(const KeyedEntry &keyed) const {
@@ -522,7 +543,8 @@ class Compiler {
   std::vector<OriginRecord> origins_;
   unsigned bucket_bits_ = 0;
   std::vector<KeyedEntry> entries_;
-  std::vector<std::uint64_t> filter_;
+  FilterWords filter_;
+  FilterWords popups_;
   std::vector<std::uint32_t> unkeyed_;
   /// Head 0 stands for no list.
   std::vector<DomainRecord> domains_{DomainRecord{}};

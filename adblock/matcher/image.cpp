@@ -34,6 +34,7 @@ std::optional<Image> Image::Open(SharedBytes bytes) {
   }
   Table<std::uint32_t> buckets;
   Table<std::uint64_t> filter;
+  Table<std::uint64_t> popups;
   Table<char> text;
   const bool inside =
       OpenSection(view, header.lists, &image.lists) &&
@@ -41,18 +42,21 @@ std::optional<Image> Image::Open(SharedBytes bytes) {
       OpenSection(view, header.origins, &image.origins) &&
       OpenSection(view, header.entries, &image.entries) &&
       OpenSection(view, header.buckets, &buckets) && OpenSection(view, header.filter, &filter) &&
+      OpenSection(view, header.popups, &popups) &&
       OpenSection(view, header.unkeyed, &image.unkeyed) &&
       OpenSection(view, header.domains, &image.domains) &&
       OpenSection(view, header.sizes, &image.sizes) && OpenSection(view, header.text, &text);
   const bool buckets_fit = header.bucket_bits >= 1 && header.bucket_bits <= 30 &&
                            buckets.Count() == (1U << header.bucket_bits) + 1;
   const bool filter_fits = header.filter_bits >= 6 && header.filter_bits <= 30 &&
-                           filter.Count() == 1U << (header.filter_bits - 6);
+                           filter.Count() == 1U << (header.filter_bits - 6) &&
+                           popups.Count() == 1U << (POPUP_FILTER_BITS - 6);
   if (!inside || !buckets_fit || !filter_fits || header.expressions > header.rules.count) {
     return std::nullopt;
   }
   image.buckets = Buckets(view.data() + header.buckets.offset, header.bucket_bits);
   image.filter = KeyFilter(view.data() + header.filter.offset, header.filter_bits);
+  image.popups = KeyFilter(view.data() + header.popups.offset, POPUP_FILTER_BITS);
   image.text_ = view.substr(header.text.offset, header.text.count);
   image.bytes_ = std::move(bytes);
   return image;

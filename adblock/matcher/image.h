@@ -8,6 +8,7 @@
 //     entries    the index: which rules a key finds, in the order of the keys' buckets
 //     buckets    where each bucket begins in `entries`, with marks for the keys in it; and one more
 //     filter     one bit for each value that a key's first bits can have: is there such a key?
+//     popups     the same of the keys of rules that are for windows; there are few
 //     unkeyed    rules that no key finds and that are tried at every question
 //     domains    lists of domain names: a head, then its names in the order of their hashes
 //     sizes      sizes of advertisements: width << 16 | height, ascending
@@ -168,9 +169,11 @@ struct ImageHeader {
   std::uint32_t expressions;
   /// Are there keys of the kind `KEY_PAGE_LABEL`?
   std::uint32_t has_page_labels;
-  Section lists, rules, origins, entries, buckets, filter, unkeyed, domains, sizes, text;
+  Section lists, rules, origins, entries, buckets, filter, popups, unkeyed, domains, sizes, text;
 };
 
+/// Of the filter for windows: 8 KiB, which stay in the nearest cache.
+inline constexpr std::uint32_t POPUP_FILTER_BITS = 16;
 inline constexpr char IMAGE_MAGIC[8] = {'v', 'x', 'r', 'u', 'l', 'e', 's', '\n'};
 inline constexpr std::uint64_t IMAGE_BYTE_ORDER = 0x0102030405060708;
 /// Follows from the sources of the matcher and from the list of public suffixes: all that decides
@@ -278,6 +281,7 @@ class Image {
   Table<IndexEntry> entries;
   Buckets buckets;
   KeyFilter filter;
+  KeyFilter popups;
   Table<std::uint32_t> unkeyed;
   Table<DomainRecord> domains;
   Table<std::uint32_t> sizes;

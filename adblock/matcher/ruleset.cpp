@@ -65,6 +65,7 @@ class Ruleset::Inquiry {
   Inquiry(const Ruleset &ruleset, const Url &url, const Page &page,
           const Question &question) noexcept
       : image_(ruleset.image_),
+        filter_(question.types == TYPE_POPUP ? image_.popups : image_.filter),
         expressions_(ruleset.expressions_),
         url_(url),
         page_(page),
@@ -111,7 +112,7 @@ class Ruleset::Inquiry {
 
   void NoteTokens() noexcept {
     // Both stay in registers, where members would be read again for each token.
-    const KeyFilter filter = image_.filter;
+    const KeyFilter filter = filter_;
     std::size_t count = noted_count_;
     const auto make_room = [&]() noexcept {
       if (count + Url::SOME_TOKENS <= noted_.size()) return;
@@ -134,7 +135,7 @@ class Ruleset::Inquiry {
   /// so that the processor waits for memory for many keys at once.
   void Note(std::uint64_t key, std::uint32_t place, std::uint32_t end) noexcept {
     noted_[noted_count_] = {key, place, end};
-    noted_count_ += image_.filter.Has(key);
+    noted_count_ += filter_.Has(key);
     if (noted_count_ == noted_.size()) TryNoted();
   }
 
@@ -243,6 +244,8 @@ class Ruleset::Inquiry {
   }
 
   const Image &image_;
+  /// Of the keys of rules that may be for what is asked about.
+  const KeyFilter filter_;
   ExpressionCache &expressions_;
   const Url &url_;
   const Page &page_;
