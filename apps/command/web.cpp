@@ -53,10 +53,10 @@ void ReadListen(const std::string &text, web::Place &place) {
 }
 
 std::string CheckProxy(const std::string &text) {
-  const std::string host = web::HostOf(text);
-  const bool has_port =
-      !host.empty() && text.rfind(':') >= host.size() && text.rfind(':') + 1 < text.size();
-  return has_port ? "" : "\"" + text + "\" is no host and port such as 127.0.0.1:3128";
+  const std::size_t colon = text.rfind(':');
+  const bool is_good = !web::HostOf(text).empty() && colon != text.npos && !text.ends_with(':') &&
+                       !text.ends_with(']');
+  return is_good ? "" : "\"" + text + "\" is no host and port such as 127.0.0.1:3128";
 }
 
 bool IsLoopback(const std::string &address) {
@@ -127,7 +127,7 @@ void Serve(web::Server &server) {
   });
   server.Run();
   // Where it ended by itself.
-  pthread_kill(waiting.native_handle(), SIGTERM);
+  kill(getpid(), SIGTERM);
   waiting.join();
 }
 
