@@ -54,6 +54,17 @@ if(VELMORA_LTO)
     $<$<NOT:$<BOOL:$<TARGET_PROPERTY:INTERPROCEDURAL_OPTIMIZATION>>>:-fno-lto>)
 endif()
 
+# Packages are built in two stages in one folder (debian/rules): GENERATE makes a plug-in that counts
+# which ways it goes, USE, after it has been at work, one that is made for these.
+set(VELMORA_PROFILE "" CACHE STRING "Have the plug-in count its ways (GENERATE), or made for them (USE), with GCC")
+if(VELMORA_PROFILE STREQUAL "GENERATE")
+  target_compile_options(velmora_optimised_at_link INTERFACE -fprofile-generate -fprofile-update=atomic)
+  target_link_options(velmora_options INTERFACE -fprofile-generate)
+elseif(VELMORA_PROFILE STREQUAL "USE")
+  target_compile_options(velmora_optimised_at_link INTERFACE
+    -fprofile-use -fprofile-partial-training -Wno-missing-profile)
+endif()
+
 # The public headers alone.
 add_library(velmora_headers INTERFACE)
 target_include_directories(velmora_headers INTERFACE ${CMAKE_SOURCE_DIR}/include)
