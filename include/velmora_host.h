@@ -19,6 +19,15 @@
  *     the same with velmora_response_finish at the end
  *     velmora_response_end(response);
  *
+ *   for each request, before it is made:
+ *     velmora_request_head head = VELMORA_REQUEST_HEAD_INIT;     its URL, who asks, its headers
+ *     velmora_request *request;
+ *     code = velmora_request_judge(host, &head, &request);
+ *     VELMORA_UNTOUCHED: it is made as it is.
+ *     VELMORA_OK:        velmora_request_result(request) is what to answer in its place, or what to
+ *                        change in it.
+ *     velmora_request_end(request);
+ *
  *   velmora_host_close(host);
  *
  * Texts are zero-terminated, a null pointer is an empty one; they are the caller's, and are needed
@@ -141,6 +150,11 @@ typedef struct velmora_event {
   velmora_bytes detail;
   /* Why filtering stopped, in a few English words; else "". */
   const char *reason;
+  /* Where the element that was blocked began in the body as it came, content codings taken off: its
+   * first byte, from 0 on; -1: it was no element's. */
+  int64_t offset;
+  /* The address that was judged, where it was one. */
+  velmora_bytes address;
 } velmora_event;
 
 /* Hears of events; must not throw, nor use the response that it hears of. `user` is what
@@ -172,10 +186,14 @@ typedef struct velmora_response_head {
   const char *block;
   /* Of the request's header; empty: there is none. */
   const char *range;
+  /* The name of who has signed in to the host; empty: not known. */
+  const char *user;
+  /* Groups of the policy that the client is in as far as the host knows, with commas between them. */
+  const char *groups;
 } velmora_response_head;
 
 #define VELMORA_RESPONSE_HEAD_INIT \
-  {sizeof(velmora_response_head), 0, NULL, NULL, NULL, NULL, NULL, NULL, NULL}
+  {sizeof(velmora_response_head), 0, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL}
 
 /* The Content-Security-Policy that a response goes out with beside its own, filtered or not; "" for
  * none. Where scripts are blocked it tells the browser to run none, not even those that a filter of
@@ -212,6 +230,71 @@ VELMORA_API velmora_code velmora_response_finish(velmora_response *response,
 VELMORA_API void velmora_response_abort(velmora_response *response) VELMORA_NOEXCEPT;
 /* Frees the response, whatever its state. Null is allowed. */
 VELMORA_API void velmora_response_end(velmora_response *response) VELMORA_NOEXCEPT;
+
+/* ---- A request, judged before it is made ------------------------------------------------------- */
+
+typedef struct velmora_header {
+  const char *name;
+  const char *value;
+} velmora_header;
+
+typedef struct velmora_request_head {
+  /* sizeof(velmora_request_head) */
+  size_t size;
+  /* "GET", ... */
+  const char *method;
+  /* Absolute, or "host:port" with CONNECT. */
+  const char *url;
+  /* As velmora_response_head has them. */
+  const char *client;
+  const char *user;
+  const char *groups;
+  /* Other than 0: it has a body. What is answered then has none: a client that is still sending need
+   * not read. */
+  int32_t has_body;
+  /* All that it has, or those that velmora_host_request_headers names; the others are not looked
+   * at. */
+  const velmora_header *headers;
+  size_t header_count;
+} velmora_request_head;
+
+#define VELMORA_REQUEST_HEAD_INIT \
+  {sizeof(velmora_request_head), NULL, NULL, NULL, NULL, NULL, 0, NULL, 0}
+
+/* The names of headers by which requests are judged; the last is a null pointer. Valid for ever. */
+VELMORA_API const char *const *velmora_host_request_headers(void) VELMORA_NOEXCEPT;
+
+typedef struct velmora_request velmora_request;
+
+/* What is to become of a request. Lives as long as the `velmora_request`. */
+typedef struct velmora_request_answer {
+  /* sizeof(velmora_request_answer) of the library. */
+  size_t size;
+  /* The HTTP status to answer with in its place; 0: it is made, with what is changed. */
+  int32_t status;
+  /* "Forbidden"; of a request that is made "". */
+  const char *reason;
+  /* Of the answer, without Content-Length; or to be set in the request in the place of those of
+   * their names. */
+  const velmora_header *headers;
+  size_t header_count;
+  /* Of the answer; empty for none. */
+  velmora_bytes body;
+  /* What to ask for in the place of the request's URL; "": that stays. */
+  const char *url;
+} velmora_request_answer;
+
+/* Judges a request by the policy and the lists. VELMORA_OK: `*request` says what to do, and is for
+ * velmora_request_end. VELMORA_UNTOUCHED: it is made as it is. With this and on failure `*request`
+ * is null. What is blocked goes to the event log. */
+VELMORA_API velmora_code velmora_request_judge(const velmora_host *host,
+                                               const velmora_request_head *head,
+                                               velmora_request **request) VELMORA_NOEXCEPT;
+/* Null for null. */
+VELMORA_API const velmora_request_answer *velmora_request_result(const velmora_request *request)
+    VELMORA_NOEXCEPT;
+/* Null is allowed. */
+VELMORA_API void velmora_request_end(velmora_request *request) VELMORA_NOEXCEPT;
 
 #ifdef __cplusplus
 } /* extern "C" */

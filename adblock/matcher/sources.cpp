@@ -56,6 +56,13 @@ void ReadSystemLists(Sources *sources) {
   }
 }
 
+void ReadWhatIsAdded(const Choice &choice, Sources *sources) {
+  ReadFilesAndFolders(choice.extra_lists, Origin::kExtra, sources);
+  if (!choice.rules.empty()) {
+    sources->lists.push_back({choice.rules_name, choice.rules, Origin::kRules});
+  }
+}
+
 }  // namespace
 
 std::vector<std::string> InstalledLists() {
@@ -84,6 +91,13 @@ Sources ReadPaths(std::string_view paths) {
   return sources;
 }
 
+Sources ReadChosen(const Choice &choice) {
+  Sources sources;
+  ReadFilesAndFolders(choice.lists, Origin::kChosen, &sources);
+  ReadWhatIsAdded(choice, &sources);
+  return sources;
+}
+
 Sources ReadSources(const Choice &choice) {
   Sources sources;
   const std::vector<std::string> named = SplitPaths(Environment(LISTS_VARIABLE));
@@ -94,10 +108,7 @@ Sources ReadSources(const Choice &choice) {
   } else {
     ReadSystemLists(&sources);
   }
-  ReadFilesAndFolders(choice.extra_lists, Origin::kExtra, &sources);
-  if (!choice.rules.empty()) {
-    sources.lists.push_back({choice.rules_name, choice.rules, Origin::kRules});
-  }
+  ReadWhatIsAdded(choice, &sources);
   return sources;
 }
 

@@ -42,6 +42,9 @@ std::vector<std::string> SplitPaths(std::string_view paths);
 /// Reads the files, and the files of the folders, that `paths` names, colon-separated.
 Sources ReadPaths(std::string_view paths);
 
+/// Reads what `choice` names, and nothing else.
+Sources ReadChosen(const Choice &choice);
+
 /// Reads the lists that `LISTS_VARIABLE` names, else those of `choice`, else the installed ones,
 /// else the built-in one; and after them what `choice` adds.
 Sources ReadSources(const Choice &choice);

@@ -2,6 +2,7 @@
 // first object is made or the host chooses them.
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string>
 #include <unistd.h>
@@ -9,7 +10,9 @@
 #include <vector>
 
 #include "matcher/loader.h"
+#include "module/opened_rules.h"
 #include "module/vexlar_blocker.h"
+#include "vexlar/requests.h"
 #include "vexlar/vexlar.h"
 
 #define VEXLAR_EXPORT extern "C" __attribute__((visibility("default")))
@@ -126,6 +129,23 @@ VEXLAR_EXPORT Status VexlarUseLists(const char *paths) {
 VEXLAR_EXPORT Status VexlarUse(const VexlarChoice *choice) {
   if (!choice || choice->size < sizeof *choice) return RESULT_INVALID_ARGUMENT;
   return RunLoad([&](Blocker &blocker) { return blocker.Load(ReadChoice(*choice)); });
+}
+
+VEXLAR_EXPORT VexlarRules *VexlarOpen(const VexlarChoice *choice) {
+  if (!choice || choice->size < sizeof *choice) return nullptr;
+  try {
+    const Sources sources = ReadChosen(ReadChoice(*choice));
+    if (!sources.problems.empty()) return nullptr;
+    auto opened = std::make_unique<VexlarRules>();
+    opened->rules = LoadRules(sources.lists, CacheFolder()).rules;
+    return opened->rules->Compiled().rules.Count() == 0 ? nullptr : opened.release();
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+VEXLAR_EXPORT void VexlarClose(VexlarRules *rules) {
+  delete rules;
 }
 
 VEXLAR_EXPORT Status VexlarReload() {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "matcher/request_types.h"
+#include "module/opened_rules.h"
 #include "module/texts.h"
 #include "module/vexlar_blocker.h"
 
@@ -28,6 +29,30 @@ VexlarVerdict NameOf(Verdict::Kind kind) noexcept {
   return VEXLAR_NONE;
 }
 
+VexlarReason *Emptied(VexlarReason *reason) noexcept {
+  if (!reason || reason->size < sizeof *reason) return nullptr;
+  reason->line = 0;
+  reason->rule[0] = reason->list[0] = '\0';
+  return reason;
+}
+
+VexlarVerdict Judge(const Ruleset &rules, const VexlarRequest &request,
+                    VexlarReason *reason) noexcept {
+  const Verdict verdict =
+      rules.JudgeRequest(View(request.page, request.page_size),
+                         {{},
+                          View(request.url, request.url_size),
+                          static_cast<std::uint16_t>(request.types),
+                          MethodOfName(View(request.method, request.method_size))});
+  if (reason && verdict.kind != Verdict::Kind::kNone) {
+    const RuleOrigin origin = rules.OriginOf(verdict.rule);
+    reason->line = origin.line;
+    CopyText(origin.text, reason->rule, sizeof reason->rule);
+    CopyText(origin.list, reason->list, sizeof reason->list);
+  }
+  return NameOf(verdict.kind);
+}
+
 }  // namespace
 }  // namespace velmora::adblock
 
@@ -38,26 +63,16 @@ VEXLAR_EXPORT std::uint32_t VexlarTypeOfName(const char *name) {
 }
 
 VEXLAR_EXPORT VexlarVerdict VexlarJudge(const VexlarRequest *request, VexlarReason *reason) {
-  if (reason && reason->size < sizeof *reason) reason = nullptr;
-  if (reason) {
-    reason->line = 0;
-    reason->rule[0] = reason->list[0] = '\0';
-  }
+  reason = Emptied(reason);
   if (!request || request->size < sizeof *request) return VEXLAR_NONE;
   LoadListsOnce();
   const Blocker::Rules rules = ProcessBlocker().Current();
-  if (!rules) return VEXLAR_NONE;
-  const Verdict verdict =
-      rules->JudgeRequest(View(request->page, request->page_size),
-                          {{},
-                           View(request->url, request->url_size),
-                           static_cast<std::uint16_t>(request->types),
-                           MethodOfName(View(request->method, request->method_size))});
-  if (reason && verdict.kind != Verdict::Kind::kNone) {
-    const RuleOrigin origin = rules->OriginOf(verdict.rule);
-    reason->line = origin.line;
-    CopyText(origin.text, reason->rule, sizeof reason->rule);
-    CopyText(origin.list, reason->list, sizeof reason->list);
-  }
-  return NameOf(verdict.kind);
+  return rules ? Judge(*rules.Get(), *request, reason) : VEXLAR_NONE;
+}
+
+VEXLAR_EXPORT VexlarVerdict VexlarJudgeBy(const VexlarRules *rules, const VexlarRequest *request,
+                                          VexlarReason *reason) {
+  reason = Emptied(reason);
+  if (!rules || !request || request->size < sizeof *request) return VEXLAR_NONE;
+  return Judge(*rules->rules, *request, reason);
 }

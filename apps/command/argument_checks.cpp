@@ -1,6 +1,9 @@
 #include "command/argument_checks.h"
 
+#include <stdexcept>
+
 #include "command/body_type.h"
+#include "host/policy/schedule.h"
 #include "host/web/charset_labels.h"
 #include "host/web/client_network.h"
 #include "host/web/url.h"
@@ -27,6 +30,15 @@ std::string CheckType(const std::string &text) {
   const std::size_t slash = type.find('/');
   return Unless(slash != 0 && slash != type.npos && slash + 1 < type.size(), text,
                 "neither html, js, vbs, gif nor a content type such as text/html");
+}
+
+std::string CheckTime(const std::string &text) {
+  try {
+    host::LocalClock::Parse(text);
+    return {};
+  } catch (const std::invalid_argument &fault) {
+    return fault.what();
+  }
 }
 
 std::string CheckUrl(const std::string &text) {

@@ -11,6 +11,8 @@ std::string CheckAddress(const std::string &text);
 std::string CheckCharset(const std::string &text);
 /// A content type, or one of the short names of `FullType`.
 std::string CheckType(const std::string &text);
+/// What the policy's clock shows: a day and a time.
+std::string CheckTime(const std::string &text);
 /// A URL with a host.
 std::string CheckUrl(const std::string &text);
 

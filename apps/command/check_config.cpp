@@ -14,6 +14,7 @@
 #include "command/answers/messages.h"
 #include "command/argument_checks.h"
 #include "command/commands.h"
+#include "command/test_policy.h"
 #include "host/policy/chosen_preset.h"
 #include "host/policy/filtering.h"
 #include "host/policy/policy.h"
@@ -27,8 +28,13 @@ constexpr std::size_t WIDTH_OF_NAMES = 14;
 struct CheckOptions {
   std::string file = host::DefaultPolicy();
   std::string url;
-  std::string client;
+  WhoAndWhen who;
   bool is_splice_list = false;
+
+  bool IsParticular() const noexcept {
+    return !(url.empty() && who.client.empty() && who.user.empty() && who.groups.empty() &&
+             who.at.empty());
+  }
 };
 
 /// A line of the answer.
@@ -53,6 +59,9 @@ std::string General(const host::Policy &policy) {
     text += Line("chosen since", chosen + ", in the place of [filter]; \"velmora preset\"");
   }
   text += Line("rules", std::to_string(policy.rules.size()));
+  if (!policy.expectations.empty()) {
+    text += Line("examples", std::to_string(policy.expectations.size()));
+  }
   text += Line(
       "limits",
       fmt::format(
@@ -81,9 +90,8 @@ std::string SpliceList(const host::Policy &policy) {
   return list;
 }
 
-/// The ad lists that a start with this policy comes to. Throws `LoadError` when it cannot be done.
-std::string AdRules(const host::Policy &policy) {
-  const host::Plugin plugin(host::DefaultPlugin(), policy.ads);
+/// The ad lists that a start with this policy comes to.
+std::string AdRules(const host::Plugin &plugin) {
   const host::AdLists in_force = plugin.ListsInForce();
   if (in_force.lists.empty()) return {};
   std::string text = Line("ad rules", fmt::format("{} in force", in_force.rules));
@@ -125,25 +133,37 @@ void Warn(const host::Policy &policy) {
   }
 }
 
-/// All that a start needs.
-std::string Whole(const CheckOptions &options, const host::Policy &policy) {
-  const std::string rules = AdRules(policy);
+/// All that a start needs, and whether the policy's examples come out as it says. Throws
+/// `LoadError`.
+int PrintWhole(const CheckOptions &options, const host::Policy &policy, Output &output) {
+  const host::Plugin plugin(host::DefaultPlugin(), policy.ads);
+  const std::string rules = AdRules(plugin);
+  host::OpenRuleLists(policy, plugin);
   Warn(policy);
-  return fmt::format("{}: no problems\n{}{}", options.file, General(policy), rules);
+  host::Policy as_written = policy;
+  as_written.exceptions.clear();
+  const std::size_t differing = PrintDifferences(options.file, as_written, plugin);
+  const std::string result =
+      differing == 0 ? "no problems" : fmt::format("{} not as expected", differing);
+  output.Write(fmt::format("{}: {}\n{}{}", options.file, result, General(policy), rules));
+  return differing == 0 ? EXIT_OK : EXIT_FAILED;
 }
 
 int CheckConfig(const CheckOptions &options) {
   try {
     host::Policy policy = host::ReadPolicy(options.file);
     policy.exceptions = host::ReadExceptions(policy.exceptions_file);
-    const bool is_particular = !options.url.empty() || !options.client.empty();
     Output output({});
-    output.Write(options.is_splice_list ? SpliceList(policy)
-                 : is_particular
-                     ? Text(Applied(policy, options.url, options.client), WIDTH_OF_NAMES)
-                     : Whole(options, policy));
+    int code = EXIT_OK;
+    if (options.is_splice_list) {
+      output.Write(SpliceList(policy));
+    } else if (options.IsParticular()) {
+      output.Write(Text(Applied(policy, options.url, options.who), WIDTH_OF_NAMES));
+    } else {
+      code = PrintWhole(options, policy, output);
+    }
     output.Finish();
-    return EXIT_OK;
+    return code;
   } catch (const host::PolicyError &error) {
     PrintLine(error.what());
     return EXIT_FAILED;
@@ -166,14 +186,27 @@ void AddCheckConfig(CLI::App &application, Action &action) {
   command.add_option("--url", options->url, "Show what applies to this URL")
       ->type_name("URL")
       ->check(CheckUrl);
-  command.add_option("--client", options->client, "Show what applies to this client")
+  command.add_option("--client", options->who.client, "Show what applies to this client")
       ->type_name("ADDRESS")
       ->check(CheckAddress);
+  command.add_option("--user", options->who.user, "Show what applies to this user of the proxy")
+      ->type_name("NAME");
+  command
+      .add_option("--groups", options->who.groups,
+                  "Show what applies to a client that the proxy puts into these groups")
+      ->type_name("LIST");
+  command
+      .add_option("--at", options->who.at,
+                  "Show what applies at this time, as \"2026-03-02 08:00\" or \"Mon 08:00\"")
+      ->type_name("TIME")
+      ->check(CheckTime);
   command.add_flag("--splice-list", options->is_splice_list,
                    "Print the sites that are never looked into, a line each, for Squid's "
                    "ssl::server_name");
   command.footer(
-      "Exit code: 0 the file is good, 1 it has problems (FILE:LINE:COLUMN), 2 wrong usage.");
+      "Exit code: 0 the file is good, 1 it has problems (FILE:LINE:COLUMN) or examples that come "
+      "out "
+      "otherwise\n(FILE:LINE), 2 wrong usage.");
   command.callback([options, &action] { action = [options] { return CheckConfig(*options); }; });
 }
 

@@ -33,6 +33,7 @@ void AddHealth(CLI::App &application, Action &action);
 void AddLex(CLI::App &application, Action &action);
 void AddLists(CLI::App &application, Action &action);
 void AddPreset(CLI::App &application, Action &action);
+void AddTestPolicy(CLI::App &application, Action &action);
 void AddTop(CLI::App &application, Action &action);
 void AddUndo(CLI::App &application, Action &action);
 void AddWeb(CLI::App &application, Action &action);

@@ -7,15 +7,16 @@
 #include <libecap/common/header.h>
 #include <libecap/common/message.h>
 #include <libecap/common/name.h>
-#include <libecap/common/named_values.h>
 #include <libecap/common/names.h>
 #include <libecap/common/registry.h>
 #include <libecap/common/version.h>
 #include <libecap/host/host.h>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "ecap/request_service.h"
+#include "ecap/told_asker.h"
 #include "host/requests/request_head.h"
 #include "host/requests/request_judge.h"
 
@@ -42,8 +43,8 @@ libecap::Area AreaOf(std::string_view text) {
 /// What the proxy tells of a request, kept for as long as it is judged.
 class Told final : public host::RequestHeaders {
  public:
-  explicit Told(libecap::host::Xaction &host)
-      : message_(host.virgin()), client_(host.option(libecap::metaClientIp)) {
+  Told(libecap::host::Xaction &host, const host::Policy &policy)
+      : message_(host.virgin()), asker_(host, policy) {
     if (const auto *line = dynamic_cast<const libecap::RequestLine *>(&message_.firstLine())) {
       url_ = line->uri();
       method_ = line->method();
@@ -53,7 +54,7 @@ class Told final : public host::RequestHeaders {
   host::RequestHead Head() const {
     return {.method = method_.image(),
             .url = {url_.start, url_.size},
-            .client = {client_.start, client_.size},
+            .who = asker_.Get(),
             .has_body = message_.body() != nullptr,
             .headers = *this};
   }
@@ -68,7 +69,7 @@ class Told final : public host::RequestHeaders {
   const libecap::Message &message_;
   libecap::Area url_;
   libecap::Name method_;
-  libecap::Area client_;
+  ToldAsker asker_;
   mutable std::array<std::optional<libecap::Area>, HEADER_COUNT> values_;
 };
 
@@ -83,14 +84,36 @@ void RequestTransaction::start() {
 }
 
 void RequestTransaction::Judge() {
-  std::optional<host::BlockedAnswer> answer;
+  host::RequestDecision decision;
   try {
-    if (filtering_ != nullptr) answer = host::JudgeRequest(*filtering_, Told(*host_).Head());
+    if (filtering_ != nullptr) {
+      decision = host::JudgeRequest(*filtering_, Told(*host_, filtering_->policy).Head());
+    }
   } catch (...) {
     // What cannot be judged goes on.
   }
-  if (answer) return Answer(std::move(*answer));
+  if (decision.answer) return Answer(std::move(*decision.answer));
+  if (decision.change) return Change(*decision.change);
   LastCall(&libecap::host::Xaction::useVirgin);
+}
+
+void RequestTransaction::Change(const host::RequestChange &change) {
+  const libecap::shared_ptr<libecap::Message> message = host_->virgin().clone();
+  if (auto *const line = dynamic_cast<libecap::RequestLine *>(&message->firstLine());
+      line != nullptr && !change.url.empty()) {
+    line->uri(AreaOf(change.url));
+  }
+  if (const auto &[name, value] = change.header; !name.empty()) {
+    const libecap::Name header{std::string(name)};
+    message->header().removeAny(header);
+    message->header().add(header, AreaOf(value));
+  }
+  if (host_->virgin().body() == nullptr) {
+    return LastCall(&libecap::host::Xaction::useAdapted, message);
+  }
+  passes_body_ = true;
+  host_->vbMake();
+  host_->useAdapted(message);
 }
 
 void RequestTransaction::Answer(host::BlockedAnswer answer) {
@@ -137,29 +160,59 @@ void RequestTransaction::resume() {
 }
 
 void RequestTransaction::abDiscard() {
-  Leave();
+  abStopMaking();
 }
 
 void RequestTransaction::abMake() {
   Guarded([this] {
-    waiting_->Add(*this);
+    if (!passes_body_) waiting_->Add(*this);
+    is_sending_ = true;
     host_->noteAbContentAvailable();
+    EndIfAllIsThere();
   });
 }
 
-void RequestTransaction::abMakeMore() {}
+void RequestTransaction::abMakeMore() {
+  Guarded([this] {
+    if (passes_body_ && !has_arrived_) host_->vbMakeMore();
+  });
+}
 
 void RequestTransaction::abStopMaking() {
   Leave();
+  is_sending_ = false;
+  Guarded([this] {
+    if (passes_body_ && !std::exchange(has_arrived_, true)) host_->vbStopMaking();
+  });
+}
+
+void RequestTransaction::noteVbContentAvailable() {
+  Guarded([this] {
+    if (passes_body_ && is_sending_) host_->noteAbContentAvailable();
+  });
+}
+
+void RequestTransaction::noteVbContentDone(bool at_end) {
+  has_arrived_ = true;
+  is_whole_ = at_end;
+  Guarded([this] { EndIfAllIsThere(); });
+}
+
+void RequestTransaction::EndIfAllIsThere() {
+  if (host_ == nullptr || !passes_body_ || !has_arrived_ || !is_sending_) return;
+  is_sending_ = false;
+  host_->noteAbContentDone(is_whole_);
 }
 
 libecap::Area RequestTransaction::abContent(libecap::size_type offset, libecap::size_type size) {
+  if (passes_body_) return host_ == nullptr ? libecap::Area() : host_->vbContent(offset, size);
   const std::string_view left = std::string_view(body_).substr(taken_);
   const std::string_view wanted = left.substr(std::min(offset, left.size()), size);
   return {wanted.data(), wanted.size()};
 }
 
 void RequestTransaction::abContentShift(libecap::size_type size) {
+  if (passes_body_) return Guarded([&] { host_->vbContentShift(size); });
   taken_ = std::min(taken_ + size, body_.size());
 }
 

@@ -1,4 +1,5 @@
-// RequestTransaction: one request judged: it goes on as it is, or is answered here.
+// RequestTransaction: one request judged: it goes on as it is or with something changed, or is
+// answered here.
 #pragma once
 
 #include <libecap/common/forward.h>
@@ -9,6 +10,7 @@
 #include "ecap/guarded_transaction.h"
 #include "host/policy/filtering.h"
 #include "host/requests/blocked_answer.h"
+#include "host/requests/safe_search.h"
 
 namespace velmora::ecap {
 
@@ -31,8 +33,8 @@ class RequestTransaction final : public GuardedTransaction {
   void abStopMaking() override;
   libecap::Area abContent(libecap::size_type offset, libecap::size_type size) override;
   void abContentShift(libecap::size_type size) override;
-  void noteVbContentDone(bool) override {}
-  void noteVbContentAvailable() override {}
+  void noteVbContentDone(bool at_end) override;
+  void noteVbContentAvailable() override;
 
   /// Has the proxy call `resume`.
   void AskForTurn() noexcept;
@@ -40,6 +42,9 @@ class RequestTransaction final : public GuardedTransaction {
  private:
   void Judge();
   void Answer(host::BlockedAnswer answer);
+  /// Sends it on with another head; its body, if it has one, goes by as it comes.
+  void Change(const host::RequestChange &change);
+  void EndIfAllIsThere();
   /// The proxy wants no more of this, or there is no more.
   void Leave() noexcept;
 
@@ -47,6 +52,11 @@ class RequestTransaction final : public GuardedTransaction {
   const std::shared_ptr<Waiting> waiting_;
   std::string body_;
   std::size_t taken_ = 0;
+  /// Of a request that is changed: its body comes from the proxy and goes back to it.
+  bool passes_body_ = false;
+  bool is_sending_ = false;
+  bool has_arrived_ = false;
+  bool is_whole_ = true;
 };
 
 }  // namespace velmora::ecap

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "ecap/told_asker.h"
 #include "host/web/stale_headers.h"
 
 namespace velmora::ecap {
@@ -107,11 +108,15 @@ void Transaction::Begin() {
   const libecap::Message &request = host_->cause();
   const std::string coding = HeaderValue(response.header(), CONTENT_ENCODING).value_or("");
   const std::string accepted = HeaderValue(request.header(), ACCEPT_ENCODING).value_or("");
+  const ToldAsker told(*host_, filtering_->policy);
+  const host::Asker who = told.Get();
   response_.emplace(
       filtering_,
       host::ResponseHead{
           .url = Url(request),
-          .client = host_->option(libecap::metaClientIp).toString(),
+          .client = std::string(who.client),
+          .user = who.user,
+          .groups = who.groups,
           .has_body = response.body() != nullptr,
           .is_asked_for_part = IsPartial(response) && request.header().hasAny(RANGE),
           .is_script_with_cors = IsScriptWithCors(request.header()),

@@ -62,8 +62,8 @@ bool Inspection::Turn(const host::Filtering &filtering, TSHttpTxn transaction) c
   const Message::Target target = request.TunnelTarget();
   if (target.port == PLAIN_PORT) return false;
   if (filtering.policy.spliced_sites.Contains(host::HostName(target.host))) return false;
-  const auto address =
-      TheTunnels().Open({Client(transaction), std::string(base::Trim(target.host, "[]"))});
+  const auto address = TheTunnels().Open(
+      {WhoAsks(transaction, filtering.policy), std::string(base::Trim(target.host, "[]"))});
   if (!address) return false;
   CloseAtEnd(transaction, *address);
   const sockaddr_in from = Address(*address, 0);

@@ -1,5 +1,7 @@
 #include "trafficserver/message.h"
 
+#include <algorithm>
+
 namespace velmora::trafficserver {
 namespace {
 
@@ -84,6 +86,21 @@ std::optional<std::string> Message::Joined(std::string_view name) const {
     if (!joined) joined.emplace(field.Value());
   }
   return joined;
+}
+
+void Message::SetUrl(std::string_view url) noexcept {
+  TSMLoc own = TS_NULL_MLOC;
+  if (TSHttpHdrUrlGet(buffer_, head_, &own) != TS_SUCCESS) return;
+  if (Method() == TS_HTTP_METHOD_CONNECT) {
+    const std::string_view host = url.substr(0, url.rfind(':'));
+    TSUrlHostSet(buffer_, own, host.data(), Length(host));
+  } else {
+    url = url.substr(std::min(url.find('?'), url.size()));
+    url = url.substr(0, url.find('#'));
+    url.remove_prefix(std::min<std::size_t>(1, url.size()));
+    TSUrlHttpQuerySet(buffer_, own, url.data(), Length(url));
+  }
+  TSHandleMLocRelease(buffer_, head_, own);
 }
 
 void Message::SetStatus(int status, std::string_view reason) noexcept {

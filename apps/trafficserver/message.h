@@ -41,6 +41,9 @@ class Message {
   /// The values of all lines, with commas between them; none when there is no line.
   std::optional<std::string> Joined(std::string_view name) const;
 
+  /// Of a request: the query of another URL, or the host of another "host:port" with CONNECT; the
+  /// rest stays as it is.
+  void SetUrl(std::string_view url) noexcept;
   void SetStatus(int status, std::string_view reason) noexcept;
   void Remove(std::string_view name) noexcept;
   /// Beside the lines of that name that are there.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -65,17 +64,27 @@ class Headers final : public host::RequestHeaders {
   const Message &request_;
 };
 
-std::optional<host::BlockedAnswer> Judge(const host::Filtering &filtering, TSHttpTxn transaction) {
+host::RequestDecision Judge(const host::Filtering &filtering, TSHttpTxn transaction) {
   const Message request(transaction, TSHttpTxnClientReqGet);
-  if (!request) return std::nullopt;
+  if (!request) return {};
   const std::string_view method = request.Method();
   const std::string url = method == TS_HTTP_METHOD_CONNECT ? Authority(request) : Url(transaction);
-  const std::string client = Client(transaction);
+  const Who who = WhoAsks(transaction, filtering.policy);
   return host::JudgeRequest(filtering, {.method = method,
                                         .url = url,
-                                        .client = client,
+                                        .who = who.Get(),
                                         .has_body = HasBody(request),
                                         .headers = Headers(request)});
+}
+
+void Change(TSHttpTxn transaction, const host::RequestChange &change) noexcept {
+  Message request(transaction, TSHttpTxnClientReqGet);
+  if (!request) return;
+  if (!change.url.empty()) request.SetUrl(change.url);
+  if (const auto &[name, value] = change.header; !name.empty()) {
+    request.Remove(name);
+    request.Add(name, value);
+  }
 }
 
 }  // namespace
@@ -83,9 +92,10 @@ std::optional<host::BlockedAnswer> Judge(const host::Filtering &filtering, TSHtt
 TSEvent JudgeRequest(const host::Filtering &filtering, TSHttpTxn transaction) noexcept {
   try {
     Count(Counter::REQUESTS_JUDGED);
-    std::optional<host::BlockedAnswer> answer = Judge(filtering, transaction);
-    if (!answer) return TS_EVENT_HTTP_CONTINUE;
-    Answer(transaction, std::move(*answer));
+    host::RequestDecision decision = Judge(filtering, transaction);
+    if (decision.change) Change(transaction, *decision.change);
+    if (!decision.answer) return TS_EVENT_HTTP_CONTINUE;
+    Answer(transaction, std::move(*decision.answer));
     Count(Counter::REQUESTS_BLOCKED);
     return TS_EVENT_HTTP_ERROR;
   } catch (...) {

@@ -71,10 +71,13 @@ TSEvent Begin(const std::shared_ptr<const host::Filtering> &filtering, TSHttpTxn
   const int status = response.Status();
   const bool has_body = request.Method() != TS_HTTP_METHOD_HEAD && status >= 200 &&
                         status != NO_CONTENT && status != NOT_MODIFIED;
+  Who who = WhoAsks(transaction, filtering->policy);
   auto decided = std::make_unique<host::FilteredResponse>(
       filtering,
       host::ResponseHead{.url = Url(transaction),
-                         .client = Client(transaction),
+                         .client = std::move(who.client),
+                         .user = who.user,
+                         .groups = who.groups,
                          .has_body = has_body,
                          .is_asked_for_part = status == PARTIAL_CONTENT && request.Has("Range"),
                          .is_script_with_cors = host::IsScriptWithCors(

@@ -13,12 +13,12 @@
 #include <unordered_map>
 
 #include "base/mutex.h"
+#include "trafficserver/client.h"
 
 namespace velmora::trafficserver {
 
 struct Tunnel {
-  /// The client's IP address.
-  std::string client;
+  Who who;
   /// The name or address that the client gave.
   std::string host;
 };

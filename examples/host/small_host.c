@@ -6,8 +6,10 @@ static void say(void *user, const velmora_event *event) {
   (void)user;
   if (event->kind == VELMORA_EVENT_STOPPED) fprintf(stderr, "stopped: %s\n", event->reason);
   if (event->kind == VELMORA_EVENT_BLOCKED) {
-    fprintf(stderr, "%s: %.*s %.*s\n", event->category_name, (int)event->item.size,
-            event->item.data, (int)event->detail.size, event->detail.data);
+    fprintf(stderr, "%s: %.*s %.*s", event->category_name, (int)event->item.size, event->item.data,
+            (int)event->detail.size, event->detail.data);
+    if (event->offset >= 0) fprintf(stderr, " at byte %lld", (long long)event->offset);
+    fputc('\n', stderr);
   }
 }
 
@@ -45,6 +47,26 @@ static velmora_code filter_page(const velmora_host *host) {
   return code;
 }
 
+/* Is the page asked for at all? What is answered in its place goes to standard output. */
+static int is_asked_for(const velmora_host *host) {
+  const velmora_header headers[] = {{"Sec-Fetch-Dest", "document"}};
+  velmora_request_head head = VELMORA_REQUEST_HEAD_INIT;
+  head.method = "GET";
+  head.url = "http://www.example.com/";
+  head.headers = headers;
+  head.header_count = 1;
+  velmora_request *request;
+  if (velmora_request_judge(host, &head, &request) != VELMORA_OK) return 1;
+  const velmora_request_answer *answer = velmora_request_result(request);
+  const int is_answered = answer->status != 0;
+  if (is_answered) {
+    fprintf(stderr, "not asked for: %d %s\n", (int)answer->status, answer->reason);
+    fwrite(answer->body.data, 1, answer->body.size, stdout);
+  }
+  velmora_request_end(request);
+  return !is_answered;
+}
+
 int main(int count, char **arguments) {
   char message[4096];
   velmora_host *host;
@@ -54,7 +76,7 @@ int main(int count, char **arguments) {
     fprintf(stderr, "small_host: %s\n", message);
     return 1;
   }
-  velmora_code code = filter_page(host);
+  velmora_code code = is_asked_for(host) ? filter_page(host) : VELMORA_OK;
   velmora_host_close(host);
   if (code != VELMORA_OK) fprintf(stderr, "small_host: %s\n", velmora_describe(code));
   return code != VELMORA_OK;

@@ -13,7 +13,9 @@ namespace {
 void Say(const velmora::HostEvent &event) {
   if (event.kind == VELMORA_EVENT_STOPPED) std::cerr << "stopped: " << event.reason << "\n";
   if (event.kind == VELMORA_EVENT_BLOCKED) {
-    std::cerr << event.category_name << ": " << event.item << " " << event.detail << "\n";
+    std::cerr << event.category_name << ": " << event.item << " " << event.detail;
+    if (event.offset) std::cerr << " at byte " << *event.offset;
+    std::cerr << "\n";
   }
 }
 
@@ -36,13 +38,26 @@ bool FilterPage(const velmora::Host &host) {
   return !response->HasFailed();
 }
 
+/// What is answered in the place of the page, if it is not even asked for.
+bool IsAnswered(const velmora::Host &host) {
+  velmora::RequestHead head;
+  head.url = "http://www.example.com/";
+  head.headers = {{"Sec-Fetch-Dest", "document"}};
+  const auto answer = host.Judge(head);
+  if (!answer || answer->status == 0) return false;
+  std::cerr << "not asked for: " << answer->status << " " << answer->reason << "\n";
+  std::cout << answer->body;
+  return true;
+}
+
 }  // namespace
 
 int main(int count, char **arguments) {
   try {
     velmora::HostOptions options;
     if (count > 1) options.policy = arguments[1];
-    return FilterPage(velmora::Host(options)) ? 0 : 1;
+    const velmora::Host host(options);
+    return IsAnswered(host) || FilterPage(host) ? 0 : 1;
   } catch (const std::exception &error) {
     std::cerr << "small_host: " << error.what() << "\n";
     return 1;

@@ -48,8 +48,8 @@ bool Transaction::Review::IsBlocked(std::string_view tag, const std::string &url
   const auto found = std::ranges::find(REQUESTING, tag, &Requesting::tag);
   if (found == std::end(REQUESTING)) return false;
   if (info_.requests == nullptr || !info_.requests->CanJudge()) return true;
-  const AdVerdict verdict =
-      info_.requests->Judge({.url = url, .page = info_.url, .method = "GET", .types = found->type});
+  const AdVerdict verdict = info_.requests->Judge(
+      {.url = url, .page = info_.url, .method = "GET", .types = found->type}, info_.lists);
   return verdict.kind == AdVerdict::Kind::BLOCKED;
 }
 

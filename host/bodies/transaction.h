@@ -80,6 +80,8 @@ struct TransactionInfo {
   /// stay, and all else goes that the plug-in's ad-blocking library names. Outlives the
   /// transaction.
   const Plugin *requests = nullptr;
+  /// By these lists.
+  AdListChain lists{};
   /// The value of Content-Security-Policy; those of several lines with commas between them.
   std::string security_policy{};
   /// Hears which scripts the page pins; null: nobody. Outlives the transaction.

@@ -125,7 +125,10 @@ void EventLog::AddNotMade(const NotMade &request) noexcept {
     event.category = CATEGORY_REQUESTS;
     event.item = Cut(request.method);
     event.detail = Cut(std::string("\"").append(request.rule).append("\""));
-    event.list = Cut(std::string(request.list).append(":").append(std::to_string(request.line)));
+    event.list = Cut(std::string(request.is_by_site ? SITE_CATEGORY_PLACE : "")
+                         .append(request.list)
+                         .append(":")
+                         .append(std::to_string(request.line)));
     return event;
   });
 }

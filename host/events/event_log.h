@@ -45,6 +45,9 @@ struct EventLogOptions {
   bool operator==(const EventLogOptions &) const = default;
 };
 
+/// How the place of a rule begins that is a category of the policy's.
+inline constexpr std::string_view SITE_CATEGORY_PLACE = "[[category]] ";
+
 /// A request that was not made, and the rule that was against it.
 struct NotMade {
   std::string_view id{};
@@ -55,8 +58,10 @@ struct NotMade {
   std::string_view method{};
   std::string_view type{};
   std::string_view rule{};
+  /// The list, or the policy's category of sites.
   std::string_view list{};
   std::uint32_t line = 0;
+  bool is_by_site = false;
 };
 
 /// Any thread adds events and never waits for the file: a thread of the log's own writes them. That

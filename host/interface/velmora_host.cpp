@@ -8,15 +8,19 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 #include <velmora_host.h>
 
+#include "base/ascii.h"
 #include "base/mutex.h"
 #include "host/events/event_log.h"
 #include "host/policy/filtering.h"
+#include "host/requests/request_judge.h"
 #include "host/web/stale_headers.h"
 
 using namespace velmora::host;
@@ -112,6 +116,8 @@ class Sink final : public TransactionSink {
     }
     event.item = Bytes(item.item);
     event.detail = Bytes(item.detail);
+    event.address = Bytes(item.address);
+    if (item.offset) event.offset = static_cast<std::int64_t>(*item.offset);
     Tell(event);
   }
   void OnFinished(const BodySaving &saving) noexcept override {
@@ -137,6 +143,7 @@ class Sink final : public TransactionSink {
     event.kind = kind;
     event.category_name = "";
     event.reason = "";
+    event.offset = -1;
     return event;
   }
   void Tell(const velmora_event &event) const noexcept {
@@ -156,7 +163,9 @@ FilterFiles Files(const velmora_host_options &options) {
 }
 
 PolicyAnswer AnswerTo(const Policy &policy, const velmora_response_head &head) {
-  PolicyAnswer answer = policy.For(View(head.url), View(head.client));
+  PolicyAnswer answer = policy.For(
+      {View(head.url),
+       Asker{.client = View(head.client), .user = View(head.user), .groups = View(head.groups)}});
   if (head.block != nullptr) answer.categories = CategorySet::Parse(head.block);
   return answer;
 }
@@ -180,7 +189,8 @@ struct velmora_response {
                          .categories = answer.categories,
                          .settings = std::move(answer.settings),
                          .option_block = std::move(answer.option_block),
-                         .requests = filtering->plugin.get()};
+                         .requests = filtering->plugin.get(),
+                         .lists = std::move(answer.lists)};
     if (!View(head.content_type).empty()) info.content_type = head.content_type;
     filter.emplace(filtering->plugin->CreateProcessor(), std::move(info),
                    ResponseHeaders{.content_encoding = View(head.content_encoding),
@@ -220,6 +230,70 @@ struct velmora_response {
   bool is_at_end = false;
 };
 
+/// Keeps the texts that its result refers to.
+struct velmora_request {
+  explicit velmora_request(RequestDecision of) : decision(std::move(of)) {
+    result.size = sizeof result;
+    result.reason = result.url = "";
+    if (decision.answer) {
+      result.status = decision.answer->status;
+      reason = decision.answer->reason;
+      result.reason = reason.c_str();
+      result.body = Bytes(decision.answer->body);
+      for (const auto &[name, value] : decision.answer->headers) Add(name, value);
+    } else if (decision.change) {
+      result.url = decision.change->url.c_str();
+      if (const auto &[name, value] = decision.change->header; !name.empty()) Add(name, value);
+    }
+    for (const auto &[name, value] : texts) headers.push_back({name.c_str(), value.c_str()});
+    result.headers = headers.data();
+    result.header_count = headers.size();
+  }
+  velmora_request(const velmora_request &) = delete;
+  velmora_request &operator=(const velmora_request &) = delete;
+
+  void Add(std::string_view name, std::string_view value) { texts.emplace_back(name, value); }
+
+  const RequestDecision decision;
+  std::string reason;
+  std::vector<std::pair<std::string, std::string>> texts;
+  std::vector<velmora_header> headers;
+  velmora_request_answer result{};
+};
+
+namespace {
+
+/// The headers that a caller gives, in whatever order.
+class GivenHeaders final : public RequestHeaders {
+ public:
+  explicit GivenHeaders(const velmora_request_head &head)
+      : headers_(head.headers, head.headers == nullptr ? 0 : head.header_count) {}
+
+  std::string_view Value(RequestHeader header) const override {
+    const std::string_view name = REQUEST_HEADER_NAMES[IndexOf(header)];
+    const auto found = std::ranges::find_if(headers_, [&](const velmora_header &given) {
+      return velmora::base::EqualNoCase(name, View(given.name));
+    });
+    return found == headers_.end() ? std::string_view() : View(found->value);
+  }
+
+ private:
+  const std::span<const velmora_header> headers_;
+};
+
+RequestDecision Judged(const Filtering &filtering, const velmora_request_head &given) {
+  const GivenHeaders headers(given);
+  return JudgeRequest(filtering, {.method = View(given.method),
+                                  .url = View(given.url),
+                                  .who = {.client = View(given.client),
+                                          .user = View(given.user),
+                                          .groups = View(given.groups)},
+                                  .has_body = given.has_body != 0,
+                                  .headers = headers});
+}
+
+}  // namespace
+
 const char *velmora_describe(velmora_code code) noexcept {
   switch (code) {
     case VELMORA_OK:
@@ -257,6 +331,35 @@ const char *const *velmora_host_stale_headers() noexcept {
     return list;
   }();
   return names.data();
+}
+
+const char *const *velmora_host_request_headers() noexcept {
+  static constexpr auto names = [] {
+    std::array<const char *, std::size(REQUEST_HEADER_NAMES) + 1> list{};
+    std::ranges::copy(REQUEST_HEADER_NAMES, list.begin());
+    return list;
+  }();
+  return names.data();
+}
+
+velmora_code velmora_request_judge(const velmora_host *host, const velmora_request_head *head,
+                                   velmora_request **request) noexcept {
+  if (request != nullptr) *request = nullptr;
+  return Caught([&] {
+    if (host == nullptr || head == nullptr || request == nullptr) return VELMORA_INVALID_ARGUMENT;
+    RequestDecision decision = Judged(*host->Current(), Known(*head));
+    if (!decision.answer && !decision.change) return VELMORA_UNTOUCHED;
+    *request = std::make_unique<velmora_request>(std::move(decision)).release();
+    return VELMORA_OK;
+  });
+}
+
+const velmora_request_answer *velmora_request_result(const velmora_request *request) noexcept {
+  return request == nullptr ? nullptr : &request->result;
+}
+
+void velmora_request_end(velmora_request *request) noexcept {
+  delete request;
 }
 
 velmora_code velmora_host_open(const velmora_host_options *options, velmora_host **host,

@@ -20,12 +20,17 @@ constexpr char EXPORT_VISIT_LISTS[] = "VexlarVisitLists";
 using VisitProblemsFunction = decltype(&VexlarVisitProblems);
 constexpr char EXPORT_VISIT_PROBLEMS[] = "VexlarVisitProblems";
 constexpr char EXPORT_JUDGE[] = "VexlarJudge";
+constexpr char EXPORT_JUDGE_BY[] = "VexlarJudgeBy";
+using OpenFunction = decltype(&VexlarOpen);
+constexpr char EXPORT_OPEN[] = "VexlarOpen";
+using CloseFunction = decltype(&VexlarClose);
+constexpr char EXPORT_CLOSE[] = "VexlarClose";
 
-std::optional<Module> LoadAdLibrary(const std::optional<std::filesystem::path> &file) {
-  if (!file) return std::nullopt;
-  Module library(*file);
-  library.GetFactory(EXPORT_ORDINAL_3);
-  if (!library.IsFoundAs(AD_LIBRARY_NAME)) {
+std::shared_ptr<const Module> LoadAdLibrary(const std::optional<std::filesystem::path> &file) {
+  if (!file) return nullptr;
+  auto library = std::make_shared<const Module>(*file);
+  library->GetFactory(EXPORT_ORDINAL_3);
+  if (!library->IsFoundAs(AD_LIBRARY_NAME)) {
     throw LoadError(*file, std::string("the plug-in does not find it: its SONAME is not ") +
                                AD_LIBRARY_NAME + ", or another library has that name already");
   }
@@ -49,8 +54,17 @@ std::vector<const char *> Pointers(const std::vector<Text> &texts) {
   return pointers;
 }
 
-/// Tells the library which lists to use; no lists are those that it finds itself.
-void UseLists(const Module &library, const AdLibraryOptions &ads) {
+std::string Names(const AdLibraryOptions &ads) {
+  std::string names;
+  for (const auto *const lists : {&ads.lists, &ads.extra_lists}) {
+    for (const auto &list : *lists) names.append(names.empty() ? " " : ", ").append(list.string());
+  }
+  return names;
+}
+
+/// Calls a function with the library's form of a choice.
+template <class Function>
+auto WithChoice(const AdLibraryOptions &ads, Function function) {
   const auto lists = Pointers(ads.lists);
   const auto extra_lists = Pointers(ads.extra_lists);
   const auto rules = Pointers(ads.rules);
@@ -63,12 +77,14 @@ void UseLists(const Module &library, const AdLibraryOptions &ads) {
       .extra_lists = extra_lists.data(),
       .rules = rules.data(),
       .rules_name = ads.rules_name.empty() ? nullptr : ads.rules_name.c_str()};
-  if (library.Find<UseFunction>(EXPORT_USE)(&choice) == RESULT_OK) return;
-  std::string names;
-  for (const auto &list : ads.lists) {
-    names.append(names.empty() ? " " : ", ").append(list.string());
-  }
-  throw LoadError(library.File(), "no rule in the lists" + names);
+  return function(choice);
+}
+
+/// Tells the library which lists to use; no lists are those that it finds itself.
+void UseLists(const Module &library, const AdLibraryOptions &ads) {
+  const auto use = library.Find<UseFunction>(EXPORT_USE);
+  const Status status = WithChoice(ads, [&](const VexlarChoice &choice) { return use(&choice); });
+  if (status != RESULT_OK) throw LoadError(library.File(), "no rule in the lists" + Names(ads));
 }
 
 AdVerdict::Kind KindOf(VexlarVerdict verdict) noexcept {
@@ -102,9 +118,9 @@ std::string_view Describe(VexlarOrigin origin) noexcept {
 }
 
 /// Before the plug-in binds to it, which would make it load the lists that it finds.
-std::optional<Module> LoadAdLibraryWithLists(const std::filesystem::path &plugin,
-                                             const AdLibraryOptions &ads) {
-  std::optional<Module> library = LoadAdLibrary(AdLibraryFile(plugin, ads));
+std::shared_ptr<const Module> LoadAdLibraryWithLists(const std::filesystem::path &plugin,
+                                                     const AdLibraryOptions &ads) {
+  std::shared_ptr<const Module> library = LoadAdLibrary(AdLibraryFile(plugin, ads));
   if (library && ads.ChoosesLists()) UseLists(*library, ads);
   return library;
 }
@@ -127,7 +143,10 @@ Plugin::Plugin(const std::filesystem::path &file, const AdLibraryOptions &ads)
 }
 
 void Plugin::CheckModules() {
-  if (ad_library_) judge_ = ad_library_->FindIfThere<JudgeFunction>(EXPORT_JUDGE);
+  if (ad_library_) {
+    judge_ = ad_library_->FindIfThere<JudgeFunction>(EXPORT_JUDGE);
+    judge_by_ = ad_library_->FindIfThere<JudgeByFunction>(EXPORT_JUDGE_BY);
+  }
   if (CreateProcessor() == nullptr) throw LoadError(module_.File(), "makes no data processors");
 }
 
@@ -156,7 +175,19 @@ AdLists Plugin::ListsInForce() const {
   return found;
 }
 
-AdVerdict Plugin::Judge(const AdRequest &request) const {
+AdRules Plugin::OpenRules(const AdLibraryOptions &ads) const {
+  if (!ad_library_) return nullptr;
+  const auto open = ad_library_->Find<OpenFunction>(EXPORT_OPEN);
+  const auto close = ad_library_->Find<CloseFunction>(EXPORT_CLOSE);
+  VexlarRules *const rules =
+      WithChoice(ads, [&](const VexlarChoice &choice) { return open(&choice); });
+  if (rules == nullptr) {
+    throw LoadError(ad_library_->File(), "no rule in " + ads.rules_name + Names(ads));
+  }
+  return {rules, [library = ad_library_, close](VexlarRules *opened) { close(opened); }};
+}
+
+AdVerdict Plugin::Judge(const AdRequest &request, const AdListChain &lists) const {
   if (judge_ == nullptr) return {};
   const VexlarRequest question{.size = sizeof question,
                                .types = request.types,
@@ -168,7 +199,14 @@ AdVerdict Plugin::Judge(const AdRequest &request) const {
                                .method_size = request.method.size()};
   VexlarReason reason;
   reason.size = sizeof reason;
-  AdVerdict verdict{.kind = KindOf(judge_(&question, &reason))};
+  AdVerdict verdict;
+  for (auto rules = lists.own.rbegin(); rules != lists.own.rend(); ++rules) {
+    verdict.kind = KindOf(judge_by_(rules->get(), &question, &reason));
+    if (verdict.kind != AdVerdict::Kind::NONE) break;
+  }
+  if (verdict.kind == AdVerdict::Kind::NONE && lists.has_general) {
+    verdict.kind = KindOf(judge_(&question, &reason));
+  }
   if (verdict.kind == AdVerdict::Kind::NONE) return verdict;
   verdict.rule = reason.rule;
   verdict.list = reason.list;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +14,7 @@
 #include "host/loading/loaded_module.h"
 
 struct VexlarRequest;
+struct VexlarRules;
 struct VexlarReason;
 enum VexlarVerdict : std::uint32_t;
 
@@ -72,6 +74,16 @@ struct AdVerdict {
   std::uint32_t line = 0;
 };
 
+/// Lists that are asked by themselves; they keep the library that reads them.
+using AdRules = std::shared_ptr<const VexlarRules>;
+
+/// Which lists judge: those of one's own, the last of them first, and where they say nothing, those
+/// that are in force for all.
+struct AdListChain {
+  std::vector<AdRules> own{};
+  bool has_general = true;
+};
+
 /// One a process; any number of threads make processors at once. It outlives them all. The
 /// ad-blocking library is loaded first and unloaded last, because the plug-in binds to it while it
 /// is loaded itself.
@@ -96,15 +108,21 @@ class Plugin {
   /// There is a library, and it judges requests.
   bool CanJudge() const noexcept { return judge_ != nullptr; }
   /// None without such a library.
-  AdVerdict Judge(const AdRequest &request) const;
+  AdVerdict Judge(const AdRequest &request, const AdListChain &lists = {}) const;
+  /// Reads lists and rules, and none of the system's. Throws `LoadError` when they hold no rule,
+  /// and when the library cannot do that; null without a library.
+  AdRules OpenRules(const AdLibraryOptions &ads) const;
 
  private:
   using JudgeFunction = VexlarVerdict (*)(const VexlarRequest *, VexlarReason *);
+  using JudgeByFunction = VexlarVerdict (*)(const VexlarRules *, const VexlarRequest *,
+                                            VexlarReason *);
 
   void CheckModules();
 
-  std::optional<Module> ad_library_;
+  std::shared_ptr<const Module> ad_library_;
   JudgeFunction judge_ = nullptr;
+  JudgeByFunction judge_by_ = nullptr;
   Module module_;
   CountedPointer<IDataProcessorFactory> factory_;
 };

@@ -63,6 +63,7 @@ std::shared_ptr<const Filtering> StartFiltering(const FilterFiles &files) {
   Policy policy = ReadPolicyOf(files);
   std::shared_ptr<EventLog> events = OpenLog(policy);
   auto plugin = std::make_shared<const Plugin>(files.plugin, policy.ads);
+  OpenRuleLists(policy, *plugin);
   auto permits = std::make_shared<Permits>(policy.state_folder);
   return std::make_shared<const Filtering>(Filtering{.policy = std::move(policy),
                                                      .plugin = std::move(plugin),
@@ -99,6 +100,7 @@ Renewal::Renewal(std::shared_ptr<const Filtering> before, const FilterFiles &fil
 }
 
 std::shared_ptr<const Filtering> Renewal::Finish() const {
+  OpenRuleLists(after_->policy, *before_->plugin);
   before_->plugin->UseAdLists(after_->policy.ads);
   return after_;
 }

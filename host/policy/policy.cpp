@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "host/loading/installation.h"
-#include "host/web/url.h"
 
 namespace velmora::host {
 namespace {
@@ -30,11 +29,22 @@ bool HasClient(const std::vector<ClientNetwork> &networks,
          });
 }
 
+bool IsInOneOf(const std::vector<std::shared_ptr<const ClientGroup>> &groups, const Asked &asked) {
+  return std::ranges::any_of(groups, [&](const auto &group) { return group->Has(asked); });
+}
+
 void Apply(const PolicyChange &change, PolicyAnswer &answer) {
   answer.categories =
       change.only.value_or(answer.categories).With(change.block).Without(change.allow);
   for (const auto &[name, value] : change.settings) answer.settings[name] = value;
   if (change.option_block) answer.option_block = *change.option_block;
+  answer.safe_search = change.safe_search.value_or(answer.safe_search);
+  if (change.lists && change.lists->opened) {
+    if (!change.lists->options.lists.empty()) answer.lists = {.own = {}, .has_general = false};
+    answer.lists.own.push_back(change.lists->opened);
+  }
+  if (change.only) answer.blocked_sites = change.only_sites;
+  answer.blocked_sites = (answer.blocked_sites | change.block_sites) & ~change.allow_sites;
   answer.allows_self = change.allows_self.value_or(answer.allows_self);
 }
 
@@ -53,24 +63,30 @@ bool PolicyAnswer::BlocksInBodies() const noexcept {
   return !categories.Without(requests).IsEmpty();
 }
 
-const HostName &Asked::Site() const {
-  if (!site_) site_.emplace(HostOfUrl(url_));
-  return *site_;
+bool PolicyRule::IsFor(const Asked &asked) const {
+  if (!clients && !groups) return true;
+  return (clients && HasClient(*clients, asked.Client())) || (groups && IsInOneOf(*groups, asked));
 }
 
-const std::optional<ClientAddress> &Asked::Client() const {
-  if (!client_) client_.emplace(ClientAddress::Parse(client_text_));
-  return *client_;
-}
-
-bool PolicyRule::AppliesTo(const Asked &asked) const {
-  return (!clients || HasClient(*clients, asked.Client())) &&
+bool PolicyRule::AppliesTo(const Asked &asked, const LocalClock &clock) const {
+  return (when == nullptr || when->Contains(asked.Minute(clock))) && IsFor(asked) &&
          (!sites || sites->Contains(asked.Site()));
 }
 
 bool Policy::Allows(const Asked &asked) const {
   return (!allowed_sites.IsEmpty() && allowed_sites.Contains(asked.Site())) ||
-         (!allowed_clients.empty() && HasClient(allowed_clients, asked.Client()));
+         (!allowed_clients.empty() && HasClient(allowed_clients, asked.Client())) ||
+         IsInOneOf(allowed_groups, asked);
+}
+
+const SiteCategory *Policy::BlockedSite(const PolicyAnswer &answer, const Asked &asked) const {
+  if (answer.is_allowed || answer.blocked_sites.none()) return nullptr;
+  for (std::size_t i = 0; i < site_categories.size(); ++i) {
+    if (answer.blocked_sites[i] && site_categories[i]->sites.Contains(asked.Site())) {
+      return site_categories[i].get();
+    }
+  }
+  return nullptr;
 }
 
 CategorySet Policy::Excepted(const Asked &asked) const {
@@ -91,7 +107,7 @@ bool Policy::AllowsRequestsOf(const Asked &asked) const {
 std::vector<const PolicyRule *> Policy::RulesFor(const Asked &asked) const {
   std::vector<const PolicyRule *> applied;
   for (const PolicyRule &rule : rules) {
-    if (rule.AppliesTo(asked)) applied.push_back(&rule);
+    if (rule.AppliesTo(asked, *clock)) applied.push_back(&rule);
   }
   return applied;
 }
@@ -101,7 +117,9 @@ PolicyAnswer Policy::For(const Asked &asked) const {
   answer.is_allowed = Allows(asked);
   if (answer.is_allowed) return answer;
   Apply(everywhere, answer);
-  for (const PolicyRule *const rule : RulesFor(asked)) Apply(rule->change, answer);
+  for (const PolicyRule &rule : rules) {
+    if (rule.AppliesTo(asked, *clock)) Apply(rule.change, answer);
+  }
   const CategorySet excepted = Excepted(asked);
   answer.is_allowed = excepted == CategorySet::All();
   answer.categories = answer.categories.Without(excepted);
@@ -114,6 +132,12 @@ std::string_view Policy::SecurityPolicyFor(const PolicyAnswer &answer) const noe
   const bool blocks_objects =
       HasAll(answer.categories, {CATEGORY_APPLETS, CATEGORY_ACTIVEX, CATEGORY_FLASH});
   return blocks_objects ? "script-src 'none'; object-src 'none'" : "script-src 'none'";
+}
+
+void OpenRuleLists(const Policy &policy, const Plugin &plugin) {
+  for (const PolicyRule &rule : policy.rules) {
+    if (const auto &lists = rule.change.lists) lists->opened = plugin.OpenRules(lists->options);
+  }
 }
 
 std::filesystem::path DefaultPolicy() {

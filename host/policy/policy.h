@@ -3,7 +3,7 @@
 //   [filter]                  applies everywhere
 //   block = ["ads", "popups"]
 //
-//   [[rule]]                  applies to some sites, some clients, or both together
+//   [[rule]]                  applies to some sites, some clients, at some times, or all together
 //   clients = ["10.1.0.0/16"]
 //   block = "all"
 //
@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -26,7 +27,10 @@
 #include "host/bodies/transaction.h"
 #include "host/events/event_log.h"
 #include "host/loading/plugin.h"
+#include "host/policy/asked.h"
 #include "host/policy/exceptions.h"
+#include "host/policy/groups.h"
+#include "host/policy/schedule.h"
 #include "host/web/client_network.h"
 #include "host/web/host_set.h"
 
@@ -53,21 +57,16 @@ class PolicyError : public std::runtime_error {
 
 using PluginSettings = std::map<std::string, std::string, std::less<>>;
 
-/// Who asks for what. Both are read when they matter, and once however many questions there are.
-/// The texts outlive it; one thread's.
-class Asked {
- public:
-  /// An empty or unreadable address is a client that is not known.
-  Asked(std::string_view url, std::string_view client) noexcept : url_(url), client_text_(client) {}
+/// How much search engines are to leave out of what they find.
+enum class SafeSearch { OFF, MODERATE, FULL };
 
-  const HostName &Site() const;
-  const std::optional<ClientAddress> &Client() const;
-
- private:
-  std::string_view url_;
-  std::string_view client_text_;
-  mutable std::optional<HostName> site_;
-  mutable std::optional<std::optional<ClientAddress>> client_;
+/// Lists that a rule has of its own.
+struct RuleLists {
+  /// Lists, extra lists and rules. Where there are `lists`, they stand in the place of all others,
+  /// else above them.
+  AdLibraryOptions options{};
+  /// Null before `OpenRuleLists`.
+  AdRules opened{};
 };
 
 /// What a rule does with what the rules before it said.
@@ -81,6 +80,12 @@ struct PolicyChange {
   PluginSettings settings{};
   std::optional<std::vector<std::uint8_t>> option_block{};
   std::optional<bool> allows_self{};
+  std::optional<SafeSearch> safe_search{};
+  std::shared_ptr<RuleLists> lists{};
+  /// The same three of the policy's own categories of sites; `only` says whether there are such.
+  SiteCategorySet only_sites{};
+  SiteCategorySet block_sites{};
+  SiteCategorySet allow_sites{};
 };
 
 struct PolicyRule {
@@ -90,9 +95,17 @@ struct PolicyRule {
   /// None: any site, any client. Rules for clients do not apply to a client that is not known.
   std::optional<HostSet> sites{};
   std::optional<std::vector<ClientNetwork>> clients{};
+  /// With `clients`, it applies to those of either.
+  std::optional<std::vector<std::shared_ptr<const ClientGroup>>> groups{};
+  /// None: at any time.
+  std::shared_ptr<const Schedule> when{};
   PolicyChange change{};
 
-  bool AppliesTo(const Asked &asked) const;
+  /// `clock` shows the time of the policy.
+  bool AppliesTo(const Asked &asked, const LocalClock &clock) const;
+
+ private:
+  bool IsFor(const Asked &asked) const;
 };
 
 /// What applies to one response.
@@ -104,6 +117,11 @@ struct PolicyAnswer {
   std::vector<std::uint8_t> option_block{};
   /// The client may let the site through for itself.
   bool allows_self = false;
+  SafeSearch safe_search = SafeSearch::OFF;
+  /// By which requests are judged.
+  AdListChain lists{};
+  /// Categories of sites that are not to be asked for anything.
+  SiteCategorySet blocked_sites{};
 
   /// When false, the response goes by untouched. Where nothing is to be blocked, a setting may
   /// still ask for the plug-in: for a record of what passes.
@@ -118,12 +136,60 @@ struct PolicyAnswer {
   bool BlocksInBodies() const noexcept;
 };
 
+/// An example of what the policy is to come to: `velmora test-policy` says where it does not.
+struct Expectation {
+  /// What becomes of a request, and of the response to it.
+  enum class Answer {
+    BLOCKED,
+    /// It is made, whatever becomes of the response.
+    PASSED,
+    FILTERED,
+    UNTOUCHED,
+  };
+
+  std::uint32_t line = 0;
+  std::string url{};
+  std::string client{};
+  std::string user{};
+  /// With commas between them.
+  std::string groups{};
+  /// As the file says it, and as it is meant; none: now.
+  std::string at{};
+  std::optional<MinuteOfWeek> minute{};
+  /// One of the filter syntax, or `TUNNEL_TYPE`.
+  std::string type = "document";
+  /// Empty: its own.
+  std::string page{};
+  std::string method = "GET";
+
+  // What is expected; none and empty: anything.
+  std::optional<Answer> answer{};
+  /// What blocks it: a category of sites or a list's rule.
+  std::string by{};
+  /// The address that is asked for in its place.
+  std::optional<std::string> becomes{};
+  /// The names of all the rules that apply.
+  std::optional<std::vector<std::string>> rules{};
+};
+
+/// A CONNECT.
+inline constexpr std::string_view TUNNEL_TYPE = "tunnel";
+
 /// One state of the file, never changed once it is read: any number of threads ask at once.
 struct Policy {
   PolicyChange everywhere{};
   std::vector<PolicyRule> rules{};
   HostSet allowed_sites{};
   std::vector<ClientNetwork> allowed_clients{};
+  std::vector<std::shared_ptr<const ClientGroup>> allowed_groups{};
+  /// What the policy gives names to.
+  std::vector<std::shared_ptr<const ClientGroup>> groups{};
+  std::vector<std::shared_ptr<const SiteCategory>> site_categories{};
+  /// By which rules have their times.
+  std::shared_ptr<const LocalClock> clock = std::make_shared<const LocalClock>();
+  /// Some rule decides by what is asked for alone, whatever page it is for: by a category of sites,
+  /// or because it is a search.
+  bool decides_by_site = false;
   /// How bodies are treated, limits included.
   ResponseOptions responses{};
   AdLibraryOptions ads{};
@@ -139,12 +205,15 @@ struct Policy {
   std::filesystem::path exceptions_file{};
   /// Where lists are fetched from. Those that are there are among the lists of `ads`.
   std::vector<std::string> list_urls{};
+  std::vector<Expectation> expectations{};
 
   /// What applies to a URL asked for by a client.
   PolicyAnswer For(const Asked &asked) const;
   PolicyAnswer For(std::string_view url, std::string_view client) const {
     return For(Asked(url, client));
   }
+  /// The first of the categories blocked that the site is in; null when it is in none.
+  const SiteCategory *BlockedSite(const PolicyAnswer &answer, const Asked &asked) const;
   /// The value of a Content-Security-Policy header that a response goes out with, filtered or not,
   /// beside those that it has; empty for none. Where scripts are blocked, the browser is to refuse
   /// those too that the filter does not see. A literal, which ends in a NUL.
@@ -160,6 +229,9 @@ struct Policy {
 
 /// Reads a policy file. Paths in it are relative to its folder. Throws `PolicyError`.
 Policy ReadPolicy(const std::filesystem::path &file);
+
+/// Reads the lists that rules have of their own, before the policy is asked. Throws `LoadError`.
+void OpenRuleLists(const Policy &policy, const Plugin &plugin);
 
 /// The policy of the proxy, where the installation that this code is a part of laid it down.
 std::filesystem::path DefaultPolicy();

@@ -1,21 +1,16 @@
 // Reads velmora.toml. Each table of the file is a table of keys here, each with what reads its
 // value. All problems of a file are found in one go.
-#define TOML_HEADER_ONLY 1
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <fstream>
 #include <iterator>
 #include <limits>
-#include <sstream>
 #include <system_error>
-#include <toml++/toml.h>
 #include <utility>
 
 #include "base/ascii.h"
 #include "host/policy/chosen_preset.h"
 #include "host/policy/fetched_lists.h"
 #include "host/policy/policy.h"
+#include "host/policy/policy_tables.h"
 #include "host/policy/policy_values.h"
 #include "host/web/url.h"
 
@@ -27,155 +22,38 @@ constexpr std::string_view PLUGIN_SETTINGS[] = {SETTING_DATA_HANDLERS, SETTING_D
 constexpr std::uint64_t MOST_HELD_BYTES = 3ULL << 30;
 constexpr std::uint64_t MOST_MISREAD_BYTES = 1ULL << 60;
 
-/// The file's bytes; `name` stands in front of what goes wrong.
-std::string ReadWhole(const std::filesystem::path &file, const std::string &name = {}) {
-  errno = 0;
-  std::ifstream stream(file, std::ios::binary);
-  std::ostringstream text;
-  if (!stream || (stream.peek() != EOF && !(text << stream.rdbuf())) || stream.bad()) {
-    const std::error_code error(errno == 0 ? EIO : errno, std::generic_category());
-    throw std::invalid_argument(name + "cannot be read: " + error.message());
-  }
-  return std::move(text).str();
-}
-
-/// The names for a message: "a", "b", "c".
-template <class Names>
-std::string Quoted(const Names &names) {
-  std::string list;
-  for (const std::string_view name : names) {
-    list += (list.empty() ? "\"" : ", \"") + std::string(name) + "\"";
-  }
-  return list;
-}
-
-/// Where the file lies, and what is wrong with it so far.
-struct Reading {
-  std::filesystem::path folder;
-  std::vector<PolicyProblem> problems{};
-
-  void Add(const toml::source_region &where, std::string message) {
-    problems.push_back({where.begin.line, where.begin.column, std::move(message)});
-  }
-  /// Does something with a value; what it throws is a problem there.
-  template <class Function>
-  void Try(const toml::node &value, Function function) {
-    try {
-      function();
-    } catch (const std::invalid_argument &fault) {
-      Add(value.source(), fault.what());
-    }
-  }
-  std::filesystem::path Path(std::string_view text) const { return folder / text; }
+/// Categories of the filter and of the policy.
+struct ChosenCategories {
+  CategorySet filter{};
+  SiteCategorySet sites{};
 };
 
-template <class Target>
-struct Key {
-  std::string_view name;
-  void (*read)(Reading &reading, const toml::node &value, Target &target);
-};
-
-template <class Target, std::size_t COUNT>
-void ReadTable(Reading &reading, const toml::node &value, const Key<Target> (&keys)[COUNT],
-               Target &target) {
-  const toml::table *const table = value.as_table();
-  if (table == nullptr) throw std::invalid_argument("should be a table");
-  for (const auto &[name, node] : *table) {
-    const auto key = std::ranges::find(keys, name.str(), &Key<Target>::name);
-    if (key != std::end(keys)) {
-      reading.Try(node, [&, &node = node] { key->read(reading, node, target); });
-      continue;
-    }
-    std::array<std::string_view, COUNT> known;
-    std::ranges::transform(keys, known.begin(), &Key<Target>::name);
-    reading.Add(name.source(), "unknown key \"" + std::string(name.str()) +
-                                   "\"; what can stand here: " + Quoted(known));
+/// The policy's own by their names, the filter's by theirs; "all" is all of both.
+void AddWord(const Policy &policy, std::string_view word, ChosenCategories &chosen) {
+  const auto &own = policy.site_categories;
+  const auto found = std::ranges::find_if(
+      own, [&](const auto &category) { return base::EqualNoCase(category->name, word); });
+  if (found != own.end()) {
+    chosen.sites.set(static_cast<std::size_t>(found - own.begin()));
+    return;
+  }
+  chosen.filter = chosen.filter.With(CategorySet::Parse(word));
+  if (base::EqualNoCase(word, "all")) {
+    for (std::size_t i = 0; i < own.size(); ++i) chosen.sites.set(i);
   }
 }
 
-/// Calls a function with each element of an array, or with the value itself.
-template <class Function>
-void ForEach(Reading &reading, const toml::node &value, Function function) {
-  if (const toml::array *const array = value.as_array()) {
-    for (const toml::node &element : *array) reading.Try(element, [&] { function(element); });
-  } else {
-    function(value);
-  }
-}
-
-// Values. Each throws `std::invalid_argument` for a value of another kind.
-
-bool Flag(const toml::node &value) {
-  const auto flag = value.value_exact<bool>();
-  if (!flag) throw std::invalid_argument("should be true or false");
-  return *flag;
-}
-
-std::string Text(const toml::node &value) {
-  const auto text = value.value_exact<std::string>();
-  if (!text) throw std::invalid_argument("should be a text in quotes");
-  if (text->find('\0') != text->npos) throw std::invalid_argument("holds a NUL character");
-  return *text;
-}
-
-/// A text or a number that could stand in its place.
-std::string TextOrNumber(const toml::node &value) {
-  const auto number = value.value_exact<std::int64_t>();
-  return number ? std::to_string(*number) : Text(value);
-}
-
-std::uint64_t Size(const toml::node &value, std::uint64_t most) {
-  const std::uint64_t size = ParseSize(TextOrNumber(value));
-  if (size > most) throw std::invalid_argument("should be " + std::to_string(most) + " at most");
-  return size;
-}
-
-/// One of some words.
-template <class Choice, std::size_t COUNT>
-Choice Chosen(const toml::node &value, const std::pair<std::string_view, Choice> (&words)[COUNT]) {
-  const std::string text = Text(value);
-  std::vector<std::string_view> names;
-  for (const auto &[word, choice] : words) {
-    if (word == text) return choice;
-    names.push_back(word);
-  }
-  throw std::invalid_argument("should be one of " + Quoted(names));
-}
-
-CategorySet Categories(Reading &reading, const toml::node &value) {
-  CategorySet set;
+ChosenCategories Categories(Reading &reading, const toml::node &value) {
+  ChosenCategories chosen;
   ForEach(reading, value, [&](const toml::node &element) {
-    set = set.With(CategorySet::Parse(TextOrNumber(element)));
-  });
-  return set;
-}
-
-void ReadSites(Reading &reading, const toml::node &value, HostSet &sites) {
-  ForEach(reading, value, [&](const toml::node &element) { sites.Add(Text(element)); });
-}
-
-/// Files with a name a line; "#" begins a comment.
-void ReadSiteLists(Reading &reading, const toml::node &value, HostSet &sites) {
-  ForEach(reading, value, [&](const toml::node &element) {
-    const std::string name = Text(element);
-    std::istringstream lines(ReadWhole(reading.Path(name), name + ": "));
-    std::size_t number = 1;
-    for (std::string line; std::getline(lines, line); ++number) {
-      const std::string_view site =
-          base::TrimWebSpace(std::string_view(line).substr(0, line.find('#')));
-      try {
-        if (!site.empty()) sites.Add(site);
-      } catch (const std::invalid_argument &fault) {
-        throw std::invalid_argument(name + ":" + std::to_string(number) + ": " + fault.what());
-      }
+    const std::string list = TextOrNumber(element);
+    for (std::string_view rest = list; !rest.empty();) {
+      const std::size_t comma = std::min(rest.find(','), rest.size());
+      AddWord(reading.named, base::TrimWebSpace(rest.substr(0, comma)), chosen);
+      rest.remove_prefix(std::min(comma + 1, rest.size()));
     }
   });
-}
-
-void ReadClients(Reading &reading, const toml::node &value, std::vector<ClientNetwork> &clients) {
-  ForEach(reading, value, [&](const toml::node &element) {
-    clients.push_back(ClientNetwork::Parse(Text(element)));
-  });
+  return chosen;
 }
 
 void ReadSettings(Reading &reading, const toml::node &value, PluginSettings &settings) {
@@ -214,12 +92,16 @@ PolicyChange &ChangeOf(PolicyRule &rule) {
 template <class Target>
 constexpr Key<Target> BLOCK = {"block",
                                [](Reading &reading, const toml::node &value, Target &target) {
-                                 ChangeOf(target).block = Categories(reading, value);
+                                 const ChosenCategories chosen = Categories(reading, value);
+                                 ChangeOf(target).block = chosen.filter;
+                                 ChangeOf(target).block_sites = chosen.sites;
                                }};
 template <class Target>
 constexpr Key<Target> ALLOW = {"allow",
                                [](Reading &reading, const toml::node &value, Target &target) {
-                                 ChangeOf(target).allow = Categories(reading, value);
+                                 const ChosenCategories chosen = Categories(reading, value);
+                                 ChangeOf(target).allow = chosen.filter;
+                                 ChangeOf(target).allow_sites = chosen.sites;
                                }};
 template <class Target>
 constexpr Key<Target> SETTINGS = {"settings",
@@ -238,13 +120,58 @@ constexpr Key<Target> ALLOW_SELF = {"allow-self",
                                       ChangeOf(target).allows_self = Flag(value);
                                     }};
 
-constexpr Key<Policy> FILTER_TABLE[] = {BLOCK<Policy>, ALLOW<Policy>, SETTINGS<Policy>,
-                                        OPTION_BLOCK<Policy>, ALLOW_SELF<Policy>};
+template <class Target>
+constexpr Key<Target> SAFE_SEARCH = {
+    "safe-search", [](Reading &, const toml::node &value, Target &target) {
+      ChangeOf(target).safe_search = Chosen<SafeSearch>(value, {{"off", SafeSearch::OFF},
+                                                                {"moderate", SafeSearch::MODERATE},
+                                                                {"strict", SafeSearch::FULL}});
+    }};
+
+constexpr Key<Policy> FILTER_TABLE[] = {BLOCK<Policy>,      ALLOW<Policy>,
+                                        SETTINGS<Policy>,   OPTION_BLOCK<Policy>,
+                                        ALLOW_SELF<Policy>, SAFE_SEARCH<Policy>};
 
 template <class Value>
 Value &Made(std::optional<Value> &optional) {
   return optional ? *optional : optional.emplace();
 }
+
+void ReadAdLists(Reading &reading, const toml::node &value,
+                 std::vector<std::filesystem::path> &lists) {
+  ForEach(reading, value, [&](const toml::node &element) {
+    const std::filesystem::path path = reading.Path(Text(element));
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
+      throw std::invalid_argument(path.string() + ": no such file or folder");
+    }
+    lists.push_back(path);
+  });
+}
+
+constexpr Key<AdLibraryOptions> LIST_KEYS[] = {
+    {"lists", [](Reading &reading, const toml::node &value,
+                 AdLibraryOptions &ads) { ReadAdLists(reading, value, ads.lists); }},
+    {"extra-lists", [](Reading &reading, const toml::node &value,
+                       AdLibraryOptions &ads) { ReadAdLists(reading, value, ads.extra_lists); }},
+    {"rules",
+     [](Reading &reading, const toml::node &value, AdLibraryOptions &ads) {
+       ForEach(reading, value, [&](const toml::node &element) {
+         ads.rules.push_back(Text(element));
+         if (ads.rules.back().find_first_of("\r\n") != std::string::npos) {
+           throw std::invalid_argument("should be one rule, on one line");
+         }
+       });
+     }},
+};
+
+/// The same key of the whole policy's.
+template <std::size_t KEY>
+constexpr Key<Policy> OF_POLICY = {LIST_KEYS[KEY].name,
+                                   [](Reading &reading, const toml::node &value, Policy &policy) {
+                                     policy.ads.rules_name = "the policy's rules";
+                                     LIST_KEYS[KEY].read(reading, value, policy.ads);
+                                   }};
 
 constexpr Key<PolicyRule> RULE_TABLE[] = {
     {"name", [](Reading &, const toml::node &value, PolicyRule &rule) { rule.name = Text(value); }},
@@ -254,13 +181,31 @@ constexpr Key<PolicyRule> RULE_TABLE[] = {
                       PolicyRule &rule) { ReadSiteLists(reading, value, Made(rule.sites)); }},
     {"clients", [](Reading &reading, const toml::node &value,
                    PolicyRule &rule) { ReadClients(reading, value, Made(rule.clients)); }},
-    {"only", [](Reading &reading, const toml::node &value,
-                PolicyRule &rule) { rule.change.only = Categories(reading, value); }},
+    {"groups", [](Reading &reading, const toml::node &value,
+                  PolicyRule &rule) { ReadGroups(reading, value, Made(rule.groups)); }},
+    {"when",
+     [](Reading &reading, const toml::node &value, PolicyRule &rule) {
+       const auto schedule = std::make_shared<Schedule>();
+       ForEach(reading, value, [&](const toml::node &element) { schedule->Add(Text(element)); });
+       rule.when = schedule;
+     }},
+    {"only",
+     [](Reading &reading, const toml::node &value, PolicyRule &rule) {
+       const ChosenCategories chosen = Categories(reading, value);
+       rule.change.only = chosen.filter;
+       rule.change.only_sites = chosen.sites;
+     }},
     BLOCK<PolicyRule>,
     ALLOW<PolicyRule>,
     SETTINGS<PolicyRule>,
     OPTION_BLOCK<PolicyRule>,
     ALLOW_SELF<PolicyRule>,
+    SAFE_SEARCH<PolicyRule>,
+    {"ads",
+     [](Reading &reading, const toml::node &value, PolicyRule &rule) {
+       rule.change.lists = std::make_shared<RuleLists>();
+       ReadTable(reading, value, LIST_KEYS, rule.change.lists->options);
+     }},
 };
 
 constexpr Key<Policy> ALLOW_TABLE[] = {
@@ -270,6 +215,8 @@ constexpr Key<Policy> ALLOW_TABLE[] = {
                       Policy &policy) { ReadSiteLists(reading, value, policy.allowed_sites); }},
     {"clients", [](Reading &reading, const toml::node &value,
                    Policy &policy) { ReadClients(reading, value, policy.allowed_clients); }},
+    {"groups", [](Reading &reading, const toml::node &value,
+                  Policy &policy) { ReadGroups(reading, value, policy.allowed_groups); }},
 };
 
 constexpr Key<Policy> HTTPS_TABLE[] = {
@@ -346,18 +293,6 @@ constexpr Key<ResponseOptions> LIMITS_TABLE[] = {
      }},
 };
 
-void ReadAdLists(Reading &reading, const toml::node &value,
-                 std::vector<std::filesystem::path> &lists) {
-  ForEach(reading, value, [&](const toml::node &element) {
-    const std::filesystem::path path = reading.Path(Text(element));
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) {
-      throw std::invalid_argument(path.string() + ": no such file or folder");
-    }
-    lists.push_back(path);
-  });
-}
-
 void ReadListUrls(Reading &reading, const toml::node &value, Policy &policy) {
   ForEach(reading, value, [&](const toml::node &element) {
     const std::string url = Text(element);
@@ -375,22 +310,10 @@ constexpr Key<Policy> ADS_TABLE[] = {
      [](Reading &, const toml::node &value, Policy &policy) { policy.ads.is_used = Flag(value); }},
     {"library", [](Reading &reading, const toml::node &value,
                    Policy &policy) { policy.ads.library = reading.Path(Text(value)); }},
-    {"lists", [](Reading &reading, const toml::node &value,
-                 Policy &policy) { ReadAdLists(reading, value, policy.ads.lists); }},
-    {"extra-lists", [](Reading &reading, const toml::node &value,
-                       Policy &policy) { ReadAdLists(reading, value, policy.ads.extra_lists); }},
+    OF_POLICY<0>,
+    OF_POLICY<1>,
+    OF_POLICY<2>,
     {"urls", ReadListUrls},
-    {"rules",
-     [](Reading &reading, const toml::node &value, Policy &policy) {
-       AdLibraryOptions &ads = policy.ads;
-       ads.rules_name = "the policy's rules";
-       ForEach(reading, value, [&](const toml::node &element) {
-         ads.rules.push_back(Text(element));
-         if (ads.rules.back().find_first_of("\r\n") != std::string::npos) {
-           throw std::invalid_argument("should be one rule, on one line");
-         }
-       });
-     }},
 };
 
 constexpr Key<EventLogOptions> EVENT_LOG_TABLE[] = {
@@ -417,20 +340,30 @@ constexpr Key<EventLogOptions> EVENT_LOG_TABLE[] = {
 };
 
 void ReadRules(Reading &reading, const toml::node &value, Policy &policy) {
-  const toml::array *const array = value.as_array();
-  if (array == nullptr) throw std::invalid_argument("should be written [[rule]]");
-  for (const toml::node &element : *array) {
+  ForEachTable(reading, value, "[[rule]]", [&](const toml::node &element) {
     PolicyRule rule;
     rule.line = element.source().begin.line;
     rule.name = "rule " + std::to_string(policy.rules.size() + 1);
-    reading.Try(element, [&] {
-      ReadTable(reading, element, RULE_TABLE, rule);
-      if (!rule.sites && !rule.clients) {
-        throw std::invalid_argument("a rule needs \"sites\", \"site-lists\" or \"clients\"");
-      }
-    });
-    policy.rules.push_back(std::move(rule));
-  }
+    ReadTable(reading, element, RULE_TABLE, rule);
+    if (rule.change.lists) rule.change.lists->options.rules_name = "the rules of " + rule.name;
+    policy.rules.push_back(rule);
+    if (!rule.sites && !rule.clients && !rule.groups && !rule.when) {
+      throw std::invalid_argument(
+          "a rule needs \"sites\", \"site-lists\", \"clients\", \"groups\" or \"when\"");
+    }
+  });
+}
+
+constexpr Key<Policy> TIME_TABLE[] = {
+    {"zone",
+     [](Reading &, const toml::node &value, Policy &policy) {
+       policy.clock = std::make_shared<const LocalClock>(Text(value));
+     }},
+};
+
+bool DecidesBySite(const PolicyChange &change) noexcept {
+  return change.block_sites.any() || change.only_sites.any() ||
+         change.safe_search.value_or(SafeSearch::OFF) != SafeSearch::OFF;
 }
 
 constexpr Key<Policy> STATE_TABLE[] = {
@@ -438,7 +371,12 @@ constexpr Key<Policy> STATE_TABLE[] = {
                   Policy &policy) { policy.state_folder = reading.Path(Text(value)); }},
 };
 
+/// What gives names comes first.
 constexpr Key<Policy> POLICY_TABLE[] = {
+    {"group", ReadGroupTables},
+    {"category", ReadSiteCategories},
+    {"time", [](Reading &reading, const toml::node &value,
+                Policy &policy) { ReadTable(reading, value, TIME_TABLE, policy); }},
     {"filter", [](Reading &reading, const toml::node &value,
                   Policy &policy) { ReadTable(reading, value, FILTER_TABLE, policy); }},
     {"rule", ReadRules},
@@ -460,13 +398,14 @@ constexpr Key<Policy> POLICY_TABLE[] = {
                  Policy &policy) { ReadTable(reading, value, HTTPS_TABLE, policy); }},
     {"state", [](Reading &reading, const toml::node &value,
                  Policy &policy) { ReadTable(reading, value, STATE_TABLE, policy); }},
+    {"expect", ReadExpectations},
 };
 
 }  // namespace
 
 Policy ReadPolicy(const std::filesystem::path &file) {
-  Reading reading{.folder = std::filesystem::absolute(file).parent_path()};
   Policy policy;
+  Reading reading{.folder = std::filesystem::absolute(file).parent_path(), .named = policy};
   policy.state_folder = reading.folder;
   try {
     const toml::table document = toml::parse(ReadWhole(file));
@@ -483,6 +422,8 @@ Policy ReadPolicy(const std::filesystem::path &file) {
     throw PolicyError(file, std::move(reading.problems));
   }
   policy.exceptions_file = policy.state_folder / file.filename().replace_extension(".exceptions");
+  policy.decides_by_site = DecidesBySite(policy.everywhere) ||
+                           std::ranges::any_of(policy.rules, DecidesBySite, &PolicyRule::change);
   UseFetchedLists(policy);
   try {
     UseChosenPreset(policy);

@@ -16,6 +16,8 @@ struct Texts {
   std::string_view what;
   std::string_view rule;
   std::string_view list;
+  std::string_view site;
+  std::string_view category;
   std::string_view ask;
   std::string_view let;
   std::string_view open;
@@ -36,6 +38,8 @@ constexpr Texts ENGLISH = {
     .what = "The filter did not ask for this page:",
     .rule = "A rule of its lists is against it:",
     .list = "List:",
+    .site = "The site is not for here:",
+    .category = "Category:",
     .ask = "Whoever runs the filter learns more by",
     .let = "and lets the site pass by",
     .open = "Open once",
@@ -56,6 +60,8 @@ constexpr Texts GERMAN = {
     .what = "Der Filter hat diese Seite nicht geholt:",
     .rule = "Eine Regel seiner Listen steht dagegen:",
     .list = "Liste:",
+    .site = "Diese Seite ist hier nicht erlaubt:",
+    .category = "Kategorie:",
     .ask = "Wer den Filter betreibt, erf\u00E4hrt mehr mit",
     .let = "und l\u00E4sst die Seite durch mit",
     .open = "Einmal \u00F6ffnen",
@@ -156,11 +162,11 @@ std::string BlockPage(const RequestHead &request, const BlockedReason &reason, c
                                       "\n<p>",
                                       Code(request.url),
                                       "\n<p>",
-                                      texts.rule,
+                                      reason.is_by_site ? texts.site : texts.rule,
                                       " ",
                                       Code(reason.rule),
                                       "\n<p>",
-                                      texts.list,
+                                      reason.is_by_site ? texts.category : texts.list,
                                       " ",
                                       Escaped(reason.list),
                                       "\n<p>",

@@ -95,7 +95,8 @@ BlockedAnswer AnswerTo(const RequestHead &request, const RequestKind &kind,
     answer.headers.emplace_back("Cache-Control", "no-store");
   }
   answer.headers.emplace_back("X-Velmora", "blocked; rule=" + Quoted(reason.rule) +
-                                               "; list=" + Quoted(FileName(reason.list)) +
+                                               (reason.is_by_site ? "; category=" : "; list=") +
+                                               Quoted(FileName(reason.list)) +
                                                "; id=" + std::string(reason.id));
   return answer;
 }

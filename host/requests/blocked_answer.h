@@ -32,6 +32,8 @@ struct BlockedReason {
   std::string_view id{};
   std::string_view rule{};
   std::string_view list{};
+  /// `rule` is a site, and `list` the policy's category that it is blocked by.
+  bool is_by_site = false;
 };
 
 BlockedAnswer AnswerTo(const RequestHead &request, const RequestKind &kind,

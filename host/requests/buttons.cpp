@@ -25,7 +25,7 @@ std::string_view OriginOf(std::string_view url) noexcept {
 }
 
 std::string PathOf(Permits &permits, std::string_view action, const RequestHead &request) {
-  const std::string permit = permits.Offer({action, request.client, request.url});
+  const std::string permit = permits.Offer({action, request.who.client, request.url});
   std::string path(FOLDER);
   path.append(action).append(PERMIT_FIELD).append(permit);
   return path.append(URL_FIELD).append(EscapeForQuery(request.url));
@@ -76,19 +76,19 @@ void Allow(const Filtering &filtering, std::string_view client, std::string_view
 BlockedAnswer Take(const Filtering &filtering, const RequestHead &request, const Pressed &pressed) {
   const bool is_allowing = pressed.action == ALLOW;
   if (!ComesFromItsPage(request) ||
-      (is_allowing && !filtering.policy.For(pressed.url, request.client).allows_self) ||
-      !filtering.permits->Take({pressed.action, request.client, pressed.url}, pressed.permit)) {
+      (is_allowing && !filtering.policy.For({pressed.url, request.who}).allows_self) ||
+      !filtering.permits->Take({pressed.action, request.who.client, pressed.url}, pressed.permit)) {
     return PageAnswer(request, 403, "Forbidden", StalePage(request));
   }
   if (filtering.events) {
     filtering.events->AddPressed(is_allowing ? EventKind::ALLOWED : EventKind::OPENED,
-                                 request.client, pressed.url);
+                                 request.who.client, pressed.url);
   }
   if (is_allowing) {
-    Allow(filtering, request.client, pressed.url);
+    Allow(filtering, request.who.client, pressed.url);
     return PageAnswer(request, 200, "OK", AllowedPage(request, pressed.url));
   }
-  filtering.permits->Open(request.client, pressed.url);
+  filtering.permits->Open(request.who.client, pressed.url);
   BlockedAnswer answer{.status = 303, .reason = "See Other"};
   answer.headers.emplace_back("Location", pressed.url);
   answer.headers.emplace_back("Cache-Control", "no-store");
@@ -97,19 +97,21 @@ BlockedAnswer Take(const Filtering &filtering, const RequestHead &request, const
 
 }  // namespace
 
-WaysOn WaysOnFrom(const Filtering &filtering, const RequestHead &request, const RequestKind &kind) {
+WaysOn WaysOnFrom(const Filtering &filtering, const RequestHead &request, const RequestKind &kind,
+                  bool is_by_site) {
   WaysOn ways;
   if (kind.use != AnswerUse::PAGE || request.has_body) return ways;
   if (kind.types != VEXLAR_TYPE_DOCUMENT) {
     ways.link = request.url;
     return ways;
   }
-  if (request.client.empty()) return ways;
+  if (request.who.client.empty()) return ways;
+  const bool allows_self = filtering.policy.For({request.url, request.who}).allows_self;
+  // What somebody has decided about a site is not for whoever sees it to undo.
+  if (is_by_site && !allows_self) return ways;
   try {
     ways.open = PathOf(*filtering.permits, OPEN, request);
-    if (filtering.policy.For(request.url, request.client).allows_self) {
-      ways.allow = PathOf(*filtering.permits, ALLOW, request);
-    }
+    if (allows_self) ways.allow = PathOf(*filtering.permits, ALLOW, request);
   } catch (const std::exception &error) {
     if (filtering.events) {
       filtering.events->AddError(std::string("block pages have no buttons: ") + error.what());
@@ -133,7 +135,8 @@ std::optional<BlockedAnswer> AnswerToButton(const Filtering &filtering,
 }
 
 bool IsOpened(const Filtering &filtering, const RequestHead &request, const RequestKind &kind) {
-  return kind.use == AnswerUse::PAGE && filtering.permits->TakeOpened(request.client, request.url);
+  return kind.use == AnswerUse::PAGE &&
+         filtering.permits->TakeOpened(request.who.client, request.url);
 }
 
 }  // namespace velmora::host

@@ -15,8 +15,10 @@
 namespace velmora::host {
 
 /// What the block page of a request has; no button where that may be for a frame, in which one
-/// could be led to press it unseen. What keeps buttons from being made goes to the event log.
-WaysOn WaysOnFrom(const Filtering &filtering, const RequestHead &request, const RequestKind &kind);
+/// could be led to press it unseen, and none where the policy blocks the site itself (`is_by_site`)
+/// and does not let this client through. What keeps buttons from being made goes to the event log.
+WaysOn WaysOnFrom(const Filtering &filtering, const RequestHead &request, const RequestKind &kind,
+                  bool is_by_site);
 
 /// The answer when a button was pressed; none for any other request.
 std::optional<BlockedAnswer> AnswerToButton(const Filtering &filtering, const RequestHead &request);

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "host/policy/asked.h"
+
 namespace velmora::host {
 
 /// The headers that requests are judged by.
@@ -48,8 +50,7 @@ struct RequestHead {
   std::string_view method{};
   /// Absolute, or "host:port" with CONNECT.
   std::string_view url{};
-  /// Empty when unknown.
-  std::string_view client{};
+  Asker who{};
   bool has_body = false;
   const RequestHeaders &headers;
 

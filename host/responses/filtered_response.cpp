@@ -18,7 +18,8 @@ Unheard unheard;
 FilteredResponse::FilteredResponse(std::shared_ptr<const Filtering> filtering, ResponseHead head)
     : filtering_(std::move(filtering)) {
   const Policy &policy = filtering_->policy;
-  PolicyAnswer answer = policy.For(head.url, head.client);
+  PolicyAnswer answer =
+      policy.For({head.url, {.client = head.client, .user = head.user, .groups = head.groups}});
   security_policy_ = policy.SecurityPolicyFor(answer);
   // A part of a body cannot be judged, and its length must not change.
   if (!answer.IsFiltered() || !head.has_body || head.is_asked_for_part) return;
@@ -34,6 +35,7 @@ FilteredResponse::FilteredResponse(std::shared_ptr<const Filtering> filtering, R
                                   .settings = std::move(answer.settings),
                                   .option_block = std::move(answer.option_block),
                                   .requests = filtering_->plugin.get(),
+                                  .lists = std::move(answer.lists),
                                   .security_policy = std::move(head.security_policy),
                                   .pinned = filtering_->pinned.get()},
                   ResponseHeaders{.content_encoding = head.content_encoding,

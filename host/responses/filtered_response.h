@@ -18,6 +18,9 @@ struct ResponseHead {
   std::string url{};
   /// Empty when unknown.
   std::string client{};
+  /// As `Asker` has them.
+  std::string_view user{};
+  std::string_view groups{};
   /// Answers to HEAD and such have none.
   bool has_body = true;
   /// The answer's status is 206, and the request has a Range.

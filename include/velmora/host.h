@@ -8,6 +8,9 @@
 //   for (auto out = response->Finish(); !out.empty(); out = response->Next()) send(out);
 //   if (response->HasFailed()) break the response off;
 //
+//   if (auto answer = host.Judge({.url = url, .headers = headers})) the request is not made as it
+//   is;
+//
 // It is compiled into the program that includes it, so that nothing of C++ crosses to the library:
 // the two need not share a compiler or a standard library. C++17 and later.
 #pragma once
@@ -23,6 +26,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 #include <velmora_host.h>
 
 namespace velmora {
@@ -55,6 +59,8 @@ struct ResponseHead {
   std::string content_encoding{};
   std::string accept_encoding{};
   std::string range{};
+  std::string user{};
+  std::string groups{};
   /// Categories in the place of the policy's: "ads,popups".
   std::optional<std::string> block{};
 };
@@ -67,6 +73,32 @@ struct HostEvent {
   std::string_view item;
   std::string_view detail;
   std::string_view reason;
+  /// Of the element that was blocked, in the body as it came, content codings taken off.
+  std::optional<std::uint64_t> offset{};
+  std::string_view address{};
+};
+
+/// As `velmora_request_head`.
+struct RequestHead {
+  std::string method = "GET";
+  std::string url{};
+  std::string client{};
+  std::string user{};
+  std::string groups{};
+  bool has_body = false;
+  std::vector<std::pair<std::string, std::string>> headers{};
+};
+
+/// What is to become of a request that is not made as it is.
+struct RequestAnswer {
+  /// To answer with in its place; 0: it is made, with what is changed.
+  int status = 0;
+  std::string reason{};
+  /// Of the answer, or to be set in the request.
+  std::vector<std::pair<std::string, std::string>> headers{};
+  std::string body{};
+  /// In the place of the request's; empty: that stays.
+  std::string url{};
 };
 
 /// Hears of events, on the thread that works on the response. What it throws comes out of the call
@@ -121,12 +153,18 @@ class HostResponse {
     auto *const hearing = static_cast<Hearing *>(user);
     if (!hearing->listener || hearing->thrown) return;
     try {
-      hearing->listener({event->kind,
-                         event->category,
-                         event->category_name,
-                         {event->item.data, event->item.size},
-                         {event->detail.data, event->detail.size},
-                         event->reason});
+      HostEvent heard{event->kind,
+                      event->category,
+                      event->category_name,
+                      {event->item.data, event->item.size},
+                      {event->detail.data, event->detail.size},
+                      event->reason};
+      // A library that is older than this says less.
+      if (event->size >= sizeof(velmora_event)) {
+        if (event->offset >= 0) heard.offset = static_cast<std::uint64_t>(event->offset);
+        heard.address = {event->address.data, event->address.size};
+      }
+      hearing->listener(heard);
     } catch (...) {
       hearing->thrown = std::current_exception();
     }
@@ -188,6 +226,34 @@ class Host {
     return response;
   }
 
+  /// None: the request is made as it is. Throws `HostError`, and `std::bad_alloc`.
+  std::optional<RequestAnswer> Judge(const RequestHead &head) const {
+    velmora_request_head given = VELMORA_REQUEST_HEAD_INIT;
+    given.method = head.method.c_str();
+    given.url = head.url.c_str();
+    given.client = head.client.c_str();
+    given.user = head.user.c_str();
+    given.groups = head.groups.c_str();
+    given.has_body = head.has_body ? 1 : 0;
+    std::vector<velmora_header> headers;
+    for (const auto &[name, value] : head.headers) headers.push_back({name.c_str(), value.c_str()});
+    given.headers = headers.data();
+    given.header_count = headers.size();
+    velmora_request *judged = nullptr;
+    const velmora_code code = velmora_request_judge(host_.get(), &given, &judged);
+    const std::unique_ptr<velmora_request, RequestEnder> request(judged);
+    if (code == VELMORA_OUT_OF_MEMORY) throw std::bad_alloc();
+    if (code > VELMORA_FAILED) throw HostError(code, velmora_describe(code));
+    if (request == nullptr) return std::nullopt;
+    const velmora_request_answer &result = *velmora_request_result(request.get());
+    RequestAnswer answer{result.status, result.reason, {}, {}, result.url};
+    if (result.body.size != 0) answer.body.assign(result.body.data, result.body.size);
+    for (std::size_t i = 0; i < result.header_count; ++i) {
+      answer.headers.emplace_back(result.headers[i].name, result.headers[i].value);
+    }
+    return answer;
+  }
+
   /// The Content-Security-Policy that the response goes out with beside its own, filtered or not;
   /// empty for none.
   std::string_view SecurityPolicy(const ResponseHead &head) const noexcept {
@@ -207,10 +273,15 @@ class Host {
     given.content_encoding = head.content_encoding.c_str();
     given.accept_encoding = head.accept_encoding.c_str();
     given.range = head.range.c_str();
+    given.user = head.user.c_str();
+    given.groups = head.groups.c_str();
     if (head.block) given.block = head.block->c_str();
     return given;
   }
 
+  struct RequestEnder {
+    void operator()(velmora_request *request) const noexcept { velmora_request_end(request); }
+  };
   struct Closer {
     void operator()(velmora_host *host) const noexcept { velmora_host_close(host); }
   };

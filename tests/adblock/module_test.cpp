@@ -217,6 +217,40 @@ TEST_F(Vexlar, AddsToListsAndTellsWhereRulesComeFrom) {
   EXPECT_NE(problems.find("missing.txt: No such file"), std::string::npos);
 }
 
+TEST_F(Vexlar, OpensRulesThatAreAskedByThemselves) {
+  MakeBlocker("||all.example^\n");
+  const std::string list = folder_.Write("own.txt", "||listed.example^\n");
+  const std::string missing = folder_.Path("missing.txt");
+  const auto open = library_.Find<decltype(&VexlarOpen)>("VexlarOpen");
+  const auto close = library_.Find<decltype(&VexlarClose)>("VexlarClose");
+  const auto judge_by = library_.Find<decltype(&VexlarJudgeBy)>("VexlarJudgeBy");
+  const char *const lists[] = {list.c_str(), missing.c_str()};
+  const char *const rules[] = {"||own.example^", "@@||all.example^"};
+  VexlarChoice choice{sizeof choice, 1, 0, 2, lists, nullptr, rules, "a rule"};
+  VexlarRules *const opened = open(&choice);
+  ASSERT_NE(opened, nullptr);
+  const auto judge = [&](const VexlarRules *by, const std::string &url) {
+    const VexlarRequest request{
+        sizeof request, VEXLAR_TYPE_SCRIPT, url.data(), url.size(), nullptr, 0, nullptr, 0};
+    VexlarReason reason{sizeof reason, 9, "?", "?"};
+    const VexlarVerdict verdict = judge_by(by, &request, &reason);
+    return std::to_string(verdict) + " " + reason.rule;
+  };
+  EXPECT_EQ(judge(opened, "http://own.example/"), "1 ||own.example^");
+  EXPECT_EQ(judge(opened, "http://listed.example/"), "1 ||listed.example^");
+  EXPECT_EQ(judge(opened, "http://all.example/"), "2 @@||all.example^");
+  EXPECT_EQ(judge(opened, "http://other.example/"), "0 ");
+  EXPECT_EQ(judge(nullptr, "http://own.example/"), "0 ");
+  EXPECT_EQ(Ask("p.example", "http://own.example/"), "0 -");
+  close(opened);
+  close(nullptr);
+  EXPECT_EQ(open(nullptr), nullptr);
+  choice.list_count = 2;
+  EXPECT_EQ(open(&choice), nullptr) << "a list that is not there";
+  choice.list_count = choice.rule_count = 0;
+  EXPECT_EQ(open(&choice), nullptr) << "no rule, and none of the system's";
+}
+
 TEST_F(Vexlar, ReloadsAndDescribes) {
   MakeBlocker("||one.example^\n");
   folder_.Write("list.txt", "||two.example^\n/a(?=b)/\n");

@@ -115,7 +115,7 @@ TEST(CheckConfig, NamesProblemsWithTheirPlaces) {
   EXPECT_EQ(bad.output, "");
   EXPECT_EQ(bad.errors,
             "bad.toml:2:1: unknown key \"blok\"; what can stand here: \"block\", \"allow\", "
-            "\"settings\", \"option-block\", \"allow-self\"\n"
+            "\"settings\", \"option-block\", \"allow-self\", \"safe-search\"\n"
             "bad.toml:3:9: unknown category \"add\"; did you mean \"ads\"?\n");
   const Result missing = shell.Run("$velmora check-config none.toml");
   EXPECT_EQ(missing.exit_code, 1);
@@ -214,6 +214,88 @@ TEST(Presets, AreChosenInThePolicysPlace) {
   const Result bad = shell.Run("$velmora check-config velmora.toml");
   EXPECT_EQ(bad.exit_code, 1);
   EXPECT_THAT(bad.errors, HasSubstr("velmora.preset: \"ads\" is no preset"));
+}
+
+TEST(TestPolicy, SaysWhichExamplesComeOutOtherwise) {
+  const Shell shell;
+  shell.Write("ads.txt", "||ads.example^$script\n");
+  const std::string policy = R"([filter]
+block = "requests"
+safe-search = "strict"
+[ads]
+lists = "ads.txt"
+[[category]]
+name = "games"
+sites = "games.example"
+[[group]]
+name = "pupils"
+clients = "10.1.0.0/16"
+[[rule]]
+name = "Lessons"
+groups = "pupils"
+when = "Mon-Fri 08:00-16:00"
+block = "games"
+[[expect]]
+url = "http://www.games.example/"
+client = "10.1.2.3"
+at = "2026-03-02 09:00"
+answer = "blocked"
+by = "games"
+rules = ["Lessons"]
+[[expect]]
+url = "https://games.example/"
+groups = "pupils"
+at = "Mon 09:00"
+type = "tunnel"
+answer = "blocked"
+[[expect]]
+url = "http://ads.example/a"
+type = "script"
+page = "http://shop.example/"
+answer = "blocked"
+by = "||ads.example^$script"
+[[expect]]
+url = "http://ads.example/a"
+type = "image"
+answer = "passed"
+[[expect]]
+url = "https://www.google.com/search?q=a"
+becomes = "https://www.google.com/search?q=a&safe=active"
+)";
+  shell.Write("velmora.toml", policy);
+  EXPECT_EQ(shell.Run("$velmora test-policy velmora.toml").output, "velmora.toml: 5 as expected\n");
+  EXPECT_EQ(shell.Run("$velmora check-config velmora.toml").exit_code, 0);
+  const std::string others = R"([[expect]]
+url = "http://www.games.example/"
+client = "10.1.2.3"
+at = "Mon 16:00"
+answer = "blocked"
+[[expect]]
+url = "http://ads.example/a"
+type = "script"
+answer = "untouched"
+rules = ["Lessons"]
+)";
+  shell.Write("velmora.toml", policy + others);
+  const std::string differences =
+      "velmora.toml:43: http://www.games.example/ for 10.1.2.3 at Mon 16:00: expected blocked, is "
+      "untouched\n"
+      "velmora.toml:48: http://ads.example/a: expected untouched, is blocked by "
+      "||ads.example^$script; "
+      "expected the rules Lessons, is none\n";
+  for (const std::string command : {"test-policy", "check-config"}) {
+    const Result result = shell.Run("$velmora " + command + " velmora.toml");
+    EXPECT_EQ(result.exit_code, 1) << command;
+    EXPECT_EQ(result.errors, differences) << command;
+  }
+  EXPECT_THAT(shell
+                  .Run("$velmora check-config velmora.toml --at 'Tue 08:00' --groups pupils --url "
+                       "http://games.example/")
+                  .output,
+              HasSubstr("blocked       as a site of \"games\" (line 6)\n"));
+  shell.Write("velmora.toml", "");
+  EXPECT_THAT(shell.Run("$velmora test-policy velmora.toml").errors,
+              HasSubstr("has no [[expect]]"));
 }
 
 TEST(Presets, CalmTakesFromPagesWhatWouldNotBeRequested) {

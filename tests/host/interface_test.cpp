@@ -111,6 +111,42 @@ TEST_F(Interface, TellsOfEvents) {
   EXPECT_THROW(response->Push("a<ad>b"), std::logic_error);
 }
 
+TEST_F(Interface, JudgesRequests) {
+  const Host host = Open(
+      "[filter]\nsafe-search = 'moderate'\n[[category]]\nname = 'games'\nsites = 'games.example'\n"
+      "[[group]]\nname = 'pupils'\nusers = 'anna'\n[[rule]]\ngroups = 'pupils'\nblock = 'games'");
+  RequestHead head{.url = "http://games.example/",
+                   .headers = {{"sec-fetch-dest", "document"}, {"X-Other", ""}}};
+  EXPECT_FALSE(host.Judge(head));
+  for (const bool is_by_name : {true, false}) {
+    head.user = is_by_name ? "anna" : "";
+    head.groups = is_by_name ? "" : "pupils";
+    const auto answer = host.Judge(head);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->status, 403);
+    EXPECT_EQ(answer->reason, "Forbidden");
+    EXPECT_THAT(answer->body, HasSubstr("games.example"));
+    EXPECT_THAT(answer->headers, ::testing::Contains(std::pair<std::string, std::string>(
+                                     "Content-Type", "text/html; charset=utf-8")));
+  }
+  head.has_body = true;
+  EXPECT_EQ(host.Judge(head)->body, "");
+  const auto search = host.Judge({.url = "https://www.google.com/search?q=a"});
+  ASSERT_TRUE(search);
+  EXPECT_EQ(search->status, 0);
+  EXPECT_EQ(search->url, "https://www.google.com/search?q=a&safe=active");
+  const auto video = host.Judge({.url = "https://www.youtube.com/"});
+  EXPECT_THAT(video->headers,
+              ::testing::ElementsAre(::testing::Pair("YouTube-Restrict", "Moderate")));
+
+  velmora_request_head none = VELMORA_REQUEST_HEAD_INIT;
+  velmora_request *request = nullptr;
+  EXPECT_EQ(velmora_request_judge(nullptr, &none, &request), VELMORA_INVALID_ARGUMENT);
+  EXPECT_EQ(velmora_request_result(nullptr), nullptr);
+  velmora_request_end(nullptr);
+  EXPECT_STREQ(velmora_host_request_headers()[0], "Referer");
+}
+
 TEST_F(Interface, FollowsANewPolicyOrKeepsTheOld) {
   Host host = Open("[filter]\nblock = 'ads'");
   auto before = host.Begin(PAGE);

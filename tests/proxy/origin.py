@@ -50,7 +50,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         except OSError:
             self.close_connection = True
 
-    do_HEAD = do_GET
+    do_HEAD = do_POST = do_GET
 
     def send_chunks(self, pieces):
         self.send_header("Transfer-Encoding", "chunked")

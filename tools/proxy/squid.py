@@ -54,6 +54,7 @@ ADAPTER = """\
 loadable_modules {library}
 ecap_enable on
 adaptation_send_client_ip on
+adaptation_send_username on
 ecap_service filter respmod_precache uri={uri} bypass=off {settings}
 adaptation_access filter allow all
 """

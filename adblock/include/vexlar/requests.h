@@ -13,6 +13,8 @@
 
 extern "C" {
 
+struct VexlarChoice;
+
 /// Types of requests, as bits. Several at once: a rule applies if it is for any of them.
 enum VexlarType : std::uint32_t {
   VEXLAR_TYPE_SCRIPT = 1U << 0,
@@ -100,5 +102,18 @@ struct VexlarReason {
 /// Judges a request. `reason` may be null; it is written when there is a rule, and otherwise its
 /// texts are empty.
 VexlarVerdict VexlarJudge(const VexlarRequest *request, VexlarReason *reason);
+
+/// Rules that are asked by themselves, beside those in force in the process: for some clients, say.
+struct VexlarRules;
+
+/// Reads the lists and rules of a choice, and no others: where it names no lists, none of the
+/// system's are read, and the environment is not heard. For `VexlarClose`; null when it holds no
+/// rule, a list cannot be read, or there is no memory.
+VexlarRules *VexlarOpen(const VexlarChoice *choice);
+/// As `VexlarJudge`, by these. Any number of threads ask at once.
+VexlarVerdict VexlarJudgeBy(const VexlarRules *rules, const VexlarRequest *request,
+                            VexlarReason *reason);
+/// Nobody asks them any more. Null is allowed.
+void VexlarClose(VexlarRules *rules);
 
 }  // extern "C"

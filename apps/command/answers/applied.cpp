@@ -33,24 +33,61 @@ std::string RulesText(const host::Policy &policy, const host::Asked &asked) {
   return rules.empty() ? "none" : rules;
 }
 
+/// The names of the categories of sites that are blocked.
+std::string Sites(const host::Policy &policy, const host::SiteCategorySet &blocked) {
+  std::string text;
+  for (std::size_t i = 0; i < policy.site_categories.size(); ++i) {
+    if (blocked[i]) text += (text.empty() ? "" : ", ") + policy.site_categories[i]->name;
+  }
+  return text;
+}
+
+std::string SafeSearchText(host::SafeSearch wanted) {
+  switch (wanted) {
+    case host::SafeSearch::OFF:
+      return {};
+    case host::SafeSearch::MODERATE:
+      return "moderate";
+    case host::SafeSearch::FULL:
+      break;
+  }
+  return "strict";
+}
+
+std::string WhoText(const WhoAndWhen &who) {
+  std::string text = who.client.empty() ? "any client" : who.client;
+  if (!who.user.empty()) text += ", user " + who.user;
+  if (!who.groups.empty()) text += ", of " + who.groups;
+  if (!who.at.empty()) text += ", at " + who.at;
+  return text;
+}
+
 }  // namespace
 
-Sheet Applied(const host::Policy &policy, const std::string &url, const std::string &client) {
-  Sheet sheet{fmt::format("{} for {}:", url.empty() ? "any site" : url,
-                          client.empty() ? "any client" : client)};
-  const host::Asked asked(url, client);
+Sheet Applied(const host::Policy &policy, const std::string &url, const WhoAndWhen &who) {
+  Sheet sheet{fmt::format("{} for {}:", url.empty() ? "any site" : url, WhoText(who))};
+  host::Asker asker{.client = who.client, .user = who.user, .groups = who.groups};
+  if (!who.at.empty()) asker.minute = host::LocalClock::Parse(who.at);
+  const host::Asked asked(url, asker);
   if (policy.Allows(asked)) {
     sheet.Add("passes", "untouched, by the allow list");
     return sheet;
   }
   const host::PolicyAnswer answer = policy.For(asked);
   sheet.Add("rules", RulesText(policy, asked));
+  if (const auto *const category = policy.BlockedSite(answer, asked)) {
+    sheet.Add("blocked",
+              fmt::format("as a site of \"{}\" (line {})", category->name, category->line));
+    return sheet;
+  }
   if (answer.categories.IsEmpty() && !answer.IsFiltered()) {
     sheet.Add("passes", "untouched: nothing is to be blocked");
   } else {
     sheet.Add("preset", std::string(answer.categories.Preset()));
     sheet.Add("blocks", answer.categories.Text());
   }
+  sheet.Add("blocks sites", Sites(policy, answer.blocked_sites));
+  sheet.Add("safe search", SafeSearchText(answer.safe_search));
   for (const auto &[name, value] : answer.settings) {
     sheet.Add("setting", fmt::format("{} = {}", name, value));
   }

@@ -5,6 +5,7 @@
 #include "command/answers/event_source.h"
 #include "command/answers/followed_file.h"
 #include "host/bodies/categories.h"
+#include "host/events/event_log.h"
 
 namespace velmora::command {
 namespace {
@@ -15,12 +16,17 @@ constexpr std::size_t MOST_KEPT_OF_BODY = 1000;
 
 /// The rules of the policy that apply to the page, and what they come to.
 std::string PolicyRules(const host::Policy &policy, const host::Event &event) {
-  const std::string &page = event.page.empty() ? event.url : event.page;
+  const bool is_by_site = event.list.starts_with(host::SITE_CATEGORY_PLACE);
+  const host::Asked asked(
+      is_by_site || event.page.empty() ? event.url : event.page,
+      host::Asker{.client = event.client, .minute = policy.clock->Read(event.time)});
   std::string rules = "[filter]";
-  for (const host::PolicyRule *const rule : policy.RulesFor({page, event.client})) {
+  for (const host::PolicyRule *const rule : policy.RulesFor(asked)) {
     rules += fmt::format(", {} (line {})", rule->name, rule->line);
   }
-  const bool holds = policy.For(page, event.client).categories.Contains(event.category);
+  const host::PolicyAnswer answer = policy.For(asked);
+  const bool holds = is_by_site ? policy.BlockedSite(answer, asked) != nullptr
+                                : answer.categories.Contains(event.category);
   return rules + (holds ? "" : "; not blocked by the policy as it is now");
 }
 

@@ -78,7 +78,7 @@ Response PolicyPage(const Visit &visit) {
   if (const std::string problem = Problem(url, client); !problem.empty()) {
     html << "<p class=\"problem\" role=\"alert\">" << problem << "</p>\n";
   } else {
-    const command::Sheet applied = command::Applied(policy, url, client);
+    const command::Sheet applied = command::Applied(policy, url, {.client = client});
     html << "<section class=\"card\"><h2>" << applied.title << "</h2>\n"
          << Values(applied) << "</section>\n";
   }
