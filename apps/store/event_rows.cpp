@@ -50,6 +50,10 @@ std::int64_t HourOf(Time time) {
   return std::int64_t{seconds} - local.tm_min * 60 - local.tm_sec;
 }
 
+Time BeginningOfHour(Time time) {
+  return Time(std::chrono::seconds(HourOf(time)));
+}
+
 std::int64_t WhatOf(EventKind kind) noexcept {
   const auto found = std::ranges::find(KIND_NUMBERS, kind, &KindNumber::kind);
   return found == std::end(KIND_NUMBERS) ? 0 : found->number;
@@ -91,6 +95,7 @@ void Add(Counts &counts, std::int64_t what, std::int64_t count, std::int64_t byt
     case EventKind::LEFT_OUT:
     case EventKind::OPENED:
     case EventKind::ALLOWED:
+    case EventKind::COUNTERS:
       break;
   }
 }

@@ -56,6 +56,8 @@ class BodyStream final : public Stage {
   void Report(StopReason reason) noexcept;
 
   StreamState State() const noexcept { return state_; }
+  /// Processor time that the plug-in has taken for the body.
+  std::chrono::nanoseconds TimeSpent() const noexcept { return time_spent_; }
 
  private:
   /// Gets the next part; false when there is none for now.

@@ -32,6 +32,13 @@ ResponseFilter::ResponseFilter(ProcessorPointer processor, DeclaredBody body, Tr
   is_wanted_ = State() == StreamState::FILTERING;
 }
 
+ResponseFilter::~ResponseFilter() {
+  if (!is_wanted_) return;
+  counts_.filter_time = stream_.TimeSpent();
+  counts_.is_broken_off = State() != StreamState::FINISHED;
+  CountBody(counts_);
+}
+
 void ResponseFilter::CheckCoding(const ResponseHeaders &headers,
                                  const ResponseOptions &options) noexcept {
   const auto coding = ParseContentCoding(headers.content_encoding);
@@ -46,11 +53,13 @@ void ResponseFilter::CheckCoding(const ResponseHeaders &headers,
 }
 
 std::string_view ResponseFilter::Push(std::string_view piece) noexcept {
+  counts_.bytes_in += piece.size();
   pieces_.Push(piece);
   return Next();
 }
 
 std::string_view ResponseFilter::Finish(std::string_view last_piece) noexcept {
+  counts_.bytes_in += last_piece.size();
   pieces_.Finish(last_piece);
   return Next();
 }
@@ -58,7 +67,9 @@ std::string_view ResponseFilter::Finish(std::string_view last_piece) noexcept {
 std::string_view ResponseFilter::Next() noexcept {
   Stage &last = encoder_ ? static_cast<Stage &>(*encoder_) : stream_;
   const Part part = State() == StreamState::FAILED ? Part{} : last.Next();
-  return State() == StreamState::FAILED ? std::string_view{} : part.bytes;
+  if (State() == StreamState::FAILED) return {};
+  counts_.bytes_out += part.bytes.size();
+  return part.bytes;
 }
 
 }  // namespace velmora::host

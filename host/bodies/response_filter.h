@@ -21,6 +21,7 @@
 #include "host/bodies/body_stream.h"
 #include "host/bodies/first_bytes.h"
 #include "host/bodies/transaction.h"
+#include "host/bodies/worker_counters.h"
 #include "host/codings/decoded_body.h"
 #include "host/codings/gzip_encoder.h"
 
@@ -52,6 +53,11 @@ class ResponseFilter {
   /// A null processor counts as memory that could not be had. Throws `std::bad_alloc`.
   ResponseFilter(ProcessorPointer processor, TransactionInfo info, const ResponseHeaders &headers,
                  TransactionSink &sink, const ResponseOptions &options);
+
+  /// Counts the body, where it was wanted.
+  ~ResponseFilter();
+  ResponseFilter(const ResponseFilter &) = delete;
+  ResponseFilter &operator=(const ResponseFilter &) = delete;
 
   /// Is there anything to do? When not, the response goes on as it is, headers and all; or not at
   /// all, if `State` says `FAILED`.
@@ -91,6 +97,7 @@ class ResponseFilter {
   BodyStream stream_;
   std::optional<GzipEncoder> encoder_;
   bool is_wanted_ = false;
+  BodyCounts counts_;
 };
 
 }  // namespace velmora::host

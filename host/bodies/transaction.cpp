@@ -118,10 +118,12 @@ void Transaction::ReportBlocked(std::int32_t, std::int32_t category, const char 
                                 const char *detail) noexcept {
   ++blocked_;
   const auto offset = std::exchange(items_.offset, std::nullopt);
-  if (category != CATEGORY_AD_URLS) return sink_.OnBlocked({category, item, detail, {}, offset});
+  const bool is_by_address = category == CATEGORY_AD_URLS;
+  if (is_by_address && DecidesByRequests()) category = CATEGORY_AD_ELEMENTS;
+  CountBlocked(category);
+  if (!is_by_address) return sink_.OnBlocked({category, item, detail, {}, offset});
   const std::string address = std::exchange(review_.address, {});
-  sink_.OnBlocked(
-      {DecidesByRequests() ? CATEGORY_AD_ELEMENTS : category, item, detail, address, offset});
+  sink_.OnBlocked({category, item, detail, address, offset});
 }
 
 }  // namespace velmora::host

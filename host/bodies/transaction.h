@@ -20,6 +20,7 @@
 #include "host/bodies/categories.h"
 #include "host/bodies/host_owned.h"
 #include "host/bodies/pinned_scripts.h"
+#include "host/bodies/worker_counters.h"
 #include "host/limits/limits.h"
 #include "host/loading/plugin.h"
 #include "host/web/security_policy.h"
@@ -113,8 +114,14 @@ class Transaction final : public HostOwned<IDataContext> {
     info_.content_type = std::move(content_type);
   }
   void SetCategories(CategorySet categories) noexcept { info_.categories = categories; }
-  void ReportStopped(StopReason reason) noexcept { sink_.OnStopped(reason); }
-  void ReportFinished(std::int64_t saved) noexcept { sink_.OnFinished({blocked_, saved}); }
+  void ReportStopped(StopReason reason) noexcept {
+    CountStopped(reason);
+    sink_.OnStopped(reason);
+  }
+  void ReportFinished(std::int64_t saved) noexcept {
+    if (blocked_ != 0) Count(&WorkerCounters::saved, static_cast<std::uint64_t>(saved));
+    sink_.OnFinished({blocked_, saved});
+  }
   /// Items so far.
   std::uint64_t Blocked() const noexcept { return blocked_; }
 

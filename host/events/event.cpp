@@ -25,8 +25,68 @@ constexpr KindName KINDS[] = {
     {EventKind::GUARDED, "guarded"}, {EventKind::LEFT_OUT, "left-out"},
     {EventKind::OPENED, "opened"},   {EventKind::ALLOWED, "allowed"},
     {EventKind::STOPPED, "stopped"}, {EventKind::ERROR, "error"},
-    {EventKind::DROPPED, "dropped"},
+    {EventKind::DROPPED, "dropped"}, {EventKind::COUNTERS, "counters"},
 };
+
+struct CounterName {
+  const char *name;
+  std::uint64_t WorkerCounters::*number;
+};
+
+constexpr CounterName COUNTERS[] = {
+    {"requests", &WorkerCounters::requests},     {"responses", &WorkerCounters::responses},
+    {"filtered", &WorkerCounters::filtered},     {"refused", &WorkerCounters::refused},
+    {"broken-off", &WorkerCounters::broken_off}, {"bytes-in", &WorkerCounters::bytes_in},
+    {"bytes-out", &WorkerCounters::bytes_out},   {"filter-ns", &WorkerCounters::filter_nanoseconds},
+};
+
+constexpr struct {
+  const char *name;
+  std::uint64_t WorkerReport::*number;
+} GAUGES[] = {{"held", &WorkerReport::held},
+              {"queued", &WorkerReport::queued},
+              {"lost", &WorkerReport::lost}};
+
+std::string_view NameOfReason(std::size_t reason) noexcept {
+  return Describe(static_cast<StopReason>(reason));
+}
+
+void AddReport(nlohmann::ordered_json &line, const WorkerReport &report) {
+  const WorkerCounters &counters = report.counters;
+  line["member"] = report.member;
+  for (const auto &[name, number] : COUNTERS) line[name] = counters.*number;
+  for (const auto &[name, number] : GAUGES) line[name] = report.*number;
+  line["saved"] = static_cast<std::int64_t>(counters.saved);
+  line["filter-times"] = counters.filter_times;
+  // Most of these are nothing, most of the time.
+  auto &blocked = line["blocked"] = nlohmann::ordered_json::object();
+  for (std::size_t i = 0; i < counters.blocked.size(); ++i) {
+    if (counters.blocked[i] != 0)
+      blocked[std::string(CATEGORY_TABLE[i].name)] = counters.blocked[i];
+  }
+  auto &stopped = line["stopped"] = nlohmann::ordered_json::object();
+  for (std::size_t i = 0; i < counters.stopped.size(); ++i) {
+    if (counters.stopped[i] != 0) stopped[std::string(NameOfReason(i))] = counters.stopped[i];
+  }
+}
+
+WorkerReport ReadReport(const nlohmann::json &line) {
+  WorkerReport report{.member = line.value("member", "")};
+  WorkerCounters &counters = report.counters;
+  for (const auto &[name, number] : COUNTERS) counters.*number = line.value(name, std::uint64_t{0});
+  for (const auto &[name, number] : GAUGES) report.*number = line.value(name, std::uint64_t{0});
+  counters.saved = static_cast<std::uint64_t>(line.value("saved", std::int64_t{0}));
+  counters.filter_times = line.value("filter-times", decltype(counters.filter_times){});
+  const auto blocked = line.value("blocked", nlohmann::json::object());
+  for (std::size_t i = 0; i < counters.blocked.size(); ++i) {
+    counters.blocked[i] = blocked.value(std::string(CATEGORY_TABLE[i].name), std::uint64_t{0});
+  }
+  const auto stopped = line.value("stopped", nlohmann::json::object());
+  for (std::size_t i = 0; i < counters.stopped.size(); ++i) {
+    counters.stopped[i] = stopped.value(std::string(NameOfReason(i)), std::uint64_t{0});
+  }
+  return report;
+}
 
 }  // namespace
 
@@ -118,6 +178,9 @@ std::string ToLine(const Event &event) {
     case EventKind::DROPPED:
       line["count"] = event.count;
       break;
+    case EventKind::COUNTERS:
+      if (event.counters) AddReport(line, *event.counters);
+      break;
   }
   return line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
 }
@@ -151,8 +214,11 @@ std::optional<Event> FromLine(std::string_view line) {
         .count = json.value("count", std::uint64_t{0}),
         .items = json.value("items", std::uint64_t{0}),
         .saved = json.value("saved", std::int64_t{0}),
+        .counters = kind->kind == EventKind::COUNTERS
+                        ? std::make_shared<const WorkerReport>(ReadReport(json))
+                        : nullptr,
     };
-  } catch (const nlohmann::json::type_error &) {
+  } catch (const nlohmann::json::exception &) {
     return std::nullopt;
   }
 }

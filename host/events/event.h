@@ -11,6 +11,7 @@
 //   {"time":...,"pid":...,"event":"stopped","client":...,"url":...,"reason":"out of memory"}
 //   {"time":...,"pid":...,"event":"error","reason":...}
 //   {"time":...,"pid":...,"event":"dropped","count":12}
+//   {"time":...,"pid":...,"event":"counters","member":"gw1","requests":...,"blocked":{"popups":3},...}
 //
 // "client", "url" and what only some blocked items have are left out when they are not known.
 #pragma once
@@ -18,9 +19,12 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "host/bodies/worker_counters.h"
 
 namespace velmora::host {
 
@@ -43,6 +47,19 @@ enum class EventKind {
   ERROR,
   /// Events before this one are missing from the log.
   DROPPED,
+  /// What the process has done since it began, in numbers.
+  COUNTERS,
+};
+
+/// What a process tells of itself now and then.
+struct WorkerReport {
+  /// The name of its machine.
+  std::string member{};
+  WorkerCounters counters{};
+  /// Bytes held back now, those of events that wait to be written, and events lost so far.
+  std::uint64_t held = 0;
+  std::uint64_t queued = 0;
+  std::uint64_t lost = 0;
 };
 
 struct Event {
@@ -75,6 +92,8 @@ struct Event {
   /// Of a filtered body: how many items went, and by how many bytes it got shorter.
   std::uint64_t items = 0;
   std::int64_t saved = 0;
+  /// With `COUNTERS` alone.
+  std::shared_ptr<const WorkerReport> counters{};
 
   /// Memory that it takes.
   std::size_t Size() const noexcept {

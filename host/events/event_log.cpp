@@ -78,6 +78,14 @@ void Reduce(Event &event, UrlDetail urls, ClientDetail clients) {
   if (clients == ClientDetail::NONE) event.client.clear();
 }
 
+bool IsLeftOut(const EventLogOptions &options, const std::string &client) {
+  if (options.left_out.empty()) return false;
+  const auto address = ClientAddress::Parse(client.substr(0, client.find('/')));
+  return address && std::ranges::any_of(options.left_out, [&](const ClientNetwork &network) {
+           return network.Contains(*address);
+         });
+}
+
 EventLog::EventLog(EventLogOptions options) : options_(std::move(options)), file_(options_.file) {
   base::Descriptor opened = file_.Open(open_trouble_);
   has_file_ = opened.IsOpen();
@@ -178,6 +186,7 @@ template <class Maker>
 void EventLog::Add(Maker make_event) noexcept {
   try {
     Event event = make_event();
+    if (IsLeftOut(options_, event.client)) return;
     Reduce(event, options_.urls, options_.clients);
     Enqueue(std::move(event));
   } catch (const std::bad_alloc &) {
@@ -265,7 +274,8 @@ std::optional<std::string> EventLog::News() {
 void EventLog::WaitForWork() {
   while (queue_.empty() && !HasOtherWork() && !is_ending_) {
     if (!IsWaitingForFile()) {
-      has_work_.wait(mutex_);
+      const auto due = counters_due_;
+      if (has_work_.wait_until(mutex_, due) == std::cv_status::timeout) return;
     } else if (has_work_.wait_for(mutex_, options_.retry) == std::cv_status::timeout) {
       return;
     }
@@ -290,6 +300,7 @@ void EventLog::StartWriter() noexcept {
 void EventLog::Write() {
   using Clock = std::chrono::steady_clock;
   Clock::time_point next_try = Clock::now() + options_.retry;
+  counters_due_ = Clock::now() + options_.counters;
   std::vector<Event> events;
   mutex_.lock();
   for (bool is_last = false; !is_last;) {
@@ -317,6 +328,7 @@ void EventLog::Write() {
       if (i < events.size() && !WriteEvent(events[i])) ++not_taken;
     }
     events.clear();
+    WriteCounters(is_last, bytes, dropped);
     dropped += not_taken;
     if (dropped != said && WriteDropped(dropped - said)) said = dropped;
 
@@ -349,6 +361,29 @@ bool EventLog::WriteDropped(std::uint64_t count) noexcept {
   Event event = MakeEvent(EventKind::DROPPED);
   event.count = count;
   return WriteEvent(event);
+}
+
+void EventLog::WriteCounters(bool is_last, std::uint64_t queued, std::uint64_t lost) noexcept {
+  const auto now = std::chrono::steady_clock::now();
+  if (now < counters_due_ && !is_last) return;
+  counters_due_ = now + options_.counters;
+  const WorkerCounters counters = CountersOfProcess();
+  if (counters == counters_told_) return;
+  counters_told_ = counters;
+  try {
+    char member[256] = "";
+    gethostname(member, sizeof member - 1);
+    Event event = MakeEvent(EventKind::COUNTERS);
+    event.counters =
+        std::make_shared<const WorkerReport>(WorkerReport{.member = member,
+                                                          .counters = counters,
+                                                          .held = all_held_bytes.Bytes(),
+                                                          .queued = queued,
+                                                          .lost = lost});
+    WriteEvent(event);
+  } catch (const std::bad_alloc &) {
+    // The next ones tell as much.
+  }
 }
 
 void EventLog::SayWhatIsLost() noexcept {

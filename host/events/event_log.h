@@ -18,6 +18,7 @@
 #include "host/bodies/transaction.h"
 #include "host/events/event.h"
 #include "host/events/event_file.h"
+#include "host/web/client_network.h"
 
 namespace velmora::host {
 
@@ -39,14 +40,28 @@ struct EventLogOptions {
   /// `EventLog::News` has something at most this often.
   std::chrono::milliseconds news{10'000};
 
+  /// How often the process tells of itself in numbers, while it has anything new to tell.
+  std::chrono::milliseconds counters = std::chrono::seconds(30);
+
   UrlDetail urls = UrlDetail::FULL;
   ClientDetail clients = ClientDetail::FULL;
+  /// Of these nothing is written at all.
+  std::vector<ClientNetwork> left_out{};
+
+  /// Where what was written is kept for questions, how long single events are, and how long sums:
+  /// for those who answer questions. Empty: beside the file.
+  std::filesystem::path store{};
+  std::chrono::milliseconds keep_events = std::chrono::days(30);
+  std::chrono::milliseconds keep_sums = std::chrono::days(400);
 
   bool operator==(const EventLogOptions &) const = default;
 };
 
 /// How the place of a rule begins that is a category of the policy's.
 inline constexpr std::string_view SITE_CATEGORY_PLACE = "[[category]] ";
+
+/// Whether nothing is to be written of an event of this client.
+bool IsLeftOut(const EventLogOptions &options, const std::string &client);
 
 /// A request that was not made, and the rule that was against it.
 struct NotMade {
@@ -125,6 +140,8 @@ class EventLog {
   /// Whether the file took the line.
   bool WriteEvent(const Event &event) noexcept;
   bool WriteDropped(std::uint64_t count) noexcept;
+  /// Writes what the process has done, when it is time to and there is something new.
+  void WriteCounters(bool is_last, std::uint64_t queued, std::uint64_t lost) noexcept;
   /// Standard error gets what the file did not.
   void SayWhatIsLost() noexcept;
 
@@ -146,6 +163,10 @@ class EventLog {
   EventFile file_;
   /// The writer's: how its last line went.
   std::error_code last_write_;
+  /// The writer's: when counters are due, and what was written of them last. What another log of
+  /// this process has told before is not told again.
+  std::chrono::steady_clock::time_point counters_due_;
+  WorkerCounters counters_told_ = CountersOfProcess();
 
   mutable base::Mutex mutex_;
   std::condition_variable_any has_work_;

@@ -33,6 +33,7 @@ enum class StopReason {
   /// The body is decoded to more bytes than allowed.
   DECODED_SIZE,
 };
+inline constexpr std::size_t STOP_REASONS = static_cast<std::size_t>(StopReason::DECODED_SIZE) + 1;
 
 /// A few words for messages: "more bytes held back than allowed", ...
 const char *Describe(StopReason reason) noexcept;

@@ -316,6 +316,15 @@ constexpr Key<Policy> ADS_TABLE[] = {
     {"urls", ReadListUrls},
 };
 
+/// A time that is told from a day on: what is kept goes a day at a time.
+std::chrono::milliseconds Days(const toml::node &value) {
+  const auto time = ParseDuration(Text(value));
+  if (time < std::chrono::days(1) || time > std::chrono::days(36'500)) {
+    throw std::invalid_argument("should be from \"1d\" to \"36500d\"");
+  }
+  return time;
+}
+
 constexpr Key<EventLogOptions> EVENT_LOG_TABLE[] = {
     {"file",
      [](Reading &reading, const toml::node &value, EventLogOptions &log) {
@@ -337,6 +346,14 @@ constexpr Key<EventLogOptions> EVENT_LOG_TABLE[] = {
                                                   {"network", ClientDetail::NETWORK},
                                                   {"none", ClientDetail::NONE}});
      }},
+    {"leave-out", [](Reading &reading, const toml::node &value,
+                     EventLogOptions &log) { ReadClients(reading, value, log.left_out); }},
+    {"store", [](Reading &reading, const toml::node &value,
+                 EventLogOptions &log) { log.store = reading.Path(Text(value)); }},
+    {"keep-events", [](Reading &, const toml::node &value,
+                       EventLogOptions &log) { log.keep_events = Days(value); }},
+    {"keep-sums",
+     [](Reading &, const toml::node &value, EventLogOptions &log) { log.keep_sums = Days(value); }},
 };
 
 void ReadRules(Reading &reading, const toml::node &value, Policy &policy) {

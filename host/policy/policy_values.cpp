@@ -14,7 +14,8 @@ struct Unit {
 };
 
 constexpr Unit SIZES[] = {{"", 1}, {"K", 1U << 10}, {"M", 1U << 20}, {"G", 1U << 30}};
-constexpr Unit DURATIONS[] = {{"ms", 1}, {"s", 1000}, {"min", 60'000}};
+constexpr Unit DURATIONS[] = {
+    {"ms", 1}, {"s", 1000}, {"min", 60'000}, {"h", 3'600'000}, {"d", 86'400'000}};
 
 /// A number with one of the units; `how` tells how it is written.
 template <std::size_t COUNT>
@@ -47,7 +48,7 @@ std::uint64_t ParseSize(std::string_view text) {
 
 std::chrono::milliseconds ParseDuration(std::string_view text) {
   return std::chrono::milliseconds(
-      ParseQuantity(text, DURATIONS, "a time as \"250ms\", \"10s\" or \"2min\""));
+      ParseQuantity(text, DURATIONS, "a time as \"250ms\", \"10s\", \"2min\", \"12h\" or \"30d\""));
 }
 
 std::vector<std::uint8_t> ParseBytes(std::string_view text) {

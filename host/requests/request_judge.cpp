@@ -4,6 +4,7 @@
 #include <utility>
 #include <vexlar/requests.h>
 
+#include "host/bodies/worker_counters.h"
 #include "host/requests/buttons.h"
 
 namespace velmora::host {
@@ -120,11 +121,13 @@ RequestVerdict VerdictOn(const Policy &policy, const Plugin &plugin, const Reque
 
 RequestDecision JudgeRequest(const Filtering &filtering, const RequestHead &request) {
   if (auto answer = AnswerToButton(filtering, request)) return {.answer = std::move(answer)};
+  Count(&WorkerCounters::requests);
   const RequestKind kind = KindOf(request);
   RequestVerdict verdict = VerdictOn(filtering.policy, *filtering.plugin, request, kind);
   if (!verdict.is_blocked || IsOpened(filtering, request, kind)) {
     return {.change = std::move(verdict.change)};
   }
+  CountBlocked(CATEGORY_REQUESTS);
   const std::string id = MakeBlockId();
   if (filtering.events) Log(*filtering.events, request, kind, verdict, id);
   const bool is_by_site = verdict.category != nullptr;

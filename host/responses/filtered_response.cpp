@@ -17,6 +17,7 @@ Unheard unheard;
 
 FilteredResponse::FilteredResponse(std::shared_ptr<const Filtering> filtering, ResponseHead head)
     : filtering_(std::move(filtering)) {
+  Count(&WorkerCounters::responses);
   const Policy &policy = filtering_->policy;
   PolicyAnswer answer =
       policy.For({head.url, {.client = head.client, .user = head.user, .groups = head.groups}});
@@ -43,8 +44,10 @@ FilteredResponse::FilteredResponse(std::shared_ptr<const Filtering> filtering, R
                   events_ ? static_cast<TransactionSink &>(*events_) : unheard, policy.responses);
   if (filter_->State() == StreamState::FAILED) {
     way_ = Way::REFUSED;
+    Count(&WorkerCounters::refused);
   } else if (filter_->IsWanted()) {
     way_ = Way::FILTERED;
+    Count(&WorkerCounters::filtered);
   } else {
     filter_.reset();
   }

@@ -16,6 +16,7 @@ class ClientAddress {
   /// None for a text that is no address. A zone ("fe80::1%eth0") is left out.
   static std::optional<ClientAddress> Parse(std::string_view text) noexcept;
 
+  bool operator==(const ClientAddress &) const = default;
   const std::array<std::uint8_t, 16> &Bytes() const noexcept { return bytes_; }
   bool IsIpv4() const noexcept;
   std::string Text() const;
@@ -34,6 +35,7 @@ class ClientNetwork {
   /// that says what is wrong, also when bits after the prefix are set.
   static ClientNetwork Parse(std::string_view text);
 
+  bool operator==(const ClientNetwork &) const = default;
   bool Contains(const ClientAddress &client) const noexcept;
   std::string Text() const;
 

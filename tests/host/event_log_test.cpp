@@ -110,6 +110,11 @@ TEST_F(EventLogTest, LeavesOutWhatIsNotToBeWritten) {
         events[0].client + " " + events[0].url + " " + events[0].address + " " + events[0].item,
         c.written);
   }
+  const EventLogOptions quiet{.file = file_, .left_out = {ClientNetwork::Parse("192.0.2.0/24")}};
+  for (const char *const client : {"192.0.2.7", "198.51.100.1", ""}) {
+    EventLog(quiet).AddStopped(client, "", StopReason::HELD_BYTES);
+  }
+  EXPECT_EQ(1U + 2U, Events(file_).size());
 }
 
 TEST_F(EventLogTest, LinesComeBackAsTheEventsThatTheyWere) {
@@ -137,6 +142,43 @@ TEST_F(EventLogTest, LinesComeBackAsTheEventsThatTheyWere) {
                            R"({"time":"2026-02-03T00:00:00.000Z","event":"error","reason":3})"}) {
     EXPECT_FALSE(FromLine(line)) << line;
   }
+}
+
+TEST_F(EventLogTest, TellsWhatThreadsCountedWhenThereIsNewsOfIt) {
+  constexpr std::uint64_t THREADS = 4;
+  constexpr std::uint64_t ROUNDS = 5000;
+  const WorkerCounters before = CountersOfProcess();
+  {
+    EventLog log({.file = file_, .counters = std::chrono::milliseconds(1)});
+    std::vector<std::thread> threads;
+    for (std::uint64_t i = 0; i < THREADS; ++i) {
+      threads.emplace_back([] {
+        for (std::uint64_t round = 0; round < ROUNDS; ++round) {
+          Count(&WorkerCounters::requests);
+          CountBlocked(CATEGORY_POPUPS);
+          CountStopped(StopReason::FILTER_TIME);
+          CountBody({.bytes_in = 3, .bytes_out = 2, .filter_time = std::chrono::microseconds(300)});
+        }
+      });
+    }
+    for (std::thread &thread : threads) thread.join();
+  }
+  const auto events = Events(file_);
+  ASSERT_FALSE(events.empty());
+  const WorkerReport &report = *events.back().counters;
+  char member[256] = "";
+  gethostname(member, sizeof member - 1);
+  EXPECT_EQ(member, report.member);
+  // The line says all that the process knows, and reading it loses nothing.
+  EXPECT_EQ(CountersOfProcess(), report.counters);
+  constexpr std::uint64_t ALL = THREADS * ROUNDS;
+  EXPECT_EQ(ALL, report.counters.requests - before.requests);
+  EXPECT_EQ(3 * ALL, report.counters.bytes_in - before.bytes_in);
+  EXPECT_EQ(ALL, report.counters.filter_times[1] - before.filter_times[1]);
+  // Nothing new, no line.
+  const std::size_t lines = events.size();
+  EventLog({.file = file_, .counters = std::chrono::milliseconds(1)}).Flush();
+  EXPECT_EQ(lines, Events(file_).size());
 }
 
 TEST_F(EventLogTest, CutsLongTextsBetweenCharacters) {

@@ -175,6 +175,10 @@ rules = ["||ads.example^", "bad.example"]
 [event-log]
 file = "events.jsonl"
 queue = "64K"
+leave-out = ["192.0.2.0/24"]
+store = "weeks.db"
+keep-events = "14d"
+keep-sums = "240h"
 [https]
 splice = ["bank.example"]
 )");
@@ -200,6 +204,10 @@ splice = ["bank.example"]
   ASSERT_TRUE(policy.event_log);
   EXPECT_EQ(policy.event_log->file, text.folder.path() + "/events.jsonl");
   EXPECT_EQ(policy.event_log->queue_bytes, 64U << 10);
+  EXPECT_TRUE(IsLeftOut(*policy.event_log, "192.0.2.7"));
+  EXPECT_EQ(policy.event_log->store, text.folder.path() + "/weeks.db");
+  EXPECT_EQ(policy.event_log->keep_events, std::chrono::days(14));
+  EXPECT_EQ(policy.event_log->keep_sums, std::chrono::days(10));
   EXPECT_THAT(policy.spliced_sites.Names(), ElementsAre("bank.example"));
 
   const Policy nothing = ReadPolicy(PolicyText("").File());
@@ -247,6 +255,7 @@ TEST(Policy, NamesEveryProblemWithItsPlace) {
       {"[limits]\ndecoded-ratio = 0", {"2:17: should be a number from 1 on"}},
       {"[ads]\nlists = \"none.txt\"", {"none.txt: no such file or folder"}},
       {"[ads]\nenabled = \"yes\"", {"2:11: should be true or false"}},
+      {"[event-log]\nkeep-events = \"12h\"", {"2:15: should be from \"1d\""}},
       {"[event-log]\nfile = \"\"", {"2:8: should be a file's name"}},
       {"[https]\nsplice = 3", {"2:10: should be a text"}},
       {"[filter]\nblock = \"ads\"\nblock = \"all\"", {":3:"}},

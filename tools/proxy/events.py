@@ -6,13 +6,14 @@ from collections import Counter
 
 
 def read(path):
-    """All events, once the log's writer has come to rest."""
+    """All events but those that only count, once the log's writer has come to rest."""
     size, before = -1, None
     while size != before:
         before = size
         wait()
         size = path.stat().st_size if path.exists() else 0
-    return [json.loads(line) for line in path.read_text().splitlines()] if size else []
+    events = [json.loads(line) for line in path.read_text().splitlines()] if size else []
+    return [event for event in events if event["event"] != "counters"]
 
 
 def follow(path):
@@ -24,8 +25,9 @@ def follow(path):
         while True:
             rest += file.read()
             *lines, rest = rest.split("\n")
-            for line in lines:
-                yield json.loads(line)
+            for event in map(json.loads, lines):
+                if event["event"] != "counters":
+                    yield event
             yield None
 
 

@@ -48,6 +48,7 @@ void EventTotals::Add(const host::Event &event) {
     case host::EventKind::LEFT_OUT:
     case host::EventKind::OPENED:
     case host::EventKind::ALLOWED:
+    case host::EventKind::COUNTERS:
       return;
     case host::EventKind::STOPPED:
       ++stopped_;
