@@ -26,8 +26,8 @@ constexpr int BUSY_MS = 5000;
 // (`event_rows.h`). Its address is cut at the "?": what stands before it comes again.
 //
 // Sums are by the hour of the clock on the wall; `count` is of events, but for missing ones, which
-// one line counts, and `bytes` is what filtered bodies got shorter by. Who was where (`pair_sums`)
-// goes when the events go.
+// one line counts, and `bytes` is what filtered bodies got shorter by. Who was where, only single
+// events tell, for as long as they are kept.
 constexpr char TABLES[] = R"(
   CREATE TABLE logs (
     first_line BLOB PRIMARY KEY, position INTEGER NOT NULL, finished_size INTEGER NOT NULL,
@@ -53,16 +53,18 @@ constexpr char TABLES[] = R"(
   CREATE TABLE rule_sums (
     hour INTEGER, rule INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
     PRIMARY KEY (hour, rule, what)) WITHOUT ROWID;
-  CREATE TABLE pair_sums (
-    site INTEGER, hour INTEGER, client INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
-    PRIMARY KEY (site, hour, client, what)) WITHOUT ROWID;
 )";
 
+// Newest first within a value; those of three also hold all that sums want, so that adding up a
+// million events of one site reads no event.
 constexpr char INDEXES[] = R"(
   CREATE INDEX IF NOT EXISTS events_what ON events (what);
-  CREATE INDEX IF NOT EXISTS events_client ON events (client) WHERE client IS NOT NULL;
-  CREATE INDEX IF NOT EXISTS events_site ON events (site) WHERE site IS NOT NULL;
-  CREATE INDEX IF NOT EXISTS events_rule ON events (rule) WHERE rule IS NOT NULL;
+  CREATE INDEX IF NOT EXISTS events_client ON events (client, key, what, site, rule, bytes)
+    WHERE client IS NOT NULL;
+  CREATE INDEX IF NOT EXISTS events_site ON events (site, key, what, client, rule, bytes)
+    WHERE site IS NOT NULL;
+  CREATE INDEX IF NOT EXISTS events_rule ON events (rule, key, what, client, site, bytes)
+    WHERE rule IS NOT NULL;
   CREATE INDEX IF NOT EXISTS events_address ON events (address) WHERE address IS NOT NULL;
   CREATE INDEX IF NOT EXISTS events_page ON events (page) WHERE page IS NOT NULL;
   CREATE INDEX IF NOT EXISTS events_id ON events (id) WHERE id IS NOT NULL;
@@ -133,7 +135,8 @@ SQLite::Database OpenToWrite(const std::filesystem::path &file, const std::files
   sqlite3_file_control(database.getHandle(), "main", SQLITE_FCNTL_PERSIST_WAL, &stays);
   database.exec(
       "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA cache_size = -131072;"
-      "PRAGMA journal_size_limit = 67108864; PRAGMA temp_store = MEMORY");
+      "PRAGMA journal_size_limit = 67108864; PRAGMA temp_store = MEMORY; PRAGMA secure_delete = "
+      "ON");
   if (is_empty) {
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     // Another feeder may have come first.
@@ -155,12 +158,6 @@ void RemoveStore(const std::filesystem::path &file) noexcept {
   for (const char *const end : {"", "-wal", "-shm"}) {
     std::filesystem::remove(file.string() + end, ignored);
   }
-}
-
-std::filesystem::path StoreBeside(const std::filesystem::path &log) {
-  std::filesystem::path store = log;
-  store.replace_extension(".db");
-  return store == log ? std::filesystem::path(log.string() + ".db") : store;
 }
 
 }  // namespace velmora::store

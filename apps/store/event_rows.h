@@ -24,7 +24,7 @@ inline Time TimeOf(std::int64_t key) noexcept {
   return Time(std::chrono::milliseconds(key >= 0 ? key / KEYS : (key - KEYS + 1) / KEYS));
 }
 
-/// When the hour of the clock on the wall began that a time lies in.
+/// `BeginningOfHour` in seconds.
 std::int64_t HourOf(Time time);
 
 /// The category of what was blocked, below zero of another event.

@@ -7,7 +7,6 @@
 #include "store/database.h"
 #include "store/event_rows.h"
 #include "store/event_walk.h"
-#include "store/matcher.h"
 #include "store/sums.h"
 
 namespace velmora::store {
@@ -101,8 +100,7 @@ EventPage EventStore::Events(const Filter &filter, std::size_t most,
     if (filter.until) range.end = KeyOf(*filter.until);
     if (before) range.end = std::min(range.end, *before);
     SQLite::Database &database = parts_->database;
-    const Matcher matcher(database, filter);
-    std::vector<std::int64_t> keys = EventWalk(database, matcher).Newest(range, most + 1);
+    std::vector<std::int64_t> keys = EventWalk(database, filter).Newest(range, most + 1);
     EventPage page{.is_more = keys.size() > most};
     if (page.is_more) keys.pop_back();
     SQLite::Statement row(database, EVENT);

@@ -1,6 +1,6 @@
 // EventStore: questions about what an event log has told, answered from a database beside it.
 //
-// A `StoreFeeder` fills the database from the log; this only reads, beside any feeder. Single
+// `Feed` (`feeding.h`) fills the database from the log; this only reads, beside any feeder. Single
 // events are kept for some days, sums by the hour for longer, each as the policy says.
 #pragma once
 
@@ -24,8 +24,8 @@ namespace velmora::store {
 
 using Time = std::chrono::system_clock::time_point;
 
-/// The database cannot be read: it is none, is damaged, or is of another version. A `StoreFeeder`
-/// makes it anew from the log.
+/// The database cannot be read: it is none, is damaged, or is of another version. `Feed` makes
+/// it anew from the log.
 class DamagedStore : public std::runtime_error {
   using runtime_error::runtime_error;
 };
@@ -88,6 +88,9 @@ struct Counts {
 
 void Add(Counts &counts, const Counts &others) noexcept;
 
+/// When the hour of the clock on the wall began that a time lies in.
+Time BeginningOfHour(Time time);
+
 enum class Dimension { CLIENT, SITE, CATEGORY, RULE, HOUR };
 
 struct Sum {
@@ -127,8 +130,5 @@ class EventStore {
   struct Parts;
   std::unique_ptr<Parts> parts_;
 };
-
-/// Where the store of an event log lies if nothing else is said: beside it.
-std::filesystem::path StoreBeside(const std::filesystem::path &log);
 
 }  // namespace velmora::store

@@ -1,30 +1,18 @@
 #include "store/event_walk.h"
 
 #include <algorithm>
-#include <limits>
-
-#include "store/event_rows.h"
+#include <iterator>
+#include <set>
+#include <string>
 
 namespace velmora::store {
 namespace {
 
-/// So many of the newest events are looked at before an index is.
+/// So many of the newest events are looked at before an index is; fewer, where their texts are.
 constexpr int MOST_LOOKED_AT = 20'000;
+constexpr int MOST_TEXTS_LOOKED_AT = 1'000;
 /// Ways that are longer than this are equal.
 constexpr std::size_t MOST_WEIGHED = 200'000;
-
-constexpr char COLUMNS[] =
-    "SELECT key, what, client, site, rule, address, page, number, bytes FROM events";
-
-RowNumbers RowOf(const SQLite::Statement &rows) {
-  const auto number = [&](int column) { return rows.getColumn(column).getInt64(); };
-  return {.what = number(1),
-          .client = number(2),
-          .site = number(3),
-          .rule = number(4),
-          .address = number(5),
-          .page = number(6)};
-}
 
 std::vector<std::int64_t> Sorted(const Numbers &numbers) {
   std::vector<std::int64_t> values(numbers.begin(), numbers.end());
@@ -34,27 +22,32 @@ std::vector<std::int64_t> Sorted(const Numbers &numbers) {
 
 }  // namespace
 
-EventWalk::EventWalk(SQLite::Database &database, const Matcher &matcher)
-    : database_(database), matcher_(matcher) {}
-
-bool EventWalk::Passes(const RowNumbers &row, std::int64_t key) const {
-  return matcher_.Passes(row) &&
-         (!matcher_.Text() || matcher_.HasText(row) || with_id_.contains(key));
+EventWalk::EventWalk(SQLite::Database &database, const Filter &filter)
+    : database_(database), matcher_(database, filter) {
+  if (!filter.text.empty()) text_.emplace(database, filter.text);
 }
 
-void EventWalk::FindIds(KeyRange range) {
-  with_id_.clear();
-  if (!matcher_.Text()) return;
-  SQLite::Statement rows(database_,
-                         "SELECT key FROM events WHERE id = ?1 AND key >= ?2 AND key < ?3");
-  BindId(rows, 1, matcher_.Text()->id);
-  rows.bind(2, range.first);
-  rows.bind(3, range.end);
-  while (rows.executeStep()) with_id_.insert(rows.getColumn(0).getInt64());
+Rows EventWalk::Select(const char *column, const char *order) const {
+  // The indexes of clients, sites and rules hold all of these columns; no row is read besides.
+  std::string sql = "SELECT key, what, client, site, rule, bytes";
+  if (text_) sql += ", address, page";
+  if (column == nullptr) sql += ", number";
+  sql += " FROM events WHERE key >= ? AND key < ?";
+  if (column != nullptr) sql += std::string(" AND ") + column + " = ?";
+  return {database_, sql + order};
 }
 
-std::vector<std::vector<Way>> EventWalk::Parts() const {
-  std::vector<std::vector<Way>> parts;
+bool EventWalk::Passes(const Rows &rows) {
+  const RowNumbers numbers = NumbersOf(rows);
+  if (!matcher_.Passes(numbers)) return false;
+  if (!text_) return true;
+  return text_->IsIn(numbers.rule) || text_->IsIn(numbers.client) || text_->IsIn(rows[6]) ||
+         text_->IsIn(rows[7]) ||
+         std::ranges::find(text_->WithId(), rows[0]) != text_->WithId().end();
+}
+
+std::vector<EventWalk::Part> EventWalk::Parts() {
+  std::vector<Part> parts;
   const auto add = [&](const char *column, const std::optional<Numbers> &numbers) {
     if (numbers) parts.push_back({{column, Sorted(*numbers)}});
   };
@@ -62,115 +55,68 @@ std::vector<std::vector<Way>> EventWalk::Parts() const {
   add("rule", matcher_.Rules());
   add("site", matcher_.Sites());
   add("what", matcher_.Whats());
-  if (const auto &text = matcher_.Text()) {
-    parts.push_back({{"address", Sorted(text->addresses)},
-                     {"page", Sorted(text->addresses)},
-                     {"rule", Sorted(text->rules)},
-                     {"client", Sorted(text->clients)},
-                     {"key", {with_id_.begin(), with_id_.end()}}});
-  }
+  if (text_) parts.push_back(text_->Everywhere());
   return parts;
 }
 
-std::size_t EventWalk::Weigh(const std::vector<Way> &ways, KeyRange range, std::size_t most) {
+std::size_t EventWalk::Weigh(const Part &part, KeyRange range, std::size_t most) {
   std::size_t weight = 0;
-  for (const Way &way : ways) {
-    SQLite::Statement count(
-        database_, std::string("SELECT count(*) FROM (SELECT 1 FROM events WHERE ") + way.column +
-                       " = ? AND key >= ? AND key < ? LIMIT ?)");
-    for (const std::int64_t value : way.values) {
+  for (const auto &[column, values] : part) {
+    Rows count(database_,
+               std::string("SELECT count(*) FROM (SELECT 1 FROM events WHERE key >= ? AND key < ? "
+                           "AND ") +
+                   column + " = ? LIMIT ?)");
+    for (const std::int64_t value : values) {
       if (weight >= most) return weight;
-      count.reset();
-      count.bind(1, value);
-      count.bind(2, range.first);
-      count.bind(3, range.end);
-      count.bind(4, static_cast<std::int64_t>(most - weight));
-      count.executeStep();
-      weight += static_cast<std::size_t>(count.getColumn(0).getInt64()) + 1;
+      count.Begin(range.first, range.end, value, static_cast<std::int64_t>(most - weight));
+      count.Next();
+      weight += static_cast<std::size_t>(count[0]) + 1;
     }
   }
   return weight;
 }
 
-std::vector<Way> EventWalk::BestWays(KeyRange range) {
-  std::vector<std::vector<Way>> parts = Parts();
-  std::vector<Way> best;
+EventWalk::Part EventWalk::BestPart(KeyRange range) {
+  std::vector<Part> parts = Parts();
+  if (parts.empty()) return {};
+  if (parts.size() == 1) return std::move(parts.front());
+  std::size_t best = 0;
   std::size_t least = MOST_WEIGHED;
-  for (std::vector<Way> &part : parts) {
-    const std::size_t weight = Weigh(part, range, least);
-    if (!best.empty() && weight >= least) continue;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    const std::size_t weight = Weigh(parts[i], range, least);
+    if (weight >= least) continue;
     least = weight;
-    best = std::move(part);
+    best = i;
   }
-  return best;
+  return std::move(parts[best]);
 }
 
 std::vector<std::int64_t> EventWalk::Newest(KeyRange range, std::size_t most) {
-  FindIds(range);
-  Found found;
-  SQLite::Statement newest(
-      database_, std::string(COLUMNS) + " WHERE key >= ? AND key < ? ORDER BY key DESC LIMIT ?");
-  newest.bind(1, range.first);
-  newest.bind(2, range.end);
-  newest.bind(3, MOST_LOOKED_AT);
-  int looked_at = 0;
-  for (; found.size() < most && newest.executeStep(); ++looked_at) {
-    range.end = newest.getColumn(0).getInt64();
-    if (Passes(RowOf(newest), range.end)) found.insert(range.end);
+  std::set<std::int64_t, std::greater<>> found;
+  Rows newest = Select(nullptr, " ORDER BY key DESC");
+  newest.Begin(range.first, range.end);
+  bool is_more = true;
+  const int most_looked_at = text_ ? MOST_TEXTS_LOOKED_AT : MOST_LOOKED_AT;
+  for (int looked_at = 0; looked_at < most_looked_at || !HasIndex(); ++looked_at) {
+    is_more = found.size() < most && newest.Next();
+    if (!is_more) break;
+    range.end = newest[0];
+    if (Passes(newest)) found.insert(range.end);
   }
-  if (found.size() < most && looked_at == MOST_LOOKED_AT) {
-    for (const Way &way : BestWays(range)) {
-      SQLite::Statement rows(database_, std::string(COLUMNS) + " WHERE " + way.column +
-                                            " = ? AND key >= ? AND key < ? ORDER BY key DESC");
-      for (const std::int64_t value : way.values) {
-        rows.reset();
-        rows.bind(1, value);
-        rows.bind(2, range.first);
-        rows.bind(3, range.end);
-        while (rows.executeStep()) {
-          const std::int64_t key = rows.getColumn(0).getInt64();
-          if (found.size() == most && key <= *found.rbegin()) break;
-          if (!Passes(RowOf(rows), key)) continue;
-          found.insert(key);
-          if (found.size() > most) found.erase(std::prev(found.end()));
-        }
+  if (!is_more) return {found.begin(), found.end()};
+  for (const auto &[column, values] : BestPart(range)) {
+    Rows rows = Select(column, " ORDER BY key DESC");
+    for (const std::int64_t value : values) {
+      rows.Begin(range.first, range.end, value);
+      while (rows.Next()) {
+        if (found.size() == most && rows[0] <= *found.rbegin()) break;
+        if (!Passes(rows)) continue;
+        found.insert(rows[0]);
+        if (found.size() > most) found.erase(std::prev(found.end()));
       }
     }
   }
   return {found.begin(), found.end()};
-}
-
-void EventWalk::All(KeyRange range, const OnRow &on_row) {
-  FindIds(range);
-  const std::vector<Way> ways = BestWays(range);
-  Numbers seen;
-  const auto take = [&](SQLite::Statement &rows) {
-    while (rows.executeStep()) {
-      const std::int64_t key = rows.getColumn(0).getInt64();
-      const RowNumbers row = RowOf(rows);
-      if (!Passes(row, key)) continue;
-      // Several ways may lead to one event.
-      if (ways.size() > 1 && !seen.insert(key).second) continue;
-      on_row(key, row, rows.getColumn(7).getInt64(), rows.getColumn(8).getInt64());
-    }
-  };
-  if (ways.empty()) {
-    SQLite::Statement rows(database_, std::string(COLUMNS) + " WHERE key >= ? AND key < ?");
-    rows.bind(1, range.first);
-    rows.bind(2, range.end);
-    take(rows);
-  }
-  for (const Way &way : ways) {
-    SQLite::Statement rows(
-        database_, std::string(COLUMNS) + " WHERE " + way.column + " = ? AND key >= ? AND key < ?");
-    for (const std::int64_t value : way.values) {
-      rows.reset();
-      rows.bind(1, value);
-      rows.bind(2, range.first);
-      rows.bind(3, range.end);
-      take(rows);
-    }
-  }
 }
 
 }  // namespace velmora::store

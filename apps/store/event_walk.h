@@ -10,11 +10,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <set>
-#include <string>
+#include <optional>
 #include <vector>
 
 #include "store/matcher.h"
+#include "store/rows.h"
+#include "store/text_search.h"
 
 namespace velmora::store {
 
@@ -24,38 +25,74 @@ struct KeyRange {
   std::int64_t end = 0;
 };
 
-/// One column's index, and the values of it that are meant.
-struct Way {
-  const char *column;
-  std::vector<std::int64_t> values;
+/// What sums want of an event.
+struct WalkedEvent {
+  std::int64_t key = 0;
+  RowNumbers numbers{};
+  std::int64_t bytes = 0;
+  /// How many are missing, of an event that says so.
+  std::int64_t number = 0;
 };
 
 class EventWalk {
  public:
-  EventWalk(SQLite::Database &database, const Matcher &matcher);
+  EventWalk(SQLite::Database &database, const Filter &filter);
 
   /// The keys of the newest events, `most` of them at most; the newest first.
   std::vector<std::int64_t> Newest(KeyRange range, std::size_t most);
 
-  /// Calls a function with every row that passes, once.
-  using OnRow = std::function<void(std::int64_t key, const RowNumbers &row, std::int64_t number,
-                                   std::int64_t bytes)>;
-  void All(KeyRange range, const OnRow &on_row);
+  /// Calls a function with every event that passes, once.
+  template <class Function>
+  void All(KeyRange range, Function on_event);
 
  private:
-  using Found = std::set<std::int64_t, std::greater<>>;
+  /// Some values of a column lead to events; all of a part's ways together to all that pass it.
+  using Way = TextSearch::Values;
+  using Part = std::vector<Way>;
 
-  bool Passes(const RowNumbers &row, std::int64_t key) const;
-  /// The ways of one part lead to all events that pass it.
-  std::vector<std::vector<Way>> Parts() const;
-  std::vector<Way> BestWays(KeyRange range);
-  std::size_t Weigh(const std::vector<Way> &ways, KeyRange range, std::size_t most);
-  void FindIds(KeyRange range);
+  /// The rows of an index, or of all events.
+  Rows Select(const char *column, const char *order) const;
+  bool Passes(const Rows &rows);
+  /// Whether there is a part of the filter that leads to events.
+  bool HasIndex() const noexcept {
+    return matcher_.Whats() || matcher_.Clients() || matcher_.Sites() || matcher_.Rules() || text_;
+  }
+  std::vector<Part> Parts();
+  Part BestPart(KeyRange range);
+  std::size_t Weigh(const Part &part, KeyRange range, std::size_t most);
+  static RowNumbers NumbersOf(const Rows &rows) noexcept {
+    return {.what = rows[1], .client = rows[2], .site = rows[3], .rule = rows[4]};
+  }
 
   SQLite::Database &database_;
-  const Matcher &matcher_;
-  /// Of events that have the text for an id.
-  Found with_id_;
+  const Matcher matcher_;
+  std::optional<TextSearch> text_;
 };
+
+template <class Function>
+void EventWalk::All(KeyRange range, Function on_event) {
+  const Part part = BestPart(range);
+  Numbers seen;
+  const auto take = [&](Rows &rows) {
+    while (rows.Next()) {
+      if (!Passes(rows)) continue;
+      // Several ways may lead to one event.
+      if (part.size() > 1 && !seen.insert(rows[0]).second) continue;
+      on_event(WalkedEvent{rows[0], NumbersOf(rows), rows[5], part.empty() ? rows[6] : 0});
+    }
+  };
+  if (part.empty()) {
+    Rows rows = Select(nullptr, "");
+    rows.Begin(range.first, range.end);
+    take(rows);
+  }
+  for (const auto &[column, values] : part) {
+    Rows rows = Select(column, "");
+    for (const std::int64_t value : values) {
+      rows.Begin(range.first, range.end, value);
+      take(rows);
+    }
+  }
+}
 
 }  // namespace velmora::store

@@ -31,10 +31,10 @@ struct Progress {
 
 class Feeder {
  public:
-  Feeder(const FeedOptions &options, SQLite::Database &database)
-      : options_(options),
+  Feeder(const host::EventLogOptions &log, SQLite::Database &database)
+      : log_(log),
         database_(database),
-        writer_(database, OldestEvent(options)),
+        writer_(database, OldestEvent(log)),
         get_progress_(database, "SELECT position, finished_size FROM logs WHERE first_line = ?"),
         set_progress_(database,
                       "INSERT OR REPLACE INTO logs (first_line, position, finished_size, fed) "
@@ -85,7 +85,10 @@ class Feeder {
       ++batch.unreadable;
       return;
     }
-    host::Reduce(*event, options_.urls, options_.clients);
+    // Those are for metrics, which want the newest alone.
+    if (event->kind == host::EventKind::COUNTERS) return;
+    if (host::IsLeftOut(log_, event->client)) return;
+    host::Reduce(*event, log_.urls, log_.clients);
     writer_.Add(*event);
     ++batch.events;
   }
@@ -112,7 +115,7 @@ class Feeder {
     set_progress_.exec();
   }
 
-  const FeedOptions &options_;
+  const host::EventLogOptions &log_;
   SQLite::Database &database_;
   StoreWriter writer_;
   SQLite::Statement get_progress_;
@@ -121,19 +124,15 @@ class Feeder {
   int data_version_ = 0;
 };
 
-std::filesystem::path StoreOf(const FeedOptions &options) {
-  return options.store.empty() ? StoreBeside(options.log) : options.store;
-}
-
 /// Throws `DamagedStore`, and what `Feed` throws.
-FedLog FeedOnce(const FeedOptions &options) {
-  const std::filesystem::path store = StoreOf(options);
+FedLog FeedOnce(const host::EventLogOptions &log) {
+  const std::filesystem::path store = StoreOf(log);
   FedLog fed;
   try {
-    SQLite::Database database = OpenToWrite(store, options.log);
+    SQLite::Database database = OpenToWrite(store, log.file);
     {
-      Feeder feeder(options, database);
-      for (const std::filesystem::path &file : FilesOfLog(options.log)) {
+      Feeder feeder(log, database);
+      for (const std::filesystem::path &file : FilesOfLog(log.file)) {
         try {
           feeder.FeedFile(file, fed);
         } catch (const SQLite::Exception &) {
@@ -144,7 +143,7 @@ FedLog FeedOnce(const FeedOptions &options) {
       }
     }
     MakeIndexes(database);
-    DropOld(database, options);
+    DropOld(database, log);
   } catch (const SQLite::Exception &error) {
     if (IsDamage(error)) throw DamagedStore(store.string() + ": " + error.what());
     if (error.getErrorCode() != SQLITE_BUSY) {
@@ -157,20 +156,27 @@ FedLog FeedOnce(const FeedOptions &options) {
 
 }  // namespace
 
-FedLog Feed(const FeedOptions &options) {
+std::filesystem::path StoreOf(const host::EventLogOptions &log) {
+  if (!log.store.empty()) return log.store;
+  std::filesystem::path store = log.file;
+  store.replace_extension(".db");
+  return store == log.file ? std::filesystem::path(log.file.string() + ".db") : store;
+}
+
+FedLog Feed(const host::EventLogOptions &log) {
   try {
-    return FeedOnce(options);
+    return FeedOnce(log);
   } catch (const DamagedStore &damage) {
-    RemoveStore(StoreOf(options));
-    FedLog fed = FeedOnce(options);
+    RemoveStore(StoreOf(log));
+    FedLog fed = FeedOnce(log);
     fed.made_anew = damage.what();
     return fed;
   }
 }
 
-FedLog Rebuild(const FeedOptions &options) {
-  RemoveStore(StoreOf(options));
-  return FeedOnce(options);
+FedLog Rebuild(const host::EventLogOptions &log) {
+  RemoveStore(StoreOf(log));
+  return FeedOnce(log);
 }
 
 }  // namespace velmora::store

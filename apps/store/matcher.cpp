@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "store/event_rows.h"
+#include "store/texts.h"
 
 namespace velmora::store {
 namespace {
@@ -29,39 +30,6 @@ Numbers ClientsIn(SQLite::Database &database, const std::vector<host::ClientNetw
              return network.Contains(*address);
            });
   });
-}
-
-/// A text for LIKE, with "!" before what would mean something else.
-std::string Part(std::string_view text) {
-  std::string pattern = "%";
-  for (const char letter : text) {
-    if (letter == '%' || letter == '_' || letter == '!') pattern += '!';
-    pattern += letter;
-  }
-  return pattern + "%";
-}
-
-Numbers Containing(SQLite::Database &database, const char *sql, TextKind kind,
-                   const std::string &text) {
-  Numbers numbers;
-  SQLite::Statement texts(database, sql);
-  texts.bind(1, Part(text));
-  texts.bind(2, static_cast<int>(kind));
-  while (texts.executeStep()) numbers.insert(texts.getColumn(0).getInt64());
-  return numbers;
-}
-
-TextPlaces Search(SQLite::Database &database, const std::string &text) {
-  constexpr char SCAN[] = "SELECT id FROM texts WHERE text LIKE ? ESCAPE '!' AND kind = ?";
-  // The index knows three letters and more, and no escapes; what it finds has to be an address.
-  constexpr char INDEXED[] = "SELECT rowid FROM address_search WHERE text LIKE ? AND ?";
-  const bool is_indexed = text.size() >= 3 && text.find_first_of("%_!") == text.npos;
-  return {
-      .addresses = Containing(database, is_indexed ? INDEXED : SCAN, TextKind::ADDRESS, text),
-      .rules = Containing(database, SCAN, TextKind::RULE, text),
-      .clients = Containing(database, SCAN, TextKind::CLIENT, text),
-      .id = text,
-  };
 }
 
 Numbers WhatsOf(const Filter &filter) {
@@ -101,20 +69,6 @@ Matcher::Matcher(SQLite::Database &database, const Filter &filter) {
     rules_ = Find(database, TextKind::RULE,
                   [&](const std::string &text) { return RuleOf(text) == filter.rule; });
   }
-  if (!filter.text.empty()) text_ = Search(database, filter.text);
-}
-
-bool Matcher::PassesWhat(std::int64_t what) const {
-  return !whats_ || whats_->contains(what);
-}
-
-bool Matcher::PassesClient(std::int64_t client) const {
-  return (!clients_ || clients_->contains(client)) && !without_clients_.contains(client);
-}
-
-bool Matcher::HasText(const RowNumbers &row) const {
-  return text_->addresses.contains(row.address) || text_->addresses.contains(row.page) ||
-         text_->rules.contains(row.rule) || text_->clients.contains(row.client);
 }
 
 }  // namespace velmora::store

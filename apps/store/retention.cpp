@@ -12,7 +12,7 @@ namespace {
 /// So many rows go at once: feeders come in between.
 constexpr int ROWS = 50'000;
 
-Time FirstDay(std::chrono::hours kept) {
+Time FirstDay(std::chrono::milliseconds kept) {
   return std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now() - kept);
 }
 
@@ -40,9 +40,6 @@ void DropEvents(SQLite::Database &database, Time oldest) {
       " AND NOT EXISTS (SELECT 1 FROM events WHERE events.address = texts.id)"
       " AND NOT EXISTS (SELECT 1 FROM events WHERE events.page = texts.id)";
   SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
-  SQLite::Statement pairs(database, "DELETE FROM pair_sums WHERE hour < ?");
-  pairs.bind(1, Seconds(oldest));
-  pairs.exec();
   database.exec(
       "INSERT INTO address_search (address_search, rowid, text) SELECT 'delete', id, text " +
       unused);
@@ -79,19 +76,25 @@ bool HasBefore(SQLite::Database &database, const char *sql, std::int64_t limit) 
 
 }  // namespace
 
-Time OldestEvent(const FeedOptions &options) {
-  return FirstDay(options.keep_events);
+Time OldestEvent(const host::EventLogOptions &log) {
+  return FirstDay(log.keep_events);
 }
 
-void DropOld(SQLite::Database &database, const FeedOptions &options) {
-  const Time events = OldestEvent(options);
-  const Time sums = FirstDay(std::max(options.keep_events, options.keep_sums));
+void DropOld(SQLite::Database &database, const host::EventLogOptions &log) {
+  bool has_dropped = false;
+  const Time events = OldestEvent(log);
+  const Time sums = FirstDay(std::max(log.keep_events, log.keep_sums));
   if (HasBefore(database, "SELECT min(key) FROM events", KeyOf(events))) {
     DropEvents(database, events);
+    has_dropped = true;
   }
   if (HasBefore(database, "SELECT min(hour) FROM hour_sums", Seconds(sums))) {
     DropSums(database, sums);
+    has_dropped = true;
   }
+  // What was dropped is not to stand in what was written on the way either, unless a reader needs
+  // it.
+  if (has_dropped) database.exec("PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
 }  // namespace velmora::store

@@ -71,8 +71,6 @@ StoreWriter::StoreWriter(SQLite::Database &database, Time oldest)
   tables_.push_back(MakeTable(database, "client_sums", {hour, client, what}));
   tables_.push_back(MakeTable(database, "site_sums", {hour, site, what}));
   tables_.push_back(MakeTable(database, "rule_sums", {hour, rule, what}));
-  tables_.push_back(MakeTable(database, "pair_sums", {site, hour, client, what}));
-  tables_.back().is_of_events = true;
 }
 
 StoreWriter::SumTable StoreWriter::MakeTable(
@@ -101,16 +99,14 @@ void StoreWriter::Add(const host::Event &event) {
       .rule = texts_.Number(TextKind::RULE, RuleText(event)),
       .what = WhatOf(event),
   };
-  const bool is_kept = KeyOf(event.time) >= oldest_;
-  AddToSums(event, place, is_kept);
-  if (is_kept) AddRow(event, place);
+  AddToSums(event, place);
+  if (KeyOf(event.time) >= oldest_) AddRow(event, place);
 }
 
-void StoreWriter::AddToSums(const host::Event &event, const Place &place, bool is_kept) {
+void StoreWriter::AddToSums(const host::Event &event, const Place &place) {
   const std::int64_t count =
       event.kind == host::EventKind::DROPPED ? static_cast<std::int64_t>(event.count) : 1;
   for (SumTable &table : tables_) {
-    if (table.is_of_events && !is_kept) continue;
     Place part;
     for (const auto member : table.columns) part.*member = place.*member;
     Amount &amount = table.sums[part];

@@ -50,15 +50,13 @@ class StoreWriter {
     SQLite::Statement add;
     std::vector<std::int64_t Place::*> columns;
     std::unordered_map<Place, Amount, PlaceHash> sums{};
-    /// Kept as long as single events.
-    bool is_of_events = false;
   };
 
   static SumTable MakeTable(
       SQLite::Database &database, const std::string &name,
       const std::vector<std::pair<const char *, std::int64_t Place::*>> &columns);
   void AddRow(const host::Event &event, const Place &place);
-  void AddToSums(const host::Event &event, const Place &place, bool is_kept);
+  void AddToSums(const host::Event &event, const Place &place);
   std::int64_t FreeKey(Time time);
   std::int64_t Hour(Time time);
 

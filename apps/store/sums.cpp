@@ -11,6 +11,7 @@
 #include "store/event_rows.h"
 #include "store/event_walk.h"
 #include "store/matcher.h"
+#include "store/rows.h"
 
 namespace velmora::store {
 namespace {
@@ -22,13 +23,17 @@ enum Part : unsigned { CLIENT = 1, SITE = 2, RULE = 4, TEXT = 8 };
 
 struct SumTable {
   const char *name;
-  unsigned parts;
+  unsigned part;
+  const char *column = nullptr;
+  std::int64_t RowNumbers::*number = nullptr;
 };
 
-/// The smaller ones first.
+/// The smallest first.
 constexpr SumTable SUM_TABLES[] = {
-    {"hour_sums", 0},    {"client_sums", CLIENT},      {"site_sums", SITE},
-    {"rule_sums", RULE}, {"pair_sums", SITE | CLIENT},
+    {"hour_sums", 0},
+    {"client_sums", CLIENT, "client", &RowNumbers::client},
+    {"site_sums", SITE, "site", &RowNumbers::site},
+    {"rule_sums", RULE, "rule", &RowNumbers::rule},
 };
 
 constexpr std::int64_t HOUR = 3600;
@@ -87,71 +92,41 @@ std::int64_t GroupOf(Dimension by, std::int64_t hour, const RowNumbers &row) noe
   return 0;
 }
 
-void SumTableRows(SQLite::Statement &rows, unsigned parts, Dimension by, const Matcher &matcher,
-                  Groups &groups) {
-  const int client = 4;
-  const int other = (parts & CLIENT) != 0 ? 5 : 4;
-  while (rows.executeStep()) {
-    const std::int64_t hour = rows.getColumn(0).getInt64();
-    RowNumbers row{.what = rows.getColumn(1).getInt64()};
-    if ((parts & CLIENT) != 0) row.client = rows.getColumn(client).getInt64();
-    if ((parts & SITE) != 0) row.site = rows.getColumn(other).getInt64();
-    if ((parts & RULE) != 0) row.rule = rows.getColumn(other).getInt64();
-    if (!matcher.Passes(row)) continue;
-    Add(groups[GroupOf(by, hour, row)], row.what, rows.getColumn(2).getInt64(),
-        rows.getColumn(3).getInt64());
-  }
-}
-
 Groups FromTable(SQLite::Database &database, const SumTable &table, Dimension by,
-                 const Hours &hours, const Matcher &matcher) {
-  std::string sql = "SELECT hour, what, count, bytes";
-  if ((table.parts & CLIENT) != 0) sql += ", client";
-  if ((table.parts & SITE) != 0) sql += ", site";
-  if ((table.parts & RULE) != 0) sql += ", rule";
-  sql += std::string(" FROM ") + table.name + " WHERE hour >= ? AND hour <= ?";
-  const bool is_by_site = (table.parts & (SITE | CLIENT)) == (SITE | CLIENT) && matcher.Sites();
-  if (is_by_site) sql += " AND site = ?";
-  SQLite::Statement rows(database, sql);
-  rows.bind(1, hours.first);
-  rows.bind(2, hours.last);
+                 const Hours &hours, const Filter &filter) {
+  const Matcher matcher(database, filter);
+  Rows rows(database, std::string("SELECT hour, what, count, bytes") +
+                          (table.column == nullptr ? "" : std::string(", ") + table.column) +
+                          " FROM " + table.name + " WHERE hour >= ? AND hour <= ?");
+  rows.Begin(hours.first, hours.last);
   Groups groups;
-  if (!is_by_site) {
-    SumTableRows(rows, table.parts, by, matcher, groups);
-    return groups;
-  }
-  for (const std::int64_t site : *matcher.Sites()) {
-    rows.reset();
-    rows.bind(3, site);
-    SumTableRows(rows, table.parts, by, matcher, groups);
+  while (rows.Next()) {
+    RowNumbers row{.what = rows[1]};
+    if (table.column != nullptr) row.*table.number = rows[4];
+    if (matcher.Passes(row)) Add(groups[GroupOf(by, rows[0], row)], row.what, rows[2], rows[3]);
   }
   return groups;
 }
 
 Groups FromEvents(SQLite::Database &database, Dimension by, const Hours &hours,
-                  const Matcher &matcher) {
+                  const Filter &filter) {
   Groups groups;
-  EventWalk walk(database, matcher);
-  walk.All(hours.Keys(),
-           [&](std::int64_t key, const RowNumbers &row, std::int64_t number, std::int64_t bytes) {
-             const bool is_missing = KindOf(row.what) == host::EventKind::DROPPED;
-             const std::int64_t hour = by == Dimension::HOUR ? HourOf(TimeOf(key)) : 0;
-             Add(groups[GroupOf(by, hour, row)], row.what, is_missing ? number : 1, bytes);
-           });
+  EventWalk(database, filter).All(hours.Keys(), [&](const WalkedEvent &event) {
+    const std::int64_t what = event.numbers.what;
+    const bool is_missing = KindOf(what) == host::EventKind::DROPPED;
+    const std::int64_t hour = by == Dimension::HOUR ? HourOf(TimeOf(event.key)) : 0;
+    Add(groups[GroupOf(by, hour, event.numbers)], what, is_missing ? event.number : 1, event.bytes);
+  });
   return groups;
 }
 
 Groups GroupsOf(SQLite::Database &database, Dimension by, const Filter &filter) {
   const Hours hours(filter);
-  const Matcher matcher(database, filter);
   const unsigned parts = PartsOf(filter) | PartOf(by);
   for (const SumTable &table : SUM_TABLES) {
-    if ((parts & ~table.parts) != 0) continue;
-    // The pairs are found by site; who was where all the time is dearer to read than the events.
-    if (table.parts == (SITE | CLIENT) && filter.sites.IsEmpty()) continue;
-    return FromTable(database, table, by, hours, matcher);
+    if ((parts & ~table.part) == 0) return FromTable(database, table, by, hours, filter);
   }
-  return FromEvents(database, by, hours, matcher);
+  return FromEvents(database, by, hours, filter);
 }
 
 /// Of all clients but some: what all have less what these have.

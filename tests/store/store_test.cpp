@@ -1,9 +1,13 @@
 // The store beside an event log: what it answers, and that feeding it neither loses nor doubles.
+#include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "host/events/event.h"
@@ -46,10 +50,11 @@ class Store : public ::testing::Test {
     for (const Event &event : events) text += host::ToLine(event);
     folder_.Write(name, folder_.Read(name) + text);
   }
-  FedLog FeedLog() { return Feed({.log = folder_.Path("events.jsonl")}); }
+  FedLog FeedLog() { return Feed(options_); }
   EventStore Open() { return EventStore(folder_.Path("events.db")); }
 
   testing::TemporaryDirectory folder_;
+  host::EventLogOptions options_{.file = folder_.Path("events.jsonl")};
 };
 
 std::vector<std::string> Names(const std::vector<Sum> &sums) {
@@ -188,6 +193,152 @@ TEST_F(Store, AnswersWhatIsAskedAbout) {
   EXPECT_EQ("easylist.txt:12", store.Sums(Dimension::RULE, {})[0].list);
   EXPECT_EQ(NOW - hours(5), store.Sums(Dimension::HOUR, {})[0].hour);
   EXPECT_EQ(std::pair(EVENTS.front().time, EVENTS.back().time), *store.Period());
+}
+
+/// All that a store answers.
+std::vector<std::string> Dump(const EventStore &store) {
+  std::vector<std::string> dump = Lines(store.Events({}, 10'000));
+  for (const Dimension by : {Dimension::CLIENT, Dimension::SITE, Dimension::CATEGORY,
+                             Dimension::RULE, Dimension::HOUR}) {
+    for (const Sum &sum : store.Sums(by, {})) {
+      dump.push_back(sum.name + sum.list + " " + host::TimeText(sum.hour) + " " +
+                     std::to_string(sum.counts.blocked) + " " +
+                     std::to_string(sum.counts.bytes_saved));
+    }
+  }
+  return dump;
+}
+
+TEST_F(Store, LosesAndDoublesNothingWhateverBecomesOfTheLog) {
+  const auto events = [](std::size_t first, std::size_t end) {
+    return std::vector(EVENTS.begin() + static_cast<std::ptrdiff_t>(first),
+                       EVENTS.begin() + static_cast<std::ptrdiff_t>(end));
+  };
+  const std::string whole_line = host::ToLine(EVENTS[3]);
+  Write("events.jsonl", events(0, 3));
+  EXPECT_EQ(3U, FeedLog().events);
+  EXPECT_EQ(0U, FeedLog().events);
+  // A line that is not there to its end yet is read when it is.
+  folder_.Write("events.jsonl", folder_.Read("events.jsonl") + whole_line.substr(0, 40));
+  EXPECT_EQ(0U, FeedLog().events);
+  folder_.Write("events.jsonl", folder_.Read("events.jsonl") + whole_line.substr(40));
+  EXPECT_EQ(1U, FeedLog().events);
+  // Rotated with a rest that nobody has read, then once more and compressed.
+  Write("events.jsonl", events(4, 5));
+  const auto shell = [&](const std::string &line) {
+    EXPECT_EQ(0, std::system(("cd " + folder_.path() + " && " + line).c_str()));
+  };
+  shell("mv events.jsonl events.jsonl.1");
+  Write("events.jsonl", events(5, 7));
+  EXPECT_EQ(3U, FeedLog().events);
+  shell(
+      "mv events.jsonl.1 events.jsonl.2 && gzip events.jsonl.2 && mv events.jsonl events.jsonl.1");
+  EXPECT_EQ(0U, FeedLog().events);
+  // Copied and emptied, as some do, with a rest that was written in between.
+  Write("events.jsonl", events(7, 8));
+  EXPECT_EQ(1U, FeedLog().events);
+  Write("events.jsonl", events(8, 9));
+  shell(
+      "mv events.jsonl.1 events.jsonl-20260301 && cp events.jsonl events.jsonl.1 && : "
+      ">events.jsonl");
+  EXPECT_EQ(1U, FeedLog().events);
+  folder_.Write("events.jsonl", std::string("\0\0nonsense\n", 11) + "{\"time\":1}\n");
+  EXPECT_EQ(2U, FeedLog().unreadable);
+
+  const std::vector<std::string> fed = Dump(Open());
+  EXPECT_EQ(EVENTS.size(), Lines(Open().Events({})).size());
+  EXPECT_EQ(EVENTS.size(), Rebuild(options_).events);
+  EXPECT_EQ(fed, Dump(Open()));
+}
+
+TEST_F(Store, IsMadeAnewWhenItCannotBeRead) {
+  Write("events.jsonl", EVENTS);
+  FeedLog();
+  const std::vector<std::string> whole = Dump(Open());
+  const std::string bytes = folder_.Read("events.db");
+  std::string hole = bytes;
+  hole.replace(8192, hole.size() - 8192, hole.size() - 8192, '\x55');
+  const std::string damaged[] = {"no database at all, but long enough to be looked at as one",
+                                 bytes.substr(0, 5000), hole};
+  for (const std::string &text : damaged) {
+    for (const char *const end : {"-wal", "-shm"}) {
+      std::filesystem::remove(folder_.Path("events.db") + end);
+    }
+    folder_.Write("events.db", text);
+    EXPECT_THROW(Dump(Open()), DamagedStore);
+    // There is something to write, and so to notice.
+    Write("events.jsonl", {EVENTS[0]});
+    EXPECT_THAT(FeedLog().made_anew, ::testing::HasSubstr("events.db"));
+    EXPECT_NO_THROW(Dump(Open()));
+  }
+  EXPECT_EQ(EVENTS.size() + 3, Open().Events({}).events.size());
+  EXPECT_THROW(EventStore(folder_.Path("none.db")), std::system_error);
+}
+
+TEST_F(Store, KeepsNoMoreThanItIsToKeep) {
+  Event old = EVENTS[0];
+  old.time = NOW - hours(24 * 20);
+  old.url = "http://ads.example/visited.js";
+  Event older = EVENTS[3];
+  older.time = NOW - hours(24 * 50);
+  Write("events.jsonl", {older, old, EVENTS[0], EVENTS[1], EVENTS[3]});
+  options_.keep_events = hours(24 * 60);
+  FeedLog();
+  EXPECT_EQ(5U, Open().Events({}).events.size());
+
+  // Single events go first, then the sums, and with both the texts: of what was visited nothing is
+  // left in the file.
+  options_.keep_events = hours(24 * 3);
+  options_.keep_sums = hours(24 * 30);
+  FeedLog();
+  EXPECT_EQ(3U, Open().Events({}).events.size());
+  EXPECT_EQ(4U, Open().Total({}).blocked);
+  for (const char *const file : {"events.db", "events.db-wal"}) {
+    EXPECT_EQ(std::string::npos, folder_.Read(file).find("visited")) << file;
+  }
+
+  host::EventLogOptions strict = options_;
+  strict.urls = host::UrlDetail::SITE;
+  strict.clients = host::ClientDetail::NETWORK;
+  strict.left_out = {host::ClientNetwork::Parse("192.0.2.8")};
+  Rebuild(strict);
+  EXPECT_THAT(Names(Open().Sums(Dimension::CLIENT, {})),
+              ElementsAre("192.0.2.0/24 2", "2001:db8::/48 1"));
+  EXPECT_EQ(0U, Open().Events({.text = "news.example/a"}).events.size());
+  EXPECT_EQ("http://ads.example/", Open().Events({.text = "ads.example"}).events[0].event.url);
+}
+
+TEST_F(Store, IsReadWhileItIsFed) {
+  constexpr std::size_t ROUNDS = 20;
+  Write("events.jsonl", {EVENTS[0]});
+  FeedLog();
+  std::atomic<bool> is_over = false;
+  std::vector<std::thread> readers;
+  for (int i = 0; i < 2; ++i) {
+    readers.emplace_back([&] {
+      std::uint64_t before = 0;
+      while (!is_over) {
+        // Events and sums tell of one state of the log each, and never of an earlier one.
+        const EventStore store = Open();
+        const std::uint64_t now = store.Total({}).blocked;
+        EXPECT_LE(before, now);
+        EXPECT_LE(now, store.Events({}, 1000).events.size());
+        before = now;
+      }
+    });
+  }
+  // Feeders that come in each other's way: nothing is lost or doubled.
+  std::vector<std::thread> feeders;
+  for (std::size_t round = 0; round < ROUNDS; ++round) {
+    Write("events.jsonl", {EVENTS[0], EVENTS[1]});
+    for (int i = 0; i < 2; ++i) feeders.emplace_back([&] { EXPECT_EQ("", FeedLog().made_anew); });
+    for (std::thread &feeder : feeders) feeder.join();
+    feeders.clear();
+  }
+  is_over = true;
+  for (std::thread &reader : readers) reader.join();
+  EXPECT_EQ(1 + 2 * ROUNDS, Open().Total({}).blocked);
+  EXPECT_EQ(1 + 2 * ROUNDS, Open().Events({}, 1000).events.size());
 }
 
 }  // namespace
