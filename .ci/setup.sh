@@ -9,8 +9,8 @@ needed_commands="cmake:cmake ninja:ninja-build g++:g++ pkg-config:pkg-config
   python3:python3 curl:curl squid:squid-openssl openssl:openssl"
 needed_packages="libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libcpp-httplib-dev libssl-dev libfmt-dev libre2-dev
   libpsl-dev libidn2-dev libcurl4-openssl-dev nettle-dev zlib1g-dev libbrotli-dev libzstd-dev nlohmann-json3-dev
-  libtomlplusplus-dev libhowardhinnant-date-dev libsqlitecpp-dev libsqlite3-dev libecap3-dev
-  ca-certificates webext-ublock-origin-firefox"
+  libtomlplusplus-dev libhowardhinnant-date-dev libsqlitecpp-dev libsqlite3-dev prometheus-cpp-dev
+  libecap3-dev ca-certificates webext-ublock-origin-firefox"
 
 # The other engine.
 need_traffic_server() {

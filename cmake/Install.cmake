@@ -43,6 +43,10 @@ install(FILES packaging/completion.bash RENAME velmora
 install(FILES README.md LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN man EXCLUDE)
 
+# For Grafana and Prometheus.
+install(FILES packaging/grafana/velmora.json DESTINATION ${CMAKE_INSTALL_DATADIR}/velmora/grafana)
+install(FILES packaging/prometheus/velmora.yml DESTINATION ${CMAKE_INSTALL_DATADIR}/velmora/prometheus)
+
 # The proxy's side, and the list of all that was installed; last, since it takes that from the rules
 # above.
 install(CODE "

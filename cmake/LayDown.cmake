@@ -33,7 +33,8 @@ place(state_folder ${state_dir}/lib/velmora)
 place(bin_dir_full ${bin_dir})
 
 fill_in(velmora.toml ${data_dir_full}/velmora.toml)
-foreach(sample IN ITEMS squid.conf velmora-lists.service velmora-lists.timer)
+foreach(sample IN ITEMS squid.conf velmora-lists.service velmora-lists.timer
+    velmora-report.service velmora-report.timer velmora-metrics.service)
   fill_in(${sample} ${data_dir_full}/${sample})
 endforeach()
 

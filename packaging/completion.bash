@@ -44,6 +44,10 @@ _velmora() {
       mapfile -t COMPREPLY < <(compgen -W "calm strict classic still --as-policy" -- "$word")
       return
       ;;
+    --by)
+      mapfile -t COMPREPLY < <(compgen -W "client site category rule hour" -- "$word")
+      return
+      ;;
     --type)
       mapfile -t COMPREPLY < <(compgen -W "html js vbs gif" -- "$word")
       return

@@ -34,6 +34,8 @@ void AddLex(CLI::App &application, Action &action);
 void AddLists(CLI::App &application, Action &action);
 void AddPreset(CLI::App &application, Action &action);
 void AddTestPolicy(CLI::App &application, Action &action);
+void AddMetrics(CLI::App &application, Action &action);
+void AddReport(CLI::App &application, Action &action);
 void AddTop(CLI::App &application, Action &action);
 void AddUndo(CLI::App &application, Action &action);
 void AddWeb(CLI::App &application, Action &action);

@@ -15,8 +15,9 @@ namespace velmora::command {
 namespace {
 
 constexpr void (*COMMANDS[])(CLI::App &application, Action &action) = {
-    AddFilter, AddAds,   AddCategories, AddCheckConfig, AddTestPolicy, AddLex, AddTop,
-    AddWhy,    AddAllow, AddUndo,       AddLists,       AddHealth,     AddWeb, AddPreset,
+    AddFilter, AddAds,     AddCategories, AddCheckConfig, AddTestPolicy, AddLex,
+    AddTop,    AddWhy,     AddReport,     AddAllow,       AddUndo,       AddLists,
+    AddHealth, AddMetrics, AddWeb,        AddPreset,
 };
 
 constexpr char WHERE_TO_READ[] = "\"velmora help\" and \"velmora help COMMAND\" say more";

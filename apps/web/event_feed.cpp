@@ -4,7 +4,7 @@
 
 namespace velmora::web {
 
-void EventFeed::Bring(const store::FeedOptions &options) noexcept {
+void EventFeed::Bring(const host::EventLogOptions &log) noexcept {
   {
     const base::MutexLock lock(mutex_);
     if (Clock::now() - fed_ < INTERVAL) return;
@@ -12,7 +12,7 @@ void EventFeed::Bring(const store::FeedOptions &options) noexcept {
   if (is_feeding_.test_and_set()) return;
   std::string trouble;
   try {
-    const store::FedLog fed = store::Feed(options);
+    const store::FedLog fed = store::Feed(log);
     if (!fed.troubles.empty()) trouble = fed.troubles.front();
   } catch (const std::exception &error) {
     trouble = error.what();

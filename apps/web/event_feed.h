@@ -15,7 +15,7 @@ class EventFeed {
  public:
   /// Feeds what is new, unless that was done within the last second or is being done. Trouble stops
   /// nothing: the store has what it has.
-  void Bring(const store::FeedOptions &options) noexcept;
+  void Bring(const host::EventLogOptions &log) noexcept;
   /// What was the matter the last time; empty when all went well.
   std::string Trouble() const;
 

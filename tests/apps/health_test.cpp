@@ -49,9 +49,11 @@ TEST(Health, SaysWhatAMonitorAsks) {
        "list_age=0s"},
       {"[filter]\nblock = \"popup\"\n", "", "", 2,
        "VELMORA CRITICAL: the policy: velmora.toml:2:", ""},
+      {"[event-log]\nfile = \"loop\"\n", "", "", 3, "VELMORA UNKNOWN: ", ""},
       {good, error, "--proxy 127.0.0.1:1", 2, "VELMORA CRITICAL: 127.0.0.1:1 does not answer",
        "errors=1"},
   };
+  shell.Run("ln -s loop loop");
   for (const auto &row : cases) {
     shell.Write("velmora.toml", row.policy);
     shell.Write("log", row.log);

@@ -23,7 +23,8 @@ for file in bin/velmora "$libdir/velmora/libvelmora.so" "$libdir/velmora/libvexl
   include/velmora/velmora.h include/vexlar/vexlar.h "$libdir/cmake/velmora/velmoraConfig.cmake" \
   "$libdir/pkgconfig/velmora.pc" include/velmora_host.h share/man/man1/velmora.1 share/man/man5/velmora.toml.5 \
   share/bash-completion/completions/velmora etc/velmora/velmora.toml etc/logrotate.d/velmora \
-  share/velmora/squid.conf share/velmora/velmora-lists.service share/velmora/velmora-lists.timer; do
+  share/velmora/squid.conf share/velmora/velmora-lists.service share/velmora/velmora-lists.timer \
+  share/velmora/velmora-report.timer share/velmora/velmora-metrics.service share/velmora/grafana/velmora.json; do
   [ -f "$prefix/$file" ] || fail "$file is not installed"
 done
 

@@ -73,6 +73,9 @@ expect "after a rotation the log goes on under its name" goes_on
 expect "and keeps its owner" [ "$(stat -c '%U %a' /var/log/velmora/events.jsonl)" = "velmora 640" ]
 expect "the timer for new lists has nothing to do, and no failure" systemctl start velmora-lists.service
 expect "and is there" is_active velmora-lists.timer
+expect "a report is written" systemctl start velmora-report.service
+expect "and tells of what was blocked" grep -q 'By category' /var/log/velmora/report.html
+expect "as it will be each morning" is_active velmora-report.timer
 expect "a site is allowed" quiet velmora allow 127.0.0.1
 sleep 2
 expect "an allowed site is not touched" is_unfiltered 3128

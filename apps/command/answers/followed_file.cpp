@@ -1,5 +1,6 @@
 #include "command/answers/followed_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,6 +26,13 @@ base::Descriptor Open(const std::filesystem::path &path) noexcept {
 FollowedFile::FollowedFile(std::filesystem::path path)
     : path_(std::move(path)), descriptor_(Open(path_)) {
   if (!descriptor_.IsOpen()) ThrowErrno(path_);
+}
+
+void FollowedFile::SkipToLast(off_t bytes) {
+  const off_t size = lseek(descriptor_.number(), 0, SEEK_END);
+  if (size < 0) return;  // a pipe
+  position_ = std::max<off_t>(size - bytes, 0);
+  lseek(descriptor_.number(), position_, SEEK_SET);
 }
 
 bool FollowedFile::Read(std::vector<std::string> &lines) {

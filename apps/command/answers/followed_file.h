@@ -17,6 +17,9 @@ class FollowedFile {
   /// Throws `std::system_error` when the file cannot be opened.
   explicit FollowedFile(std::filesystem::path path);
 
+  /// Before anything is read: leaves out all but so many bytes. The first line then is a part of
+  /// one.
+  void SkipToLast(off_t bytes);
   /// Adds the lines that the next bytes complete; false when there are no more bytes for now.
   bool Read(std::vector<std::string> &lines);
 

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <utility>
 
 #include "host/bodies/categories.h"
+#include "store/feeding.h"
 #include "web/pages/parts.h"
 
 namespace velmora::web {
@@ -85,9 +87,11 @@ Markup Row(const Visit &visit, const store::StoredEvent &stored) {
 std::optional<store::EventStore> StoreOf(const Visit &visit, const host::Policy &policy) {
   const std::filesystem::path log = LogOf(visit, policy);
   if (log.empty()) return std::nullopt;
-  const host::EventLogOptions written = policy.event_log.value_or(host::EventLogOptions());
-  visit.events.Bring({.log = log, .urls = written.urls, .clients = written.clients});
-  const std::filesystem::path store = store::StoreBeside(log);
+  host::EventLogOptions written = policy.event_log.value_or(host::EventLogOptions());
+  // Another log than the policy's has a store of its own.
+  if (std::exchange(written.file, log) != log) written.store.clear();
+  visit.events.Bring(written);
+  const std::filesystem::path store = store::StoreOf(written);
   // It may be that it could not be made.
   if (!std::filesystem::exists(store)) return std::nullopt;
   return store::EventStore(store);
