@@ -346,6 +346,13 @@ constexpr Key<EventLogOptions> EVENT_LOG_TABLE[] = {
                                                   {"network", ClientDetail::NETWORK},
                                                   {"none", ClientDetail::NONE}});
      }},
+    {"counters",
+     [](Reading &, const toml::node &value, EventLogOptions &log) {
+       log.counters = ParseDuration(Text(value));
+       if (log.counters < std::chrono::milliseconds(100)) {
+         throw std::invalid_argument("should be \"100ms\" at least");
+       }
+     }},
     {"leave-out", [](Reading &reading, const toml::node &value,
                      EventLogOptions &log) { ReadClients(reading, value, log.left_out); }},
     {"store", [](Reading &reading, const toml::node &value,

@@ -177,6 +177,7 @@ file = "events.jsonl"
 queue = "64K"
 leave-out = ["192.0.2.0/24"]
 store = "weeks.db"
+counters = "5s"
 keep-events = "14d"
 keep-sums = "240h"
 [https]
@@ -206,6 +207,7 @@ splice = ["bank.example"]
   EXPECT_EQ(policy.event_log->queue_bytes, 64U << 10);
   EXPECT_TRUE(IsLeftOut(*policy.event_log, "192.0.2.7"));
   EXPECT_EQ(policy.event_log->store, text.folder.path() + "/weeks.db");
+  EXPECT_EQ(policy.event_log->counters, std::chrono::seconds(5));
   EXPECT_EQ(policy.event_log->keep_events, std::chrono::days(14));
   EXPECT_EQ(policy.event_log->keep_sums, std::chrono::days(10));
   EXPECT_THAT(policy.spliced_sites.Names(), ElementsAre("bank.example"));

@@ -1,7 +1,9 @@
 """What comes in, however it comes in, goes out filtered or untouched."""
 
+import collections
 import gzip
 import json
+import re
 import subprocess
 import unittest
 
@@ -16,6 +18,8 @@ POLICY = """
 block = ["scripts", "javascript", "vbscript", "ad-urls", "gif-animation"]
 [limits]
 filter-time = "50s"  # A busy machine is no reason to let the large page pass.
+[event-log]
+counters = "500ms"
 """ + ADS
 GIF = (ROOT / "examples" / "animation.gif").read_bytes()
 
@@ -46,6 +50,27 @@ class Bodies(ProxyCase):
         )
         self.assertRegex(summary.stdout, r"(?m)^[1-9]\d* blocked, 0 stopped, 0 errors, [1-9]\d* bytes saved$")
         self.assertNotIn("unreadable", summary.stdout)
+
+    def metrics(self):
+        """Each by its name and its last label, of all workers."""
+        command = [MODULES / "velmora", "metrics", "--policy", self.squid.policy, "--log", self.squid.events]
+        told = subprocess.run(command, capture_output=True, text=True, check=True).stdout
+        sums = collections.Counter()
+        for name, label, value in re.findall(r'(?m)^velmora_(\w+)\{[^}]*?\w+="([a-z_-]*)"\} (\S+)$', told):
+            sums[name, label] += float(value)
+        return sums
+
+    def test_workers_tell_what_they_have_done(self):
+        before = self.metrics()
+        self.serve("/counted", PAGE)
+        for _ in range(3):
+            self.assert_filtered(self.fetch("/counted"))
+        self.wait_until(lambda: self.metrics()["body_bytes_total", "out"] >= before["body_bytes_total", "out"] + 3 * 46)
+        grown = self.metrics() - before
+        self.assertGreaterEqual(grown["requests_total", "judged"], 3)
+        self.assertGreaterEqual(grown["responses_total", "filtered"], 3)
+        self.assertGreaterEqual(grown["blocked_total", "scripts"], 3)
+        self.assertGreaterEqual(grown["body_bytes_total", "in"], 3 * len(PAGE))
 
     def test_a_header_leads_to_what_went(self):
         """How much that is, is not known when the header is sent."""
