@@ -103,8 +103,12 @@ class Feeder {
   Progress GetProgress(const std::string &first_line) {
     get_progress_.reset();
     get_progress_.bind(1, first_line.data(), static_cast<int>(first_line.size()));
-    if (!get_progress_.executeStep()) return {};
-    return {get_progress_.getColumn(0).getInt64(), get_progress_.getColumn(1).getInt64()};
+    Progress progress;
+    if (get_progress_.executeStep()) {
+      progress = {get_progress_.getColumn(0).getInt64(), get_progress_.getColumn(1).getInt64()};
+    }
+    get_progress_.reset();
+    return progress;
   }
 
   void SetProgress(const std::string &first_line, const Progress &progress) {

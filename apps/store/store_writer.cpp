@@ -148,33 +148,31 @@ void StoreWriter::AddRow(const host::Event &event, const Place &place) {
   insert_.exec();
 }
 
+std::optional<std::int64_t> StoreWriter::LastKey(std::int64_t first, std::int64_t last) {
+  last_key_.reset();
+  last_key_.bind(1, first);
+  last_key_.bind(2, last);
+  std::optional<std::int64_t> key;
+  if (last_key_.executeStep() && !last_key_.isColumnNull(0))
+    key = last_key_.getColumn(0).getInt64();
+  last_key_.reset();
+  return key;
+}
+
 std::int64_t StoreWriter::FreeKey(Time time) {
-  if (!knows_highest_) {
-    last_key_.reset();
-    last_key_.bind(1, std::numeric_limits<std::int64_t>::min());
-    last_key_.bind(2, std::numeric_limits<std::int64_t>::max());
-    last_key_.executeStep();
-    highest_ = last_key_.getColumn(0).getInt64();
-    knows_highest_ = true;
-  }
+  using Limits = std::numeric_limits<std::int64_t>;
+  if (!highest_) highest_ = LastKey(Limits::min(), Limits::max()).value_or(Limits::min());
   for (std::int64_t first = KeyOf(time);; first += KEYS) {
-    const std::int64_t end = first + KEYS;
     std::int64_t key = first;
-    if (highest_ >= first) {
+    if (*highest_ >= first) {
       const auto [last, is_new] = last_keys_.try_emplace(first, first - 1);
-      if (is_new) {
-        last_key_.reset();
-        last_key_.bind(1, first);
-        last_key_.bind(2, end - 1);
-        last_key_.executeStep();
-        if (!last_key_.isColumnNull(0)) last->second = last_key_.getColumn(0).getInt64();
-      }
+      if (is_new) last->second = LastKey(first, first + KEYS - 1).value_or(first - 1);
       key = last->second + 1;
       // So many in one millisecond: the next one takes them.
-      if (key >= end) continue;
+      if (key == first + KEYS) continue;
       last->second = key;
     }
-    highest_ = std::max(highest_, key);
+    highest_ = std::max(*highest_, key);
     return key;
   }
 }
@@ -214,7 +212,7 @@ void StoreWriter::Finish() {
 void StoreWriter::Forget() {
   for (SumTable &table : tables_) table.sums.clear();
   last_keys_.clear();
-  knows_highest_ = false;
+  highest_.reset();
   texts_.Forget();
 }
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -57,6 +58,8 @@ class StoreWriter {
       const std::vector<std::pair<const char *, std::int64_t Place::*>> &columns);
   void AddRow(const host::Event &event, const Place &place);
   void AddToSums(const host::Event &event, const Place &place);
+  /// The highest key from `first` to `last` that there is.
+  std::optional<std::int64_t> LastKey(std::int64_t first, std::int64_t last);
   std::int64_t FreeKey(Time time);
   std::int64_t Hour(Time time);
 
@@ -65,10 +68,10 @@ class StoreWriter {
   SQLite::Statement insert_;
   SQLite::Statement last_key_;
   std::vector<SumTable> tables_;
-  /// The last key given of a millisecond, and all keys above are free.
+  /// By the first key of a millisecond, the last one that is taken.
   std::unordered_map<std::int64_t, std::int64_t> last_keys_;
-  std::int64_t highest_ = 0;
-  bool knows_highest_ = false;
+  /// All keys above this one are free.
+  std::optional<std::int64_t> highest_;
   std::int64_t hour_ = 0;
 };
 

@@ -28,7 +28,11 @@ std::int64_t Texts::Find(TextKind kind, const std::string &text) {
   find_.reset();
   find_.bind(1, static_cast<int>(kind));
   find_.bindNoCopy(2, text);
-  return find_.executeStep() ? find_.getColumn(0).getInt64() : 0;
+  const std::int64_t number = find_.executeStep() ? find_.getColumn(0).getInt64() : 0;
+  // What is not at its end goes on reading, and so keeps the database from taking up what is
+  // written.
+  find_.reset();
+  return number;
 }
 
 std::int64_t Texts::Make(TextKind kind, const std::string &text) {
