@@ -51,6 +51,9 @@ Markup Tag(const host::Event &event) {
     case host::EventKind::DROPPED:
       html << "<span class=\"tag bad\">" << event.count << " events lost</span>";
       break;
+    case host::EventKind::COUNTERS:
+      // The store has none.
+      break;
   }
   return html;
 }
