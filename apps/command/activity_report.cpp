@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "base/html_text.h"
 #include "command/answers/messages.h"
 #include "host/events/event.h"
 
@@ -78,29 +79,6 @@ bool HasBytes(Dimension by) noexcept {
 
 // HTML.
 
-std::string Escaped(std::string_view text) {
-  std::string escaped;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
-  }
-  return escaped;
-}
-
 /// The bars of a chart: by the hour, or by the day where there are many hours.
 std::vector<std::pair<std::string, std::uint64_t>> Bars(const ActivityReport &report) {
   const bool are_days = report.until - report.from > std::chrono::hours(72);
@@ -161,8 +139,9 @@ std::string Table(const ReportSection &section) {
       "<th scope=\"col\">requests saved</th>{1}</tr>\n",
       NameOf(section.by), has_bytes ? "<th scope=\"col\">bytes saved</th>" : "");
   for (const Sum &sum : section.sums) {
-    table += fmt::format("<tr><td>{}</td><td>{}</td><td>{}</td>", Escaped(RowName(sum, section.by)),
-                         sum.counts.blocked, sum.counts.requests_saved);
+    table += fmt::format("<tr><td>{}</td><td>{}</td><td>{}</td>",
+                         base::EscapedForHtml(RowName(sum, section.by)), sum.counts.blocked,
+                         sum.counts.requests_saved);
     if (has_bytes) table += "<td>" + Bytes(sum.counts.bytes_saved) + "</td>";
     table += "</tr>\n";
   }
@@ -214,7 +193,7 @@ std::string AsHtml(const ActivityReport &report) {
   std::string page = fmt::format(PAGE, Title(report));
   page += "<ul>\n";
   for (const std::string &words : Words(report.total)) {
-    page += "<li>" + Escaped(words) + "</li>\n";
+    page += "<li>" + base::EscapedForHtml(words) + "</li>\n";
   }
   page += "</ul>\n" + Chart(report);
   for (const ReportSection &section : report.sections) page += Table(section);

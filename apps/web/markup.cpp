@@ -1,32 +1,13 @@
 #include "web/markup.h"
 
 #include "base/ascii.h"
+#include "base/html_text.h"
 #include "command/answers/messages.h"
 
 namespace velmora::web {
 
 void Markup::Escape(std::string_view text) {
-  for (const char c : command::Printable(text, text.size())) {
-    switch (c) {
-      case '&':
-        html_ += "&amp;";
-        break;
-      case '<':
-        html_ += "&lt;";
-        break;
-      case '>':
-        html_ += "&gt;";
-        break;
-      case '"':
-        html_ += "&quot;";
-        break;
-      case '\'':
-        html_ += "&#39;";
-        break;
-      default:
-        html_ += c;
-    }
-  }
+  html_ += base::EscapedForHtml(command::Printable(text, text.size()));
 }
 
 std::string ForQuery(std::string_view text) {

@@ -53,7 +53,7 @@ struct BodyCounts {
   bool is_broken_off = false;
 };
 
-// Each is some nanoseconds.
+// Each adds to a number that only its own thread writes.
 
 void Count(std::uint64_t WorkerCounters::*number, std::uint64_t amount = 1) noexcept;
 void CountBlocked(std::int32_t category) noexcept;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "base/ascii.h"
+#include "base/html_text.h"
 #include "host/requests/blocked_answer.h"
 #include "host/web/url.h"
 
@@ -99,30 +100,6 @@ const Texts &TextsFor(std::string_view languages) noexcept {
   return ENGLISH;
 }
 
-/// As text of an element or an attribute.
-std::string Escaped(std::string_view text) {
-  std::string escaped;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
-  }
-  return escaped;
-}
-
 std::string Joined(std::initializer_list<std::string_view> parts) {
   std::string text;
   for (const std::string_view part : parts) text += part;
@@ -130,18 +107,19 @@ std::string Joined(std::initializer_list<std::string_view> parts) {
 }
 
 std::string Code(std::string_view text) {
-  return Joined({"<code>", Escaped(text), "</code>"});
+  return Joined({"<code>", base::EscapedForHtml(text), "</code>"});
 }
 
 std::string Form(std::string_view path, std::string_view label) {
   if (path.empty()) return {};
-  return Joined({"<form method=\"post\" action=\"", Escaped(path), "\"><button>", label,
-                 "</button></form>\n"});
+  return Joined({"<form method=\"post\" action=\"", base::EscapedForHtml(path), "\"><button>",
+                 label, "</button></form>\n"});
 }
 
 std::string Link(std::string_view url, std::string_view label) {
   if (url.empty()) return {};
-  return Joined({"<p><a href=\"", Escaped(url), "\" target=\"_top\">", label, "</a>\n"});
+  return Joined(
+      {"<p><a href=\"", base::EscapedForHtml(url), "\" target=\"_top\">", label, "</a>\n"});
 }
 
 /// `head` stands in the page's head.
@@ -168,7 +146,7 @@ std::string BlockPage(const RequestHead &request, const BlockedReason &reason, c
                                       "\n<p>",
                                       reason.is_by_site ? texts.category : texts.list,
                                       " ",
-                                      Escaped(reason.list),
+                                      base::EscapedForHtml(reason.list),
                                       "\n<p>",
                                       texts.ask,
                                       " <code>velmora why ",
@@ -176,7 +154,7 @@ std::string BlockPage(const RequestHead &request, const BlockedReason &reason, c
                                       "</code> ",
                                       texts.let,
                                       " <code>velmora allow ",
-                                      Escaped(HostOfUrl(request.url)),
+                                      base::EscapedForHtml(HostOfUrl(request.url)),
                                       "</code>.\n",
                                       Form(ways.open, texts.open),
                                       Form(ways.allow, texts.allow),
@@ -192,8 +170,8 @@ std::string StalePage(const RequestHead &request) {
 std::string AllowedPage(const RequestHead &request, std::string_view url) {
   const Texts &texts = TextsFor(request[RequestHeader::ACCEPT_LANGUAGE]);
   // By then every process of the proxy knows of it.
-  const std::string head =
-      Joined({"<meta http-equiv=\"refresh\" content=\"1; url=", Escaped(url), "\">\n"});
+  const std::string head = Joined(
+      {"<meta http-equiv=\"refresh\" content=\"1; url=", base::EscapedForHtml(url), "\">\n"});
   return Page(
       texts, texts.allowed_title, head,
       Joined({"<p>", texts.allowed, " ", Code(HostOfUrl(url)), "\n", Link(url, texts.go_on)}));

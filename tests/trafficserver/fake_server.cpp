@@ -318,6 +318,12 @@ TSReturnCode TSHttpHdrUrlGet(TSMBuffer, TSMLoc, TSMLoc *) {
 const char *TSUrlHostGet(TSMBuffer, TSMLoc, int *) {
   return nullptr;
 }
+TSReturnCode TSUrlHostSet(TSMBuffer, TSMLoc, const char *, int) {
+  return TS_ERROR;
+}
+TSReturnCode TSUrlHttpQuerySet(TSMBuffer, TSMLoc, const char *, int) {
+  return TS_ERROR;
+}
 int TSUrlPortGet(TSMBuffer, TSMLoc) {
   return 0;
 }
