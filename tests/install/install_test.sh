@@ -76,7 +76,8 @@ for host in "$prefix"/{host/build/,}small_host{,_c} \
 done
 printf '[[category]]\nname = "own"\nsites = "example.com"\n[filter]\nblock = "own"\n' >"$prefix/sites.toml"
 for host in "$prefix"/small_host{,_c}; do
-  $host "$prefix/sites.toml" <<<"$page" 2>&1 | grep -q 'not asked for: 403' || fail "$host asks for what is blocked"
+  $host "$prefix/sites.toml" <<<"$page" >"$prefix/found" 2>&1 || fail "$host: $(cat "$prefix/found")"
+  grep -q 'not asked for: 403' "$prefix/found" || fail "$host asks for what is blocked"
 done
 # So do those that speak to the plug-in themselves.
 [ -f "$(pkg-config --variable=plugindir velmora)/libvelmora.so" ] || fail "no plug-in by pkg-config"
