@@ -47,7 +47,7 @@ std::int64_t HourOf(Time time) {
       std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(time));
   std::tm local{};
   localtime_r(&seconds, &local);
-  return std::int64_t{seconds} - local.tm_min * 60 - local.tm_sec;
+  return std::int64_t{seconds} - std::int64_t{60} * local.tm_min - local.tm_sec;
 }
 
 Time BeginningOfHour(Time time) {

@@ -86,7 +86,8 @@ struct EventStore::Parts {
   }
 };
 
-EventStore::EventStore(std::filesystem::path file) : parts_(new Parts{file, OpenToRead(file)}) {}
+EventStore::EventStore(const std::filesystem::path &file)
+    : parts_(new Parts{file, OpenToRead(file)}) {}
 EventStore::EventStore(EventStore &&) noexcept = default;
 EventStore &EventStore::operator=(EventStore &&) noexcept = default;
 EventStore::~EventStore() = default;

@@ -107,7 +107,7 @@ class EventStore {
  public:
   /// Throws `DamagedStore`, and `std::system_error` where there is no such file yet or it cannot be
   /// opened.
-  explicit EventStore(std::filesystem::path file);
+  explicit EventStore(const std::filesystem::path &file);
   EventStore(EventStore &&) noexcept;
   EventStore &operator=(EventStore &&) noexcept;
   ~EventStore();

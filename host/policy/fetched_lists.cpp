@@ -61,8 +61,7 @@ bool IsFrom(const std::filesystem::path &list, std::string_view url) {
 std::filesystem::path FetchedList(const std::filesystem::path &state_folder, std::string_view url) {
   const std::filesystem::path folder = state_folder / FOLDER;
   std::string name = Readable(url);
-  const std::filesystem::path without_hash =
-      folder / (name + (name.ends_with(".txt") ? "" : ".txt"));
+  std::filesystem::path without_hash = folder / (name + (name.ends_with(".txt") ? "" : ".txt"));
   if (IsFrom(without_hash, url)) return without_hash;
   if (name.ends_with(".txt")) name.resize(name.size() - 4);
   return folder / name.append("-").append(Hash(url)).append(".txt");

@@ -37,6 +37,7 @@ template <class Named>
 std::string Unknown(const char *what, const std::string &name,
                     const std::vector<std::shared_ptr<const Named>> &known) {
   std::vector<std::string_view> names;
+  names.reserve(known.size());
   for (const auto &entry : known) names.push_back(entry->name);
   const std::string_view nearest = base::NearestWord(name, names);
   std::string text = std::string("unknown ") + what + " \"" + name + "\"";

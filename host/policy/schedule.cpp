@@ -104,7 +104,7 @@ MinuteOfWeek MinuteOf(unsigned days_since_monday, unsigned hour, unsigned minute
 
 void Schedule::Add(std::string_view text) {
   std::bitset<DAY_COUNT> days;
-  std::bitset<MINUTES_OF_DAY * 2> minutes;
+  std::bitset<std::size_t{MINUTES_OF_DAY} * 2> minutes;
   ForEachWord(text, [&](std::string_view word) {
     // A day behind a span would look as if the span before it were not its own.
     if (minutes.none() && ReadDays(word, days)) return;
