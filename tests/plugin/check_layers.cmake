@@ -37,9 +37,14 @@ check(adblock/matcher "" "base;matcher")
 check(adblock/module "" "base;matcher;module;vexlar")
 check(host "" "base;host")
 
+# What a proxy loads knows nothing of the command, its store and its web page.
+check(apps/ecap "" "base;host;ecap")
+check(apps/trafficserver "" "base;host;trafficserver")
+check(apps/store "" "base;host;store")
+
 # The rooms of host/, lowest first.
 set(allowed "")
-foreach(room loading limits web codings bodies events policy requests interface)
+foreach(room loading limits web codings bodies events policy requests responses interface)
   list(APPEND allowed ${room})
   check(host/${room} "host/" "${allowed}")
 endforeach()
