@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/ascii.h"
+#include "base/hex.h"
 
 namespace velmora::host {
 namespace {
@@ -26,13 +27,7 @@ std::string Hash(std::string_view text) {
   sha256_init(&context);
   sha256_update(&context, text.size(), reinterpret_cast<const std::uint8_t *>(text.data()));
   sha256_digest(&context, digest.size(), digest.data());
-  constexpr char DIGITS[] = "0123456789abcdef";
-  std::string hash;
-  for (std::size_t i = 0; i < HASH_BYTES; ++i) {
-    hash += DIGITS[digest[i] >> 4U];
-    hash += DIGITS[digest[i] & 15U];
-  }
-  return hash;
+  return base::Hex(digest.data(), HASH_BYTES);
 }
 
 /// As much of a URL as a file's name can show.

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "base/descriptor.h"
+#include "base/hex.h"
 
 namespace velmora::host {
 namespace {
@@ -23,16 +24,6 @@ constexpr std::size_t MOST_PERMIT = 128;
 
 [[noreturn]] void Fail(const std::filesystem::path &file) {
   throw std::system_error(errno, std::generic_category(), file.string());
-}
-
-std::string Hex(const std::uint8_t *bytes, std::size_t size) {
-  constexpr char DIGITS[] = "0123456789abcdef";
-  std::string text;
-  for (std::size_t i = 0; i < size; ++i) {
-    text += DIGITS[bytes[i] >> 4U];
-    text += DIGITS[bytes[i] & 15U];
-  }
-  return text;
 }
 
 template <std::size_t SIZE>
@@ -126,14 +117,15 @@ std::string Permits::Signature(const Permission &permission, std::string_view ex
   }
   std::array<std::uint8_t, SHA256_DIGEST_SIZE> digest;
   hmac_sha256_digest(&context, digest.size(), digest.data());
-  return Hex(digest.data(), digest.size());
+  return base::Hex(digest.data(), digest.size());
 }
 
 std::string Permits::Offer(const Permission &permission, Clock::time_point now) {
   // What cannot be taken up is not offered.
   if (access(folder_.c_str(), W_OK | X_OK) != 0) Fail(folder_);
   const auto salt = RandomBytes<8>();
-  std::string permit = HexTime(now + LIFETIME).append("-").append(Hex(salt.data(), salt.size()));
+  std::string permit =
+      HexTime(now + LIFETIME).append("-").append(base::Hex(salt.data(), salt.size()));
   const std::string signature = Signature(permission, permit);
   return permit.append("-").append(signature);
 }

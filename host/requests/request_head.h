@@ -35,8 +35,8 @@ constexpr std::size_t IndexOf(RequestHeader header) noexcept {
   return static_cast<std::size_t>(header);
 }
 
-/// The headers of one request. Reading one costs a proxy about as much as judging by it, and most
-/// requests are judged by three: each is read when it is asked for.
+/// The headers of one request. Reading one has a proxy look for it and copy it, and most requests
+/// are judged by three: each is read when it is asked for.
 class RequestHeaders {
  public:
   virtual ~RequestHeaders() = default;
