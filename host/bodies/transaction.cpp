@@ -25,12 +25,22 @@ constexpr Requesting REQUESTING[] = {
     {"SCRIPT", VEXLAR_TYPE_SCRIPT},
 };
 
+/// 0: it requests nothing.
+std::uint32_t TypesOf(std::string_view tag) noexcept {
+  const auto found = std::ranges::find(REQUESTING, tag, &Requesting::tag);
+  return found == std::end(REQUESTING) ? 0 : found->type;
+}
+
 /// The plug-in takes "https://..." for a file beside the page.
 std::string Address(std::string_view value, std::string_view absolute) {
   return std::string(base::StartsWithNoCase(value, "https:") ? value : absolute);
 }
 
 }  // namespace
+
+std::uint8_t Transaction::Review::KeepsAll(const char *tag) noexcept {
+  return !info_.categories.Contains(CATEGORY_AD_URLS) && TypesOf(tag) == 0 ? 1 : 0;
+}
 
 std::uint8_t Transaction::Review::IsKept(const char *tag, const char *value,
                                          const char *url) noexcept {
@@ -45,11 +55,11 @@ std::uint8_t Transaction::Review::IsKept(const char *tag, const char *value,
 }
 
 bool Transaction::Review::IsBlocked(std::string_view tag, const std::string &url) const {
-  const auto found = std::ranges::find(REQUESTING, tag, &Requesting::tag);
-  if (found == std::end(REQUESTING)) return false;
+  const std::uint32_t types = TypesOf(tag);
+  if (types == 0) return false;
   if (info_.requests == nullptr || !info_.requests->CanJudge()) return true;
   const AdVerdict verdict = info_.requests->Judge(
-      {.url = url, .page = info_.url, .method = "GET", .types = found->type}, info_.lists);
+      {.url = url, .page = info_.url, .method = "GET", .types = types}, info_.lists);
   return verdict.kind == AdVerdict::Kind::BLOCKED;
 }
 

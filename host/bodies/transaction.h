@@ -181,6 +181,7 @@ class Transaction final : public HostOwned<IDataContext> {
   class Review final : public HostOwned<IAdReview> {
    public:
     explicit Review(const TransactionInfo &info) : info_(info) {}
+    std::uint8_t KeepsAll(const char *tag) noexcept override;
     std::uint8_t IsKept(const char *tag, const char *value, const char *address) noexcept override;
 
     /// The first that did not stay since the last report.

@@ -58,6 +58,11 @@ void TellItem(IDataContext &context, std::uint32_t position, std::int32_t growth
   }
 }
 
+bool KeepsAllAds(IDataContext &context, const std::string &tag) noexcept {
+  const auto review = Extension<IAdReview>(context, ID_AdReview);
+  return review && review->KeepsAll(tag.c_str()) != 0;
+}
+
 bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &value,
               const std::string &url) noexcept {
   const auto review = Extension<IAdReview>(context, ID_AdReview);

@@ -20,7 +20,9 @@ void TellScriptInserted(IDataContext &context, std::int32_t category) noexcept;
 void TellMemory(IDataContext &context, std::uint64_t bytes) noexcept;
 /// `IItemListener`.
 void TellItem(IDataContext &context, std::uint32_t position, std::int32_t growth) noexcept;
-/// `IAdReview`: does an advertisement stay?
+/// `IAdReview`: do all elements of this name stay, so that none need be looked at?
+bool KeepsAllAds(IDataContext &context, const std::string &tag) noexcept;
+/// Does an advertisement stay?
 bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &value,
               const std::string &url) noexcept;
 /// `IPageProtection`: what a script needs to be run that is put in here; none: it would not be run.

@@ -1,5 +1,6 @@
 #include "filter/ad_handler.h"
 
+#include "core/host_extensions.h"
 #include "core/settings.h"
 #include "core/strings.h"
 #include "filter/ad_popup_filter.h"
@@ -22,12 +23,17 @@ std::int32_t NumberIn(const CHTMLElement &element, std::string_view attribute) {
 
 }  // namespace
 
+CAdHandler::UrlCheck CAdHandler::UrlCheckOf(IDataContext &context, const AdRule &rule) {
+  if (!IsFeatureEnabled(context, CATEGORY_AD_URLS)) return UrlCheck::OFF;
+  return KeepsAllAds(context, std::string(rule.tag)) ? UrlCheck::KEPT : UrlCheck::ON;
+}
+
 CAdHandler::CAdHandler(IDataContext &context, CAdPopupFilter &filter, const AdRule &rule)
     : CFilterElementHandler(context, filter),
       rule_(rule),
       checks_sizes_(rule.size_check != SizeCheck::NONE &&
                     IsFeatureEnabled(context, CATEGORY_AD_SIZES)),
-      checks_urls_(IsFeatureEnabled(context, CATEGORY_AD_URLS)) {}
+      url_check_(UrlCheckOf(context, rule)) {}
 
 std::int32_t CAdHandler::OnStartTag(CHTMLElement &element) {
   if (IsAd(element)) element.SetFlags(ELEMENT_REMOVAL);
@@ -35,7 +41,7 @@ std::int32_t CAdHandler::OnStartTag(CHTMLElement &element) {
 }
 
 bool CAdHandler::IsAd(const CHTMLElement &element) const {
-  const Finding finding = checks_urls_ ? CheckUrls(element) : Finding::NOTHING;
+  const Finding finding = checks_urls() ? CheckUrls(element) : Finding::NOTHING;
   if (finding != Finding::NOTHING) return finding == Finding::AD;
   return checks_sizes_ && IsAdSize(element);
 }

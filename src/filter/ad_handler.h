@@ -22,7 +22,9 @@ class CAdHandler : public CFilterElementHandler {
  protected:
   /// Is the element an advertisement? It is reported when it is.
   bool IsAd(const CHTMLElement &element) const;
-  bool checks_urls() const noexcept { return checks_urls_; }
+  bool checks_urls() const noexcept { return url_check_ == UrlCheck::ON; }
+  /// Does the host keep all elements that the rule is for?
+  bool are_kept() const noexcept { return url_check_ == UrlCheck::KEPT; }
   bool checks_sizes() const noexcept { return checks_sizes_; }
 
   /// What a report calls an item that was found by the URL in `attribute`.
@@ -31,13 +33,15 @@ class CAdHandler : public CFilterElementHandler {
 
  private:
   enum class Finding { NOTHING, AD, EXEMPT };
+  enum class UrlCheck { OFF, KEPT, ON };
 
+  static UrlCheck UrlCheckOf(IDataContext &context, const AdRule &rule);
   Finding CheckUrls(const CHTMLElement &element) const;
   bool IsAdSize(const CHTMLElement &element) const;
 
   const AdRule &rule_;
   const bool checks_sizes_;
-  const bool checks_urls_;
+  const UrlCheck url_check_;
 };
 
 /// A handler that does what the rule says and nothing else.

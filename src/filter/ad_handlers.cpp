@@ -27,12 +27,13 @@ bool IsMovie(const CHTMLElement &param) {
 
 /// With nobody to tell of a link it is only the log that tells of one that is never closed.
 void CAnchorAdHandler::AddInterest(Interest &interest, std::string_view tag_name) const {
-  if (filter().HasAdLibrary() || IsLogOn()) interest.AddTag(tag_name);
+  if ((filter().HasAdLibrary() && !are_kept()) || IsLogOn()) interest.AddTag(tag_name);
 }
 
 std::int32_t CAnchorAdHandler::OnStartTag(CHTMLElement &element) {
   CAdHandler::OnStartTag(element);
   element.SetFlags(ELEMENT_NEED_END);
+  if (are_kept()) return 0;
   std::string href;
   element.GetAttribute("href", href);
   filter().SetCurrentLink(std::move(href));
@@ -40,7 +41,7 @@ std::int32_t CAnchorAdHandler::OnStartTag(CHTMLElement &element) {
 }
 
 std::int32_t CAnchorAdHandler::OnEndTag(CHTMLElement &element) {
-  filter().TellOfCurrentLink();
+  if (!are_kept()) filter().TellOfCurrentLink();
   return CAdHandler::OnEndTag(element);
 }
 

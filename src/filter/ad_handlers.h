@@ -9,7 +9,7 @@ using CAppletAdHandler = CPlainAdHandler<APPLET_ADS>;
 using CFormHandler = CPlainAdHandler<FORM_ADS>;
 using CIFrameHandler = CPlainAdHandler<IFRAME_ADS>;
 
-/// Also tells the library of every link, at its end tag.
+/// Also tells the library of every link, at its end tag, unless links are kept.
 class CAnchorAdHandler final : public CAdHandler {
  public:
   CAnchorAdHandler(IDataContext &context, CAdPopupFilter &filter)

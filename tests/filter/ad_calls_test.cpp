@@ -77,6 +77,24 @@ TEST(AdCalls, AskAboutEveryUrlInOrder) {
   }
 }
 
+TEST(AdCalls, AreNotMadeAboutElementsThatTheHostKeepsAll) {
+  constexpr std::string_view PAGE =
+      "<a href=/ads/1>x</a><form action=/ads/2><img src=/ads/3 width=468 height=60></form><a>";
+  FakeAdReview review;
+  review.kept = {"A", "FORM"};
+  for (const bool is_logged : {false, true}) {
+    SCOPED_TRACE(is_logged);
+    std::optional<LogRecorder> log;
+    if (is_logged) log.emplace();
+    FilterRun run({304, 305});
+    run.context.review = &review;
+    EXPECT_EQ(run.Page({PAGE}), "<a href=/ads/1>x</a><form action=/ads/2></form><a>");
+    EXPECT_THAT(run.library.calls,
+                ElementsAreArray({"CheckUrl www.example.com [http://www.example.com/ads/3]"}));
+  }
+  EXPECT_EQ(review.references, 1);
+}
+
 TEST(AdCalls, TakeAMissingHostAndUrlAsEmpty) {
   FilterRun run({305});
   run.context.host.reset();

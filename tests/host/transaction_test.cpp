@@ -37,5 +37,23 @@ TEST(Transaction, AnswersThePluginFromItsInfo) {
   EXPECT_EQ(unknown.GetProperty(PROPERTY_CONTENT_TYPE), nullptr);
 }
 
+/// Where requests decide, what requests nothing need not be looked at.
+TEST(Transaction, KeepsLinksAndFormsWhereRequestsDecide) {
+  const struct {
+    const char *block;
+    const char *tag;
+    bool is_kept;
+  } cases[] = {{"calm", "A", true},       {"calm", "FORM", true}, {"calm", "IMG", false},
+               {"calm", "SCRIPT", false}, {"strict", "A", false}, {"strict", "FORM", false}};
+  for (const auto &[block, tag, is_kept] : cases) {
+    SCOPED_TRACE(std::string(block) + " " + tag);
+    RecordingSink sink;
+    Transaction transaction({.categories = CategorySet::Parse(block)}, sink);
+    void *review = nullptr;
+    ASSERT_EQ(transaction.QueryInterface(&ID_AdReview, &review), RESULT_OK);
+    EXPECT_EQ(static_cast<IAdReview *>(review)->KeepsAll(tag) != 0, is_kept);
+  }
+}
+
 }  // namespace
 }  // namespace velmora::host

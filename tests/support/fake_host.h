@@ -59,6 +59,15 @@ class FakePageProtection final : public FakeObject<IPageProtection> {
   std::vector<std::string> told;
 };
 
+/// Keeps all elements of some names, and no other.
+class FakeAdReview final : public FakeObject<IAdReview> {
+ public:
+  std::uint8_t KeepsAll(const char *tag) noexcept override { return kept.contains(tag) ? 1 : 0; }
+  std::uint8_t IsKept(const char *, const char *, const char *) noexcept override { return 0; }
+
+  std::set<std::string, std::less<>> kept;
+};
+
 class FakeContext final : public FakeObject<IDataContext> {
  public:
   FakeContext() { references = 0; }
@@ -67,6 +76,11 @@ class FakeContext final : public FakeObject<IDataContext> {
     if (protection != nullptr && *identifier == ID_PageProtection) {
       protection->AddRef();
       *output = static_cast<IPageProtection *>(protection);
+      return RESULT_OK;
+    }
+    if (review != nullptr && *identifier == ID_AdReview) {
+      review->AddRef();
+      *output = static_cast<IAdReview *>(review);
       return RESULT_OK;
     }
     if (!listens || *identifier != ID_TroubleListener) return RESULT_NO_INTERFACE;
@@ -102,6 +116,8 @@ class FakeContext final : public FakeObject<IDataContext> {
   /// Null: it knows nothing of what protects a page.
   FakePageProtection *protection = nullptr;
   FakeTroubleListener listener;
+  /// Null: it keeps nothing.
+  FakeAdReview *review = nullptr;
 
   std::optional<std::string> url = "http://www.example.com/dir/page.html";
   std::optional<std::string> host = "www.example.com";
