@@ -1,6 +1,6 @@
 #include "answer_memory.h"
 
-#include <algorithm>
+#include <cstring>
 
 #include "hash.h"
 
@@ -27,7 +27,7 @@ void AnswerMemory::Keep(const Key &key, const Verdict &verdict) noexcept {
   slot.verdict = verdict;
   slot.kind = key.kind;
   slot.size = static_cast<std::uint32_t>(key.url.size());
-  std::ranges::copy(key.url, slot.url);
+  std::memcpy(slot.url, key.url.data(), key.url.size());
 }
 
 void AnswerMemory::Forget() noexcept {

@@ -24,16 +24,24 @@ std::string_view View(const char *text) noexcept {
   return text ? std::string_view(text, ::strnlen(text, MOST_READ)) : std::string_view();
 }
 
+constexpr std::string_view MARK = "://";
+
+/// The place of the first mark, which in most URLs comes after "http" or "https".
+std::size_t FindMark(std::string_view url) noexcept {
+  const std::size_t usual = url.starts_with("https") ? 5 : 4;
+  const bool is_usual = url.starts_with("http") && url.substr(usual).starts_with(MARK);
+  return is_usual ? usual : url.find(MARK);
+}
+
 /// The URL that a page's element names. The plug-in makes every URL absolute but for those
 /// that begin with "http:": a secure one it takes for a file beside the page, so that it comes as
 /// "http://page.example/folder/https://ads.example/". What follows the page's own host is meant.
 std::string_view NamedUrl(std::string_view page_host, std::string_view url) noexcept {
-  constexpr std::string_view MARK = "://";
   constexpr std::string_view SECURE = "/https";
   const auto same = [](char a, char b) noexcept {
     return base::ToLowerAscii(a) == base::ToLowerAscii(b);
   };
-  const std::size_t start = url.find(MARK);
+  const std::size_t start = FindMark(url);
   if (start == std::string_view::npos || page_host.empty()) return url;
   const std::string_view rest = url.substr(start + MARK.size());
   // Few URLs are of the page's own host, and most others show it at this byte.
