@@ -122,6 +122,7 @@ void Warn(const host::Policy &policy) {
       WarnOfPopups(fmt::format("rule {} (line {})", Printable(rule.name), rule.line), categories);
     }
   }
+  for (const std::string &line : policy.left_out) PrintLine("warning: " + Printable(line));
   const std::string problem = host::TemporaryFilesProblem();
   if (!problem.empty()) PrintLine("warning: " + problem);
   if (!policy.event_log || policy.event_log->file.empty()) return;

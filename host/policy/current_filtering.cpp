@@ -30,7 +30,8 @@ void CurrentFiltering::Configure(const FilterFiles &files) {
   try {
     if (filtering_ == nullptr) {
       filtering_ = StartFiltering(files);
-      TellOfTemporaryFiles();
+      WarnOfTemporaryFiles();
+      WarnOfSiteLists();
     } else {
       Renew(files);
     }
@@ -93,6 +94,7 @@ void CurrentFiltering::TakeRenewed() {
   if (renewed_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
   try {
     filtering_ = renewed_.get();
+    WarnOfSiteLists();
     Watch();
   } catch (...) {
     log_(std::string(Reason()) + HOLDS_ON);
@@ -122,12 +124,23 @@ void CurrentFiltering::Complain(std::string_view reason) const noexcept {
   }
 }
 
-void CurrentFiltering::TellOfTemporaryFiles() const noexcept {
+void CurrentFiltering::Warn(const std::string &problem) const {
+  log_(problem);
+  if (filtering_->events != nullptr) filtering_->events->AddError(problem);
+}
+
+void CurrentFiltering::WarnOfTemporaryFiles() const noexcept {
   try {
     const std::string problem = TemporaryFilesProblem();
-    if (problem.empty()) return;
-    log_(problem);
-    if (filtering_->events != nullptr) filtering_->events->AddError(problem);
+    if (!problem.empty()) Warn(problem);
+  } catch (...) {
+    // The same.
+  }
+}
+
+void CurrentFiltering::WarnOfSiteLists() const noexcept {
+  try {
+    for (const std::string &line : filtering_->policy.left_out) Warn(line);
   } catch (...) {
     // The same.
   }

@@ -42,8 +42,10 @@ class CurrentFiltering {
   /// Says in both logs why the proxy goes on as before.
   void Complain(std::string_view reason) const noexcept VELMORA_REQUIRES(mutex_);
   void RefuseFor(std::string_view reason) const VELMORA_REQUIRES(mutex_);
-  /// Says in both logs that there can be no temporary files, if it is so.
-  void TellOfTemporaryFiles() const noexcept VELMORA_REQUIRES(mutex_);
+  /// Says in both logs what is wrong and keeps nothing from going on.
+  void Warn(const std::string &problem) const VELMORA_REQUIRES(mutex_);
+  void WarnOfTemporaryFiles() const noexcept VELMORA_REQUIRES(mutex_);
+  void WarnOfSiteLists() const noexcept VELMORA_REQUIRES(mutex_);
   /// Says in the proxy's log what the event log cannot say of itself.
   void TellOfEventLog() const noexcept VELMORA_REQUIRES(mutex_);
 

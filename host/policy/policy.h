@@ -206,6 +206,9 @@ struct Policy {
   /// Where lists are fetched from. Those that are there are among the lists of `ads`.
   std::vector<std::string> list_urls{};
   std::vector<Expectation> expectations{};
+  /// Lines of lists of sites that say nothing, in words: "games.txt:12: ...". The rest of such a
+  /// list holds.
+  std::vector<std::string> left_out{};
 
   /// What applies to a URL asked for by a client.
   PolicyAnswer For(const Asked &asked) const;

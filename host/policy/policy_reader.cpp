@@ -445,6 +445,7 @@ Policy ReadPolicy(const std::filesystem::path &file) {
     });
     throw PolicyError(file, std::move(reading.problems));
   }
+  policy.left_out = std::move(reading.left_out);
   policy.exceptions_file = policy.state_folder / file.filename().replace_extension(".exceptions");
   policy.decides_by_site = DecidesBySite(policy.everywhere) ||
                            std::ranges::any_of(policy.rules, DecidesBySite, &PolicyRule::change);

@@ -1,5 +1,6 @@
 #include "host/policy/policy_tables.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <iterator>
@@ -15,12 +16,46 @@
 namespace velmora::host {
 namespace {
 
-/// "name # comment", or "0.0.0.0 name" of a hosts file.
-std::string_view SiteOfLine(std::string_view line) noexcept {
+/// Calls `visit` with the sites of "name # comment", or of "0.0.0.0 name name" in a hosts file.
+template <class Visit>
+void ForEachSite(std::string_view line, Visit visit) {
+  constexpr std::string_view BLANKS = " \t";
   line = base::TrimWebSpace(line.substr(0, line.find('#')));
-  const std::size_t blank = line.find_first_of(" \t");
-  if (blank == line.npos || !ClientAddress::Parse(line.substr(0, blank))) return line;
-  return base::TrimWebSpace(line.substr(blank));
+  const std::size_t blank = line.find_first_of(BLANKS);
+  if (blank == line.npos || !ClientAddress::Parse(line.substr(0, blank))) {
+    if (!line.empty()) visit(line);
+    return;
+  }
+  for (line.remove_prefix(blank); !line.empty();) {
+    line.remove_prefix(std::min(line.find_first_not_of(BLANKS), line.size()));
+    const std::string_view site = line.substr(0, line.find_first_of(BLANKS));
+    if (!site.empty()) visit(site);
+    line.remove_prefix(site.size());
+  }
+}
+
+/// Adds the sites of a list, and to `left_out` what is none: lists come from others, and one line
+/// that is wrong says nothing about the rest.
+void AddSites(std::istream &lines, const std::string &name, HostSet &sites,
+              std::vector<std::string> &left_out) {
+  constexpr std::size_t MOST_TOLD = 5;
+  std::size_t number = 0;
+  std::size_t faults = 0;
+  for (std::string line; std::getline(lines, line);) {
+    ++number;
+    ForEachSite(line, [&](std::string_view site) {
+      try {
+        sites.Add(site);
+      } catch (const std::invalid_argument &fault) {
+        if (++faults > MOST_TOLD) return;
+        left_out.push_back(name + ":" + std::to_string(number) + ": " + fault.what() +
+                           "; left out");
+      }
+    });
+  }
+  if (faults > MOST_TOLD) {
+    left_out.push_back(name + ": " + std::to_string(faults - MOST_TOLD) + " more are left out");
+  }
 }
 
 /// Names are told in lists with commas between them, and in one word to the proxy.
@@ -199,15 +234,7 @@ void ReadSiteLists(Reading &reading, const toml::node &value, HostSet &sites) {
   ForEach(reading, value, [&](const toml::node &element) {
     const std::string name = Text(element);
     std::istringstream lines(ReadWhole(reading.Path(name), name + ": "));
-    std::size_t number = 1;
-    for (std::string line; std::getline(lines, line); ++number) {
-      const std::string_view site = SiteOfLine(line);
-      try {
-        if (!site.empty()) sites.Add(site);
-      } catch (const std::invalid_argument &fault) {
-        throw std::invalid_argument(name + ":" + std::to_string(number) + ": " + fault.what());
-      }
-    }
+    AddSites(lines, name, sites, reading.left_out);
   });
 }
 

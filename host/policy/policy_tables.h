@@ -37,6 +37,8 @@ struct Reading {
   std::filesystem::path folder;
   const Policy &named;
   std::vector<PolicyProblem> problems{};
+  /// As in the policy.
+  std::vector<std::string> left_out{};
 
   void Add(const toml::source_region &where, std::string message) {
     problems.push_back({where.begin.line, where.begin.column, std::move(message)});

@@ -14,7 +14,11 @@
 namespace velmora::host {
 namespace {
 
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::ThrowsMessage;
 
 class RenewalTest : public ::testing::Test {
@@ -87,6 +91,34 @@ TEST_F(RenewalTest, AStartTellsOfAFolderWithoutTemporaryFiles) {
       EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1);
     }
   }
+}
+
+/// Lists come from others: what is no site in them is told, and the rest holds.
+TEST_F(RenewalTest, ALineOfASiteListThatSaysNothingIsLeftOut) {
+  constexpr const char *POLICY = "[event-log]\nfile = \"log\"\n[allow]\nsite-lists = \"sites.txt\"";
+  Write(POLICY);
+  folder.Write(
+      "sites.txt",
+      "*.a.example\nb.example\n0.0.0.0 c.example\td.example *.e # f\n::1 localhost\na b\n");
+  std::string said;
+  CurrentFiltering current([&](std::string_view line) { said.append(line) += "\n"; });
+  current.Configure(files);
+  EXPECT_EQ(
+      said,
+      "sites.txt:1: \"*.a.example\" should be a plain name, which stands for its sub-domains "
+      "too; left out\n"
+      "sites.txt:3: \"*.e\" should be a plain name, which stands for its sub-domains too; left "
+      "out\n"
+      "sites.txt:5: \"a b\" is no host name; left out\n");
+  EXPECT_THAT(current.Now()->policy.allowed_sites.Names(),
+              ElementsAre("b.example", "c.example", "d.example", "localhost"));
+
+  said.clear();
+  folder.Write("sites.txt", "/\n/\n/\n/\n/\n/\n/\nb.example\n");
+  current.Configure(files);
+  while (said.empty()) current.Now();
+  EXPECT_THAT(said, AllOf(HasSubstr("sites.txt:5: "), Not(HasSubstr("sites.txt:6: ")),
+                          EndsWith("sites.txt: 2 more are left out\n")));
 }
 
 }  // namespace
