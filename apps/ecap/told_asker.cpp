@@ -24,8 +24,7 @@ class Groups final : public libecap::NamedValueVisitor {
 
 }  // namespace
 
-ToldAsker::ToldAsker(const libecap::host::Xaction &host, const host::Policy &policy)
-    : client_(host.option(libecap::metaClientIp)) {
+ToldAsker::ToldAsker(const libecap::host::Xaction &host, const host::Policy &policy) : host_(host) {
   if (policy.groups.empty()) return;
   user_ = host.option(libecap::metaUserName);
   Groups visitor(groups_);
@@ -33,9 +32,12 @@ ToldAsker::ToldAsker(const libecap::host::Xaction &host, const host::Policy &pol
 }
 
 host::Asker ToldAsker::Get() const noexcept {
-  return {.client = {client_.start, client_.size},
-          .user = {user_.start, user_.size},
-          .groups = groups_};
+  return {.client = host::ToldText(*this), .user = {user_.start, user_.size}, .groups = groups_};
+}
+
+std::string_view ToldAsker::Read() const {
+  if (!client_) client_ = host_.option(libecap::metaClientIp);
+  return {client_->start, client_->size};
 }
 
 }  // namespace velmora::ecap

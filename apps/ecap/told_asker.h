@@ -5,15 +5,18 @@
 
 #include <libecap/common/area.h>
 #include <libecap/host/xaction.h>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "host/policy/policy.h"
 
 namespace velmora::ecap {
 
-class ToldAsker {
+class ToldAsker final : private host::ToldText::Reader {
  public:
-  /// Users and groups are asked for where the policy has some.
+  /// Stands before the transaction's last call to `host`. The client is asked for when somebody
+  /// wants to know. Users and groups are asked for where the policy has some.
   ToldAsker(const libecap::host::Xaction &host, const host::Policy &policy);
   ToldAsker(const ToldAsker &) = delete;
   ToldAsker &operator=(const ToldAsker &) = delete;
@@ -22,7 +25,10 @@ class ToldAsker {
   host::Asker Get() const noexcept;
 
  private:
-  libecap::Area client_;
+  std::string_view Read() const override;
+
+  const libecap::host::Xaction &host_;
+  mutable std::optional<libecap::Area> client_;
   libecap::Area user_;
   std::string groups_;
 };

@@ -3,9 +3,10 @@
     request_bench.py [--modules build/release] [--rounds 7] [--seconds 2]
 
 wrk (8 connections) asks for 4,000 different addresses in turn, in the name of 40 pages, with a browser's
-headers; nginx answers each with the same 300 bytes. The subjects take turns; what counts is the processor
-time that Squid's worker spends on a request, round by round as a ratio. Velmora judges by the system's ad
-lists (`calm`); responses are left to Squid. Needs the packages nginx-light and wrk.
+headers; nginx answers each with the same 300 bytes. Both adapters have a service for responses too, whose
+rules Squid looks at and to which none goes; Velmora's has its settings. The subjects take turns; what counts
+is the processor time that Squid's worker spends on a request, round by round as a ratio. Velmora judges by
+the system's ad lists (`calm`). Needs the packages nginx-light and wrk.
 """
 
 import argparse
@@ -52,6 +53,10 @@ KEEP_MEMORY = {"MALLOC_TRIM_THRESHOLD_": str(1 << 28), "MALLOC_TOP_PAD_": str(1 
 IDLE = """\
 loadable_modules {library}
 ecap_enable on
+adaptation_send_client_ip on
+adaptation_send_username on
+ecap_service responses respmod_precache uri=ecap://velmora.bench/idle bypass=off
+adaptation_access responses deny all
 ecap_service idle reqmod_precache uri=ecap://velmora.bench/idle-requests bypass=off
 adaptation_access idle allow all
 """

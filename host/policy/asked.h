@@ -1,6 +1,7 @@
 // Asked: who asks for what, and when.
 #pragma once
 
+#include <concepts>
 #include <optional>
 #include <string_view>
 
@@ -10,10 +11,36 @@
 
 namespace velmora::host {
 
+/// A text, or what finds it: a proxy looks for it and copies it, which most questions do without.
+/// Either is the caller's.
+class ToldText {
+ public:
+  class Reader {
+   public:
+    /// The text is good for as long as this is.
+    virtual std::string_view Read() const = 0;
+
+   protected:
+    ~Reader() = default;
+  };
+
+  ToldText() = default;
+  // Whatever is a text already needs no word to say so.
+  template <std::convertible_to<std::string_view> Text>
+  ToldText(const Text &text) : text_(text) {}
+  explicit ToldText(const Reader &reader) : reader_(&reader) {}
+
+  operator std::string_view() const { return reader_ == nullptr ? text_ : reader_->Read(); }
+
+ private:
+  std::string_view text_{};
+  const Reader *reader_ = nullptr;
+};
+
 /// Who asks, as far as the proxy knows. The texts are the caller's.
 struct Asker {
   /// An IP address. An empty or unreadable one is a client that is not known.
-  std::string_view client{};
+  ToldText client{};
   /// Who has signed in to the proxy.
   std::string_view user{};
   /// Groups that the proxy's own configuration puts the client in, with commas between them.

@@ -91,7 +91,6 @@ const SiteCategory *Policy::BlockedSite(const PolicyAnswer &answer, const Asked 
 
 CategorySet Policy::Excepted(const Asked &asked) const {
   CategorySet excepted;
-  if (exceptions.empty()) return excepted;
   const auto now = std::chrono::system_clock::now();
   for (const Exception &exception : exceptions) {
     if (exception.AppliesTo(asked.Site(), asked.Client(), now))
@@ -101,7 +100,7 @@ CategorySet Policy::Excepted(const Asked &asked) const {
 }
 
 bool Policy::AllowsRequestsOf(const Asked &asked) const {
-  return Allows(asked) || Excepted(asked).Contains(CATEGORY_REQUESTS);
+  return Allows(asked) || (!exceptions.empty() && Excepted(asked).Contains(CATEGORY_REQUESTS));
 }
 
 std::vector<const PolicyRule *> Policy::RulesFor(const Asked &asked) const {
@@ -120,6 +119,7 @@ PolicyAnswer Policy::For(const Asked &asked) const {
   for (const PolicyRule &rule : rules) {
     if (rule.AppliesTo(asked, *clock)) Apply(rule.change, answer);
   }
+  if (exceptions.empty()) return answer;
   const CategorySet excepted = Excepted(asked);
   answer.is_allowed = excepted == CategorySet::All();
   answer.categories = answer.categories.Without(excepted);

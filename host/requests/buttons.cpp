@@ -105,7 +105,7 @@ WaysOn WaysOnFrom(const Filtering &filtering, const RequestHead &request, const 
     ways.link = request.url;
     return ways;
   }
-  if (request.who.client.empty()) return ways;
+  if (std::string_view(request.who.client).empty()) return ways;
   const bool allows_self = filtering.policy.For({request.url, request.who}).allows_self;
   // What somebody has decided about a site is not for whoever sees it to undo.
   if (is_by_site && !allows_self) return ways;

@@ -1,7 +1,6 @@
 #include "host/requests/request_kind.h"
 
 #include <algorithm>
-#include <optional>
 #include <vexlar/requests.h>
 
 #include "base/ascii.h"
@@ -92,19 +91,14 @@ std::string_view ExtensionOf(std::string_view url) noexcept {
   return dot == url.npos || dot < slash ? std::string_view() : url.substr(dot + 1);
 }
 
-/// What the browser says in Sec-Fetch-Dest; none where it says nothing.
-std::optional<RequestKind> ByDestination(const RequestHead &request) {
-  const std::string_view destination = request[FETCH_DEST];
-  if (destination.empty()) return std::nullopt;
-  if (const Named *const found = Find(DESTINATIONS, destination)) {
-    return RequestKind{found->types, found->use};
-  }
-  if (destination != "empty") return RequestKind{VEXLAR_TYPE_OTHER};
+/// What Sec-Fetch-Dest says without naming one of them.
+RequestKind ByOtherDestination(const RequestHead &request, std::string_view destination) {
+  if (destination != "empty") return {VEXLAR_TYPE_OTHER};
   const std::string_view mode = request[FETCH_MODE];
-  if (mode == "websocket") return RequestKind{VEXLAR_TYPE_WEBSOCKET};
-  if (request[PURPOSE].starts_with("prefetch")) return RequestKind{VEXLAR_TYPE_OTHER};
+  if (mode == "websocket") return {VEXLAR_TYPE_WEBSOCKET};
+  if (request[PURPOSE].starts_with("prefetch")) return {VEXLAR_TYPE_OTHER};
   const bool may_be_beacon = request.method == "POST" && mode == "no-cors";
-  return RequestKind{may_be_beacon ? BEACON_OR_FETCH : std::uint32_t{VEXLAR_TYPE_XMLHTTPREQUEST}};
+  return {may_be_beacon ? BEACON_OR_FETCH : std::uint32_t{VEXLAR_TYPE_XMLHTTPREQUEST}};
 }
 
 /// What is told without it.
@@ -136,9 +130,14 @@ bool IsPing(const RequestHead &request) {
 
 RequestKind WithoutPage(const RequestHead &request) {
   if (request.method == "CONNECT") return {VEXLAR_TYPE_OTHER, AnswerUse::TUNNEL};
-  if (base::EqualNoCase(request[UPGRADE], "websocket")) return {VEXLAR_TYPE_WEBSOCKET};
   if (IsPing(request)) return {VEXLAR_TYPE_PING};
-  if (const auto told = ByDestination(request)) return *told;
+  const std::string_view destination = request[FETCH_DEST];
+  if (const Named *const found = Find(DESTINATIONS, destination)) {
+    return {found->types, found->use};
+  }
+  // Browsers that name what it is for have a word for this, too, or none.
+  if (base::EqualNoCase(request[UPGRADE], "websocket")) return {VEXLAR_TYPE_WEBSOCKET};
+  if (!destination.empty()) return ByOtherDestination(request, destination);
   if (!request[REQUESTED_WITH].empty()) return {VEXLAR_TYPE_XMLHTTPREQUEST};
   return ByAccept(request);
 }
