@@ -21,7 +21,7 @@ from contextlib import ExitStack
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.append(str(ROOT / "tools" / "proxy"))
 
-from ad_judge import AdJudge  # noqa: E402
+from ad_judge import AdJudges  # noqa: E402
 from chromium import BrowserError, Chromium  # noqa: E402
 from comparison import as_json, compare  # noqa: E402
 from engine import ProxyError  # noqa: E402
@@ -39,14 +39,15 @@ def parse_arguments(arguments=None):
     parser = argparse.ArgumentParser(prog="./run pages", description=__doc__.split("\n")[0])
     parser.add_argument("folders", nargs="+", type=pathlib.Path, metavar="FOLDER",
                         help="saved pages, with their files where there are any")  # fmt: skip
-    parser.add_argument("--preset", default="calm", metavar="LIST",
+    parser.add_argument("--preset", metavar="LIST",
                         help="presets or categories, one after the other: calm,strict,classic,still,none "
-                        "(default: %(default)s)")  # fmt: skip
-    parser.add_argument("--policy", type=pathlib.Path, metavar="FILE", help="a policy file instead")
+                        "(default: calm, where there is no --policy)")  # fmt: skip
+    parser.add_argument("--policy", type=pathlib.Path, metavar="FILE", help="a policy file, after the presets")
     parser.add_argument("--ad-lists", type=pathlib.Path, nargs="+", default=[], metavar="LIST",
                         help="ad lists (default: those of the system)")  # fmt: skip
-    parser.add_argument("--judge", metavar="COMMAND",
-                        help="says what is an ad, in the lines of 'velmora ads --batch' (default: that)")  # fmt: skip
+    parser.add_argument("--judge", action="append", metavar="COMMAND",
+                        help="says what is an ad, in the lines of 'velmora ads --batch' (default: that; of "
+                        "several, any)")  # fmt: skip
     parser.add_argument("--only", nargs="+", metavar="PAGE", help="these pages alone, by name")
     parser.add_argument("--no-https", action="store_true",
                         help="encrypted traffic passes the proxy as it is")  # fmt: skip
@@ -115,7 +116,7 @@ class Measurement:
             )
             os.chmod(folder, 0o755)
             lists = [file.resolve() for file in self.options.ad_lists]
-            self.judge = AdJudge(self._judging_command(lists))
+            self.judge = AdJudges(self._judging_commands(lists))
             stack.callback(self.judge.stop)
             self.web = LocalWeb(folder, self.pages, self.judge.is_ad_host)
             stack.callback(self.web.stop)
@@ -130,19 +131,19 @@ class Measurement:
     def __exit__(self, *what):
         return self._stack.__exit__(*what)
 
-    def _judging_command(self, lists):
+    def _judging_commands(self, lists):
         if self.options.judge:
-            return shlex.split(self.options.judge)
+            return list(map(shlex.split, self.options.judge))
         command = [self.options.modules / "velmora", "ads", "--batch"]
-        return [*command, "--ad-lists", *lists] if lists else command
+        return [[*command, "--ad-lists", *lists] if lists else command]
 
     def _policies(self, lists):
+        ads = f"[ads]\nlists = {json.dumps(list(map(str, lists)))}\n" if lists else ""
+        presets = self.options.preset or ("" if self.options.policy else "calm")
+        for word in filter(None, presets.split(",")):
+            yield word, f"[filter]\nblock = {json.dumps(word)}\n{ads}"
         if self.options.policy:
             yield "policy", self.options.policy
-            return
-        ads = f"[ads]\nlists = {json.dumps(list(map(str, lists)))}\n" if lists else ""
-        for word in self.options.preset.split(","):
-            yield word, f"[filter]\nblock = {json.dumps(word)}\n{ads}"
 
     def _squid(self, folder, policy):
         https = not self.options.no_https

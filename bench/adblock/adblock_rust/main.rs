@@ -2,6 +2,8 @@
 //!
 //!   adblock_contender QUESTIONS LIST...             answers rows
 //!   adblock_contender --verdicts QUESTIONS LIST...  "blocked" or "none" and the rule, a line each
+//!   adblock_contender --batch LIST...               the same, of each line "TYPE<tab>PAGE URL<tab>URL" of
+//!                                                   standard input at once, as `velmora ads --batch` does
 //!
 //! QUESTIONS has lines "TYPE<tab>PAGE HOST<tab>URL". A row's name is read from standard input
 //! and answered with "AMOUNT WALL_SECONDS CPU_SECONDS".
@@ -63,6 +65,26 @@ fn requests(questions: &[Question]) -> Vec<Option<Request>> {
     questions.iter().map(request).collect()
 }
 
+fn verdict(engine: &Engine, request: Option<Request>) -> String {
+    let result = request.map(|request| engine.check_network_request(&request));
+    match result {
+        Some(result) if result.matched => format!("blocked\t{}", result.filter.unwrap_or_default()),
+        _ => "none\t".to_string(),
+    }
+}
+
+fn answer_batch(lists: &[String]) {
+    let engine = load(lists, true);
+    for line in std::io::stdin().lock().lines().map_while(Result::ok) {
+        let parts: Vec<&str> = line.splitn(3, '\t').collect();
+        let request = match parts[..] {
+            [kind, page, url] => Request::new(url, page, kind).ok(),
+            _ => None,
+        };
+        println!("{}", verdict(&engine, request));
+    }
+}
+
 fn cpu_seconds() -> f64 {
     let mut time = libc::timespec { tv_sec: 0, tv_nsec: 0 };
     // SAFETY: the call only writes to `time`.
@@ -72,12 +94,16 @@ fn cpu_seconds() -> f64 {
 
 fn main() {
     let mut arguments: Vec<String> = std::env::args().skip(1).collect();
-    let verdicts = arguments.first().map(String::as_str) == Some("--verdicts");
-    if verdicts {
+    let is_asked_for = |option| arguments.first().map(String::as_str) == Some(option);
+    let (verdicts, batch) = (is_asked_for("--verdicts"), is_asked_for("--batch"));
+    if verdicts || batch {
         arguments.remove(0);
     }
     let suffixes = std::fs::read_to_string(SUFFIXES).expect("the list of public suffixes");
     let _ = set_domain_resolver(Box::new(Resolver(suffixes.parse().expect("suffixes"))));
+    if batch {
+        return answer_batch(&arguments);
+    }
     let questions = read_questions(&arguments[0]);
     let lists = arguments[1..].to_vec();
     let bytes: u64 = lists.iter().map(|list| std::fs::metadata(list).map_or(0, |file| file.len())).sum();
@@ -85,11 +111,7 @@ fn main() {
     if verdicts {
         let engine = load(&lists, true);
         for request in requests(&questions) {
-            let result = request.map(|request| engine.check_network_request(&request));
-            match result {
-                Some(result) if result.matched => println!("blocked\t{}", result.filter.unwrap_or_default()),
-                _ => println!("none\t"),
-            }
+            println!("{}", verdict(&engine, request));
         }
         return;
     }
