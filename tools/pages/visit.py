@@ -328,6 +328,15 @@ class Visitor:
     def _note_error(self, url, text):
         self.visit.errors[f"{text[:300]} ({url.partition('?')[0]})"] += 1
 
+    def _frame_loads(self, _, what):
+        """Also what asks for nothing, such as a `srcdoc`."""
+        self._waiting.add(what["frameId"])
+        self._last = time.monotonic()
+
+    def _frame_rests(self, _, what):
+        self._waiting.discard(what["frameId"])
+        self._last = time.monotonic()
+
     def _dialog(self, session, _):
         self.browser.post("Page.handleJavaScriptDialog", session, accept=True)
 
@@ -344,6 +353,9 @@ HEARD = {
     "Log.entryAdded": Visitor._logged,
     "Page.frameNavigated": Visitor._navigated,
     "Page.loadEventFired": Visitor._load,
+    "Page.frameStartedLoading": Visitor._frame_loads,
+    "Page.frameStoppedLoading": Visitor._frame_rests,
+    "Page.frameDetached": Visitor._frame_rests,
     "Page.javascriptDialogOpening": Visitor._dialog,
     "Network.requestWillBeSent": Visitor._asked,
     "Network.webSocketCreated": Visitor._socket,
