@@ -15,7 +15,7 @@ namespace velmora::store {
 namespace {
 
 /// Goes up when the tables change: a store of another version is made anew.
-constexpr int VERSION = 1;
+constexpr int VERSION = 2;
 constexpr int BUSY_MS = 5000;
 
 // Texts that come again and again stand in a table of their own, and everywhere else is their
@@ -25,22 +25,30 @@ constexpr int BUSY_MS = 5000;
 // time. What it is, is a number: the category of what was blocked, below zero of another event
 // (`event_rows.h`). Its address is cut at the "?": what stands before it comes again.
 //
-// Sums are by the hour of the clock on the wall; `count` is of events, but for missing ones, which
-// one line counts, and `bytes` is what filtered bodies got shorter by. Who was where, only single
-// events tell, for as long as they are kept.
+// Events are found by their columns (`columns.h`), texts by their blocks (`text_search.h`).
+//
+// Sums are by the hour of the clock on the wall, and those of many rows by the day as well: the 24
+// hours, in whatever zone they were told, that begin on one day of UTC. `count` is of events, but
+// for missing ones, which one line counts, and `bytes` is what filtered bodies got shorter by. Who
+// was where, only single events tell, for as long as they are kept.
 constexpr char TABLES[] = R"(
   CREATE TABLE logs (
     first_line BLOB PRIMARY KEY, position INTEGER NOT NULL, finished_size INTEGER NOT NULL,
     fed INTEGER NOT NULL) WITHOUT ROWID;
   CREATE TABLE texts (
     id INTEGER PRIMARY KEY, kind INTEGER NOT NULL, text TEXT NOT NULL, UNIQUE (kind, text));
-  CREATE VIRTUAL TABLE address_search USING fts5 (
-    text, content = 'texts', content_rowid = 'id', tokenize = 'trigram', detail = 'none');
+  CREATE TABLE text_blocks (last INTEGER PRIMARY KEY, data BLOB NOT NULL);
   CREATE TABLE events (
     key INTEGER PRIMARY KEY, what INTEGER NOT NULL, client INTEGER, site INTEGER, rule INTEGER,
     address INTEGER, page INTEGER, id, response, query TEXT, page_query TEXT, pid INTEGER,
     number INTEGER, bytes INTEGER, offset INTEGER, item TEXT, type TEXT, detail TEXT, judged TEXT,
     reason TEXT);
+  CREATE TABLE recent (key INTEGER PRIMARY KEY);
+  CREATE TABLE segments (
+    number INTEGER PRIMARY KEY, first INTEGER NOT NULL, last INTEGER NOT NULL,
+    count INTEGER NOT NULL);
+  CREATE INDEX segments_last ON segments (last);
+  CREATE TABLE columns (place INTEGER PRIMARY KEY, data BLOB NOT NULL);
   CREATE TABLE hour_sums (
     hour INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
     PRIMARY KEY (hour, what)) WITHOUT ROWID;
@@ -53,30 +61,26 @@ constexpr char TABLES[] = R"(
   CREATE TABLE rule_sums (
     hour INTEGER, rule INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
     PRIMARY KEY (hour, rule, what)) WITHOUT ROWID;
-)";
-
-// Newest first within a value; those of three also hold all that sums want, so that adding up a
-// million events of one site reads no event.
-constexpr char INDEXES[] = R"(
-  CREATE INDEX IF NOT EXISTS events_what ON events (what);
-  CREATE INDEX IF NOT EXISTS events_client ON events (client, key, what, site, rule, bytes)
-    WHERE client IS NOT NULL;
-  CREATE INDEX IF NOT EXISTS events_site ON events (site, key, what, client, rule, bytes)
-    WHERE site IS NOT NULL;
-  CREATE INDEX IF NOT EXISTS events_rule ON events (rule, key, what, client, site, bytes)
-    WHERE rule IS NOT NULL;
-  CREATE INDEX IF NOT EXISTS events_address ON events (address) WHERE address IS NOT NULL;
-  CREATE INDEX IF NOT EXISTS events_page ON events (page) WHERE page IS NOT NULL;
-  CREATE INDEX IF NOT EXISTS events_id ON events (id) WHERE id IS NOT NULL;
+  CREATE TABLE client_days (
+    hour INTEGER, client INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
+    PRIMARY KEY (hour, client, what)) WITHOUT ROWID;
+  CREATE TABLE site_days (
+    hour INTEGER, site INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
+    PRIMARY KEY (hour, site, what)) WITHOUT ROWID;
+  CREATE TABLE rule_days (
+    hour INTEGER, rule INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
+    PRIMARY KEY (hour, rule, what)) WITHOUT ROWID;
 )";
 
 [[noreturn]] void ThrowErrno(const std::filesystem::path &file) {
   throw std::system_error(errno, std::generic_category(), file.string());
 }
 
-SQLite::Database Open(const std::filesystem::path &file, int flags) {
+/// What is wrong with the file, as this store says it.
+template <class Function>
+auto Saying(const std::filesystem::path &file, Function function) {
   try {
-    return SQLite::Database(file.string(), flags, BUSY_MS);
+    return function();
   } catch (const SQLite::Exception &error) {
     if (IsDamage(error)) throw DamagedStore(file.string() + ": " + error.what());
     throw std::system_error(std::make_error_code(std::errc::io_error),
@@ -84,20 +88,20 @@ SQLite::Database Open(const std::filesystem::path &file, int flags) {
   }
 }
 
+SQLite::Database Open(const std::filesystem::path &file, int flags) {
+  return Saying(file, [&] { return SQLite::Database(file.string(), flags, BUSY_MS); });
+}
+
 /// Throws what `Open` does when the file is no store of this version; answers whether it is empty.
 bool IsEmpty(SQLite::Database &database, const std::filesystem::path &file) {
-  try {
+  return Saying(file, [&] {
     const int version = database.execAndGet("PRAGMA user_version").getInt();
     if (version == VERSION) return false;
     if (version == 0 && database.execAndGet("SELECT count(*) FROM sqlite_schema").getInt() == 0) {
       return true;
     }
     throw DamagedStore(file.string() + ": of another version");
-  } catch (const SQLite::Exception &error) {
-    if (IsDamage(error)) throw DamagedStore(file.string() + ": " + error.what());
-    throw std::system_error(std::make_error_code(std::errc::io_error),
-                            file.string() + ": " + error.what());
-  }
+  });
 }
 
 /// The file as the log is: what stands in it is nobody else's business either.
@@ -122,7 +126,9 @@ SQLite::Database OpenToRead(const std::filesystem::path &file) {
   if (access(file.c_str(), R_OK) != 0) ThrowErrno(file);
   SQLite::Database database = Open(file, SQLite::OPEN_READONLY);
   if (IsEmpty(database, file)) throw DamagedStore(file.string() + ": nothing in it yet");
-  database.exec("PRAGMA cache_size = -32768; PRAGMA mmap_size = 1073741824");
+  Saying(file, [&] {
+    return database.exec("PRAGMA cache_size = -32768; PRAGMA mmap_size = 2147418112");
+  });
   return database;
 }
 
@@ -130,6 +136,8 @@ SQLite::Database OpenToWrite(const std::filesystem::path &file, const std::files
   if (!std::filesystem::exists(file)) MakeFile(file, log);
   SQLite::Database database = Open(file, SQLite::OPEN_READWRITE);
   const bool is_empty = IsEmpty(database, file);
+  // Columns and blocks are read whole: in large pages they hang together.
+  if (is_empty) database.exec("PRAGMA page_size = 16384");
   // Readers need the files beside it, and may not be allowed to make them.
   int stays = 1;
   sqlite3_file_control(database.getHandle(), "main", SQLITE_FCNTL_PERSIST_WAL, &stays);
@@ -147,10 +155,6 @@ SQLite::Database OpenToWrite(const std::filesystem::path &file, const std::files
     transaction.commit();
   }
   return database;
-}
-
-void MakeIndexes(SQLite::Database &database) {
-  database.exec(INDEXES);
 }
 
 void RemoveStore(const std::filesystem::path &file) noexcept {

@@ -13,9 +13,6 @@ SQLite::Database OpenToRead(const std::filesystem::path &file);
 /// there. Throws `DamagedStore`, `std::system_error`.
 SQLite::Database OpenToWrite(const std::filesystem::path &file, const std::filesystem::path &log);
 
-/// The indexes by which single events are found; a store that is filled anew gets them afterwards.
-void MakeIndexes(SQLite::Database &database);
-
 /// Removes the file with what SQLite keeps beside it.
 void RemoveStore(const std::filesystem::path &file) noexcept;
 

@@ -29,7 +29,8 @@ constexpr std::uint64_t Counts::*NUMBERS[] = {
 constexpr std::string_view ID_LETTERS = "0123456789abcdefghjkmnpqrstvwxyz";
 constexpr std::size_t ID_LENGTH = 10;
 
-std::optional<std::int64_t> NumberOfId(std::string_view id) noexcept {
+/// Of an id as `host::MakeBlockId` makes them.
+std::optional<std::int64_t> NumberOfMadeId(std::string_view id) noexcept {
   if (id.size() != ID_LENGTH) return std::nullopt;
   std::int64_t number = 0;
   for (const char letter : id) {
@@ -65,6 +66,7 @@ std::int64_t WhatOf(const host::Event &event) noexcept {
 }
 
 EventKind KindOf(std::int64_t what) noexcept {
+  if (what >= 0) return EventKind::BLOCKED;
   const auto found = std::ranges::find(KIND_NUMBERS, what, &KindNumber::number);
   return found == std::end(KIND_NUMBERS) ? EventKind::BLOCKED : found->kind;
 }
@@ -112,9 +114,18 @@ void Subtract(Counts &counts, const Counts &others) noexcept {
   counts.bytes_saved -= others.bytes_saved;
 }
 
+std::int64_t NumberOfId(std::string_view id) noexcept {
+  if (id.empty()) return 0;
+  if (const auto number = NumberOfMadeId(id)) return *number + 1;
+  // FNV-1a, apart from the others by its second highest bit.
+  std::uint64_t hash = 0xCBF29CE484222325U;
+  for (const char c : id) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+  return static_cast<std::int64_t>((hash >> 2U) | std::uint64_t{1} << 62U);
+}
+
 void BindId(SQLite::Statement &statement, int place, const std::string &id) {
   if (id.empty()) return statement.bind(place);
-  if (const auto number = NumberOfId(id)) return statement.bind(place, *number);
+  if (const auto number = NumberOfMadeId(id)) return statement.bind(place, *number);
   statement.bind(place, id);
 }
 

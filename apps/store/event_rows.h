@@ -27,6 +27,13 @@ inline Time TimeOf(std::int64_t key) noexcept {
 /// `BeginningOfHour` in seconds.
 std::int64_t HourOf(Time time);
 
+/// Of 24 hours the first, so that each lies in one day whatever zone it was told in.
+constexpr std::int64_t DayOf(std::int64_t hour) noexcept {
+  constexpr std::int64_t DAY = 86'400;
+  const std::int64_t in_day = hour % DAY;
+  return hour - in_day - (in_day < 0 ? DAY : 0);
+}
+
 /// The category of what was blocked, below zero of another event.
 std::int64_t WhatOf(const host::Event &event) noexcept;
 std::int64_t WhatOf(host::EventKind kind) noexcept;
@@ -36,6 +43,8 @@ host::EventKind KindOf(std::int64_t what) noexcept;
 void Add(Counts &counts, std::int64_t what, std::int64_t count, std::int64_t bytes) noexcept;
 void Subtract(Counts &counts, const Counts &others) noexcept;
 
+/// An id as a number that is above zero, the same in every process; 0 for none.
+std::int64_t NumberOfId(std::string_view id) noexcept;
 /// Ids as `host::MakeBlockId` makes them are bound as a number, which takes less room, others as
 /// they are; none as nothing.
 void BindId(SQLite::Statement &statement, int place, const std::string &id);

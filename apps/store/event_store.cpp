@@ -1,9 +1,10 @@
 #include "store/event_store.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
-#include <limits>
+#include <algorithm>
 #include <system_error>
 
+#include "store/columns.h"
 #include "store/database.h"
 #include "store/event_rows.h"
 #include "store/event_walk.h"
@@ -95,8 +96,7 @@ EventStore::~EventStore() = default;
 EventPage EventStore::Events(const Filter &filter, std::size_t most,
                              std::optional<std::int64_t> before) const {
   return parts_->Ask([&] {
-    KeyRange range{std::numeric_limits<std::int64_t>::min(),
-                   std::numeric_limits<std::int64_t>::max()};
+    KeyRange range = ALL_KEYS;
     if (filter.from) range.first = KeyOf(*filter.from);
     if (filter.until) range.end = KeyOf(*filter.until);
     if (before) range.end = std::min(range.end, *before);

@@ -146,7 +146,6 @@ FedLog FeedOnce(const host::EventLogOptions &log) {
         }
       }
     }
-    MakeIndexes(database);
     DropOld(database, log);
   } catch (const SQLite::Exception &error) {
     if (IsDamage(error)) throw DamagedStore(store.string() + ": " + error.what());

@@ -10,19 +10,19 @@ namespace {
 
 /// The numbers of the texts that something is true of.
 template <class Predicate>
-Numbers Find(SQLite::Database &database, TextKind kind, Predicate is_meant) {
-  Numbers numbers;
+NumberSet Find(SQLite::Database &database, TextKind kind, Predicate is_meant) {
+  NumberSet numbers;
   SQLite::Statement texts(database, "SELECT id, text FROM texts WHERE kind = ?");
   texts.bind(1, static_cast<int>(kind));
   while (texts.executeStep()) {
     if (is_meant(std::string(texts.getColumn(1).getText()))) {
-      numbers.insert(texts.getColumn(0).getInt64());
+      numbers.Insert(texts.getColumn(0).getInt64());
     }
   }
   return numbers;
 }
 
-Numbers ClientsIn(SQLite::Database &database, const std::vector<host::ClientNetwork> &networks) {
+NumberSet ClientsIn(SQLite::Database &database, const std::vector<host::ClientNetwork> &networks) {
   return Find(database, TextKind::CLIENT, [&](const std::string &text) {
     // It may have been written as a network.
     const auto address = host::ClientAddress::Parse(text.substr(0, text.find('/')));
@@ -32,22 +32,22 @@ Numbers ClientsIn(SQLite::Database &database, const std::vector<host::ClientNetw
   });
 }
 
-Numbers WhatsOf(const Filter &filter) {
-  Numbers whats;
+NumberSet WhatsOf(const Filter &filter) {
+  NumberSet whats;
   const auto is_asked = [&](host::EventKind kind) {
     return filter.kinds.empty() || std::ranges::find(filter.kinds, kind) != filter.kinds.end();
   };
   if (is_asked(host::EventKind::BLOCKED)) {
     for (const host::Category &category : host::CATEGORY_TABLE) {
       if (!filter.categories || filter.categories->Contains(category.code)) {
-        whats.insert(category.code);
+        whats.Insert(category.code);
       }
     }
-    if (!filter.categories) whats.insert(0);
+    if (!filter.categories) whats.Insert(0);
   }
   if (filter.categories) return whats;
   for (const host::EventKind kind : filter.kinds) {
-    if (kind != host::EventKind::BLOCKED) whats.insert(WhatOf(kind));
+    if (kind != host::EventKind::BLOCKED) whats.Insert(WhatOf(kind));
   }
   return whats;
 }

@@ -5,13 +5,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <unordered_set>
 
 #include "store/event_store.h"
+#include "store/number_set.h"
 
 namespace velmora::store {
-
-using Numbers = std::unordered_set<std::int64_t>;
 
 /// What a filter looks at in a row; 0 where the row holds nothing.
 struct RowNumbers {
@@ -28,26 +26,29 @@ class Matcher {
 
   bool Passes(const RowNumbers &row) const {
     return PassesWhat(row.what) && PassesClient(row.client) &&
-           (!sites_ || sites_->contains(row.site)) && (!rules_ || rules_->contains(row.rule));
+           (!sites_ || sites_->Contains(row.site)) && (!rules_ || rules_->Contains(row.rule));
   }
 
   /// The numbers asked for; none where all pass.
-  const std::optional<Numbers> &Whats() const noexcept { return whats_; }
-  const std::optional<Numbers> &Clients() const noexcept { return clients_; }
-  const std::optional<Numbers> &Sites() const noexcept { return sites_; }
-  const std::optional<Numbers> &Rules() const noexcept { return rules_; }
+  const std::optional<NumberSet> &Whats() const noexcept { return whats_; }
+  const std::optional<NumberSet> &Clients() const noexcept { return clients_; }
+  /// The clients that do not pass.
+  const std::optional<NumberSet> &WithoutClients() const noexcept { return without_clients_; }
+  const std::optional<NumberSet> &Sites() const noexcept { return sites_; }
+  const std::optional<NumberSet> &Rules() const noexcept { return rules_; }
 
  private:
-  bool PassesWhat(std::int64_t what) const { return !whats_ || whats_->contains(what); }
+  bool PassesWhat(std::int64_t what) const { return !whats_ || whats_->Contains(what); }
   bool PassesClient(std::int64_t client) const {
-    return (!clients_ || clients_->contains(client)) && !without_clients_.contains(client);
+    return (!clients_ || clients_->Contains(client)) &&
+           !(without_clients_ && without_clients_->Contains(client));
   }
 
-  std::optional<Numbers> whats_;
-  std::optional<Numbers> clients_;
-  Numbers without_clients_;
-  std::optional<Numbers> sites_;
-  std::optional<Numbers> rules_;
+  std::optional<NumberSet> whats_;
+  std::optional<NumberSet> clients_;
+  std::optional<NumberSet> without_clients_;
+  std::optional<NumberSet> sites_;
+  std::optional<NumberSet> rules_;
 };
 
 }  // namespace velmora::store

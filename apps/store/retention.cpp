@@ -1,9 +1,15 @@
 #include "store/retention.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
+#include <vector>
 
+#include "store/columns.h"
 #include "store/event_rows.h"
+#include "store/number_set.h"
+#include "store/rows.h"
+#include "store/text_search.h"
 #include "store/texts.h"
 
 namespace velmora::store {
@@ -29,28 +35,49 @@ void Repeat(SQLite::Database &database, const std::string &sql, std::int64_t lim
   } while (statement.exec() > 0);
 }
 
+/// Drops what no event names any more; of the other kinds of texts sums tell.
+void DropAddresses(SQLite::Database &database) {
+  NumberSet used;
+  Segments(database).ForEach(ALL_KEYS, [&](Segment &segment) {
+    for (const Column column : {Column::ADDRESS, Column::PAGE}) {
+      for (const std::int64_t number : segment[column]) used.Insert(number);
+    }
+    return true;
+  });
+  std::vector<std::int64_t> unused;
+  Rows all(database, "SELECT id FROM texts WHERE kind = ?");
+  all.Begin(static_cast<std::int64_t>(TextKind::ADDRESS));
+  while (all.Next()) {
+    if (!used.Contains(all[0])) unused.push_back(all[0]);
+  }
+  Rows drop(database, "DELETE FROM texts WHERE id = ?");
+  for (const std::int64_t number : unused) {
+    drop.Begin(number);
+    drop.Next();
+  }
+}
+
 void DropEvents(SQLite::Database &database, Time oldest) {
+  {
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    DropBefore(database, KeyOf(oldest));
+    DropAddresses(database);
+    RemakeTextBlocks(database);
+    transaction.commit();
+  }
+  // Nothing finds them any more, and where this ends early it is gone on with the next time.
   Repeat(
       database,
       "DELETE FROM events WHERE key IN (SELECT key FROM events WHERE key < ? ORDER BY key LIMIT " +
           std::to_string(ROWS) + ")",
       KeyOf(oldest));
-  const std::string unused =
-      "FROM texts WHERE kind = " + std::to_string(static_cast<int>(TextKind::ADDRESS)) +
-      " AND NOT EXISTS (SELECT 1 FROM events WHERE events.address = texts.id)"
-      " AND NOT EXISTS (SELECT 1 FROM events WHERE events.page = texts.id)";
-  SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
-  database.exec(
-      "INSERT INTO address_search (address_search, rowid, text) SELECT 'delete', id, text " +
-      unused);
-  database.exec("DELETE " + unused);
-  transaction.commit();
 }
 
 void DropSums(SQLite::Database &database, Time oldest) {
   SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
   int dropped = 0;
-  for (const char *const table : {"hour_sums", "client_sums", "site_sums", "rule_sums"}) {
+  for (const char *const table : {"hour_sums", "client_sums", "site_sums", "rule_sums",
+                                  "client_days", "site_days", "rule_days"}) {
     SQLite::Statement old(database, std::string("DELETE FROM ") + table + " WHERE hour < ?");
     old.bind(1, Seconds(oldest));
     dropped += old.exec();
@@ -64,6 +91,7 @@ void DropSums(SQLite::Database &database, Time oldest) {
     drop_texts(TextKind::CLIENT, "client_sums", "client");
     drop_texts(TextKind::SITE, "site_sums", "site");
     drop_texts(TextKind::RULE, "rule_sums", "rule");
+    RemakeTextBlocks(database);
   }
   database.exec("DELETE FROM logs WHERE fed < unixepoch() - 35000000");
   transaction.commit();

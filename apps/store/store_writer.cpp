@@ -6,6 +6,7 @@
 
 #include "host/web/url.h"
 #include "store/event_rows.h"
+#include "store/text_search.h"
 
 namespace velmora::store {
 namespace {
@@ -50,7 +51,7 @@ std::int64_t NumberOf(const host::Event &event) noexcept {
 
 }  // namespace
 
-std::size_t StoreWriter::PlaceHash::operator()(const Place &place) const noexcept {
+std::size_t StoreWriter::PlaceHash::operator()(const Place &place) const {
   std::uint64_t mixed = 0;
   for (const std::int64_t part : {place.hour, place.client, place.site, place.rule, place.what}) {
     mixed = (mixed ^ static_cast<std::uint64_t>(part)) * 0x9E3779B97F4A7C15U;
@@ -60,34 +61,32 @@ std::size_t StoreWriter::PlaceHash::operator()(const Place &place) const noexcep
 }
 
 StoreWriter::StoreWriter(SQLite::Database &database, Time oldest)
-    : texts_(database),
+    : database_(database),
+      texts_(database),
+      segments_(database),
       oldest_(KeyOf(oldest)),
       insert_(database, INSERT),
       last_key_(database, "SELECT max(key) FROM events WHERE key BETWEEN ? AND ?") {
-  const std::pair<const char *, std::int64_t Place::*> hour{"hour", &Place::hour},
-      what{"what", &Place::what}, client{"client", &Place::client}, site{"site", &Place::site},
-      rule{"rule", &Place::rule};
-  tables_.push_back(MakeTable(database, "hour_sums", {hour, what}));
-  tables_.push_back(MakeTable(database, "client_sums", {hour, client, what}));
-  tables_.push_back(MakeTable(database, "site_sums", {hour, site, what}));
-  tables_.push_back(MakeTable(database, "rule_sums", {hour, rule, what}));
+  tables_.push_back(MakeTable(database, nullptr, nullptr));
+  tables_.push_back(MakeTable(database, "client", &Place::client));
+  tables_.push_back(MakeTable(database, "site", &Place::site));
+  tables_.push_back(MakeTable(database, "rule", &Place::rule));
 }
 
-StoreWriter::SumTable StoreWriter::MakeTable(
-    SQLite::Database &database, const std::string &name,
-    const std::vector<std::pair<const char *, std::int64_t Place::*>> &columns) {
-  std::string names;
-  std::string values;
-  std::vector<std::int64_t Place::*> members;
-  for (const auto &[column, member] : columns) {
-    names += std::string(column) + ", ";
-    values += "?, ";
-    members.push_back(member);
-  }
-  const std::string sql = "INSERT INTO " + name + " (" + names + "count, bytes) VALUES (" + values +
-                          "?, ?) ON CONFLICT DO UPDATE SET count = count + excluded.count, "
-                          "bytes = bytes + excluded.bytes";
-  return {SQLite::Statement(database, sql), std::move(members)};
+StoreWriter::SumTable StoreWriter::MakeTable(SQLite::Database &database, const char *column,
+                                             std::int64_t Place::*member) {
+  const bool is_of_all = column == nullptr;
+  const std::string what = is_of_all ? "" : std::string(", ") + column;
+  const auto add = [&](const std::string &table) {
+    return SQLite::Statement(
+        database, "INSERT INTO " + table + " (hour" + what + ", what, count, bytes) VALUES (?" +
+                      (is_of_all ? "" : ", ?") +
+                      ", ?, ?, ?) ON CONFLICT DO UPDATE SET count = count + excluded.count, "
+                      "bytes = bytes + excluded.bytes");
+  };
+  if (is_of_all) return {add("hour_sums"), std::nullopt, {&Place::hour, &Place::what}};
+  const std::string name(column);
+  return {add(name + "_sums"), add(name + "_days"), {&Place::hour, member, &Place::what}};
 }
 
 void StoreWriter::Add(const host::Event &event) {
@@ -122,15 +121,23 @@ void StoreWriter::AddRow(const host::Event &event, const Place &place) {
   const std::string page_query(page.query);
   // Where there is a rule, its text says it.
   const std::string detail = place.rule == 0 ? event.detail : std::string();
+  // In the order of `Column`.
+  const ColumnRow row = {FreeKey(event.time),
+                         place.what,
+                         place.client,
+                         place.site,
+                         place.rule,
+                         texts_.Number(TextKind::ADDRESS, url.address),
+                         texts_.Number(TextKind::ADDRESS, page.address),
+                         NumberOfId(event.id),
+                         event.saved,
+                         NumberOf(event)};
+  segments_.Add(row);
   insert_.reset();
   Binder binder(insert_);
-  binder.Number(FreeKey(event.time));
-  binder.Number(place.what);
-  binder.NumberOrNone(place.client);
-  binder.NumberOrNone(place.site);
-  binder.NumberOrNone(place.rule);
-  binder.NumberOrNone(texts_.Number(TextKind::ADDRESS, url.address));
-  binder.NumberOrNone(texts_.Number(TextKind::ADDRESS, page.address));
+  binder.Number(row[0]);
+  binder.Number(row[1]);
+  for (std::size_t column = 2; column <= 6; ++column) binder.NumberOrNone(row[column]);
   binder.Id(event.id);
   binder.Id(event.response);
   binder.Text(query);
@@ -184,33 +191,52 @@ std::int64_t StoreWriter::Hour(Time time) {
   return hour_;
 }
 
+void StoreWriter::Write(SQLite::Statement &add, const std::vector<std::int64_t Place::*> &columns,
+                        const Sums &sums) {
+  // In the order of the table: what is near each other is written together.
+  std::vector<std::pair<std::vector<std::int64_t>, Amount>> rows;
+  rows.reserve(sums.size());
+  for (const auto &[place, amount] : sums) {
+    std::vector<std::int64_t> row;
+    for (const auto member : columns) row.push_back(place.*member);
+    rows.emplace_back(std::move(row), amount);
+  }
+  std::ranges::sort(
+      rows, {}, [](const auto &row) -> const auto & { return row.first; });
+  for (const auto &[row, amount] : rows) {
+    add.reset();
+    Binder binder(add);
+    for (const std::int64_t number : row) binder.Number(number);
+    binder.Number(amount.count);
+    binder.Number(amount.bytes);
+    add.exec();
+  }
+}
+
 void StoreWriter::Finish() {
   for (SumTable &table : tables_) {
-    // In the order of the table: what is near each other is written together.
-    std::vector<std::pair<std::vector<std::int64_t>, Amount>> rows;
-    rows.reserve(table.sums.size());
-    for (const auto &[place, amount] : table.sums) {
-      std::vector<std::int64_t> row;
-      for (const auto member : table.columns) row.push_back(place.*member);
-      rows.emplace_back(std::move(row), amount);
-    }
-    std::ranges::sort(
-        rows, {}, [](const auto &row) -> const auto & { return row.first; });
-    for (const auto &[row, amount] : rows) {
-      table.add.reset();
-      Binder binder(table.add);
-      for (const std::int64_t number : row) binder.Number(number);
-      binder.Number(amount.count);
-      binder.Number(amount.bytes);
-      table.add.exec();
+    Write(table.add, table.columns, table.sums);
+    if (table.add_day) {
+      Sums days;
+      for (const auto &[place, amount] : table.sums) {
+        Place in_day = place;
+        in_day.hour = DayOf(place.hour);
+        Amount &day = days[in_day];
+        day.count += amount.count;
+        day.bytes += amount.bytes;
+      }
+      Write(*table.add_day, table.columns, days);
     }
     table.sums.clear();
   }
+  segments_.Finish();
+  MakeTextBlocks(database_);
   last_keys_.clear();
 }
 
 void StoreWriter::Forget() {
   for (SumTable &table : tables_) table.sums.clear();
+  segments_.Forget();
   last_keys_.clear();
   highest_.reset();
   texts_.Forget();

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/events/event.h"
+#include "store/columns.h"
 #include "store/event_store.h"
 #include "store/texts.h"
 
@@ -39,23 +40,28 @@ class StoreWriter {
 
     auto operator<=>(const Place &) const = default;
   };
+  /// Not `noexcept`, so that maps keep what it answers.
   struct PlaceHash {
-    std::size_t operator()(const Place &place) const noexcept;
+    std::size_t operator()(const Place &place) const;
   };
   struct Amount {
     std::int64_t count = 0;
     std::int64_t bytes = 0;
   };
+  using Sums = std::unordered_map<Place, Amount, PlaceHash>;
   /// A table of sums: what its rows are told apart by, in the order of its columns.
   struct SumTable {
     SQLite::Statement add;
+    /// To the table of the same by the day, where there is one.
+    std::optional<SQLite::Statement> add_day;
     std::vector<std::int64_t Place::*> columns;
-    std::unordered_map<Place, Amount, PlaceHash> sums{};
+    Sums sums{};
   };
 
-  static SumTable MakeTable(
-      SQLite::Database &database, const std::string &name,
-      const std::vector<std::pair<const char *, std::int64_t Place::*>> &columns);
+  static SumTable MakeTable(SQLite::Database &database, const char *column,
+                            std::int64_t Place::*member);
+  static void Write(SQLite::Statement &add, const std::vector<std::int64_t Place::*> &columns,
+                    const Sums &sums);
   void AddRow(const host::Event &event, const Place &place);
   void AddToSums(const host::Event &event, const Place &place);
   /// The highest key from `first` to `last` that there is.
@@ -63,7 +69,9 @@ class StoreWriter {
   std::int64_t FreeKey(Time time);
   std::int64_t Hour(Time time);
 
+  SQLite::Database &database_;
   Texts texts_;
+  SegmentWriter segments_;
   const std::int64_t oldest_;
   SQLite::Statement insert_;
   SQLite::Statement last_key_;

@@ -16,13 +16,44 @@
 namespace velmora::store {
 namespace {
 
-using Groups = std::unordered_map<std::int64_t, Counts>;
+/// Counts by a number, of a text or of an hour.
+class Groups {
+ public:
+  Counts &operator[](std::int64_t number) {
+    // Events of one hour, and often of one page, follow each other.
+    if (last_ != nullptr && number == last_number_) return *last_;
+    last_number_ = number;
+    last_ = &Find(number);
+    return *last_;
+  }
+  auto begin() const { return groups_.begin(); }
+  auto end() const { return groups_.end(); }
+
+ private:
+  /// Texts have small numbers: these are found without a search.
+  static constexpr std::int64_t SMALL = std::int64_t{1} << 22;
+
+  Counts &Find(std::int64_t number) {
+    if (number < 0 || number >= SMALL) return groups_[number];
+    const auto place = static_cast<std::size_t>(number);
+    if (place >= small_.size()) small_.resize(place + 1);
+    if (small_[place] == nullptr) small_[place] = &groups_[number];
+    return *small_[place];
+  }
+
+  std::unordered_map<std::int64_t, Counts> groups_;
+  std::vector<Counts *> small_;
+  std::int64_t last_number_ = 0;
+  Counts *last_ = nullptr;
+};
 
 /// What rows are told apart by, as bits.
 enum Part : unsigned { CLIENT = 1, SITE = 2, RULE = 4, TEXT = 8 };
 
 struct SumTable {
-  const char *name;
+  const char *hours;
+  /// The same by the day.
+  const char *days;
   unsigned part;
   const char *column = nullptr;
   std::int64_t RowNumbers::*number = nullptr;
@@ -30,31 +61,38 @@ struct SumTable {
 
 /// The smallest first.
 constexpr SumTable SUM_TABLES[] = {
-    {"hour_sums", 0},
-    {"client_sums", CLIENT, "client", &RowNumbers::client},
-    {"site_sums", SITE, "site", &RowNumbers::site},
-    {"rule_sums", RULE, "rule", &RowNumbers::rule},
+    {"hour_sums", nullptr, 0},
+    {"client_sums", "client_days", CLIENT, "client", &RowNumbers::client},
+    {"site_sums", "site_days", SITE, "site", &RowNumbers::site},
+    {"rule_sums", "rule_days", RULE, "rule", &RowNumbers::rule},
 };
 
 constexpr std::int64_t HOUR = 3600;
 
-/// Whole hours.
-struct Hours {
-  std::int64_t first = std::numeric_limits<std::int64_t>::min();
-  /// The last one that begins before the end.
-  std::int64_t last = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t DAY = 24 * HOUR;
+constexpr std::int64_t KEYS_OF_SECOND = KEYS * 1000;
 
-  explicit Hours(const Filter &filter) {
-    if (filter.from) first = HourOf(*filter.from);
-    if (filter.until) last = HourOf(*filter.until - std::chrono::milliseconds(1));
-  }
-  KeyRange Keys() const noexcept {
-    constexpr std::int64_t KEYS_OF_SECOND = KEYS * 1000;
-    constexpr std::int64_t MOST = std::numeric_limits<std::int64_t>::max() / KEYS_OF_SECOND - HOUR;
-    return {std::clamp(first, -MOST, MOST) * KEYS_OF_SECOND,
-            (std::clamp(last, -MOST, MOST) + HOUR) * KEYS_OF_SECOND};
-  }
+/// The beginnings of hours or of days, from the first one on and before the end.
+struct Span {
+  std::int64_t first = 0;
+  std::int64_t end = 0;
 };
+
+/// The hours that a filter takes in, whole ones.
+Span HoursOf(const Filter &filter) {
+  // What a key can say.
+  constexpr std::int64_t MOST =
+      std::numeric_limits<std::int64_t>::max() / KEYS_OF_SECOND / DAY * DAY - DAY;
+  Span hours{-MOST, MOST};
+  if (filter.from) hours.first = HourOf(*filter.from);
+  if (filter.until) hours.end = HourOf(*filter.until - std::chrono::milliseconds(1)) + 1;
+  return hours;
+}
+
+/// The keys of what happened in these hours.
+KeyRange KeysOf(const Span &hours) noexcept {
+  return {hours.first * KEYS_OF_SECOND, (hours.end - 1 + HOUR) * KEYS_OF_SECOND};
+}
 
 unsigned PartsOf(const Filter &filter) {
   return (filter.clients.empty() ? 0U : CLIENT) | (filter.sites.IsEmpty() ? 0U : SITE) |
@@ -92,39 +130,101 @@ std::int64_t GroupOf(Dimension by, std::int64_t hour, const RowNumbers &row) noe
   return 0;
 }
 
-Groups FromTable(SQLite::Database &database, const SumTable &table, Dimension by,
-                 const Hours &hours, const Filter &filter) {
-  const Matcher matcher(database, filter);
-  Rows rows(database, std::string("SELECT hour, what, count, bytes") +
-                          (table.column == nullptr ? "" : std::string(", ") + table.column) +
-                          " FROM " + table.name + " WHERE hour >= ? AND hour <= ?");
-  rows.Begin(hours.first, hours.last);
-  Groups groups;
-  while (rows.Next()) {
-    RowNumbers row{.what = rows[1]};
-    if (table.column != nullptr) row.*table.number = rows[4];
-    if (matcher.Passes(row)) Add(groups[GroupOf(by, rows[0], row)], row.what, rows[2], rows[3]);
+/// Adds up the rows of a table.
+class TableSum {
+ public:
+  TableSum(SQLite::Database &database, const SumTable &table, Dimension by, const Filter &filter)
+      : database_(database), table_(table), by_(by), matcher_(database, filter) {}
+
+  Groups Of(const Span &hours) {
+    // Whole days from their own table, what is left of others by the hour.
+    const Span days{DayOf(hours.first + DAY - 1), DayOf(hours.end)};
+    if (table_.days == nullptr || by_ == Dimension::HOUR || days.first >= days.end) {
+      Add(table_.hours, hours);
+    } else {
+      Add(table_.hours, {hours.first, days.first});
+      Add(table_.days, days);
+      Add(table_.hours, {days.end, hours.end});
+    }
+    return std::move(groups_);
   }
-  return groups;
+
+ private:
+  void Add(const char *name, const Span &span) {
+    Rows rows(database_, std::string("SELECT hour, what, count, bytes") +
+                             (table_.column == nullptr ? "" : std::string(", ") + table_.column) +
+                             " FROM " + name + " WHERE hour >= ? AND hour < ?");
+    rows.Begin(span.first, span.end);
+    while (rows.Next()) {
+      RowNumbers row{.what = rows[1]};
+      if (table_.column != nullptr) row.*table_.number = rows[4];
+      if (!matcher_.Passes(row)) continue;
+      store::Add(groups_[GroupOf(by_, rows[0], row)], row.what, rows[2], rows[3]);
+    }
+  }
+
+  SQLite::Database &database_;
+  const SumTable &table_;
+  const Dimension by_;
+  const Matcher matcher_;
+  Groups groups_;
+};
+
+/// The column by whose numbers events are told apart; hours come from the key.
+Column ColumnOf(Dimension by) noexcept {
+  switch (by) {
+    case Dimension::CLIENT:
+      return Column::CLIENT;
+    case Dimension::SITE:
+      return Column::SITE;
+    case Dimension::RULE:
+      return Column::RULE;
+    case Dimension::CATEGORY:
+      return Column::WHAT;
+    case Dimension::HOUR:
+      return Column::KEY;
+  }
+  return Column::KEY;
 }
 
-Groups FromEvents(SQLite::Database &database, Dimension by, const Hours &hours,
+/// The hours of events that follow each other.
+class HourClock {
+ public:
+  std::int64_t Of(std::int64_t key) {
+    const std::int64_t first = hour_ * KEYS_OF_SECOND;
+    if (key < first || key >= first + HOUR * KEYS_OF_SECOND) hour_ = HourOf(TimeOf(key));
+    return hour_;
+  }
+
+ private:
+  std::int64_t hour_ = 0;
+};
+
+Groups FromEvents(SQLite::Database &database, Dimension by, const Span &hours,
                   const Filter &filter) {
   Groups groups;
-  EventWalk(database, filter).All(hours.Keys(), [&](const WalkedEvent &event) {
-    const std::int64_t what = event.numbers.what;
-    const bool is_missing = KindOf(what) == host::EventKind::DROPPED;
-    const std::int64_t hour = by == Dimension::HOUR ? HourOf(TimeOf(event.key)) : 0;
-    Add(groups[GroupOf(by, hour, event.numbers)], what, is_missing ? event.number : 1, event.bytes);
-  });
+  HourClock clock;
+  const std::int64_t missing = WhatOf(host::EventKind::DROPPED);
+  EventWalk(database, filter)
+      .All(KeysOf(hours), [&](Segment &segment, const std::vector<std::uint32_t> &places) {
+        const Values &numbers = segment[ColumnOf(by)];
+        const Values &whats = segment[Column::WHAT];
+        const Values &bytes = segment[Column::BYTES];
+        for (const std::uint32_t place : places) {
+          const std::int64_t number = numbers[place];
+          const std::int64_t what = whats[place];
+          const std::int64_t count = what == missing ? segment[Column::NUMBER][place] : 1;
+          Add(groups[by == Dimension::HOUR ? clock.Of(number) : number], what, count, bytes[place]);
+        }
+      });
   return groups;
 }
 
 Groups GroupsOf(SQLite::Database &database, Dimension by, const Filter &filter) {
-  const Hours hours(filter);
+  const Span hours = HoursOf(filter);
   const unsigned parts = PartsOf(filter) | PartOf(by);
   for (const SumTable &table : SUM_TABLES) {
-    if ((parts & ~table.part) == 0) return FromTable(database, table, by, hours, filter);
+    if ((parts & ~table.part) == 0) return TableSum(database, table, by, filter).Of(hours);
   }
   return FromEvents(database, by, hours, filter);
 }

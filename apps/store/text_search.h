@@ -1,40 +1,30 @@
-// TextSearch: which events a text is found in, as a part of their addresses, their rule or their
-// client, or as their whole id.
+// TextSearch: the texts of a store that have something in them, in any letter case.
+//
+// They stand a second time in the table `text_blocks`, some thousands in a block, in lower case, so
+// that a million of them are looked through at one go:
+//
+//   4 bytes          how many
+//   4 bytes * count  their numbers
+//   4 bytes * count  where each ends in what follows
+//   the texts        each with a zero byte behind it
+//
+// Texts that do not fill a block yet are read from their own table.
 #pragma once
 
 #include <SQLiteCpp/SQLiteCpp.h>
-#include <array>
-#include <cstdint>
 #include <string>
-#include <string_view>
-#include <unordered_map>
-#include <utility>
-#include <vector>
+
+#include "store/number_set.h"
 
 namespace velmora::store {
 
-class TextSearch {
- public:
-  TextSearch(SQLite::Database &database, std::string text);
+/// The numbers of the texts that have a text in them.
+NumberSet TextsWith(SQLite::Database &database, const std::string &text);
 
-  /// Whether the text is in one that a row names; what is known of one is remembered. 0 is nothing.
-  bool IsIn(std::int64_t number);
-  /// The keys of events that have the text for an id.
-  const std::vector<std::int64_t> &WithId() const noexcept { return with_id_; }
-
-  /// A column of events, and the values with which it holds the text.
-  using Values = std::pair<const char *, std::vector<std::int64_t>>;
-  /// All that there are: dear for a text that is in many.
-  std::vector<Values> Everywhere();
-
- private:
-  std::vector<std::int64_t> Find(const std::string &sql, const std::string &pattern);
-
-  SQLite::Database &database_;
-  const std::string text_;
-  std::vector<std::int64_t> with_id_;
-  SQLite::Statement is_in_;
-  std::unordered_map<std::int64_t, bool> known_;
-};
+/// A feeder's: makes blocks of the texts that are in none, where they fill some. Within a
+/// transaction.
+void MakeTextBlocks(SQLite::Database &database);
+/// Makes all of them anew: texts were dropped.
+void RemakeTextBlocks(SQLite::Database &database);
 
 }  // namespace velmora::store

@@ -5,8 +5,7 @@ namespace velmora::store {
 Texts::Texts(SQLite::Database &database)
     : database_(database),
       find_(database, "SELECT id FROM texts WHERE kind = ? AND text = ?"),
-      make_(database, "INSERT INTO texts (kind, text) VALUES (?, ?)"),
-      make_searchable_(database, "INSERT INTO address_search (rowid, text) VALUES (?, ?)") {}
+      make_(database, "INSERT INTO texts (kind, text) VALUES (?, ?)") {}
 
 std::int64_t Texts::Number(TextKind kind, std::string_view text) {
   if (text.empty()) return 0;
@@ -40,14 +39,7 @@ std::int64_t Texts::Make(TextKind kind, const std::string &text) {
   make_.bind(1, static_cast<int>(kind));
   make_.bindNoCopy(2, text);
   make_.exec();
-  const std::int64_t number = database_.getLastInsertRowid();
-  if (kind == TextKind::ADDRESS) {
-    make_searchable_.reset();
-    make_searchable_.bind(1, number);
-    make_searchable_.bindNoCopy(2, text);
-    make_searchable_.exec();
-  }
-  return number;
+  return database_.getLastInsertRowid();
 }
 
 }  // namespace velmora::store

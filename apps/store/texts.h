@@ -27,10 +27,14 @@ class Texts {
 
  private:
   /// In memory at once, of each kind.
-  static constexpr std::size_t MOST = 1U << 18;
+  static constexpr std::size_t MOST = 1U << 20;
 
-  struct Hash : std::hash<std::string_view> {
+  /// Not `noexcept`, so that the map keeps what it answers: texts are long.
+  struct Hash {
     using is_transparent = void;
+    std::size_t operator()(std::string_view text) const {
+      return std::hash<std::string_view>()(text);
+    }
   };
   using Numbers = std::unordered_map<std::string, std::int64_t, Hash, std::equal_to<>>;
 
@@ -40,7 +44,6 @@ class Texts {
   SQLite::Database &database_;
   SQLite::Statement find_;
   SQLite::Statement make_;
-  SQLite::Statement make_searchable_;
   std::array<Numbers, 4> known_;
 };
 

@@ -2,7 +2,7 @@
 //
 //   store_bench FOLDER [EVENTS]
 //
-// Writes a school's week into FOLDER (10 million events take 7 GB there) unless it is there
+// Writes a school's week into FOLDER (10 million events take 6 GB there) unless it is there
 // already, feeds it, and asks. Each figure stands beside that of one reading of the whole log in
 // the same run.
 #include <cstdio>
