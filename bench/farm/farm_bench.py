@@ -1,6 +1,6 @@
 """What each kind of traffic costs in each engine, and in HAProxy before it.
 
-    farm_bench.py PAGE [--modules build/release] [--rounds 7] [--scale 1]
+    farm_bench.py PAGE [--modules build/release] [--rounds 7] [--scale 1] [--only page]
 
 A page of one's own and made-up files are served by nginx and fetched through the engines, which take
 turns, all on one machine. What is measured is the processor time of an engine's processes alone, as the
@@ -257,10 +257,10 @@ def ratio(subject, other, kind):
     return f"{statistics.median(ratios):.2f} [{min(ratios):.2f} {max(ratios):.2f}]"
 
 
-def report(measured, origin):
+def report(measured, origin, kinds):
     squid, _, copier, _ = measured
     print(f"{'':<30}{'CPU ms':>9}{'cores a Gbit/s':>16}   {'÷ ' + squid.name:<22}÷ {copier.name}")
-    for kind in KINDS:
+    for kind in kinds:
         print(kind.name)
         for subject in filter(lambda one: one.takes(kind), measured):
             seconds = statistics.median(subject.seconds[kind])
@@ -275,7 +275,11 @@ def main():
     parser.add_argument("--modules", type=pathlib.Path, default=ROOT / "build" / "release")
     parser.add_argument("--rounds", type=int, default=7)
     parser.add_argument("--scale", type=int, default=1, help="so many times the answers of a round")
+    parser.add_argument("--only", default="", metavar="TEXT", help="kinds of traffic that have this in their names")
     options = parser.parse_args()
+    kinds = [kind for kind in KINDS if options.only in kind.name]
+    if not kinds:
+        parser.error(f"the kinds of traffic are: {'; '.join(kind.name for kind in KINDS)}")
     with tempfile.TemporaryDirectory(prefix="velmora-bench-") as name:
         folder = pathlib.Path(name)
         folder.chmod(0o755)
@@ -284,14 +288,15 @@ def main():
             with subjects(folder, options.modules, origin) as measured:
                 # The first round warms up.
                 for turn in range(options.rounds + 1):
-                    for kind in KINDS:
+                    for kind in kinds:
                         for subject in filter(lambda one: one.takes(kind), measured):
                             seconds = subject.measure(kind, origin, kind.answers * options.scale)
                             if turn > 0:
                                 subject.seconds[kind].append(seconds)
                 print(f"A page of {origin.size(KINDS[0])} bytes, files of {FILE_SIZE}, {options.rounds} rounds")
-                report(measured, origin)
-                report_machines(measured, origin)
+                report(measured, origin, kinds)
+                if len(kinds) == len(KINDS):
+                    report_machines(measured, origin)
 
 
 if __name__ == "__main__":

@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <iterator>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 #include "host/bodies/categories.h"
+#include "host/events/process_number.h"
 
 namespace velmora::host {
 namespace {
@@ -123,7 +123,8 @@ std::string MakeBlockId() {
       static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
   static std::atomic<std::uint64_t> made{0};
   // The process's number too: several may have begun as one.
-  std::uint64_t mixed = begin + ++made * 0x9E3779B97F4A7C15U + (std::uint64_t(getpid()) << 40U);
+  std::uint64_t mixed =
+      begin + ++made * 0x9E3779B97F4A7C15U + (std::uint64_t(ProcessNumber()) << 40U);
   mixed = (mixed ^ (mixed >> 30U)) * 0xBF58476D1CE4E5B9U;
   mixed = (mixed ^ (mixed >> 27U)) * 0x94D049BB133111EBU;
   mixed ^= mixed >> 31U;
@@ -141,6 +142,7 @@ std::string ToLine(const Event &event) {
   };
   line["time"] = TimeText(event.time);
   line["pid"] = event.pid;
+  if (event.number != 0) line["number"] = event.number;
   line["event"] = std::ranges::find(KINDS, event.kind, &KindName::kind)->name;
   add_known("client", event.client);
   add_known("url", event.url);
@@ -198,6 +200,7 @@ std::optional<Event> FromLine(std::string_view line) {
         .kind = kind->kind,
         .time = *time,
         .pid = json.value("pid", 0),
+        .number = json.value("number", std::uint64_t{0}),
         .client = json.value("client", ""),
         .url = json.value("url", ""),
         .category = json.value("code", 0),

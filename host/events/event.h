@@ -1,6 +1,6 @@
 // Event: something that a user may want to know of afterwards, and the line of JSON that tells it.
 //
-//   {"time":"2026-03-01T12:34:56.789Z","pid":4711,"event":"blocked","client":"192.0.2.7",
+//   {"time":"2026-03-01T12:34:56.789Z","pid":4711,"number":1,"event":"blocked","client":"192.0.2.7",
 //    "url":"http://www.example.com/","category":"ad-urls","code":305,"item":"IMG","detail":"...",
 //    "id":"0123456789","response":"abcdefghjk","offset":4711}
 //   {"time":...,"pid":...,"event":"blocked","client":...,"url":"http://ads.example/a.js","page":
@@ -13,7 +13,8 @@
 //   {"time":...,"pid":...,"event":"dropped","count":12}
 //   {"time":...,"pid":...,"event":"counters","member":"gw1","requests":...,"blocked":{"popups":3},...}
 //
-// "client", "url" and what only some blocked items have are left out when they are not known.
+// "client", "url" and what only some blocked items have are left out when they are not known. With
+// its number each line is another: who gathers lines knows one that came twice.
 #pragma once
 
 #include <chrono>
@@ -67,6 +68,9 @@ struct Event {
   std::chrono::system_clock::time_point time{};
   /// The process that it happened in.
   std::int32_t pid = 0;
+  /// Counted from one in each process, as lines are written: one that is missing was lost. Zero is
+  /// none.
+  std::uint64_t number = 0;
   std::string client{};
   std::string url{};
   /// Of a blocked item, or of what a page is guarded from.

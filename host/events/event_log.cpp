@@ -1,16 +1,24 @@
 #include "host/events/event_log.h"
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <new>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
 
+#include "host/events/process_number.h"
 #include "host/web/client_network.h"
 
 namespace velmora::host {
 namespace {
+
+/// So long the writer lets events gather: it is woken once for those of a page, not once for each.
+constexpr std::chrono::milliseconds GATHERING_TIME{10};
+
+/// By all logs of this process, of which one takes the place of another.
+std::atomic<std::uint64_t> numbered{0};
 
 /// Cut to `MOST_TEXT`, in front of a character of UTF-8.
 std::string Cut(std::string_view text) {
@@ -24,7 +32,7 @@ Event MakeEvent(EventKind kind, std::string_view client = {}, std::string_view u
   Event event;
   event.kind = kind;
   event.time = std::chrono::system_clock::now();
-  event.pid = getpid();
+  event.pid = ProcessNumber();
   event.client = Cut(client);
   event.url = Cut(url);
   return event;
@@ -197,17 +205,19 @@ void EventLog::Add(Maker make_event) noexcept {
 
 void EventLog::Enqueue(Event event) {
   const std::size_t size = event.Size();
+  bool is_news = true;
   {
     const base::MutexLock lock(mutex_);
     StartWriter();
     if (size <= options_.queue_bytes - std::min(bytes_, options_.queue_bytes)) {
       queue_.push_back(std::move(event));
       bytes_ += size;
+      is_news = queue_.size() == 1 || IsHalfFull();
     } else {
       ++dropped_;
     }
   }
-  has_work_.notify_one();
+  if (is_news) has_work_.notify_one();
 }
 
 void EventLog::Reopen() noexcept {
@@ -240,7 +250,10 @@ void EventLog::OpenFile() noexcept {
 
 void EventLog::Flush() {
   const base::MutexLock lock(mutex_);
+  ++flushes_;
+  has_work_.notify_one();
   while (writer_.joinable() && (bytes_ != 0 || HasOtherWork())) is_idle_.wait(mutex_);
+  --flushes_;
 }
 
 std::uint64_t EventLog::Dropped() const noexcept {
@@ -279,6 +292,10 @@ void EventLog::WaitForWork() {
     } else if (has_work_.wait_for(mutex_, options_.retry) == std::cv_status::timeout) {
       return;
     }
+  }
+  const auto end = std::chrono::steady_clock::now() + GATHERING_TIME;
+  while (!HasOtherWork() && !is_ending_ && flushes_ == 0 && !IsHalfFull()) {
+    if (has_work_.wait_until(mutex_, end) == std::cv_status::timeout) return;
   }
 }
 
@@ -348,8 +365,9 @@ void EventLog::Write() {
   SayWhatIsLost();
 }
 
-bool EventLog::WriteEvent(const Event &event) noexcept {
+bool EventLog::WriteEvent(Event &event) noexcept {
   try {
+    event.number = ++numbered;
     last_write_ = file_.Write(ToLine(event));
   } catch (const std::bad_alloc &) {
     last_write_ = std::make_error_code(std::errc::not_enough_memory);

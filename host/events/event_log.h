@@ -136,9 +136,10 @@ class EventLog {
   void StartWriter() noexcept VELMORA_REQUIRES(mutex_);
   /// The writer thread.
   void Write();
+  /// Until events have gathered, or there is something else.
   void WaitForWork() VELMORA_REQUIRES(mutex_);
-  /// Whether the file took the line.
-  bool WriteEvent(const Event &event) noexcept;
+  /// Gives the event its number; whether the file took the line.
+  bool WriteEvent(Event &event) noexcept;
   bool WriteDropped(std::uint64_t count) noexcept;
   /// Writes what the process has done, when it is time to and there is something new.
   void WriteCounters(bool is_last, std::uint64_t queued, std::uint64_t lost) noexcept;
@@ -152,6 +153,9 @@ class EventLog {
   /// The file is to be tried again, though nobody asks for it.
   bool IsWaitingForFile() const noexcept VELMORA_REQUIRES(mutex_) {
     return open_trouble_ || dropped_ != dropped_said_;
+  }
+  bool IsHalfFull() const noexcept VELMORA_REQUIRES(mutex_) {
+    return bytes_ >= options_.queue_bytes / 2;
   }
   std::error_code AnyTrouble() const noexcept VELMORA_REQUIRES(mutex_) {
     if (thread_trouble_) return thread_trouble_;
@@ -191,6 +195,8 @@ class EventLog {
   std::error_code trouble_told_ VELMORA_GUARDED_BY(mutex_);
   std::optional<std::chrono::steady_clock::time_point> told_at_ VELMORA_GUARDED_BY(mutex_);
   bool is_ending_ VELMORA_GUARDED_BY(mutex_) = false;
+  /// How many wait for what was added to be written.
+  int flushes_ VELMORA_GUARDED_BY(mutex_) = 0;
   std::thread writer_ VELMORA_GUARDED_BY(mutex_);
   /// Why there is no writer, and when it is worth another try.
   std::error_code thread_trouble_ VELMORA_GUARDED_BY(mutex_);

@@ -65,7 +65,7 @@ TEST_F(EventLogTest, WritesAnEventALine) {
   }
   const std::string begin = R"(\{"time":"[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2})"
                             R"(\.[0-9]{3}Z","pid":)" +
-                            std::to_string(getpid()) + R"(,"event":)";
+                            std::to_string(getpid()) + R"(,"number":[0-9]+,"event":)";
   const auto lines = Lines(file_);
   ASSERT_EQ(lines.size(), 5U);
   const std::string page = R"("client":"192\.0\.2\.7","url":"http://example\.com/a\?\\"b\\"",)";
@@ -80,6 +80,13 @@ TEST_F(EventLogTest, WritesAnEventALine) {
   EXPECT_THAT(lines[3], HasSubstr("\"event\":\"blocked\",\"category\":\"\",\"code\":999,\"item\":"
                                   "\"\",\"detail\":\"\uFFFD\uFFFD b\u00F6rse\",\"id\""));
   EXPECT_THAT(lines[4], MatchesRegex(begin + R"("error","reason":"policy: bad"\})"));
+
+  // Another log of the process goes on where this one ended.
+  EventLog({.file = file_}).AddError("policy: bad");
+  const auto events = Events(file_);
+  for (std::size_t i = 1; i < events.size(); ++i) {
+    EXPECT_EQ(events[i].number, events[i - 1].number + 1);
+  }
 
   struct stat status;
   ASSERT_EQ(stat(file_.c_str(), &status), 0);
@@ -359,7 +366,9 @@ TEST_F(EventLogTest, WhatIsLostToTheEndIsSaidOnStandardError) {
     {
       EventLog log({.file = file});
       if (leaves) close(reader);
-      for (int i = 0; i < EVENTS; ++i) log.AddError(std::string(100, 'e'));
+      // Shorter than the line that would say how many were lost: where it has no room, that has
+      // none.
+      for (int i = 0; i < EVENTS; ++i) log.AddError("e");
       log.Flush();
       dropped = log.Dropped();
     }

@@ -21,7 +21,7 @@ sys.path.insert(0, str(ROOT / "tools" / "proxy"))
 
 import collector  # noqa: E402
 from balancer import Balancer  # noqa: E402
-from engine import ProxyError, User, free_port  # noqa: E402
+from engine import ProxyError, User, free_port, keep_earlier  # noqa: E402
 from exporter import Exporter  # noqa: E402
 from proxy import count, port  # noqa: E402
 from squid import Squid  # noqa: E402
@@ -156,7 +156,7 @@ class Farm:
         }
         self.counters_port = free_port()
         self.balancer = Balancer(folder, options.port, self.counters_port, self.members)
-        log_port = free_port()
+        log_port = collector.steady_port()
         self.gathered = folder / "log" / "events"
         self.exporters = {name: Exporter(member) for name, member in self.members.items()}
         self.collector = collector.collector(folder / "log", log_port)
@@ -206,7 +206,7 @@ class Farm:
     def rotate(self, name):
         """The member's event log gets another name, and the member begins a new one."""
         log = self.members[name].events
-        log.rename(log.with_name(f"{log.name}.1"))
+        keep_earlier(log)
         self.members[name].reconfigure()
 
     def lines(self):
@@ -222,7 +222,27 @@ def show(title, load, before):
     return load.count()
 
 
-def demonstrate(farm, load):
+def renew_all(farm, load, seen, answers):
+    """One after the other, and again until clients have got so many answers meanwhile; how often."""
+    turns = 0
+    while turns == 0 or (load.count() - seen).total() < answers:
+        for name in farm.members:
+            farm.renew(name)
+        turns += 1
+    return turns
+
+
+def do_without_collector(farm, end):
+    """For 5 s, in which all logs are rotated."""
+    end()
+    time.sleep(2)
+    for name in farm.members:
+        farm.rotate(name)
+    time.sleep(3)
+    farm.collector.start()
+
+
+def demonstrate(farm, load, answers):
     seen = load.count()
     time.sleep(4)
     seen = show("All members at work:", load, seen)
@@ -233,21 +253,18 @@ def demonstrate(farm, load):
     farm.bring_back(first)
     time.sleep(2)
     seen = show(f"{first} brought back:", load, seen)
-    for name in farm.members:
-        farm.renew(name)
-    seen = show("All renewed, one after the other:", load, seen)
-    farm.collector.stop()
-    time.sleep(2)
-    for name in farm.members:
-        farm.rotate(name)
-    time.sleep(3)
-    farm.collector.start()
-    show("No collector for 5 s, all logs rotated:", load, seen)
+    turns = renew_all(farm, load, seen, answers)
+    again = f", {turns} times" if turns > 1 else ""
+    seen = show(f"All renewed, one after the other{again}:", load, seen)
+    do_without_collector(farm, farm.collector.stop)
+    seen = show("No collector for 5 s, all logs rotated:", load, seen)
+    do_without_collector(farm, farm.collector.kill)
+    show("The same with one that was killed:", load, seen)
 
 
 def compare_logs(farm):
     """Waits until the gathered log has what the members' have."""
-    deadline = time.monotonic() + 20
+    deadline = time.monotonic() + 60
     while True:
         own, gathered = farm.lines()
         if own <= gathered or time.monotonic() > deadline:
@@ -277,6 +294,9 @@ def parse_arguments():
     parser.add_argument("--engine", choices=ENGINES, default="trafficserver", help="(default: %(default)s)")
     parser.add_argument("--port", type=port, default=3128, help="HAProxy's (default: %(default)s)")
     parser.add_argument("--seconds", type=int, metavar="N", help="ends by itself so long after the demonstration")
+    parser.add_argument(
+        "--answers", type=int, default=0, metavar="N", help="members are renewed until clients have got so many"
+    )
     parser.add_argument("--modules", default=ROOT / "build" / "release", metavar="DIR", help=argparse.SUPPRESS)
     # For ./run, which looks at what it is asked for before it builds anything.
     parser.add_argument("--check-arguments", action="store_true", help=argparse.SUPPRESS)
@@ -299,7 +319,7 @@ def main():
             for site in SITES[1:]:
                 Origin(site, origin_port)
             with Load(options.port, origin_port) as load:
-                demonstrate(farm, load)
+                demonstrate(farm, load, options.answers)
             compare_logs(farm)
             show_counters(farm)
             if options.seconds is None:

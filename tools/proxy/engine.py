@@ -70,6 +70,15 @@ def free_port():
         return probe.getsockname()[1]
 
 
+def is_free(port):
+    with socket.socket() as probe:
+        try:
+            probe.bind((str(LOOPBACK), port))
+        except OSError:
+            return False
+        return True
+
+
 def is_listening(port, address=LOOPBACK):
     """An address that stands for all of the machine's is asked for by its loopback."""
     if address.is_unspecified:
