@@ -38,8 +38,25 @@ std::string Address(std::string_view value, std::string_view absolute) {
 
 }  // namespace
 
-std::uint8_t Transaction::Review::KeepsAll(const char *tag) noexcept {
-  return !info_.categories.Contains(CATEGORY_AD_URLS) && TypesOf(tag) == 0 ? 1 : 0;
+std::int32_t Transaction::Review::WhoDecides(const char *tag) noexcept {
+  if (info_.categories.Contains(CATEGORY_AD_URLS)) return AD_REVIEW_LIBRARY;
+  if (TypesOf(tag) == 0) return AD_REVIEW_NOBODY;
+  // The library knows the lists for all alone.
+  return CanJudge() && !info_.lists.own.empty() ? AD_REVIEW_HOST : AD_REVIEW_LIBRARY;
+}
+
+const char *Transaction::Review::ReasonToRemove(const char *tag, const char *value,
+                                                const char *url) noexcept {
+  try {
+    std::string named = Address(value, url);
+    AdVerdict verdict = Judge(TypesOf(tag), named);
+    if (verdict.kind != AdVerdict::Kind::BLOCKED) return nullptr;
+    reason_ = std::move(verdict.rule);
+    if (address.empty()) address = std::move(named);
+    return reason_.c_str();
+  } catch (const std::bad_alloc &) {
+    return nullptr;
+  }
 }
 
 std::uint8_t Transaction::Review::IsKept(const char *tag, const char *value,
@@ -54,13 +71,15 @@ std::uint8_t Transaction::Review::IsKept(const char *tag, const char *value,
   }
 }
 
+AdVerdict Transaction::Review::Judge(std::uint32_t types, const std::string &url) const {
+  return info_.requests->Judge({.url = url, .page = info_.url, .method = "GET", .types = types},
+                               info_.lists);
+}
+
 bool Transaction::Review::IsBlocked(std::string_view tag, const std::string &url) const {
   const std::uint32_t types = TypesOf(tag);
   if (types == 0) return false;
-  if (info_.requests == nullptr || !info_.requests->CanJudge()) return true;
-  const AdVerdict verdict = info_.requests->Judge(
-      {.url = url, .page = info_.url, .method = "GET", .types = types}, info_.lists);
-  return verdict.kind == AdVerdict::Kind::BLOCKED;
+  return !CanJudge() || Judge(types, url).kind == AdVerdict::Kind::BLOCKED;
 }
 
 Transaction::Protection::Protection(const TransactionInfo &info, TransactionSink &sink)

@@ -181,15 +181,22 @@ class Transaction final : public HostOwned<IDataContext> {
   class Review final : public HostOwned<IAdReview> {
    public:
     explicit Review(const TransactionInfo &info) : info_(info) {}
-    std::uint8_t KeepsAll(const char *tag) noexcept override;
-    std::uint8_t IsKept(const char *tag, const char *value, const char *address) noexcept override;
+    std::int32_t WhoDecides(const char *tag) noexcept override;
+    const char *ReasonToRemove(const char *tag, const char *value,
+                               const char *url) noexcept override;
+    std::uint8_t IsKept(const char *tag, const char *value, const char *url) noexcept override;
 
     /// The first that did not stay since the last report.
     std::string address{};
 
    private:
+    bool CanJudge() const noexcept {
+      return info_.requests != nullptr && info_.requests->CanJudge();
+    }
+    AdVerdict Judge(std::uint32_t types, const std::string &url) const;
     bool IsBlocked(std::string_view tag, const std::string &url) const;
 
+    std::string reason_{};
     const TransactionInfo &info_;
   };
 

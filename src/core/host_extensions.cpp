@@ -58,9 +58,19 @@ void TellItem(IDataContext &context, std::uint32_t position, std::int32_t growth
   }
 }
 
-bool KeepsAllAds(IDataContext &context, const std::string &tag) noexcept {
+AdReview WhoDecides(IDataContext &context, const std::string &tag) noexcept {
   const auto review = Extension<IAdReview>(context, ID_AdReview);
-  return review && review->KeepsAll(tag.c_str()) != 0;
+  const std::int32_t answer = review ? review->WhoDecides(tag.c_str()) : AD_REVIEW_LIBRARY;
+  return answer == AD_REVIEW_NOBODY || answer == AD_REVIEW_HOST ? AdReview{answer}
+                                                                : AD_REVIEW_LIBRARY;
+}
+
+std::optional<std::string> ReasonToRemove(IDataContext &context, const std::string &tag,
+                                          const std::string &value, const std::string &url) {
+  const auto review = Extension<IAdReview>(context, ID_AdReview);
+  const char *const reason =
+      review ? review->ReasonToRemove(tag.c_str(), value.c_str(), url.c_str()) : nullptr;
+  return reason == nullptr ? std::nullopt : std::optional<std::string>(reason);
 }
 
 bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &value,

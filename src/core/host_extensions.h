@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include <velmora/ad_review.h>
 #include <velmora/data_context.h>
 
 namespace velmora {
@@ -20,8 +21,11 @@ void TellScriptInserted(IDataContext &context, std::int32_t category) noexcept;
 void TellMemory(IDataContext &context, std::uint64_t bytes) noexcept;
 /// `IItemListener`.
 void TellItem(IDataContext &context, std::uint32_t position, std::int32_t growth) noexcept;
-/// `IAdReview`: do all elements of this name stay, so that none need be looked at?
-bool KeepsAllAds(IDataContext &context, const std::string &tag) noexcept;
+/// `IAdReview`: who decides about elements of this name?
+AdReview WhoDecides(IDataContext &context, const std::string &tag) noexcept;
+/// Why the host has an element removed; none: it stays.
+std::optional<std::string> ReasonToRemove(IDataContext &context, const std::string &tag,
+                                          const std::string &value, const std::string &url);
 /// Does an advertisement stay?
 bool IsAdKept(IDataContext &context, const std::string &tag, const std::string &value,
               const std::string &url) noexcept;

@@ -21,19 +21,19 @@ std::int32_t NumberIn(const CHTMLElement &element, std::string_view attribute) {
   return element.GetAttribute(attribute, value) ? ParseNumber(value) : 0;
 }
 
-}  // namespace
-
-CAdHandler::UrlCheck CAdHandler::UrlCheckOf(IDataContext &context, const AdRule &rule) {
-  if (!IsFeatureEnabled(context, CATEGORY_AD_URLS)) return UrlCheck::OFF;
-  return KeepsAllAds(context, std::string(rule.tag)) ? UrlCheck::KEPT : UrlCheck::ON;
+std::optional<AdReview> WhoDecidesByUrl(IDataContext &context, const AdRule &rule) {
+  if (!IsFeatureEnabled(context, CATEGORY_AD_URLS)) return std::nullopt;
+  return WhoDecides(context, std::string(rule.tag));
 }
+
+}  // namespace
 
 CAdHandler::CAdHandler(IDataContext &context, CAdPopupFilter &filter, const AdRule &rule)
     : CFilterElementHandler(context, filter),
       rule_(rule),
       checks_sizes_(rule.size_check != SizeCheck::NONE &&
                     IsFeatureEnabled(context, CATEGORY_AD_SIZES)),
-      url_check_(UrlCheckOf(context, rule)) {}
+      who_decides_(WhoDecidesByUrl(context, rule)) {}
 
 std::int32_t CAdHandler::OnStartTag(CHTMLElement &element) {
   if (IsAd(element)) element.SetFlags(ELEMENT_REMOVAL);
@@ -55,9 +55,11 @@ CAdHandler::Finding CAdHandler::CheckUrls(const CHTMLElement &element) const {
     std::string value;
     if (attribute.empty() || !element.GetAttribute(attribute, value)) continue;
     // Asked also after a hit: this one may be exempt.
-    bool is_hit = filter().IsAdUrl(value, reason, is_exempt);
+    const bool is_hit = who_decides_ == AD_REVIEW_HOST
+                            ? filter().IsAdToHost(element, value, reason)
+                            : filter().IsAdUrl(value, reason, is_exempt) &&
+                                  (is_exempt || !filter().IsAdKept(element, value));
     if (is_exempt) return Finding::EXEMPT;
-    is_hit = is_hit && !filter().IsAdKept(element, value);
     if (is_hit && !is_ad) description = Describe(element, attribute, value);
     is_ad |= is_hit;
   }

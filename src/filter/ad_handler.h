@@ -1,8 +1,11 @@
 // CAdHandler: checks elements for advertisements by the rule of their tag.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include <velmora/ad_review.h>
 
 #include "filter/ad_rules.h"
 #include "filter/filter_element_handler.h"
@@ -22,9 +25,9 @@ class CAdHandler : public CFilterElementHandler {
  protected:
   /// Is the element an advertisement? It is reported when it is.
   bool IsAd(const CHTMLElement &element) const;
-  bool checks_urls() const noexcept { return url_check_ == UrlCheck::ON; }
+  bool checks_urls() const noexcept { return who_decides_ && !are_kept(); }
   /// Does the host keep all elements that the rule is for?
-  bool are_kept() const noexcept { return url_check_ == UrlCheck::KEPT; }
+  bool are_kept() const noexcept { return who_decides_ == AD_REVIEW_NOBODY; }
   bool checks_sizes() const noexcept { return checks_sizes_; }
 
   /// What a report calls an item that was found by the URL in `attribute`.
@@ -33,15 +36,14 @@ class CAdHandler : public CFilterElementHandler {
 
  private:
   enum class Finding { NOTHING, AD, EXEMPT };
-  enum class UrlCheck { OFF, KEPT, ON };
 
-  static UrlCheck UrlCheckOf(IDataContext &context, const AdRule &rule);
   Finding CheckUrls(const CHTMLElement &element) const;
   bool IsAdSize(const CHTMLElement &element) const;
 
   const AdRule &rule_;
   const bool checks_sizes_;
-  const UrlCheck url_check_;
+  /// None: nobody asks.
+  const std::optional<AdReview> who_decides_;
 };
 
 /// A handler that does what the rule says and nothing else.

@@ -78,6 +78,16 @@ bool CAdPopupFilter::IsAdKept(const CHTMLElement &element, std::string_view valu
                            page_.MakeAbsolute(url));
 }
 
+bool CAdPopupFilter::IsAdToHost(const CHTMLElement &element, std::string_view value,
+                                std::string &reason) {
+  if (value.empty()) return false;
+  const std::string_view url = UrlIn(value);
+  std::optional<std::string> answer = ReasonToRemove(context(), std::string(element.name()),
+                                                     std::string(url), page_.MakeAbsolute(url));
+  if (answer) reason = *std::move(answer);
+  return answer.has_value();
+}
+
 void CAdPopupFilter::TellPinned(std::string_view value) {
   const std::string_view url = UrlIn(value);
   TellPinnedScript(context(), std::string(url), page_.MakeAbsolute(url));

@@ -37,6 +37,8 @@ class CAdPopupFilter final : public CElementHandlerMap {
   void TellPinned(std::string_view value);
   /// Does the host keep an element though that is one?
   bool IsAdKept(const CHTMLElement &element, std::string_view value);
+  /// The same as the host decides it. `reason` is the host's.
+  bool IsAdToHost(const CHTMLElement &element, std::string_view value, std::string &reason);
   bool IsAdSize(std::int32_t width, std::int32_t height) const noexcept;
 
   /// The href of the last A start tag, as written.

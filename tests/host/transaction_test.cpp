@@ -51,7 +51,8 @@ TEST(Transaction, KeepsLinksAndFormsWhereRequestsDecide) {
     Transaction transaction({.categories = CategorySet::Parse(block)}, sink);
     void *review = nullptr;
     ASSERT_EQ(transaction.QueryInterface(&ID_AdReview, &review), RESULT_OK);
-    EXPECT_EQ(static_cast<IAdReview *>(review)->KeepsAll(tag) != 0, is_kept);
+    EXPECT_EQ(static_cast<IAdReview *>(review)->WhoDecides(tag),
+              is_kept ? AD_REVIEW_NOBODY : AD_REVIEW_LIBRARY);
   }
 }
 

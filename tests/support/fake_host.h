@@ -59,13 +59,25 @@ class FakePageProtection final : public FakeObject<IPageProtection> {
   std::vector<std::string> told;
 };
 
-/// Keeps all elements of some names, and no other.
+/// Keeps all elements of some names, decides about those of others, and leaves the rest to the
+/// library.
 class FakeAdReview final : public FakeObject<IAdReview> {
  public:
-  std::uint8_t KeepsAll(const char *tag) noexcept override { return kept.contains(tag) ? 1 : 0; }
+  std::int32_t WhoDecides(const char *tag) noexcept override {
+    return kept.contains(tag)      ? AD_REVIEW_NOBODY
+           : decided.contains(tag) ? AD_REVIEW_HOST
+                                   : AD_REVIEW_LIBRARY;
+  }
+  const char *ReasonToRemove(const char *tag, const char *value,
+                             const char *url) noexcept override {
+    asked.push_back(std::string(tag) + " " + value + " " + url);
+    return std::string_view(value).starts_with("own") ? "own rule" : nullptr;
+  }
   std::uint8_t IsKept(const char *, const char *, const char *) noexcept override { return 0; }
 
   std::set<std::string, std::less<>> kept;
+  std::set<std::string, std::less<>> decided;
+  std::vector<std::string> asked;
 };
 
 class FakeContext final : public FakeObject<IDataContext> {
