@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <new>
 #include <optional>
 #include <string_view>
@@ -23,12 +22,12 @@ struct Desk {
   explicit Desk(std::string_view host) noexcept { Open(host); }
 
   bool IsFor(std::string_view host) const noexcept {
-    return host.size() == size && std::memcmp(host.data(), as_given, size) == 0;
+    return host == std::string_view(as_given, size);
   }
   /// For another page, of a host of no more than `MOST` bytes. Its keys are still to be found.
   void Open(std::string_view host) noexcept {
     size = host.size();
-    std::memcpy(as_given, host.data(), size);
+    host.copy(as_given, size);
     page.emplace(host);
     answers.Forget();
   }

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <netinet/in.h>
 #include <utility>
 
@@ -12,6 +13,10 @@
 namespace velmora::trafficserver {
 
 namespace {
+
+struct ServersFree {
+  void operator()(char *text) const noexcept { TSfree(text); }
+};
 
 std::string Text(const sockaddr &address) {
   std::array<char, INET6_ADDRSTRLEN> text{};
@@ -40,11 +45,8 @@ Who WhoAsks(TSHttpTxn transaction, const host::Policy &policy) {
 
 std::string Url(TSHttpTxn transaction) {
   int size = 0;
-  char *const text = TSHttpTxnEffectiveUrlStringGet(transaction, &size);
-  if (text == nullptr) return {};
-  std::string url(text, static_cast<std::size_t>(size));
-  TSfree(text);
-  return url;
+  const std::unique_ptr<char, ServersFree> text(TSHttpTxnEffectiveUrlStringGet(transaction, &size));
+  return text ? std::string(text.get(), static_cast<std::size_t>(size)) : std::string();
 }
 
 }  // namespace velmora::trafficserver

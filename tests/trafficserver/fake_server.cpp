@@ -29,7 +29,8 @@ class OwnMemory {
   long left_;
 };
 
-std::map<TSHttpHookID, FakeContinuation *> global_hooks;
+// The adapter's, for as long as the process lives.
+auto &global_hooks = *new std::map<TSHttpHookID, FakeContinuation *>;
 FakeContinuation *on_message = nullptr;
 
 /// The server's types are names for nothing; these are what stands behind them here.
