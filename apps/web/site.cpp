@@ -43,7 +43,6 @@ constexpr Route ROUTES[] = {
     {"GET", "/setup", Role::NOBODY, SetupPage},
     {"GET", "/setup/velmora.crt", Role::NOBODY, AuthorityAsDer},
     {"GET", "/setup/velmora.pem", Role::NOBODY, AuthorityAsPem},
-    {"GET", "/trusted.svg", Role::NOBODY, TrustedPicture, true},
     {"GET", "/proxy.pac", Role::NOBODY, ProxyScript, true},
     {"GET", "/wpad.dat", Role::NOBODY, ProxyScript, true},
 };

@@ -6,6 +6,7 @@
 
 #include "host/bodies/worker_counters.h"
 #include "host/requests/buttons.h"
+#include "host/requests/trust_check.h"
 
 namespace velmora::host {
 namespace {
@@ -121,6 +122,7 @@ RequestVerdict VerdictOn(const Policy &policy, const Plugin &plugin, const Reque
 
 RequestDecision JudgeRequest(const Filtering &filtering, const RequestHead &request) {
   if (auto answer = AnswerToButton(filtering, request)) return {.answer = std::move(answer)};
+  if (auto answer = AnswerToTrustCheck(request)) return {.answer = std::move(answer)};
   Count(&WorkerCounters::requests);
   const RequestKind kind = KindOf(request);
   RequestVerdict verdict = VerdictOn(filtering.policy, *filtering.plugin, request, kind);

@@ -42,8 +42,8 @@ struct RequestDecision {
   std::optional<RequestChange> change{};
 };
 
-/// The same, with what there is to answer and to note: buttons that were pressed are obeyed, what
-/// is blocked is logged.
+/// The same, with what there is to answer and to note: buttons that were pressed are obeyed, who
+/// checks its trust is answered, what is blocked is logged.
 RequestDecision JudgeRequest(const Filtering &filtering, const RequestHead &request);
 
 }  // namespace velmora::host

@@ -19,11 +19,44 @@ MODULES = pathlib.Path(os.environ.get("VELMORA_MODULES", ROOT / "build" / "relea
 PASSWORD = "a word for the test"
 PAGES = ("/", "/events", "/why", "/allowed", "/lists", "/policy", "/health", "/setup")
 
-# By which the setup page sees that the proxy is trusted; docs/web.md has it.
-CHECK = """\
-acl velmora_check dstdomain check.velmora.invalid
-http_access deny velmora_check
-deny_info 302:{page}trusted.svg velmora_check
+# By which the setup page sees that the proxy is trusted, among the sites that the browser may ask for.
+CHECK = "acl site dstdomain check.velmora.invalid\n"
+# Width, how many of the screen's dots make one of the page's, whether it is a telephone, and the colours.
+SCREENS = (
+    (320, 1, True, "dark"),
+    (390, 3, True, "light"),
+    # 1280 dots at 200 %.
+    (640, 2, False, "dark"),
+    (800, 1, False, "light"),
+)
+# What does not fit into the width, or cannot be read on its ground (WCAG 2.2: 4.5 to 1).
+FAULTS = """
+const width = arguments[0], faults = [];
+const channel = c => (c /= 255) <= 0.04045 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4;
+const luminance = color => {
+  const [r, g, b] = color.match(/[0-9.]+/g).map(Number).map(channel);
+  return 0.2126 * r + 0.7152 * g + 0.0722 * b;
+};
+const isClear = color => color === "rgba(0, 0, 0, 0)";
+const ground = element => {
+  while (element.parentElement && isClear(getComputedStyle(element).backgroundColor))
+    element = element.parentElement;
+  return getComputedStyle(element).backgroundColor;
+};
+document.querySelectorAll("details").forEach(each => each.open = true);
+if (document.documentElement.scrollWidth > width) faults.push("the page scrolls sideways");
+for (const element of document.querySelectorAll("body *")) {
+  const texts = [...element.childNodes].filter(each => each.nodeType === 3 && each.data.trim());
+  if (!texts.length || !element.checkVisibility() || !element.getClientRects().length) continue;
+  const style = getComputedStyle(element), text = texts[0].data.trim().slice(0, 40);
+  const color = element instanceof SVGElement ? style.fill : style.color;
+  const [darker, lighter] = [color, ground(element)].map(luminance).sort((a, b) => a - b);
+  if ((lighter + 0.05) / (darker + 0.05) < 4.5) faults.push("faint: " + text);
+  if (element.closest("pre")) continue;
+  const isCut = element.clientWidth > 0 && element.scrollWidth > element.clientWidth + 1;
+  if (isCut || element.getBoundingClientRect().right > width + 1) faults.push("cut: " + text);
+}
+return faults;
 """
 
 
@@ -62,7 +95,7 @@ class Web(unittest.TestCase):
         cls.site = Gazette(folder.name, is_secure=True)
         cls.addClassCleanup(cls.site.stop)
         port = free_port()
-        cls.site.configuration = CHECK.format(page=f"http://127.0.0.1:{port}/") + cls.site.configuration
+        cls.site.configuration = CHECK + cls.site.configuration
         cls.squid = cls.site.squid("squid", MODULES)
         cls.addClassCleanup(cls.squid.stop)
         cls.squid.start()

@@ -70,10 +70,10 @@ splice = ["a.spliced.example", "spliced.example"]
         names = hosts_line(ENGINE, cls.folder.name, cls.certificates)
         return super().make_squid(extra=trusted + names, **options)
 
-    def get(self, *options, name=None, trust=None):
+    def get(self, *options, name=None, url=None, trust=None):
         """A page by HTTPS, with a certificate to trust beside no other."""
         command = self.curl("/page", "-i", "--suppress-connect-headers", *options)
-        command[-1] = self.origin.url("/page", name)
+        command[-1] = url or self.origin.url("/page", name)
         trusted = ["--capath", "/nonexistent", "--cacert", trust] if trust else []
         return Answer(subprocess.run([*command, *trusted], capture_output=True))
 
@@ -111,6 +111,13 @@ class Intercepted(HttpsCase):
         self.assertEqual(len(self.events_of("/page")), 2)
         for trust in (self.root.file, None):
             self.assertEqual(self.get(trust=trust).code, UNTRUSTED)
+
+    def test_a_client_sees_whether_it_trusts_the_proxy(self):
+        url = "https://check.velmora.invalid/trusted.svg"
+        answer = self.get(url=url, trust=self.trust)
+        found = (answer.code, answer.status, answer.headers["content-type"], answer.body[:5])
+        self.assertEqual(found, (0, 200, "image/svg+xml", b"<svg "))
+        self.assertEqual(self.get(url=url, trust=self.root.file).code, UNTRUSTED)
 
     def test_the_policy_holds_for_the_client_before_the_tunnel(self):
         for protocol in ("--http1.1", "--http2"):

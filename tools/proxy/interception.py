@@ -14,21 +14,7 @@ PORT_OPTIONS = (
     " generate-host-certificates=on dynamic_cert_mem_cache_size=4MB"
 )
 
-CONFIGURATION = """\
-sslcrtd_program {helper} -s {folder}/certificates -M 4MB
-sslcrtd_children 8 startup=1 idle=1
-acl hello at_step SslBump1
-acl spliced ssl::server_name "{folder}/spliced-sites.txt"
-ssl_bump peek hello
-ssl_bump splice spliced
-ssl_bump bump all
-# What turns out not to be TLS goes by as it is; websockets are no pages.
-on_unsupported_protocol tunnel all
-http_upgrade_request_protocols websocket allow all
-# Certificates between a site's own and its root, which the site forgot to send.
-acl missing_certificates transaction_initiator certificate-fetching
-http_access allow missing_certificates
-"""
+CONFIGURATION = pathlib.Path(__file__).resolve().parents[2] / "packaging" / "squid-inspection.conf"
 
 # An empty list would be complained about; nothing has a name that ends so.
 NO_SITES = ".invalid\n"
@@ -41,8 +27,12 @@ class Interception:
         if not pathlib.Path(CERTIFICATE_HELPER).exists():
             raise ProxyError("HTTPS needs Squid with OpenSSL: apt-get install squid-openssl")
         self.port_options = PORT_OPTIONS.format(certificate=authority.certificate, key=authority.key)
-        self.configuration = CONFIGURATION.format(helper=CERTIFICATE_HELPER, folder=folder)
-        (folder / "spliced-sites.txt").write_text(spliced_sites or NO_SITES)
+        spliced = folder / "spliced-sites.txt"
+        spliced.write_text(spliced_sites or NO_SITES)
+        text = CONFIGURATION.read_text()
+        for name, value in (("@certificates@", folder / "certificates"), ("@spliced@", spliced)):
+            text = text.replace(name, str(value))
+        self.configuration = text
         # Made anew: it holds what another authority may have signed.
         shutil.rmtree(folder / "certificates", ignore_errors=True)
         command = [CERTIFICATE_HELPER, "-c", "-s", folder / "certificates", "-M", "4MB"]

@@ -29,7 +29,5 @@ Response SetupPage(const Visit &visit);
 Response AuthorityAsDer(const Visit &visit);
 Response AuthorityAsPem(const Visit &visit);
 Response ProxyScript(const Visit &visit);
-/// The picture that a browser gets to see which trusts the proxy.
-Response TrustedPicture(const Visit &visit);
 
 }  // namespace velmora::web

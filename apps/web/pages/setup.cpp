@@ -89,8 +89,8 @@ Markup HowToTrust(const Authority &authority) {
          "<h3>Does this browser trust it?</h3>\n<p class=\"check\">"
          "<img src=\"https://check.velmora.invalid/trusted.svg\" width=\"220\" height=\"48\" "
          "alt=\"Not yet: the picture that should be here did not come.\"></p>\n"
-         "<p class=\"small\">The picture comes by https through the proxy, from a name that exists "
-         "nowhere else. It takes the two lines for it in the proxy's configuration.</p>\n";
+         "<p class=\"small\">The picture comes by https from the proxy itself, under a name that "
+         "exists nowhere: a browser that does not use the proxy does not get it either.</p>\n";
   return html;
 }
 

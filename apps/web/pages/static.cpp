@@ -13,14 +13,6 @@ constexpr char ICON[] =
     "<path fill=\"none\" stroke=\"#fff\" stroke-width=\"2.2\" stroke-linecap=\"round\" "
     "stroke-linejoin=\"round\" d=\"m8 12 3 3 5-6\"/></svg>";
 
-constexpr char TRUSTED[] =
-    "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 220 48\">"
-    "<rect width=\"220\" height=\"48\" rx=\"8\" fill=\"#1a7f4b\"/>"
-    "<path fill=\"none\" stroke=\"#fff\" stroke-width=\"4\" stroke-linecap=\"round\" "
-    "stroke-linejoin=\"round\" d=\"m18 25 8 8 14-17\"/>"
-    "<text x=\"54\" y=\"31\" fill=\"#fff\" font-family=\"sans-serif\" font-size=\"18\">"
-    "Yes, it trusts it</text></svg>";
-
 Response Lasting(std::string type, std::string_view body) {
   return {.type = std::move(type),
           .body = std::string(body),
@@ -35,10 +27,6 @@ Response StyleSheet(const Visit & /*visit*/) {
 
 Response Icon(const Visit & /*visit*/) {
   return Lasting("image/svg+xml", ICON);
-}
-
-Response TrustedPicture(const Visit & /*visit*/) {
-  return {.type = "image/svg+xml", .body = TRUSTED};
 }
 
 }  // namespace velmora::web
