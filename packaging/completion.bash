@@ -40,6 +40,10 @@ _velmora() {
       mapfile -t COMPREPLY < <(compgen -W "view change" -- "$word")
       return
       ;;
+    https)
+      mapfile -t COMPREPLY < <(compgen -W "on off" -- "$word")
+      return
+      ;;
     preset)
       mapfile -t COMPREPLY < <(compgen -W "calm strict classic still --as-policy" -- "$word")
       return

@@ -30,6 +30,7 @@ void AddCategories(CLI::App &application, Action &action);
 void AddCheckConfig(CLI::App &application, Action &action);
 void AddFilter(CLI::App &application, Action &action);
 void AddHealth(CLI::App &application, Action &action);
+void AddHttps(CLI::App &application, Action &action);
 void AddLex(CLI::App &application, Action &action);
 void AddLists(CLI::App &application, Action &action);
 void AddPreset(CLI::App &application, Action &action);

@@ -17,7 +17,7 @@ namespace {
 constexpr void (*COMMANDS[])(CLI::App &application, Action &action) = {
     AddFilter, AddAds,     AddCategories, AddCheckConfig, AddTestPolicy, AddLex,
     AddTop,    AddWhy,     AddReport,     AddAllow,       AddUndo,       AddLists,
-    AddHealth, AddMetrics, AddWeb,        AddPreset,
+    AddHealth, AddMetrics, AddWeb,        AddPreset,      AddHttps,
 };
 
 constexpr char WHERE_TO_READ[] = "\"velmora help\" and \"velmora help COMMAND\" say more";

@@ -39,6 +39,21 @@ if has squid; then
   ! grep -E 'WARNING|ERROR|FATAL' "$folder/said" || fail "squid.conf"
 fi
 
+# Once there is an authority, Squid takes what is made of the same settings, and each port looks in.
+if [ -x /usr/lib/squid/security_file_certgen ]; then
+  mkdir "$folder/ca" "$folder/cache"
+  openssl req -config "$2/packaging/authority.cnf" -subj /O=Velmora/CN=test -x509 -new -noenc -newkey rsa:2048 \
+    -keyout "$folder/ca/key.pem" -out "$folder/ca/velmora-proxy.crt" 2>"$folder/said" || fail "$(cat "$folder/said")"
+  printf '[https]\nsplice = "bank.example"\n' >"$folder/velmora.toml"
+  printf 'http_port 127.0.0.1:3130 name=house # ours' >"$folder/squid.d/house.conf"
+  VELMORA_SETTINGS=$folder VELMORA_MADE=$folder/made VELMORA_CACHE=$folder/cache VELMORA_SHARE=$2/packaging \
+    VELMORA_COMMAND=$build/velmora VELMORA_USER=$(id -un) "$service/squid/squid-settings" || fail "squid-settings"
+  grep -qx '.bank.example' "$folder/made/spliced-sites.txt" || fail "sites that are passed on untouched"
+  [ "$(grep -cE '^http_port [^ ]+ ssl-bump tls-cert=' "$folder/made/squid.conf")" = 2 ] || fail "a port looks not in"
+  squid -f "$folder/made/squid.conf" -k parse 2>"$folder/said" || fail "$(grep -vE "Processing|Initiali" "$folder/said")"
+  ! grep -E 'WARNING|ERROR|FATAL' "$folder/said" || fail "squid.conf of the inspection"
+fi
+
 # Both engines load what the packages bring, by the policy that they bring.
 grep -qF /usr/lib/velmora/ecap_velmora.so "$service/squid/squid.conf" || fail "the adapter of Squid"
 grep -qF /usr/lib/velmora/trafficserver_velmora.so "$service/trafficserver/plugin.config" ||

@@ -25,10 +25,43 @@ echo "$page" >origin/page.html
 python3 -m http.server --bind 127.0.0.1 --directory origin 8000 >/dev/null 2>&1 &
 origin=$!
 
+# The same by HTTPS, of a site whose authority the system trusts.
+mkdir tls
+{
+  openssl req -x509 -new -noenc -newkey rsa:2048 -days 2 -subj /CN=trial -keyout tls/root.key -out tls/root.crt
+  openssl req -new -noenc -newkey rsa:2048 -subj /CN=secure.example -keyout tls/site.key -out tls/site.csr
+  openssl x509 -req -in tls/site.csr -CA tls/root.crt -CAkey tls/root.key -CAcreateserial -days 2 \
+    -extfile <(echo subjectAltName=DNS:secure.example) -out tls/site.crt
+  cp tls/root.crt /usr/local/share/ca-certificates/trial.crt
+  update-ca-certificates
+} >tls.log 2>&1 || cat tls.log
+echo 127.0.0.1 secure.example >>/etc/hosts
+cat >tls/serve.py <<'END'
+import functools, http.server, ssl
+handler = functools.partial(http.server.SimpleHTTPRequestHandler, directory="/trial/origin")
+server = http.server.ThreadingHTTPServer(("127.0.0.1", 443), handler)
+context = ssl.create_default_context(ssl.Purpose.CLIENT_AUTH)
+context.load_cert_chain("/trial/tls/site.crt", "/trial/tls/site.key")
+server.socket = context.wrap_socket(server.socket, server_side=True)
+server.serve_forever()
+END
+python3 tls/serve.py >/dev/null 2>&1 &
+
 through() { curl -sS --retry 20 --retry-delay 1 --retry-connrefused --max-time 10 -x "127.0.0.1:$1" "${@:2}"; }
 is_filtered() { through "$1" http://127.0.0.1:8000/page.html | grep -qx '<html><body>one two</body></html>'; }
 is_unfiltered() { through "$1" http://127.0.0.1:8000/page.html | grep -qxF "$page"; }
 is_answered() { through 3128 -D - -o /dev/null http://ad.doubleclick.net/x.gif | grep -q '^X-Velmora: blocked'; }
+certificate=/etc/velmora/ca/velmora-proxy.crt
+trusting() { through 3128 --capath /nonexistent --cacert "$certificate" "$@"; }
+is_secure_filtered() { trusting https://secure.example/page.html | grep -qx '<html><body>one two</body></html>'; }
+is_secure_untouched() { through 3128 https://secure.example/page.html | grep -qxF "$page"; }
+is_trust_seen() { trusting https://check.velmora.invalid/trusted.svg | grep -q '^<svg '; }
+fingerprint() { openssl x509 -noout -fingerprint -sha256 "$@"; }
+is_handed_out() {
+  curl -sS --retry 20 --retry-delay 1 --retry-connrefused --noproxy '*' http://127.0.0.1:3180/setup/velmora.pem |
+    fingerprint | grep -qxF "$(fingerprint -in "$certificate")"
+}
+web_reads_key() { nsenter -t "$(systemctl show -P MainPID velmora-web)" -m grep -q PRIVATE /etc/velmora/ca/key.pem; }
 is_used_by_velmora() { for p in /proc/[0-9]*; do [ "$(stat -c %U "$p" 2>/dev/null)" = velmora ] && grep -q squid "$p/comm" && return; done; return 1; }
 is_active() { systemctl --quiet is-active "$1"; }
 
@@ -81,6 +114,19 @@ sleep 2
 expect "an allowed site is not touched" is_unfiltered 3128
 systemctl restart velmora-proxy
 expect "a second start finds its way" is_unfiltered 3128
+
+expect "encrypted traffic passes as it is" is_secure_untouched
+expect "inspection is switched on" quiet velmora https on
+expect "who trusts the authority gets pages over HTTPS filtered" is_secure_filtered
+expect "and sees that it does" is_trust_seen
+expect "who does not gets none" fails is_secure_untouched
+expect "the authority's key is the proxy's alone" [ "$(stat -c '%U %a' /etc/velmora/ca/key.pem)" = "velmora 600" ]
+expect "the web page hands its certificate out" is_handed_out
+expect "and cannot read its key" fails quiet web_reads_key
+expect "a reload leaves it on" systemctl reload velmora-proxy
+expect "as it was" is_secure_filtered
+expect "inspection is switched off" quiet velmora https off
+expect "encrypted traffic passes as it did" is_secure_untouched
 
 expect "a purge goes through" apt purge --auto-remove velmora velmora-lists velmora-squid
 expect "Squid's own service is back" is_active squid

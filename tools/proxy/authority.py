@@ -6,6 +6,7 @@ trust it. Who has its private key can pose as any site towards those devices.
 
 import hashlib
 import os
+import pathlib
 import re
 import shutil
 import socket
@@ -17,19 +18,7 @@ KEY = "key.pem"
 CERTIFICATE = "velmora-proxy.crt"
 YEARS = 10
 
-REQUEST = """\
-[req]
-prompt = no
-distinguished_name = name
-x509_extensions = extensions
-[name]
-O = Velmora
-CN = {name}
-[extensions]
-basicConstraints = critical, CA:TRUE, pathlen:0
-keyUsage = critical, keyCertSign, cRLSign
-subjectKeyIdentifier = hash
-"""
+CONFIGURATION = pathlib.Path(__file__).resolve().parents[2] / "packaging" / "authority.cnf"
 
 HOW_TO_TRUST = """\
 To be trusted, the proxy's certificate has to be imported once on each device that uses it:
@@ -76,10 +65,10 @@ class Authority:
         new = tempfile.mkdtemp(prefix=f"{self.folder.name}-", dir=self.folder.parent)
         try:
             run = subprocess.run(
-                ["openssl", "req", "-config", "/dev/stdin", "-x509", "-new", "-sha256", "-noenc"]
+                ["openssl", "req", "-config", CONFIGURATION, "-x509", "-new", "-sha256", "-noenc"]
+                + ["-subj", f"/O=Velmora/CN={name_of_authority()}"]
                 + ["-newkey", "rsa:3072", "-days", str(YEARS * 365), "-keyout", KEY]
                 + ["-out", CERTIFICATE],
-                input=REQUEST.format(name=name_of_authority()),
                 capture_output=True,
                 text=True,
                 cwd=new,
