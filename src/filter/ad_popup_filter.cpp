@@ -82,9 +82,9 @@ bool CAdPopupFilter::IsAdToHost(const CHTMLElement &element, std::string_view va
                                 std::string &reason) {
   if (value.empty()) return false;
   const std::string_view url = UrlIn(value);
-  std::optional<std::string> answer = ReasonToRemove(context(), std::string(element.name()),
-                                                     std::string(url), page_.MakeAbsolute(url));
-  if (answer) reason = *std::move(answer);
+  const std::optional<std::string> answer = ReasonToRemove(
+      context(), std::string(element.name()), std::string(url), page_.MakeAbsolute(url));
+  if (answer) reason = *answer;
   return answer.has_value();
 }
 
