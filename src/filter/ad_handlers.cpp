@@ -33,7 +33,6 @@ void CAnchorAdHandler::AddInterest(Interest &interest, std::string_view tag_name
 std::int32_t CAnchorAdHandler::OnStartTag(CHTMLElement &element) {
   CAdHandler::OnStartTag(element);
   element.SetFlags(ELEMENT_NEED_END);
-  if (are_kept()) return 0;
   std::string href;
   element.GetAttribute("href", href);
   filter().SetCurrentLink(std::move(href));
