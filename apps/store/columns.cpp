@@ -17,8 +17,10 @@ constexpr std::size_t EVENTS = 16'384;
 constexpr std::size_t FEWEST = 4'096;
 constexpr std::size_t HEAD = sizeof(std::int64_t) + 1;
 
+/// The width of the numbers, and the numbers.
 template <class Number>
 void PackAs(std::span<const std::int64_t> values, std::uint64_t least, std::string &bytes) {
+  bytes += static_cast<char>(sizeof(Number));
   const std::size_t begin = bytes.size();
   bytes.resize(begin + values.size() * sizeof(Number));
   char *place = bytes.data() + begin;
@@ -96,16 +98,12 @@ std::string Pack(std::span<const std::int64_t> values) {
   if (span == 0) {
     bytes += '\0';
   } else if (span <= std::numeric_limits<std::uint8_t>::max()) {
-    bytes += '\1';
     PackAs<std::uint8_t>(values, begin, bytes);
   } else if (span <= std::numeric_limits<std::uint16_t>::max()) {
-    bytes += '\2';
     PackAs<std::uint16_t>(values, begin, bytes);
   } else if (span <= std::numeric_limits<std::uint32_t>::max()) {
-    bytes += '\4';
     PackAs<std::uint32_t>(values, begin, bytes);
   } else {
-    bytes += '\10';
     PackAs<std::uint64_t>(values, begin, bytes);
   }
   return bytes;

@@ -52,25 +52,20 @@ constexpr char TABLES[] = R"(
   CREATE TABLE hour_sums (
     hour INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
     PRIMARY KEY (hour, what)) WITHOUT ROWID;
-  CREATE TABLE client_sums (
-    hour INTEGER, client INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
-    PRIMARY KEY (hour, client, what)) WITHOUT ROWID;
-  CREATE TABLE site_sums (
-    hour INTEGER, site INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
-    PRIMARY KEY (hour, site, what)) WITHOUT ROWID;
-  CREATE TABLE rule_sums (
-    hour INTEGER, rule INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
-    PRIMARY KEY (hour, rule, what)) WITHOUT ROWID;
-  CREATE TABLE client_days (
-    hour INTEGER, client INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
-    PRIMARY KEY (hour, client, what)) WITHOUT ROWID;
-  CREATE TABLE site_days (
-    hour INTEGER, site INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
-    PRIMARY KEY (hour, site, what)) WITHOUT ROWID;
-  CREATE TABLE rule_days (
-    hour INTEGER, rule INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
-    PRIMARY KEY (hour, rule, what)) WITHOUT ROWID;
 )";
+
+/// Those by client, site and rule, by the hour and by the day.
+std::string SumTables() {
+  std::string tables;
+  for (const std::string column : {"client", "site", "rule"}) {
+    for (const char *const span : {"_sums", "_days"}) {
+      tables += "CREATE TABLE " + column + span + " (hour INTEGER, " + column +
+                " INTEGER, what INTEGER, count INTEGER, bytes INTEGER, PRIMARY KEY (hour, " +
+                column + ", what)) WITHOUT ROWID;";
+    }
+  }
+  return tables;
+}
 
 [[noreturn]] void ThrowErrno(const std::filesystem::path &file) {
   throw std::system_error(errno, std::generic_category(), file.string());
@@ -148,7 +143,7 @@ SQLite::Database OpenToWrite(const std::filesystem::path &file, const std::files
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     // Another feeder may have come first.
     if (IsEmpty(database, file)) {
-      database.exec(TABLES);
+      database.exec(TABLES + SumTables());
       database.exec("PRAGMA user_version = " + std::to_string(VERSION));
     }
     transaction.commit();

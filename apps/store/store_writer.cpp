@@ -122,22 +122,24 @@ void StoreWriter::AddRow(const host::Event &event, const Place &place) {
   // Where there is a rule, its text says it.
   const std::string detail = place.rule == 0 ? event.detail : std::string();
   // In the order of `Column`.
-  const ColumnRow row = {FreeKey(event.time),
-                         place.what,
-                         place.client,
-                         place.site,
-                         place.rule,
-                         texts_.Number(TextKind::ADDRESS, url.address),
-                         texts_.Number(TextKind::ADDRESS, page.address),
-                         NumberOfId(event.id),
-                         event.saved,
-                         NumberOf(event)};
+  ColumnRow row = {FreeKey(event.time),
+                   place.what,
+                   place.client,
+                   place.site,
+                   place.rule,
+                   texts_.Number(TextKind::ADDRESS, url.address),
+                   texts_.Number(TextKind::ADDRESS, page.address),
+                   NumberOfId(event.id),
+                   event.saved,
+                   NumberOf(event)};
   segments_.Add(row);
   insert_.reset();
   Binder binder(insert_);
-  binder.Number(row[0]);
-  binder.Number(row[1]);
-  for (std::size_t column = 2; column <= 6; ++column) binder.NumberOrNone(row[column]);
+  for (const Column column : {Column::KEY, Column::WHAT}) binder.Number(At(row, column));
+  for (const Column column :
+       {Column::CLIENT, Column::SITE, Column::RULE, Column::ADDRESS, Column::PAGE}) {
+    binder.NumberOrNone(At(row, column));
+  }
   binder.Id(event.id);
   binder.Id(event.response);
   binder.Text(query);
