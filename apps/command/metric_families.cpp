@@ -112,38 +112,35 @@ void AddNumbers(std::vector<MetricFamily> &families, const WorkerReports::Worker
   }
 }
 
-MetricFamily Blocked(const WorkerReports::Workers &workers) {
-  MetricFamily family{"velmora_blocked_total",
-                      "Items that were blocked, requests among them.",
-                      MetricType::Counter,
-                      {}};
+/// A counter for each number of an array, told apart by a label.
+template <class Array, class Name>
+MetricFamily EachOf(Array WorkerCounters::*numbers, std::string name, std::string help,
+                    const char *label, Name value, const WorkerReports::Workers &workers) {
+  MetricFamily family{std::move(name), std::move(help), MetricType::Counter, {}};
   for (const auto &worker : workers) {
-    for (std::size_t i = 0; i < std::size(host::CATEGORY_TABLE); ++i) {
+    const Array &counted = worker.second.report->counters.*numbers;
+    for (std::size_t i = 0; i < counted.size(); ++i) {
       Labels labels = LabelsOf(worker);
-      labels.push_back({"category", std::string(host::CATEGORY_TABLE[i].name)});
+      labels.push_back({label, std::string(value(i))});
       family.metric.push_back(
-          Metric(family.type, std::move(labels),
-                 static_cast<double>(worker.second.report->counters.blocked[i])));
+          Metric(family.type, std::move(labels), static_cast<double>(counted[i])));
     }
   }
   return family;
 }
 
+MetricFamily Blocked(const WorkerReports::Workers &workers) {
+  return EachOf(
+      &WorkerCounters::blocked, "velmora_blocked_total",
+      "Items that were blocked, requests among them.", "category",
+      [](std::size_t i) { return host::CATEGORY_TABLE[i].name; }, workers);
+}
+
 MetricFamily Stopped(const WorkerReports::Workers &workers) {
-  MetricFamily family{"velmora_stopped_total",
-                      "Bodies whose filtering or decoding was given up before their end.",
-                      MetricType::Counter,
-                      {}};
-  for (const auto &worker : workers) {
-    for (std::size_t i = 0; i < host::STOP_REASONS; ++i) {
-      Labels labels = LabelsOf(worker);
-      labels.push_back({"reason", host::Describe(static_cast<host::StopReason>(i))});
-      family.metric.push_back(
-          Metric(family.type, std::move(labels),
-                 static_cast<double>(worker.second.report->counters.stopped[i])));
-    }
-  }
-  return family;
+  return EachOf(
+      &WorkerCounters::stopped, "velmora_stopped_total",
+      "Bodies whose filtering or decoding was given up before their end.", "reason",
+      [](std::size_t i) { return host::Describe(static_cast<host::StopReason>(i)); }, workers);
 }
 
 MetricFamily FilterTimes(const WorkerReports::Workers &workers) {

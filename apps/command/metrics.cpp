@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "command/answers/asked_log.h"
 #include "command/answers/files.h"
 #include "command/answers/messages.h"
 #include "command/answers/worker_reports.h"
@@ -50,13 +51,10 @@ class Metrics final : public prometheus::Collectable {
   }
 
  private:
+  /// A policy that cannot be read is a metric: only where it is to name the log it has to be good.
   static std::filesystem::path LogOf(const MetricsOptions &options) {
-    if (!options.log.empty()) return options.log;
-    const host::Policy policy = host::ReadPolicy(options.policy);
-    if (!policy.event_log || policy.event_log->file.empty()) {
-      throw std::runtime_error(options.policy + " names no file for the event log; --log does");
-    }
-    return policy.event_log->file;
+    return options.log.empty() ? AskedLog(options.policy, {}).file
+                               : std::filesystem::path(options.log);
   }
 
   const WorkerReports::Workers &Workers() const {

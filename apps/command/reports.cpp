@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "command/activity_report.h"
+#include "command/answers/asked_log.h"
 #include "command/answers/event_filter.h"
 #include "command/answers/files.h"
 #include "command/answers/messages.h"
@@ -46,21 +47,9 @@ struct ReportOptions {
   bool is_rebuilt = false;
 };
 
-/// The log that is asked about, with what the policy says of it.
 host::EventLogOptions LogOf(const ReportOptions &options) {
-  host::EventLogOptions log;
-  if (options.log.empty() || std::filesystem::exists(options.policy)) {
-    const host::Policy policy = host::ReadPolicy(options.policy);
-    if (policy.event_log) log = *policy.event_log;
-  }
-  if (!options.log.empty() && std::filesystem::absolute(options.log) != log.file) {
-    log.file = std::filesystem::absolute(options.log);
-    log.store.clear();
-  }
+  host::EventLogOptions log = AskedLog(options.policy, options.log);
   if (!options.store.empty()) log.store = options.store;
-  if (log.file.empty()) {
-    throw std::runtime_error(options.policy + " names no file for the event log; --log does");
-  }
   return log;
 }
 

@@ -52,19 +52,20 @@ inline std::string Header(const Response &response, std::string_view name) {
   return {};
 }
 
+/// The form with a password.
+inline Request LoginForm(std::string password) {
+  Request request = Get("/login");
+  request.method = "POST";
+  request.fields["password"] = std::move(password);
+  return request;
+}
+
 /// A browser that is logged in.
 class Visitor {
  public:
   /// Logs in with the password.
-  Visitor(Site &site, std::string password) : site_(site) {
-    Request request = Get("/login");
-    request.method = "POST";
-    request.fields["password"] = std::move(password);
-    login_ = site.Answer(request);
-    const std::string cookie = Header(login_, "Set-Cookie");
-    cookie_ = cookie.substr(0, cookie.find(';'));
-  }
-  /// Follows the link that logs in.
+  Visitor(Site &site, std::string password) : Visitor(site, LoginForm(std::move(password))) {}
+  /// Sends a form, or follows a link, that logs in.
   Visitor(Site &site, const Request &start) : site_(site), login_(site.Answer(start)) {
     const std::string cookie = Header(login_, "Set-Cookie");
     cookie_ = cookie.substr(0, cookie.find(';'));
@@ -100,5 +101,12 @@ class Visitor {
   Response login_;
   std::string cookie_;
 };
+
+/// One that followed the link for who started the page.
+inline Visitor Welcome(Site &site) {
+  Request start = Get("/start");
+  start.fields["word"] = site.MakeStartWord();
+  return {site, start};
+}
 
 }  // namespace velmora::web

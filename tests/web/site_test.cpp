@@ -91,10 +91,8 @@ TEST(Site, LetsNobodyTryPasswordsForLong) {
   EXPECT_EQ(late.status, 429);
   EXPECT_NE(Header(late, "Retry-After"), "");
   // Somebody else still can.
-  Request other = Get("/login");
-  other.method = "POST";
+  Request other = LoginForm(CHANGER);
   other.client = "192.0.2.1";
-  other.fields["password"] = CHANGER;
   EXPECT_EQ(site.Answer(other).status, 303);
 }
 
@@ -113,9 +111,7 @@ TEST(Attempts, AreForgottenInTime) {
 TEST(Site, TakesNoFormsFromElsewhere) {
   House house;
   Site site(house.Options());
-  Request start = Get("/start");
-  start.fields["word"] = site.MakeStartWord();
-  const Visitor visitor(site, start);
+  const Visitor visitor = Welcome(site);
   const auto with = [&](auto change) {
     Request request = visitor.Sent("/allow", {{"site", "a.example"}});
     change(request);
@@ -169,9 +165,8 @@ TEST(Site, GoesOnToItsOwnPagesAlone) {
                                                        {"http://evil.example/", "/"},
                                                        {"/a\r\nX: y", "/"}};
   for (const auto &[next, place] : cases) {
-    Request request = Get("/login");
-    request.method = "POST";
-    request.fields = {{"password", CHANGER}, {"next", next}};
+    Request request = LoginForm(CHANGER);
+    request.fields["next"] = next;
     EXPECT_EQ(Header(site.Answer(request), "Location"), place);
   }
 }
@@ -179,9 +174,7 @@ TEST(Site, GoesOnToItsOwnPagesAlone) {
 TEST(Site, AllowsAndTakesBackAsTheCommandDoes) {
   House house;
   Site site(house.Options());
-  Request start = Get("/start");
-  start.fields["word"] = site.MakeStartWord();
-  const Visitor visitor(site, start);
+  const Visitor visitor = Welcome(site);
   for (const std::string name : {"a.example", "b.example"}) {
     site.Answer(visitor.Sent("/allow", {{"site", name}, {"client", "192.0.2.7"}}));
   }
@@ -201,9 +194,7 @@ TEST(Site, AllowsAndTakesBackAsTheCommandDoes) {
 TEST(Site, ChoosesPresetsAndNothingElse) {
   House house;
   Site site(house.Options());
-  Request start = Get("/start");
-  start.fields["word"] = site.MakeStartWord();
-  const Visitor visitor(site, start);
+  const Visitor visitor = Welcome(site);
   EXPECT_EQ(site.Answer(visitor.Sent("/preset", {{"preset", "strict"}})).status, 303);
   EXPECT_EQ(house.Read("velmora.preset"), "strict\n");
   EXPECT_THAT(visitor.Open("/policy").body, HasSubstr("<strong>strict</strong> was chosen"));
@@ -222,9 +213,7 @@ TEST(Site, ShowsHostileEventsListsAndRulesAsText) {
       R"("item":"<img src=x onerror=alert(1)>","detail":"\"'><svg/onload=x>","id":"0123456789"})"
       "\n");
   Site site(house.Options());
-  Request start = Get("/start");
-  start.fields["word"] = site.MakeStartWord();
-  const Visitor visitor(site, start);
+  const Visitor visitor = Welcome(site);
   const Response why = visitor.Open("/why", "id", "0123456789");
   EXPECT_THAT(why.body, HasSubstr("&lt;img src=x onerror=alert(1)&gt;"));
   EXPECT_THAT(why.body, HasSubstr("&lt;b&gt;Kids&lt;/b&gt;"));

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "command/answers/asked_log.h"
 #include "host/bodies/categories.h"
 #include "store/feeding.h"
 #include "web/pages/parts.h"
@@ -88,13 +89,10 @@ Markup Row(const Visit &visit, const store::StoredEvent &stored) {
 }  // namespace
 
 std::optional<store::EventStore> StoreOf(const Visit &visit, const host::Policy &policy) {
-  const std::filesystem::path log = LogOf(visit, policy);
-  if (log.empty()) return std::nullopt;
-  host::EventLogOptions written = policy.event_log.value_or(host::EventLogOptions());
-  // Another log than the policy's has a store of its own.
-  if (std::exchange(written.file, log) != log) written.store.clear();
-  visit.events.Bring(written);
-  const std::filesystem::path store = store::StoreOf(written);
+  if (LogOf(visit, policy).empty()) return std::nullopt;
+  const host::EventLogOptions log = command::AskedLog(policy, visit.options.log);
+  visit.events.Bring(log);
+  const std::filesystem::path store = store::StoreOf(log);
   // It may be that it could not be made.
   if (!std::filesystem::exists(store)) return std::nullopt;
   return store::EventStore(store);

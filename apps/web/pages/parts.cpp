@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "command/answers/asked_log.h"
 #include "host/bodies/categories.h"
 #include "host/web/url.h"
 
@@ -30,8 +31,7 @@ host::Policy CurrentPolicy(const Visit &visit) {
 }
 
 std::filesystem::path LogOf(const Visit &visit, const host::Policy &policy) {
-  std::filesystem::path log = visit.options.log;
-  if (log.empty() && policy.event_log) log = policy.event_log->file;
+  const std::filesystem::path log = command::AskedLog(policy, visit.options.log).file;
   return std::filesystem::exists(log) ? log : std::filesystem::path();
 }
 
