@@ -16,7 +16,11 @@ namespace {
 
 struct AllowOptions {
   std::string policy = host::DefaultPolicy();
-  host::Exception exception{};
+  std::string site;
+  std::string client;
+  std::string group;
+  std::string time;
+  std::string categories;
 };
 
 void AddPolicyOption(CLI::App &command, std::string &policy) {
@@ -33,11 +37,41 @@ int Say(const std::string &text) {
   return EXIT_OK;
 }
 
+/// An empty word, of a script's variable, would allow more than was meant.
+std::string CheckNotEmpty(const std::string &text) {
+  return text.empty() ? "is empty" : "";
+}
+
+/// Takes an option's text in, if there is one; what is wrong with it is wrong usage.
+template <class Function>
+void TakeIn(const char *name, const std::string &text, Function take) {
+  if (text.empty()) return;
+  try {
+    take(text);
+  } catch (const std::invalid_argument &error) {
+    throw UsageError(fmt::format("{}: {}", name, error.what()));
+  }
+}
+
+host::Exception ExceptionOf(const AllowOptions &options, const host::Policy &policy) {
+  host::Exception exception;
+  TakeIn("SITE", options.site, [&](const std::string &text) { exception.site.Add(text); });
+  TakeIn("--client", options.client,
+         [&](const std::string &text) { exception.client = host::ClientNetwork::Parse(text); });
+  TakeIn("--group", options.group,
+         [&](const std::string &text) { LimitToGroup(exception, policy, text); });
+  TakeIn("--for", options.time, [&](const std::string &text) { RunOutIn(exception, text); });
+  TakeIn("--category", options.categories,
+         [&](const std::string &text) { LimitToCategories(exception, policy, text); });
+  return exception;
+}
+
 int Allow(const AllowOptions &options) {
-  const std::filesystem::path file = ExceptionsOf(options.policy);
-  host::AddException(file, options.exception);
-  return Say(fmt::format("allowed {} ({}); \"velmora undo\" takes it back",
-                         Describe(options.exception), file.string()));
+  const host::Policy policy = host::ReadPolicy(options.policy);
+  const host::Exception exception = ExceptionOf(options, policy);
+  host::AddException(policy.exceptions_file, exception);
+  return Say(fmt::format("allowed {} ({}); \"velmora undo\" takes it back", Describe(exception),
+                         policy.exceptions_file.string()));
 }
 
 int Undo(const std::string &policy) {
@@ -46,56 +80,33 @@ int Undo(const std::string &policy) {
   return Say("taken back: " + Describe(*exception));
 }
 
-/// Takes an option's text in; what is wrong with it is wrong usage.
-template <class Function>
-auto Taking(std::string name, Function take) {
-  return [name = std::move(name), take](const std::string &text) {
-    try {
-      take(text);
-    } catch (const std::invalid_argument &error) {
-      throw CLI::ValidationError(name, error.what());
-    }
-  };
-}
-
 }  // namespace
 
 void AddAllow(CLI::App &application, Action &action) {
   CLI::App &command =
       *application.add_subcommand("allow", "Let a site pass, at once and until it is undone");
   const auto options = std::make_shared<AllowOptions>();
-  host::Exception &exception = options->exception;
-  command
-      .add_option_function<std::string>(
-          "SITE",
-          Taking("SITE", [&exception](const std::string &text) { exception.site.Add(text); }),
-          "A host's name, which stands for its sub-domains too")
+  command.add_option("SITE", options->site, "A host's name, which stands for its sub-domains too")
       ->required()
-      ->type_name("");
+      ->type_name("")
+      ->check(CheckNotEmpty);
+  const auto client =
+      command.add_option("--client", options->client, "Only for this IP address or network")
+          ->type_name("NET")
+          ->check(CheckNotEmpty);
+  command.add_option("--group", options->group, "Only for this group of the policy")
+      ->type_name("NAME")
+      ->check(CheckNotEmpty)
+      ->excludes(client);
+  command.add_option("--for", options->time, "Only for so long: 30min, 1h, 7d")
+      ->type_name("TIME")
+      ->check(CheckNotEmpty);
   command
-      .add_option_function<std::string>("--client",
-                                        Taking("--client",
-                                               [&exception](const std::string &text) {
-                                                 exception.client =
-                                                     host::ClientNetwork::Parse(text);
-                                               }),
-                                        "Only for this IP address or network")
-      ->type_name("NET");
-  command
-      .add_option_function<std::string>(
-          "--for",
-          Taking("--for", [&exception](const std::string &text) { RunOutIn(exception, text); }),
-          "Only for so long: 30min, 1h, 7d")
-      ->type_name("TIME");
-  command
-      .add_option_function<std::string>(
-          "--category",
-          Taking("--category",
-                 [&exception](const std::string &text) {
-                   exception.categories = host::CategorySet::Parse(text);
-                 }),
-          "Only these categories (default: the site is not touched at all)")
-      ->type_name("LIST");
+      .add_option("--category", options->categories,
+                  "Only these categories, the policy's own among them (default: the site is not "
+                  "touched at all)")
+      ->type_name("LIST")
+      ->check(CheckNotEmpty);
   AddPolicyOption(command, options->policy);
   command.footer(
       "It is written beside the policy, to FILE.exceptions; the proxy takes it within a second.");

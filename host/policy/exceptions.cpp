@@ -32,8 +32,10 @@ std::string ToLine(const Exception &exception) {
   line["time"] = TimeText(std::chrono::system_clock::now());
   line["site"] = NameOf(exception);
   if (exception.client) line["client"] = exception.client->Text();
+  if (!exception.group.empty()) line["group"] = exception.group;
   if (exception.until) line["until"] = TimeText(*exception.until);
   if (exception.categories != CategorySet::All()) line["categories"] = exception.categories.Text();
+  if (!exception.site_categories.empty()) line["site-categories"] = exception.site_categories;
   return line.dump() + "\n";
 }
 
@@ -45,6 +47,7 @@ Exception FromLine(const std::string &line) {
   if (json.contains("client")) {
     exception.client = ClientNetwork::Parse(json["client"].get<std::string>());
   }
+  if (json.contains("group")) exception.group = json["group"].get<std::string>();
   if (json.contains("until")) {
     exception.until = ParseTime(json["until"].get<std::string>());
     if (!exception.until) throw std::invalid_argument("\"until\" is no time");
@@ -52,11 +55,24 @@ Exception FromLine(const std::string &line) {
   if (json.contains("categories")) {
     exception.categories = CategorySet::Parse(json["categories"].get<std::string>());
   }
+  if (json.contains("site-categories")) {
+    exception.site_categories = json["site-categories"].get<std::vector<std::string>>();
+  }
   return exception;
 }
 
 [[noreturn]] void ThrowErrno(const std::filesystem::path &file) {
   throw std::system_error(errno, std::generic_category(), file.string());
+}
+
+std::string CategoriesOf(const Exception &exception) {
+  if (exception.categories == CategorySet::All()) return "everything";
+  const bool has_own_alone = exception.categories.IsEmpty() && !exception.site_categories.empty();
+  std::string text = has_own_alone ? std::string() : exception.categories.Text();
+  for (const std::string &name : exception.site_categories) {
+    text.append(text.empty() ? "" : ", ").append(name);
+  }
+  return text;
 }
 
 /// Through no link: the folder may be the proxy's, and who writes root.
@@ -154,9 +170,9 @@ std::optional<Exception> TakeExceptionBack(const std::filesystem::path &file,
 std::string Describe(const Exception &exception) {
   std::string text = NameOf(exception);
   if (exception.client) text += " for " + exception.client->Text();
+  if (!exception.group.empty()) text += " for the group " + exception.group;
   if (exception.until) text += " until " + TimeText(*exception.until);
-  const bool is_all = exception.categories == CategorySet::All();
-  return text + ": " + (is_all ? "everything" : exception.categories.Text());
+  return text + ": " + CategoriesOf(exception);
 }
 
 }  // namespace velmora::host

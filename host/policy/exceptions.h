@@ -5,6 +5,7 @@
 //    "until":"2026-03-01T13:34:56.789Z","categories":"requests, ad-elements"}
 //
 // Without "client" it is for all, without "until" for good, without "categories" for everything.
+// "group" is a group of the policy, "site-categories" are categories of its own, in an array.
 #pragma once
 
 #include <chrono>
@@ -26,9 +27,14 @@ struct Exception {
   /// With its sub-domains.
   HostSet site{};
   std::optional<ClientNetwork> client{};
+  /// By the name that the policy gives it; empty: whatever group.
+  std::string group{};
   std::optional<Time> until{};
   CategorySet categories = CategorySet::All();
+  /// The policy's own, by their names.
+  std::vector<std::string> site_categories{};
 
+  /// As far as can be told without a policy: not by the group.
   bool AppliesTo(const HostName &asked, const std::optional<ClientAddress> &from, Time now) const;
 };
 
@@ -46,7 +52,8 @@ void AddException(const std::filesystem::path &file, const Exception &exception)
 std::optional<Exception> TakeExceptionBack(const std::filesystem::path &file,
                                            std::string_view described = {});
 
-/// "shop.example for 192.168.1.0/24 until 2026-03-01T13:34:56.789Z: all"
+/// "shop.example for 192.168.1.0/24 until 2026-03-01T13:34:56.789Z: everything",
+/// "play.example for the group pupils: requests, games"
 std::string Describe(const Exception &exception);
 
 }  // namespace velmora::host

@@ -33,6 +33,25 @@ bool IsInOneOf(const std::vector<std::shared_ptr<const ClientGroup>> &groups, co
   return std::ranges::any_of(groups, [&](const auto &group) { return group->Has(asked); });
 }
 
+/// Is the client in the group of this name, if there is one to be in? In none that is gone.
+bool IsInGroup(const std::vector<std::shared_ptr<const ClientGroup>> &groups,
+               const std::string &name, const Asked &asked) {
+  return name.empty() || std::ranges::any_of(groups, [&](const auto &group) {
+           return group->name == name && group->Has(asked);
+         });
+}
+
+/// Those of the categories that have one of the names.
+SiteCategorySet Named(const std::vector<std::shared_ptr<const SiteCategory>> &categories,
+                      const std::vector<std::string> &names) {
+  SiteCategorySet named;
+  if (names.empty()) return named;
+  for (std::size_t i = 0; i < categories.size(); ++i) {
+    named[i] = std::ranges::find(names, categories[i]->name) != names.end();
+  }
+  return named;
+}
+
 void Apply(const PolicyChange &change, PolicyAnswer &answer) {
   answer.categories =
       change.only.value_or(answer.categories).With(change.block).Without(change.allow);
@@ -89,18 +108,22 @@ const SiteCategory *Policy::BlockedSite(const PolicyAnswer &answer, const Asked 
   return nullptr;
 }
 
-CategorySet Policy::Excepted(const Asked &asked) const {
-  CategorySet excepted;
+ChosenCategories Policy::Excepted(const Asked &asked) const {
+  ChosenCategories excepted;
   const auto now = std::chrono::system_clock::now();
   for (const Exception &exception : exceptions) {
-    if (exception.AppliesTo(asked.Site(), asked.Client(), now))
-      excepted = excepted.With(exception.categories);
+    if (!exception.AppliesTo(asked.Site(), asked.Client(), now) ||
+        !IsInGroup(groups, exception.group, asked)) {
+      continue;
+    }
+    excepted.Add({exception.categories, Named(site_categories, exception.site_categories)});
   }
   return excepted;
 }
 
 bool Policy::AllowsRequestsOf(const Asked &asked) const {
-  return Allows(asked) || (!exceptions.empty() && Excepted(asked).Contains(CATEGORY_REQUESTS));
+  return Allows(asked) ||
+         (!exceptions.empty() && Excepted(asked).filter.Contains(CATEGORY_REQUESTS));
 }
 
 std::vector<const PolicyRule *> Policy::RulesFor(const Asked &asked) const {
@@ -120,9 +143,10 @@ PolicyAnswer Policy::For(const Asked &asked) const {
     if (rule.AppliesTo(asked, *clock)) Apply(rule.change, answer);
   }
   if (exceptions.empty()) return answer;
-  const CategorySet excepted = Excepted(asked);
-  answer.is_allowed = excepted == CategorySet::All();
-  answer.categories = answer.categories.Without(excepted);
+  const ChosenCategories excepted = Excepted(asked);
+  answer.is_allowed = excepted.filter == CategorySet::All();
+  answer.categories = answer.categories.Without(excepted.filter);
+  answer.blocked_sites &= ~excepted.sites;
   return answer;
 }
 

@@ -28,6 +28,7 @@
 #include "host/events/event_log.h"
 #include "host/loading/plugin.h"
 #include "host/policy/asked.h"
+#include "host/policy/chosen_categories.h"
 #include "host/policy/exceptions.h"
 #include "host/policy/groups.h"
 #include "host/policy/schedule.h"
@@ -225,7 +226,7 @@ struct Policy {
   std::vector<const PolicyRule *> RulesFor(const Asked &asked) const;
   bool Allows(const Asked &asked) const;
   /// The categories that exceptions take off.
-  CategorySet Excepted(const Asked &asked) const;
+  ChosenCategories Excepted(const Asked &asked) const;
   /// May pages of any site request this, whatever applies to them?
   bool AllowsRequestsOf(const Asked &asked) const;
 };

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/ascii.h"
+#include "host/policy/chosen_categories.h"
 #include "host/policy/chosen_preset.h"
 #include "host/policy/fetched_lists.h"
 #include "host/policy/policy.h"
@@ -22,36 +23,10 @@ constexpr std::string_view PLUGIN_SETTINGS[] = {SETTING_DATA_HANDLERS, SETTING_D
 constexpr std::uint64_t MOST_HELD_BYTES = 3ULL << 30;
 constexpr std::uint64_t MOST_MISREAD_BYTES = 1ULL << 60;
 
-/// Categories of the filter and of the policy.
-struct ChosenCategories {
-  CategorySet filter{};
-  SiteCategorySet sites{};
-};
-
-/// The policy's own by their names, the filter's by theirs; "all" is all of both.
-void AddWord(const Policy &policy, std::string_view word, ChosenCategories &chosen) {
-  const auto &own = policy.site_categories;
-  const auto found = std::ranges::find_if(
-      own, [&](const auto &category) { return base::EqualNoCase(category->name, word); });
-  if (found != own.end()) {
-    chosen.sites.set(static_cast<std::size_t>(found - own.begin()));
-    return;
-  }
-  chosen.filter = chosen.filter.With(CategorySet::Parse(word));
-  if (base::EqualNoCase(word, "all")) {
-    for (std::size_t i = 0; i < own.size(); ++i) chosen.sites.set(i);
-  }
-}
-
 ChosenCategories Categories(Reading &reading, const toml::node &value) {
   ChosenCategories chosen;
   ForEach(reading, value, [&](const toml::node &element) {
-    const std::string list = TextOrNumber(element);
-    for (std::string_view rest = list; !rest.empty();) {
-      const std::size_t comma = std::min(rest.find(','), rest.size());
-      AddWord(reading.named, base::TrimWebSpace(rest.substr(0, comma)), chosen);
-      rest.remove_prefix(std::min(comma + 1, rest.size()));
-    }
+    chosen.Add(ParseCategories(TextOrNumber(element), reading.named.site_categories));
   });
   return chosen;
 }

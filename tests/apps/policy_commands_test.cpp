@@ -162,7 +162,10 @@ TEST(Categories, StandInDocumentsAndSamplesAsInTheTable) {
 
 TEST(Allow, WritesExceptionsThatCanBeTakenBack) {
   const Shell shell;
-  shell.Write("velmora.toml", "[filter]\nblock = \"calm\"\n[ads]\nenabled = false\n");
+  const std::string games = "[[category]]\nname = 'games'\nsites = 'play.example'\n";
+  const std::string pupils = "[[group]]\nname = 'pupils'\nclients = '10.0.0.0/8'\n";
+  const std::string filter = "[filter]\nblock = ['calm', 'games']\n[ads]\nenabled = false\n";
+  shell.Write("velmora.toml", games + pupils + filter);
   const auto run = [&](const std::string &words) {
     return shell.Run("$velmora " + words + " --policy velmora.toml");
   };
@@ -183,10 +186,22 @@ TEST(Allow, WritesExceptionsThatCanBeTakenBack) {
   EXPECT_THAT(run("undo").output, HasSubstr("taken back: b.example until "));
   EXPECT_EQ(run("undo").output, "taken back: a.example for 10.0.0.0/8: popups\n");
   EXPECT_THAT(blocks("a.example", "10.1.2.3"), HasSubstr("preset        calm\n"));
-  for (const std::string words : {"allow a..b", "allow a.example --for never",
-                                  "allow a.example --category x", "allow a.example --client x"}) {
+  for (const std::string words :
+       {"allow a..b", "allow ''", "allow a.example --for never", "allow a.example --category x",
+        "allow a.example --client x", "allow a.example --client ''",
+        "allow a.example --group pupil", "allow a.example --group pupils --client 10.0.0.1"}) {
     EXPECT_EQ(run(words).exit_code, 2) << words;
   }
+
+  // For a group, and a category of the policy's own: as the policy is when it is asked.
+  EXPECT_EQ(run("allow play.example --category Games --group pupils").exit_code, 0);
+  const std::string pupil = "10.1.2.3";
+  const std::string other = "192.0.2.1";
+  EXPECT_THAT(blocks("play.example", pupil), HasSubstr("preset        calm\n"));
+  EXPECT_THAT(blocks("play.example", other), HasSubstr("as a site of \"games\""));
+  shell.Write("velmora.toml", games + filter);
+  EXPECT_THAT(blocks("play.example", pupil), HasSubstr("as a site of \"games\""));
+  EXPECT_EQ(run("undo").output, "taken back: play.example for the group pupils: games\n");
   EXPECT_EQ(shell.Run("$velmora allow a.example --policy none.toml").exit_code, 1);
 }
 

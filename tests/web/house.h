@@ -19,7 +19,7 @@ class House {
         "velmora.toml",
         "[filter]\nblock = \"calm\"\n[ads]\nlists = \"ads.txt\"\n[event-log]\nfile = "
         "\"events\"\n[[rule]]\nname = \"<b>Kids</b>\"\nclients = \"192.0.2.0/24\"\nblock = "
-        "\"flash\"\n");
+        "\"flash\"\n[[group]]\nname = \"pupils\"\nclients = \"192.0.2.0/24\"\n");
     folder_.Write("ads.txt", "! Title: <i>Ads</i>\n||ads.example^\n");
     options_.policy = folder_.path() + "/velmora.toml";
     options_.proxy = "127.0.0.1:3128";

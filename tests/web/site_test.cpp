@@ -189,6 +189,13 @@ TEST(Site, AllowsAndTakesBackAsTheCommandDoes) {
       visitor.Sent("/take-back", {{"exception", "a.example for 192.0.2.7/32: everything"}}));
   EXPECT_THAT(house.Read("velmora.exceptions"), Not(HasSubstr("a.example")));
   EXPECT_THAT(house.Read("velmora.exceptions"), HasSubstr("b.example"));
+  EXPECT_THAT(visitor.Open("/allowed").body, HasSubstr(R"(<option value="group pupils">)"));
+  site.Answer(visitor.Sent("/allow", {{"site", "c.example"}, {"client", "group pupils"}}));
+  EXPECT_THAT(house.Read("velmora.exceptions"),
+              HasSubstr(R"("site":"c.example","group":"pupils")"));
+  EXPECT_EQ(
+      site.Answer(visitor.Sent("/allow", {{"site", "c.example"}, {"client", "group x"}})).status,
+      400);
 }
 
 TEST(Site, ChoosesPresetsAndNothingElse) {

@@ -16,7 +16,7 @@ constexpr std::size_t MOST_KEPT_OF_BODY = 1000;
 
 /// The rules of the policy that apply to the page, and what they come to.
 std::string PolicyRules(const host::Policy &policy, const host::Event &event) {
-  const bool is_by_site = event.list.starts_with(host::SITE_CATEGORY_PLACE);
+  const bool is_by_site = !SiteCategoryOf(event).empty();
   const host::Asked asked(
       is_by_site || event.page.empty() ? event.url : event.page,
       host::Asker{.client = event.client, .minute = policy.clock->Read(event.time)});
@@ -41,6 +41,13 @@ Sheet StoryOfBody(const host::Event &event) {
 }
 
 }  // namespace
+
+std::string_view SiteCategoryOf(const host::Event &event) noexcept {
+  std::string_view place = event.list;
+  if (!place.starts_with(host::SITE_CATEGORY_PLACE)) return {};
+  place.remove_prefix(host::SITE_CATEGORY_PLACE.size());
+  return place.substr(0, place.rfind(':'));
+}
 
 Sheet Story(const host::Event &event, const std::optional<host::Policy> &policy) {
   if (event.kind == host::EventKind::FILTERED) return StoryOfBody(event);

@@ -36,6 +36,10 @@ class FoundEvents {
   std::size_t count_ = 0;
 };
 
+/// The category of the policy's own by which a site was blocked; empty where it was not for its
+/// site.
+std::string_view SiteCategoryOf(const host::Event &event) noexcept;
+
 /// What is known of one; with a policy, what of it applies.
 Sheet Story(const host::Event &event, const std::optional<host::Policy> &policy);
 

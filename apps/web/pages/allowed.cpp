@@ -19,17 +19,22 @@ Markup TakeBackButton(const Visit &visit, const std::string &described, Literal 
 }
 
 /// Throws `std::invalid_argument` that says what is wrong with a field.
-host::Exception ExceptionOf(const Request &request) {
+host::Exception ExceptionOf(const Request &request, const host::Policy &policy) {
   host::Exception exception;
   exception.site.Add(request.Field("site"));
   const auto fill = [&](std::string_view name, auto take) {
     if (const std::string text(request.Field(name)); !text.empty()) take(text);
   };
-  fill("client",
-       [&](const std::string &text) { exception.client = host::ClientNetwork::Parse(text); });
+  fill("client", [&](const std::string &text) {
+    if (text.starts_with(GROUP)) {
+      command::LimitToGroup(exception, policy, text.substr(GROUP.size()));
+    } else {
+      exception.client = host::ClientNetwork::Parse(text);
+    }
+  });
   fill("for", [&](const std::string &text) { command::RunOutIn(exception, text); });
   fill("categories",
-       [&](const std::string &text) { exception.categories = host::CategorySet::Parse(text); });
+       [&](const std::string &text) { command::LimitToCategories(exception, policy, text); });
   return exception;
 }
 
@@ -49,23 +54,23 @@ Response AllowedPage(const Visit &visit) {
   }
   html << "</ul>\n";
   if (visit.session.role == Role::CHANGE) {
-    html << "<h2>Allow a site</h2>\n" << AllowForm(visit, "", "", "");
+    html << "<h2>Allow a site</h2>\n" << AllowForm(visit, policy, "", "", "");
   }
   return Page(visit, "Allowed", html);
 }
 
 Response Allow(const Visit &visit) {
-  const std::filesystem::path file = command::ExceptionsOf(visit.options.policy);
+  const host::Policy policy = host::ReadPolicy(visit.options.policy);
   host::Exception exception;
   try {
-    exception = ExceptionOf(visit.request);
+    exception = ExceptionOf(visit.request, policy);
   } catch (const std::invalid_argument &error) {
     Markup html;
     html << "<p class=\"problem\" role=\"alert\">" << std::string(error.what()) << "</p>\n"
-         << AllowForm(visit, std::string(visit.request.Field("site")), "", "");
+         << AllowForm(visit, policy, std::string(visit.request.Field("site")), "", "");
     return Page(visit, "That cannot be allowed", html, 400);
   }
-  host::AddException(file, exception);
+  host::AddException(policy.exceptions_file, exception);
   const std::string described = Describe(exception);
   Markup html;
   html << "<p class=\"done\" role=\"status\">" << described << "</p>\n"

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "command/answers/asked_log.h"
+#include "command/answers/story.h"
 #include "host/bodies/categories.h"
 #include "host/web/url.h"
 
@@ -47,7 +48,8 @@ Markup FindingList(const command::Findings &findings) {
 }
 
 std::string SiteToAllow(const host::Event &event) {
-  return std::string(host::HostOfUrl(event.page.empty() ? event.url : event.page));
+  const bool is_own = event.page.empty() || !command::SiteCategoryOf(event).empty();
+  return std::string(host::HostOfUrl(is_own ? event.url : event.page));
 }
 
 Markup AllowButton(const Visit &visit, const host::Event &event) {
@@ -58,13 +60,17 @@ Markup AllowButton(const Visit &visit, const host::Event &event) {
   return Button(visit, "/allow", fields, "Allow here");
 }
 
-Markup AllowForm(const Visit &visit, const std::string &site, const std::string &client,
-                 std::string_view category) {
+Markup AllowForm(const Visit &visit, const host::Policy &policy, const std::string &site,
+                 const std::string &client, std::string_view category) {
   if (visit.session.role != Role::CHANGE) return {};
   Markup fields;
   fields << "<label>Site, with its sub-domains\n<input name=\"site\" required value=\"" << site
          << "\"></label>\n<label>For\n<select name=\"client\">";
   if (!client.empty()) fields << "<option value=\"" << client << "\">" << client << "</option>";
+  for (const auto &group : policy.groups) {
+    const std::string name = std::string(GROUP) + group->name;
+    fields << "<option value=\"" << name << "\">" << name << "</option>";
+  }
   fields << "<option value=\"\">everybody</option></select></label>\n"
             "<label>How long\n<select name=\"for\"><option value=\"\">until taken back</option>"
             "<option value=\"1h\">an hour</option><option value=\"1d\">a day</option>"

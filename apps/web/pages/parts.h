@@ -20,14 +20,18 @@ std::filesystem::path LogOf(const Visit &visit, const host::Policy &policy);
 
 Markup FindingList(const command::Findings &findings);
 
-/// The site that somebody would allow to have an event's block away: its page's.
+/// The site that somebody would allow to have an event's block away: its page's, but its own where
+/// it was blocked for that.
 std::string SiteToAllow(const host::Event &event);
 
 /// "Allow here", at once and for this client; nothing for those who may only view.
 Markup AllowButton(const Visit &visit, const host::Event &event);
 
-/// The same with all that can be chosen.
-Markup AllowForm(const Visit &visit, const std::string &site, const std::string &client,
-                 std::string_view category);
+/// Before the name of a group, where there could be a client.
+inline constexpr std::string_view GROUP = "group ";
+
+/// The same with all that can be chosen, the policy's groups among it.
+Markup AllowForm(const Visit &visit, const host::Policy &policy, const std::string &site,
+                 const std::string &client, std::string_view category);
 
 }  // namespace velmora::web

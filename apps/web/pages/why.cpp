@@ -26,9 +26,10 @@ Markup Told(const Visit &visit, const host::Event &event, const host::Policy &po
   Markup html;
   html << "<section class=\"card\"><h2>" << story.title << "</h2>\n" << Values(story);
   if (event.kind == host::EventKind::BLOCKED && visit.session.role == Role::CHANGE) {
+    const std::string_view own = command::SiteCategoryOf(event);
     html << "<h3>Allow here</h3>\n"
-         << AllowForm(visit, SiteToAllow(event), event.client,
-                      host::NameOfCategory(event.category));
+         << AllowForm(visit, policy, SiteToAllow(event), event.client,
+                      own.empty() ? host::NameOfCategory(event.category) : own);
   }
   html << "</section>\n";
   return html;
