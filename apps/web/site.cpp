@@ -79,17 +79,6 @@ std::string NextOf(const Request &request) {
   return is_own ? std::string(next) : "/";
 }
 
-Response Plain(int status, std::string text) {
-  return {.status = status, .type = "text/plain; charset=utf-8", .body = std::move(text) + "\n"};
-}
-
-Response Wait(std::chrono::seconds time) {
-  Response response =
-      Plain(429, "Too many attempts: try again in " + std::to_string(time.count()) + " seconds.");
-  response.headers.emplace_back("Retry-After", std::to_string(time.count()));
-  return response;
-}
-
 }  // namespace
 
 std::filesystem::path PasswordsOf(const SiteOptions &options) {
@@ -115,7 +104,7 @@ Response Site::Answer(const Request &request) noexcept {
     try {
       return AnswerAllowed(request);
     } catch (const std::exception &error) {
-      return Plain(500, std::string("That did not work: ") + error.what());
+      return Refuse(request, 500, error.what());
     }
   } catch (...) {
     return {.status = 500, .type = "text/plain"};
@@ -128,10 +117,14 @@ Response Site::AnswerAllowed(const Request &request) {
   });
   const bool is_route = route != std::end(ROUTES);
   if (!(is_route && route->is_for_any_host) && !IsOwnHost(request.host, options_.names)) {
-    return Plain(421, "This page is not known by that name; --name tells it of one.");
+    return {.status = 421,
+            .type = "text/plain; charset=utf-8",
+            .body = "This page is not known by that name; --name tells it of one.\n"};
   }
   const bool is_change = request.method != "GET";
-  if (is_change && IsFromElsewhere(request)) return Plain(403, "That form is another site's.");
+  if (is_change && IsFromElsewhere(request)) {
+    return Refuse(request, 403, "That form is another site's.");
+  }
   if (request.path == "/login" && is_change) return LogIn(request);
   if (request.path == "/start" && !is_change) return Start(request);
   const Session session = sessions_.Of(SessionWord(request.cookie));
@@ -139,20 +132,37 @@ Response Site::AnswerAllowed(const Request &request) {
   if (request.path == "/logout" && is_change && session.role != Role::NOBODY && is_formed()) {
     return LogOut(request);
   }
-  if (!is_route) return Plain(404, "There is no such page.");
+  if (!is_route) return Refuse(request, 404, "There is no such page.");
   if (session.role < route->role) {
-    if (session.role != Role::NOBODY) return Plain(403, "You may look, and not change anything.");
-    return is_change ? Plain(403, "You are not logged in.")
+    if (session.role != Role::NOBODY) {
+      return Refuse(request, 403, "You may look, and not change anything.");
+    }
+    return is_change ? Refuse(request, 403, "You are not logged in.")
                      : GoTo("/login?next=" + ForQuery(request.path));
   }
-  if (is_change && !is_formed())
-    return Plain(403, "That form is out of date: load its page again.");
+  if (is_change && !is_formed()) {
+    return Refuse(request, 403, "That form is out of date: load its page again.");
+  }
   return route->answer({options_, list_update_, events_, request, session});
+}
+
+Response Site::Refuse(const Request &request, int status, std::string_view why) {
+  const Session session = sessions_.Of(SessionWord(request.cookie));
+  Markup html;
+  html << "<p class=\"problem\" role=\"alert\">" << why << "</p>\n";
+  return Page({options_, list_update_, events_, request, session}, "That did not work", html,
+              status);
 }
 
 Response Site::LogIn(const Request &request) {
   const std::chrono::seconds wait = attempts_.Begin(request.client);
-  if (wait.count() != 0) return Wait(wait);
+  if (wait.count() != 0) {
+    const std::string seconds = std::to_string(wait.count());
+    Response response =
+        Refuse(request, 429, "Too many attempts: try again in " + seconds + " seconds.");
+    response.headers.emplace_back("Retry-After", seconds);
+    return response;
+  }
   const std::string_view password = request.Field("password");
   const Role role = password.size() > MOST_PASSWORD
                         ? Role::NOBODY

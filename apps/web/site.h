@@ -54,6 +54,8 @@ class Site {
 
  private:
   Response AnswerAllowed(const Request &request);
+  /// A page that says why there is no other.
+  Response Refuse(const Request &request, int status, std::string_view why);
   Response LogIn(const Request &request);
   Response LogOut(const Request &request);
   /// By the link.

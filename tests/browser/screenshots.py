@@ -31,18 +31,25 @@ def main():
                 browser.quit()
         gazette.stop()
         photograph_web(pathlib.Path(name, "web"))
-    print(f"Written: {IMAGES}/before.png, after.png and web.png")
+    print(f"Written: {IMAGES}/before.png, after.png, web.png and telephone.png")
 
 
 def photograph_web(folder):
     folder.mkdir()
     with made_up_day.WebServer(folder, MODULES) as web:
         browser = start_browser(folder / "browser")
-        size = {"width": 1120, "height": 1000, "deviceScaleFactor": 1, "mobile": False}
-        browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", size)
-        browser.get(web.start_link)
-        browser.save_screenshot(str(IMAGES / "web.png"))
+        photograph(browser, web.start_link, "web", 1120, 1000)
+        at_night = {"features": [{"name": "prefers-color-scheme", "value": "dark"}]}
+        browser.execute_cdp_cmd("Emulation.setEmulatedMedia", at_night)
+        photograph(browser, browser.current_url, "telephone", 390, 844, is_telephone=True)
         browser.quit()
+
+
+def photograph(browser, url, name, width, height, is_telephone=False):
+    size = {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": is_telephone}
+    browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", size)
+    browser.get(url)
+    browser.save_screenshot(str(IMAGES / f"{name}.png"))
 
 
 if __name__ == "__main__":

@@ -1,5 +1,7 @@
 """The web page in a browser, with scripts switched off, while the proxy that it is about runs."""
 
+import datetime
+import json
 import os
 import pathlib
 import subprocess
@@ -7,6 +9,7 @@ import tempfile
 import time
 import unittest
 
+import made_up_day
 from browser import start_browser
 from gazette import ROOT, Gazette
 from engine import free_port
@@ -17,7 +20,14 @@ from selenium.webdriver.common.keys import Keys
 
 MODULES = pathlib.Path(os.environ.get("VELMORA_MODULES", ROOT / "build" / "release"))
 PASSWORD = "a word for the test"
-PAGES = ("/", "/events", "/why", "/allowed", "/lists", "/policy", "/health", "/setup")
+PAGES = ("/", "/events", "/why?id=0123456789", "/allowed", "/lists", "/health", "/setup", "/login")
+PAGES += ("/policy?url=https://shop.example/&client=127.0.0.1", "/nothing")
+# An event whose parts are as long as they come.
+AN_HOUR_AGO = made_up_day.moment(datetime.datetime.now(datetime.timezone.utc) - datetime.timedelta(hours=1))
+LONG = {"time": AN_HOUR_AGO, "pid": 1, "event": "blocked", "category": "requests", "code": 500}
+LONG |= {"url": f"https://{'a' * 60}.ads.example/{'b' * 700}", "type": "script", "item": ""}
+LONG |= {"page": f"https://{'c' * 60}.{'d' * 60}.example/{'e' * 300}", "detail": "f" * 200}
+LONG |= {"client": "2001:db8:1111:2222:3333:4444:5555:6666", "list": "g" * 80, "id": "0123456789"}
 
 # By which the setup page sees that the proxy is trusted, among the sites that the browser may ask for.
 CHECK = "acl site dstdomain check.velmora.invalid\n"
@@ -57,6 +67,17 @@ for (const element of document.querySelectorAll("body *")) {
   if (isCut || element.getBoundingClientRect().right > width + 1) faults.push("cut: " + text);
 }
 return faults;
+"""
+# How many places the keyboard has to come to, and at which it is; none where that does not show.
+PLACES = """
+const all = [...document.querySelectorAll("a[href], button, input:not([type=hidden]), select, summary")]
+  .filter(each => each.checkVisibility());
+"""
+FOCUSABLE = PLACES + "return all.length"
+FOCUSED = PLACES + """
+const it = document.activeElement, box = it.getBoundingClientRect(), style = getComputedStyle(it);
+const shows = style.outlineStyle !== "none" && box.left >= 0 && box.top >= 0 && box.bottom < innerHeight + 1;
+return shows ? all.indexOf(it) : -1;
 """
 
 
@@ -100,6 +121,8 @@ class Web(unittest.TestCase):
         cls.addClassCleanup(cls.squid.stop)
         cls.squid.start()
         wait_for_names(cls.squid.port)
+        with open(cls.squid.events, "a", encoding="utf-8") as events:
+            events.write(json.dumps(LONG, separators=(",", ":")) + "\n")
         cls.web = WebServer(cls.squid, port)
         cls.addClassCleanup(cls.web.stop)
         cls.web.set_password()
@@ -154,16 +177,28 @@ class Web(unittest.TestCase):
         self.assertIn("Nothing is allowed", self.browser.page_source)
         self.wait_for_title(url, "Blocked by Velmora")
 
+    def test_the_keyboard_comes_everywhere_and_shows_where(self):
+        for path in PAGES:
+            with self.subTest(path):
+                self.open(path)
+                wanted = self.browser.execute_script(FOCUSABLE)
+                reached = set()
+                for _ in range(wanted + 4):
+                    ActionChains(self.browser).send_keys(Keys.TAB).perform()
+                    reached.add(self.browser.execute_script(FOCUSED))
+                self.assertEqual(reached - {-1}, set(range(wanted)))
+
     def test_pages_fit_and_break_none_of_their_own_rules(self):
         self.browser.get_log("browser")
-        fits = "return document.documentElement.scrollWidth <= window.innerWidth"
-        for width in (320, 800):
-            metrics = {"width": width, "height": 600, "deviceScaleFactor": 1, "mobile": False}
+        for width, scale, is_telephone, colours in SCREENS:
+            metrics = {"width": width, "height": 600, "deviceScaleFactor": scale, "mobile": is_telephone}
             self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", metrics)
+            wanted = {"features": [{"name": "prefers-color-scheme", "value": colours}]}
+            self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", wanted)
             for path in PAGES:
-                with self.subTest(path, width=width):
+                with self.subTest(path, width=width, colours=colours):
                     self.open(path)
-                    self.assertTrue(self.browser.execute_script(fits))
+                    self.assertEqual(self.browser.execute_script(FAULTS, width), [])
         complaints = [entry["message"] for entry in self.browser.get_log("browser")]
         self.assertEqual([text for text in complaints if "Policy" in text], [])
 

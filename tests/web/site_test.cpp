@@ -11,6 +11,7 @@
 namespace velmora::web {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
@@ -205,7 +206,9 @@ TEST(Site, ChoosesPresetsAndNothingElse) {
   EXPECT_EQ(site.Answer(visitor.Sent("/preset", {{"preset", "strict"}})).status, 303);
   EXPECT_EQ(house.Read("velmora.preset"), "strict\n");
   EXPECT_THAT(visitor.Open("/policy").body, HasSubstr("<strong>strict</strong> was chosen"));
-  EXPECT_EQ(site.Answer(visitor.Sent("/preset", {{"preset", "ads"}})).status, 500);
+  const Response none = site.Answer(visitor.Sent("/preset", {{"preset", "<ads>"}}));
+  EXPECT_EQ(none.status, 500);
+  EXPECT_THAT(none.body, AllOf(HasSubstr("&lt;ads&gt;"), HasSubstr("href=\"/health\"")));
   EXPECT_EQ(house.Read("velmora.preset"), "strict\n");
   EXPECT_EQ(site.Answer(visitor.Sent("/preset", {})).status, 303);
   EXPECT_THAT(visitor.Open("/policy").body, HasSubstr("As the policy says."));

@@ -1,6 +1,7 @@
 // What was allowed since, the same as `velmora allow` and `velmora undo`.
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "command/answers/allowing.h"
 #include "host/policy/exceptions.h"
@@ -38,6 +39,19 @@ host::Exception ExceptionOf(const Request &request, const host::Policy &policy) 
   return exception;
 }
 
+/// What is allowed, the newest first.
+Markup AllowedRows(const Visit &visit, const std::vector<host::Exception> &exceptions) {
+  Markup html;
+  html << "<ul class=\"rows\">\n";
+  for (auto each = exceptions.rbegin(); each != exceptions.rend(); ++each) {
+    const std::string described = Describe(*each);
+    html << "<li><span class=\"grow\">" << described << "</span>"
+         << TakeBackButton(visit, described, "Take back") << "</li>\n";
+  }
+  html << "</ul>\n";
+  return html;
+}
+
 }  // namespace
 
 Response AllowedPage(const Visit &visit) {
@@ -45,14 +59,11 @@ Response AllowedPage(const Visit &visit) {
   Markup html;
   html << "<p>What was let through since the policy was written. A running proxy takes each change "
           "within a second.</p>\n";
-  if (policy.exceptions.empty()) html << "<p class=\"empty\">Nothing is allowed so far.</p>\n";
-  html << "<ul class=\"rows\">\n";
-  for (auto each = policy.exceptions.rbegin(); each != policy.exceptions.rend(); ++each) {
-    const std::string described = Describe(*each);
-    html << "<li><span class=\"grow\">" << described << "</span>"
-         << TakeBackButton(visit, described, "Take back") << "</li>\n";
+  if (policy.exceptions.empty()) {
+    html << "<p class=\"empty\">Nothing is allowed so far.</p>\n";
+  } else {
+    html << AllowedRows(visit, policy.exceptions);
   }
-  html << "</ul>\n";
   if (visit.session.role == Role::CHANGE) {
     html << "<h2>Allow a site</h2>\n" << AllowForm(visit, policy, "", "", "");
   }

@@ -75,7 +75,8 @@ Markup Row(const Visit &visit, const store::StoredEvent &stored) {
   const host::Event &event = stored.event;
   Markup html;
   html << "<li><span class=\"time\">" << Moment(event.time) << "</span>" << Tag(event)
-       << "<span class=\"grow\">" << What(event) << "<span class=\"small\">";
+       << "<span class=\"grow\"><span class=\"address\">" << What(event)
+       << "</span><span class=\"small\">";
   if (!stored.site.empty()) html << "on " << stored.site;
   if (!event.client.empty()) html << " for " << event.client;
   html << "</span></span>";
