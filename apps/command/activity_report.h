@@ -25,6 +25,15 @@ struct ActivityReport {
 /// "client", "site", "category", "rule", "hour".
 const char *NameOf(store::Dimension by) noexcept;
 
+/// "2026-03-01 00:00 to 2026-03-08 12:34", in local time.
+std::string TitleOf(const ActivityReport &report);
+/// The first column of a row.
+std::string RowName(const store::Sum &sum, store::Dimension by);
+/// Is it told by how much pages got shorter? Not by category and rule.
+bool HasBytes(store::Dimension by) noexcept;
+/// What went wrong, each in a few words.
+std::vector<std::string> TroublesOf(const ActivityReport &report);
+
 std::string AsText(const ActivityReport &report);
 /// A page of its own, without a script or anything from elsewhere.
 std::string AsHtml(const ActivityReport &report);

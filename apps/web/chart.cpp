@@ -30,7 +30,13 @@ Markup BarChart(const std::vector<Bar> &bars, std::string_view about) {
       << "\" role=\"img\" aria-label=\"" << about << "\">\n<text x=\"0\" y=\"18\">" << Number(most)
       << "</text>\n";
   const double step = WIDTH / static_cast<double>(bars.size());
-  const std::size_t labels_each = (bars.size() + MOST_LABELS - 1) / MOST_LABELS;
+  std::size_t labels = 0;
+  const auto begins_label = [&](std::size_t at) {
+    return at == 0 || bars[at].label != bars[at - 1].label;
+  };
+  for (std::size_t at = 0; at < bars.size(); ++at) labels += begins_label(at) ? 1 : 0;
+  const std::size_t labels_each = (labels + MOST_LABELS - 1) / MOST_LABELS;
+  std::size_t label = 0;
   for (std::size_t at = 0; at < bars.size(); ++at) {
     const Bar &bar = bars[at];
     const double left = step * static_cast<double>(at);
@@ -42,7 +48,7 @@ Markup BarChart(const std::vector<Bar> &bars, std::string_view about) {
     svg << "<rect class=\"bar\" rx=\"1.5\" x=\"" << Length(left + step * 0.1) << "\" y=\""
         << Length(BOTTOM - height) << "\" width=\"" << Length(step * 0.8) << "\" height=\""
         << Length(height) << "\"><title>" << bar.told << "</title></rect>\n";
-    if (at % labels_each == 0 && left < WIDTH * 0.93) {
+    if (begins_label(at) && label++ % labels_each == 0 && left < WIDTH * 0.93) {
       svg << "<text x=\"" << Length(left) << "\" y=\"" << Length(HEIGHT - 5) << "\">" << bar.label
           << "</text>\n";
     }

@@ -10,7 +10,7 @@
 namespace velmora::web {
 
 struct Bar {
-  /// Under the chart; those that do not fit are left out.
+  /// Under the chart, once for bars of the same; those that do not fit are left out.
   std::string label{};
   /// What a reader, or a pointer that rests on it, is told.
   std::string told{};

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "host/events/event.h"
+#include "web/style.h"
 
 namespace velmora::web {
 namespace {
@@ -21,6 +22,11 @@ constexpr Place PLACES[] = {
     {"/", "Overview"},     {"/events", "Activity"}, {"/allowed", "Allowed"}, {"/lists", "Lists"},
     {"/policy", "Policy"}, {"/health", "Health"},   {"/setup", "Devices"},
 };
+
+constexpr Literal BEGIN =
+    "<!doctype html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+    "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+    "<meta name=\"color-scheme\" content=\"light dark\">\n";
 
 constexpr Literal SHIELD =
     "<svg viewBox=\"0 0 24 24\" width=\"24\" height=\"24\" aria-hidden=\"true\">"
@@ -52,10 +58,8 @@ std::tm LocalTime(std::chrono::system_clock::time_point time) {
 
 Response Page(const Visit &visit, std::string_view title, const Markup &content, int status) {
   Markup html;
-  html << "<!doctype html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-          "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-          "<meta name=\"color-scheme\" content=\"light dark\">\n"
-          "<link rel=\"stylesheet\" href=\"/style.css\">\n"
+  html << BEGIN
+       << "<link rel=\"stylesheet\" href=\"/style.css\">\n"
           "<link rel=\"icon\" href=\"/icon.svg\" type=\"image/svg+xml\">\n<title>"
        << title
        << " · Velmora</title>\n</head>\n<body>\n"
@@ -65,6 +69,17 @@ Response Page(const Visit &visit, std::string_view title, const Markup &content,
        << Navigation(visit) << "</header>\n<main id=\"content\">\n<h1>" << title << "</h1>\n"
        << content << "</main>\n</body>\n</html>\n";
   return {.status = status, .body = html.Html()};
+}
+
+std::string PageAlone(std::string_view title, const Markup &content) {
+  Markup html;
+  html << BEGIN
+       << "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src "
+          "'unsafe-inline'\">\n<style>"
+       << STYLE << "</style>\n<title>" << title
+       << " · Velmora</title>\n</head>\n<body>\n<main>\n<h1>" << title << "</h1>\n"
+       << content << "</main>\n</body>\n</html>\n";
+  return html.Html();
 }
 
 Markup Hidden(Literal name, std::string_view value) {

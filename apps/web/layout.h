@@ -17,6 +17,9 @@ namespace velmora::web {
 /// A whole page.
 Response Page(const Visit &visit, std::string_view title, const Markup &content, int status = 200);
 
+/// A page for a file, which needs nothing beside itself.
+std::string PageAlone(std::string_view title, const Markup &content);
+
 /// A form that changes something, with its session's word.
 Markup Form(const Visit &visit, Literal path, const Markup &content);
 /// A field that is not seen.

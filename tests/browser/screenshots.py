@@ -1,12 +1,13 @@
 #!/usr/bin/python3
 """Takes the pictures of docs/images/: a page as it is sent, and as it comes out of the filter; the web page
-over a day that is made up.
+over a day that is made up; the report of a school's week that is.
 
 An argument is the folder with the built libraries, if it is not build/release.
 """
 
 import os
 import pathlib
+import subprocess
 import sys
 import tempfile
 
@@ -15,6 +16,7 @@ from browser import start_browser
 from gazette import ROOT, Gazette
 
 IMAGES = ROOT / "docs" / "images"
+SCHOOL_REPORT = ROOT / "bench" / "store" / "school_report.py"
 MODULES = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else ROOT / "build" / "release"
 
 
@@ -31,7 +33,7 @@ def main():
                 browser.quit()
         gazette.stop()
         photograph_web(pathlib.Path(name, "web"))
-    print(f"Written: {IMAGES}/before.png, after.png, web.png and telephone.png")
+    print(f"Written: {IMAGES}/before.png, after.png, web.png, telephone.png and report.png")
 
 
 def photograph_web(folder):
@@ -42,6 +44,10 @@ def photograph_web(folder):
         at_night = {"features": [{"name": "prefers-color-scheme", "value": "dark"}]}
         browser.execute_cdp_cmd("Emulation.setEmulatedMedia", at_night)
         photograph(browser, browser.current_url, "telephone", 390, 844, is_telephone=True)
+        school = folder / "school"
+        subprocess.run([SCHOOL_REPORT, MODULES / "velmora", school], check=True)
+        browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": []})
+        photograph(browser, (school / "report.html").as_uri(), "report", 1000, 1120)
         browser.quit()
 
 

@@ -1,7 +1,4 @@
 // All at a glance: how much, when, where, for whom, and the latest.
-#include <fmt/chrono.h>
-#include <fmt/format.h>
-#include <map>
 #include <string>
 
 #include "web/chart.h"
@@ -9,60 +6,13 @@
 #include "web/pages/event_rows.h"
 #include "web/pages/pages.h"
 #include "web/pages/parts.h"
+#include "web/sums.h"
 
 namespace velmora::web {
 namespace {
 
 constexpr std::size_t MOST_SHARES = 7;
 constexpr std::size_t MOST_LATEST = 8;
-
-Markup Tile(const std::string &value, Literal name) {
-  Markup html;
-  html << "<li><strong>" << value << "</strong>" << name << "</li>\n";
-  return html;
-}
-
-Markup Tiles(const store::Counts &counts) {
-  Markup html;
-  html << "<ul class=\"tiles\">\n"
-       << Tile(Number(counts.blocked), "blocked")
-       << Tile(Number(counts.requests_saved), "requests never made")
-       << Tile(Bytes(counts.bytes_saved), "saved in pages")
-       << Tile(Number(counts.guarded), "pages guarded") << "</ul>\n";
-  return html;
-}
-
-/// By the hour, or by the day where that would be too many.
-Markup OverTime(const store::EventStore &events, const store::Filter &filter, const Span &span) {
-  const bool is_by_day = span.time > std::chrono::hours(200);
-  const auto step = is_by_day ? std::chrono::hours(24) : std::chrono::hours(1);
-  std::map<store::Time, std::uint64_t> blocked;
-  const auto start = [&](store::Time time) {
-    const auto local = fmt::localtime(std::chrono::system_clock::to_time_t(time));
-    const auto hour = std::chrono::floor<std::chrono::hours>(time);
-    return is_by_day ? hour - std::chrono::hours(local.tm_hour) : hour;
-  };
-  const store::Time now = std::chrono::system_clock::now();
-  for (auto time = start(now - span.time); time <= now; time += step) blocked[time] = 0;
-  for (const store::Sum &sum : events.Sums(store::Dimension::HOUR, filter)) {
-    blocked[start(sum.hour)] += sum.counts.blocked;
-  }
-  std::vector<Bar> bars;
-  for (const auto &[time, count] : blocked) {
-    const auto local = fmt::localtime(std::chrono::system_clock::to_time_t(time));
-    std::string label = is_by_day || span.time > std::chrono::hours(30)
-                            ? fmt::format("{:%d %b}", local)
-                            : fmt::format("{:%H:%M}", local);
-    bars.push_back({.label = std::move(label),
-                    .told = fmt::format("{:%a %H:%M}: {}", local, Number(count)),
-                    .value = count});
-  }
-  Markup html;
-  html << "<section class=\"card\"><h2>Blocked over time</h2>\n"
-       << BarChart(bars, is_by_day ? "Blocked by the day" : "Blocked by the hour")
-       << "</section>\n";
-  return html;
-}
 
 struct Sharing {
   store::Dimension by;
@@ -114,9 +64,12 @@ Response OverviewPage(const Visit &visit) {
             "<a href=\"/health\">Health</a> says what may be wrong.</p>\n";
     return Page(visit, "Overview", html);
   }
-  const store::Filter filter{.from = std::chrono::system_clock::now() - span.time};
+  const store::Time now = std::chrono::system_clock::now();
+  const store::Filter filter{.from = now - span.time};
   const store::Counts total = events->Total(filter);
-  html << Tiles(total) << OverTime(*events, filter, span) << "<div class=\"cards quarters\">\n";
+  html << Tiles(total)
+       << OverTime(events->Sums(store::Dimension::HOUR, filter), now - span.time, now)
+       << "<div class=\"cards quarters\">\n";
   for (const Sharing &sharing : SHARINGS) {
     html << Shares(*events, filter, span, sharing, total.blocked);
   }
