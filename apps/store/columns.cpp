@@ -17,10 +17,8 @@ constexpr std::size_t EVENTS = 16'384;
 constexpr std::size_t FEWEST = 4'096;
 constexpr std::size_t HEAD = sizeof(std::int64_t) + 1;
 
-/// The width of the numbers, and the numbers.
 template <class Number>
 void PackAs(std::span<const std::int64_t> values, std::uint64_t least, std::string &bytes) {
-  bytes += static_cast<char>(sizeof(Number));
   const std::size_t begin = bytes.size();
   bytes.resize(begin + values.size() * sizeof(Number));
   char *place = bytes.data() + begin;
@@ -40,6 +38,30 @@ void UnpackAs(const char *bytes, std::uint64_t least, Values &values) {
     value = static_cast<std::int64_t>(least + above);
   }
 }
+
+void PackNone(std::span<const std::int64_t> /*values*/, std::uint64_t /*least*/,
+              std::string & /*bytes*/) {}
+void UnpackNone(const char * /*bytes*/, std::uint64_t least, Values &values) {
+  std::ranges::fill(values, static_cast<std::int64_t>(least));
+}
+
+/// How much numbers may be above the least one, and in how many bytes that stands.
+struct Width {
+  std::uint64_t most;
+  std::size_t bytes;
+  void (*pack)(std::span<const std::int64_t> values, std::uint64_t least, std::string &bytes);
+  void (*unpack)(const char *bytes, std::uint64_t least, Values &values);
+};
+template <class Number>
+constexpr Width WIDTH_OF{std::numeric_limits<Number>::max(), sizeof(Number), PackAs<Number>,
+                         UnpackAs<Number>};
+
+/// The narrowest first.
+constexpr Width WIDTHS[] = {{0, 0, PackNone, UnpackNone},
+                            WIDTH_OF<std::uint8_t>,
+                            WIDTH_OF<std::uint16_t>,
+                            WIDTH_OF<std::uint32_t>,
+                            WIDTH_OF<std::uint64_t>};
 
 /// A segment's column in the table.
 std::int64_t PlaceOf(std::int64_t segment, std::size_t column) noexcept {
@@ -95,17 +117,9 @@ std::string Pack(std::span<const std::int64_t> values) {
   const auto begin = static_cast<std::uint64_t>(base);
   const std::uint64_t span = values.empty() ? 0 : static_cast<std::uint64_t>(*most) - begin;
   std::string bytes(reinterpret_cast<const char *>(&base), sizeof base);
-  if (span == 0) {
-    bytes += '\0';
-  } else if (span <= std::numeric_limits<std::uint8_t>::max()) {
-    PackAs<std::uint8_t>(values, begin, bytes);
-  } else if (span <= std::numeric_limits<std::uint16_t>::max()) {
-    PackAs<std::uint16_t>(values, begin, bytes);
-  } else if (span <= std::numeric_limits<std::uint32_t>::max()) {
-    PackAs<std::uint32_t>(values, begin, bytes);
-  } else {
-    PackAs<std::uint64_t>(values, begin, bytes);
-  }
+  const Width &width = *std::ranges::lower_bound(WIDTHS, span, {}, &Width::most);
+  bytes += static_cast<char>(width.bytes);
+  width.pack(values, begin, bytes);
   return bytes;
 }
 
@@ -114,29 +128,12 @@ void Unpack(std::string_view bytes, std::size_t count, Values &values) {
   if (bytes.size() < HEAD || bytes.size() - HEAD != width * count) {
     throw SQLite::Exception("a column that is not whole", SQLITE_CORRUPT);
   }
+  const auto *const found = std::ranges::find(WIDTHS, width, &Width::bytes);
+  if (found == std::end(WIDTHS)) throw SQLite::Exception("a column of no width", SQLITE_CORRUPT);
   std::uint64_t least;
   std::memcpy(&least, bytes.data(), sizeof least);
-  const char *const numbers = bytes.data() + HEAD;
   values.resize(count);
-  switch (width) {
-    case 0:
-      std::ranges::fill(values, static_cast<std::int64_t>(least));
-      break;
-    case 1:
-      UnpackAs<std::uint8_t>(numbers, least, values);
-      break;
-    case 2:
-      UnpackAs<std::uint16_t>(numbers, least, values);
-      break;
-    case 4:
-      UnpackAs<std::uint32_t>(numbers, least, values);
-      break;
-    case 8:
-      UnpackAs<std::uint64_t>(numbers, least, values);
-      break;
-    default:
-      throw SQLite::Exception("a column of no width", SQLITE_CORRUPT);
-  }
+  found->unpack(bytes.data() + HEAD, least, values);
 }
 
 Segment::Segment(SQLite::Database &database)

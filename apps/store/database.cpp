@@ -10,6 +10,7 @@
 
 #include "base/descriptor.h"
 #include "store/event_store.h"
+#include "store/sum_tables.h"
 
 namespace velmora::store {
 namespace {
@@ -49,22 +50,21 @@ constexpr char TABLES[] = R"(
     count INTEGER NOT NULL);
   CREATE INDEX segments_last ON segments (last);
   CREATE TABLE columns (place INTEGER PRIMARY KEY, data BLOB NOT NULL);
-  CREATE TABLE hour_sums (
-    hour INTEGER, what INTEGER, count INTEGER, bytes INTEGER,
-    PRIMARY KEY (hour, what)) WITHOUT ROWID;
 )";
 
-/// Those by client, site and rule, by the hour and by the day.
-std::string SumTables() {
-  std::string tables;
-  for (const std::string column : {"client", "site", "rule"}) {
-    for (const char *const span : {"_sums", "_days"}) {
-      tables += "CREATE TABLE " + column + span + " (hour INTEGER, " + column +
-                " INTEGER, what INTEGER, count INTEGER, bytes INTEGER, PRIMARY KEY (hour, " +
-                column + ", what)) WITHOUT ROWID;";
+std::string TablesOfSums() {
+  std::string sql;
+  for (const SumTable &table : SUM_TABLES) {
+    const std::string column = table.column == nullptr ? "" : std::string(table.column);
+    for (const char *const name : {table.hours, table.days}) {
+      if (name == nullptr) continue;
+      sql += std::string("CREATE TABLE ") + name + " (hour INTEGER, " +
+             (column.empty() ? "" : column + " INTEGER, ") +
+             "what INTEGER, count INTEGER, bytes INTEGER, PRIMARY KEY (hour, " +
+             (column.empty() ? "" : column + ", ") + "what)) WITHOUT ROWID;";
     }
   }
-  return tables;
+  return sql;
 }
 
 [[noreturn]] void ThrowErrno(const std::filesystem::path &file) {
@@ -143,7 +143,7 @@ SQLite::Database OpenToWrite(const std::filesystem::path &file, const std::files
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     // Another feeder may have come first.
     if (IsEmpty(database, file)) {
-      database.exec(TABLES + SumTables());
+      database.exec(TABLES + TablesOfSums());
       database.exec("PRAGMA user_version = " + std::to_string(VERSION));
     }
     transaction.commit();

@@ -8,6 +8,7 @@
 #include "store/database.h"
 #include "store/event_rows.h"
 #include "store/event_walk.h"
+#include "store/sum_tables.h"
 #include "store/sums.h"
 
 namespace velmora::store {
@@ -133,9 +134,9 @@ Counts EventStore::Total(const Filter &filter) const {
 
 std::optional<std::pair<Time, Time>> EventStore::Period() const {
   return parts_->Ask([&]() -> std::optional<std::pair<Time, Time>> {
-    SQLite::Statement hours(
-        parts_->database,
-        "SELECT (SELECT min(hour) FROM hour_sums), (SELECT max(hour) FROM hour_sums)");
+    const std::string table = SUM_TABLES[0].hours;
+    SQLite::Statement hours(parts_->database, "SELECT (SELECT min(hour) FROM " + table +
+                                                  "), (SELECT max(hour) FROM " + table + ")");
     if (!hours.executeStep() || hours.isColumnNull(0)) return std::nullopt;
     Time first{std::chrono::seconds(hours.getColumn(0).getInt64())};
     Time last{std::chrono::seconds(hours.getColumn(1).getInt64())};

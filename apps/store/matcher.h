@@ -8,16 +8,9 @@
 
 #include "store/event_store.h"
 #include "store/number_set.h"
+#include "store/sum_tables.h"
 
 namespace velmora::store {
-
-/// What a filter looks at in a row; 0 where the row holds nothing.
-struct RowNumbers {
-  std::int64_t what = 0;
-  std::int64_t client = 0;
-  std::int64_t site = 0;
-  std::int64_t rule = 0;
-};
 
 /// All of a filter but its times and its text.
 class Matcher {

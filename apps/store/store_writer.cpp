@@ -53,7 +53,8 @@ std::int64_t NumberOf(const host::Event &event) noexcept {
 
 std::size_t StoreWriter::PlaceHash::operator()(const Place &place) const {
   std::uint64_t mixed = 0;
-  for (const std::int64_t part : {place.hour, place.client, place.site, place.rule, place.what}) {
+  const RowNumbers &row = place.row;
+  for (const std::int64_t part : {place.hour, row.client, row.site, row.rule, row.what}) {
     mixed = (mixed ^ static_cast<std::uint64_t>(part)) * 0x9E3779B97F4A7C15U;
     mixed ^= mixed >> 29U;
   }
@@ -67,66 +68,47 @@ StoreWriter::StoreWriter(SQLite::Database &database, Time oldest)
       oldest_(KeyOf(oldest)),
       insert_(database, INSERT),
       last_key_(database, "SELECT max(key) FROM events WHERE key BETWEEN ? AND ?") {
-  tables_.push_back(MakeTable(database, nullptr, nullptr));
-  tables_.push_back(MakeTable(database, "client", &Place::client));
-  tables_.push_back(MakeTable(database, "site", &Place::site));
-  tables_.push_back(MakeTable(database, "rule", &Place::rule));
-}
-
-StoreWriter::SumTable StoreWriter::MakeTable(SQLite::Database &database, const char *column,
-                                             std::int64_t Place::*member) {
-  const bool is_of_all = column == nullptr;
-  const std::string what = is_of_all ? "" : std::string(", ") + column;
-  const auto add = [&](const std::string &table) {
-    return SQLite::Statement(
-        database, "INSERT INTO " + table + " (hour" + what + ", what, count, bytes) VALUES (?" +
-                      (is_of_all ? "" : ", ?") +
-                      ", ?, ?, ?) ON CONFLICT DO UPDATE SET count = count + excluded.count, "
-                      "bytes = bytes + excluded.bytes");
-  };
-  if (is_of_all) return {add("hour_sums"), std::nullopt, {&Place::hour, &Place::what}};
-  const std::string name(column);
-  return {add(name + "_sums"), add(name + "_days"), {&Place::hour, member, &Place::what}};
+  for (const SumTable &table : SUM_TABLES) additions_.push_back({&table});
 }
 
 void StoreWriter::Add(const host::Event &event) {
   const std::string site = host::HostOfUrl(event.page.empty() ? event.url : event.page);
-  const Place place{
-      .hour = Hour(event.time),
+  const RowNumbers row{
       .client = texts_.Number(TextKind::CLIENT, event.client),
       .site = texts_.Number(TextKind::SITE, site),
       .rule = texts_.Number(TextKind::RULE, RuleText(event)),
       .what = WhatOf(event),
   };
-  AddToSums(event, place);
-  if (KeyOf(event.time) >= oldest_) AddRow(event, place);
+  AddToSums(event, row);
+  if (KeyOf(event.time) >= oldest_) AddRow(event, row);
 }
 
-void StoreWriter::AddToSums(const host::Event &event, const Place &place) {
+void StoreWriter::AddToSums(const host::Event &event, const RowNumbers &row) {
+  const std::int64_t hour = Hour(event.time);
   const std::int64_t count =
       event.kind == host::EventKind::DROPPED ? static_cast<std::int64_t>(event.count) : 1;
-  for (SumTable &table : tables_) {
-    Place part;
-    for (const auto member : table.columns) part.*member = place.*member;
-    Amount &amount = table.sums[part];
+  for (auto &[table, sums] : additions_) {
+    Place place{hour, {.what = row.what}};
+    if (table->number != nullptr) place.row.*table->number = row.*table->number;
+    Amount &amount = sums[place];
     amount.count += count;
     amount.bytes += event.saved;
   }
 }
 
-void StoreWriter::AddRow(const host::Event &event, const Place &place) {
+void StoreWriter::AddRow(const host::Event &event, const RowNumbers &numbers) {
   const SplitAddress url = Split(event.url);
   const SplitAddress page = Split(event.page);
   const std::string query(url.query);
   const std::string page_query(page.query);
   // Where there is a rule, its text says it.
-  const std::string detail = place.rule == 0 ? event.detail : std::string();
+  const std::string detail = numbers.rule == 0 ? event.detail : std::string();
   // In the order of `Column`.
   ColumnRow row = {FreeKey(event.time),
-                   place.what,
-                   place.client,
-                   place.site,
-                   place.rule,
+                   numbers.what,
+                   numbers.client,
+                   numbers.site,
+                   numbers.rule,
                    texts_.Number(TextKind::ADDRESS, url.address),
                    texts_.Number(TextKind::ADDRESS, page.address),
                    NumberOfId(event.id),
@@ -193,43 +175,42 @@ std::int64_t StoreWriter::Hour(Time time) {
   return hour_;
 }
 
-void StoreWriter::Write(SQLite::Statement &add, const std::vector<std::int64_t Place::*> &columns,
-                        const Sums &sums) {
+void StoreWriter::Write(const SumTable &table, const char *name, const Sums &sums) {
+  const bool has_column = table.column != nullptr;
+  SQLite::Statement add(
+      database_, std::string("INSERT INTO ") + name + " (hour, what, count, bytes" +
+                     (has_column ? std::string(", ") + table.column : "") + ") VALUES (?, ?, ?, ?" +
+                     (has_column ? ", ?" : "") +
+                     ") ON CONFLICT DO UPDATE SET count = count + excluded.count, "
+                     "bytes = bytes + excluded.bytes");
   // In the order of the table: what is near each other is written together.
-  std::vector<std::pair<std::vector<std::int64_t>, Amount>> rows;
-  rows.reserve(sums.size());
-  for (const auto &[place, amount] : sums) {
-    std::vector<std::int64_t> row;
-    for (const auto member : columns) row.push_back(place.*member);
-    rows.emplace_back(std::move(row), amount);
-  }
+  std::vector<std::pair<Place, Amount>> rows(sums.begin(), sums.end());
   std::ranges::sort(
       rows, {}, [](const auto &row) -> const auto & { return row.first; });
-  for (const auto &[row, amount] : rows) {
+  for (const auto &[place, amount] : rows) {
     add.reset();
     Binder binder(add);
-    for (const std::int64_t number : row) binder.Number(number);
-    binder.Number(amount.count);
-    binder.Number(amount.bytes);
+    for (const std::int64_t number : {place.hour, place.row.what, amount.count, amount.bytes}) {
+      binder.Number(number);
+    }
+    if (has_column) binder.Number(place.row.*table.number);
     add.exec();
   }
 }
 
 void StoreWriter::Finish() {
-  for (SumTable &table : tables_) {
-    Write(table.add, table.columns, table.sums);
-    if (table.add_day) {
+  for (auto &[table, sums] : additions_) {
+    Write(*table, table->hours, sums);
+    if (table->days != nullptr) {
       Sums days;
-      for (const auto &[place, amount] : table.sums) {
-        Place in_day = place;
-        in_day.hour = DayOf(place.hour);
-        Amount &day = days[in_day];
+      for (const auto &[place, amount] : sums) {
+        Amount &day = days[{DayOf(place.hour), place.row}];
         day.count += amount.count;
         day.bytes += amount.bytes;
       }
-      Write(*table.add_day, table.columns, days);
+      Write(*table, table->days, days);
     }
-    table.sums.clear();
+    sums.clear();
   }
   segments_.Finish();
   MakeTextBlocks(database_);
@@ -237,7 +218,7 @@ void StoreWriter::Finish() {
 }
 
 void StoreWriter::Forget() {
-  for (SumTable &table : tables_) table.sums.clear();
+  for (Addition &addition : additions_) addition.sums.clear();
   segments_.Forget();
   last_keys_.clear();
   highest_.reset();

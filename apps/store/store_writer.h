@@ -13,6 +13,7 @@
 #include "host/events/event.h"
 #include "store/columns.h"
 #include "store/event_store.h"
+#include "store/sum_tables.h"
 #include "store/texts.h"
 
 namespace velmora::store {
@@ -30,13 +31,9 @@ class StoreWriter {
   void Forget();
 
  private:
-  /// The numbers of what an event is counted by.
   struct Place {
     std::int64_t hour = 0;
-    std::int64_t client = 0;
-    std::int64_t site = 0;
-    std::int64_t rule = 0;
-    std::int64_t what = 0;
+    RowNumbers row{};
 
     auto operator<=>(const Place &) const = default;
   };
@@ -49,21 +46,16 @@ class StoreWriter {
     std::int64_t bytes = 0;
   };
   using Sums = std::unordered_map<Place, Amount, PlaceHash>;
-  /// A table of sums: what its rows are told apart by, in the order of its columns.
-  struct SumTable {
-    SQLite::Statement add;
-    /// To the table of the same by the day, where there is one.
-    std::optional<SQLite::Statement> add_day;
-    std::vector<std::int64_t Place::*> columns;
+  /// What is to be added to a table.
+  struct Addition {
+    const SumTable *table = nullptr;
     Sums sums{};
   };
 
-  static SumTable MakeTable(SQLite::Database &database, const char *column,
-                            std::int64_t Place::*member);
-  static void Write(SQLite::Statement &add, const std::vector<std::int64_t Place::*> &columns,
-                    const Sums &sums);
-  void AddRow(const host::Event &event, const Place &place);
-  void AddToSums(const host::Event &event, const Place &place);
+  /// Adds sums to the rows of the table by the hour, or of that by the day.
+  void Write(const SumTable &table, const char *name, const Sums &sums);
+  void AddRow(const host::Event &event, const RowNumbers &numbers);
+  void AddToSums(const host::Event &event, const RowNumbers &row);
   /// The highest key from `first` to `last` that there is.
   std::optional<std::int64_t> LastKey(std::int64_t first, std::int64_t last);
   std::int64_t FreeKey(Time time);
@@ -75,7 +67,7 @@ class StoreWriter {
   const std::int64_t oldest_;
   SQLite::Statement insert_;
   SQLite::Statement last_key_;
-  std::vector<SumTable> tables_;
+  std::vector<Addition> additions_;
   /// By the first key of a millisecond, the last one that is taken.
   std::unordered_map<std::int64_t, std::int64_t> last_keys_;
   /// All keys above this one are free.

@@ -12,6 +12,7 @@
 #include "store/event_walk.h"
 #include "store/matcher.h"
 #include "store/rows.h"
+#include "store/sum_tables.h"
 
 namespace velmora::store {
 namespace {
@@ -48,24 +49,19 @@ class Groups {
 };
 
 /// What rows are told apart by, as bits.
-enum Part : unsigned { CLIENT = 1, SITE = 2, RULE = 4, TEXT = 8 };
-
-struct SumTable {
-  const char *hours;
-  /// The same by the day.
-  const char *days;
-  unsigned part;
-  const char *column = nullptr;
-  std::int64_t RowNumbers::*number = nullptr;
+constexpr unsigned BitOf(TextKind kind) noexcept {
+  return 1U << static_cast<unsigned>(kind);
+}
+enum Part : unsigned {
+  CLIENT = BitOf(TextKind::CLIENT),
+  SITE = BitOf(TextKind::SITE),
+  RULE = BitOf(TextKind::RULE),
+  TEXT = BitOf(TextKind::ADDRESS)
 };
 
-/// The smallest first.
-constexpr SumTable SUM_TABLES[] = {
-    {"hour_sums", nullptr, 0},
-    {"client_sums", "client_days", CLIENT, "client", &RowNumbers::client},
-    {"site_sums", "site_days", SITE, "site", &RowNumbers::site},
-    {"rule_sums", "rule_days", RULE, "rule", &RowNumbers::rule},
-};
+unsigned PartsOf(const SumTable &table) noexcept {
+  return table.column == nullptr ? 0 : BitOf(table.kind);
+}
 
 constexpr std::int64_t HOUR = 3600;
 
@@ -224,7 +220,7 @@ Groups GroupsOf(SQLite::Database &database, Dimension by, const Filter &filter) 
   const Span hours = HoursOf(filter);
   const unsigned parts = PartsOf(filter) | PartOf(by);
   for (const SumTable &table : SUM_TABLES) {
-    if ((parts & ~table.part) == 0) return TableSum(database, table, by, filter).Of(hours);
+    if ((parts & ~PartsOf(table)) == 0) return TableSum(database, table, by, filter).Of(hours);
   }
   return FromEvents(database, by, hours, filter);
 }

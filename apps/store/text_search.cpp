@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <sqlite3.h>
 #include <string_view>
 #include <vector>
@@ -15,6 +16,8 @@ namespace {
 
 /// Texts of a block.
 constexpr std::size_t TEXTS = 4096;
+/// Blocks that are made anew together: what is left of them fills fewer.
+constexpr std::int64_t BLOCKS_AT_ONCE = 8;
 
 using Number = std::uint32_t;
 
@@ -36,9 +39,9 @@ class BlockMaker {
     ends_.push_back(static_cast<Number>(texts_.size()));
     if (numbers_.size() == TEXTS) Write();
   }
-
- private:
+  /// Writes a block that is not full.
   void Write() {
+    if (numbers_.empty()) return;
     const auto count = static_cast<Number>(numbers_.size());
     std::string data(reinterpret_cast<const char *>(&count), sizeof count);
     for (const std::vector<Number> *const part : {&numbers_, &ends_}) {
@@ -54,6 +57,7 @@ class BlockMaker {
     texts_.clear();
   }
 
+ private:
   SQLite::Statement write_;
   std::vector<Number> numbers_;
   std::vector<Number> ends_;
@@ -71,7 +75,7 @@ class Block {
     Read(numbers_, data.substr(sizeof count, part));
     Read(ends_, data.substr(sizeof count + part, part));
     texts_ = data.substr(sizeof count + 2 * part);
-    if (!ends_.empty() && ends_.back() != texts_.size()) Fail();
+    if ((ends_.empty() ? 0 : ends_.back()) != texts_.size()) Fail();
   }
 
   void Find(const std::string &text, NumberSet &found) const {
@@ -144,9 +148,29 @@ void MakeTextBlocks(SQLite::Database &database) {
   }
 }
 
-void RemakeTextBlocks(SQLite::Database &database) {
-  database.exec("DELETE FROM text_blocks");
-  MakeTextBlocks(database);
+std::int64_t EndOfTextBlocks(SQLite::Database &database, std::int64_t after) {
+  Rows last(database,
+            "SELECT max(last) FROM (SELECT last FROM text_blocks WHERE last > ? "
+            "ORDER BY last LIMIT ?)");
+  last.Begin(after, BLOCKS_AT_ONCE);
+  last.Next();
+  return last[0] == 0 ? std::numeric_limits<std::int64_t>::max() : last[0];
+}
+
+void RemakeTextBlocks(SQLite::Database &database, std::int64_t after, std::int64_t end) {
+  Rows old(database, "DELETE FROM text_blocks WHERE last > ? AND last <= ?");
+  old.Begin(after, end);
+  old.Next();
+  if (database.getChanges() == 0) return;
+  BlockMaker maker(database);
+  SQLite::Statement texts(database,
+                          "SELECT id, text FROM texts WHERE id > ? AND id <= ? ORDER BY id");
+  texts.bind(1, after);
+  texts.bind(2, end);
+  while (texts.executeStep()) {
+    maker.Add(texts.getColumn(0).getInt64(), texts.getColumn(1).getString());
+  }
+  maker.Write();
 }
 
 }  // namespace velmora::store

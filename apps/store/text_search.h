@@ -12,6 +12,7 @@
 #pragma once
 
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <cstdint>
 #include <string>
 
 #include "store/number_set.h"
@@ -24,7 +25,10 @@ NumberSet TextsWith(SQLite::Database &database, const std::string &text);
 /// A feeder's: makes blocks of the texts that are in none, where they fill some. Within a
 /// transaction.
 void MakeTextBlocks(SQLite::Database &database);
-/// Makes all of them anew: texts were dropped.
-void RemakeTextBlocks(SQLite::Database &database);
+/// The last text of the next few blocks after a text; the greatest number where there is none.
+std::int64_t EndOfTextBlocks(SQLite::Database &database, std::int64_t after);
+/// Makes these blocks anew, in the transaction in which texts of theirs were dropped: another text
+/// may get the number of one that is gone.
+void RemakeTextBlocks(SQLite::Database &database, std::int64_t after, std::int64_t end);
 
 }  // namespace velmora::store

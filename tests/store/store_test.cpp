@@ -541,6 +541,32 @@ TEST(Columns, ComeBackAsTheyWereOrNotAtAll) {
   EXPECT_THROW(Unpack(std::string(8, '\0') + "\3abcdef", 2, back), SQLite::Exception);
 }
 
+TEST_F(Store, TellsOfBlocksOfTextsThatAreNotWhole) {
+  Write("events.jsonl", ManyEvents());
+  FeedLog();
+  SQLite::Database database(folder_.Path("events.db"), SQLite::OPEN_READWRITE);
+  const std::string whole = database.execAndGet("SELECT min(data) FROM text_blocks").getString();
+  std::string of_too_many = whole;
+  std::ranges::fill_n(of_too_many.begin(), 4, '\xff');
+  std::string of_none = whole;
+  std::ranges::fill_n(of_none.begin(), 4, '\0');
+  std::string of_other_numbers = whole;
+  std::ranges::fill_n(of_other_numbers.begin() + 4, 4 * 4096, '\xff');
+  const std::string damaged[] = {"",
+                                 "\1",
+                                 whole.substr(0, whole.size() - 1),
+                                 whole + "x",
+                                 of_too_many,
+                                 of_none,
+                                 of_other_numbers};
+  for (const std::string &data : damaged) {
+    SQLite::Statement write(database, "UPDATE text_blocks SET data = ?");
+    write.bind(1, data.data(), static_cast<int>(data.size()));
+    EXPECT_LT(0, write.exec());
+    EXPECT_THROW(Open().Events({.text = "example/"}), DamagedStore) << data.size();
+  }
+}
+
 TEST_F(Store, IsReadWhileItIsFed) {
   constexpr std::size_t ROUNDS = 20;
   Write("events.jsonl", {EVENTS[0]});
