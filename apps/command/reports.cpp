@@ -108,11 +108,9 @@ std::vector<Dimension> DimensionsOf(const ReportOptions &options) {
   return dimensions;
 }
 
-int Report(const ReportOptions &options) {
-  const store::Filter filter = FilterOf(options);
-  const host::EventLogOptions log = LogOf(options);
-  BringUpToDate(log, options.is_rebuilt);
-  const store::EventStore events(store::StoreOf(log));
+ActivityReport Ask(const ReportOptions &options, const store::Filter &filter,
+                   const std::filesystem::path &store) {
+  const store::EventStore events(store);
   ActivityReport report{.from = store::BeginningOfHour(*filter.from),
                         .until = *filter.until,
                         .total = events.Total(filter),
@@ -121,6 +119,26 @@ int Report(const ReportOptions &options) {
     const std::size_t most = by == Dimension::HOUR ? 0 : options.most;
     report.sections.push_back({by, events.Sums(by, filter, most)});
   }
+  return report;
+}
+
+/// Damage that only a question comes upon has the store made anew as what feeding comes upon does.
+ActivityReport AskOrRebuild(const ReportOptions &options) {
+  const store::Filter filter = FilterOf(options);
+  const host::EventLogOptions log = LogOf(options);
+  BringUpToDate(log, options.is_rebuilt);
+  try {
+    return Ask(options, filter, store::StoreOf(log));
+  } catch (const store::DamagedStore &damage) {
+    store::FedLog fed = store::Rebuild(log);
+    fed.made_anew = damage.what();
+    SayWhatHappened(fed);
+    return Ask(options, filter, store::StoreOf(log));
+  }
+}
+
+int Report(const ReportOptions &options) {
+  const ActivityReport report = AskOrRebuild(options);
   Output output(options.output);
   output.Write(options.format(report));
   output.Finish();

@@ -7,12 +7,12 @@ namespace velmora::web {
 void EventFeed::Bring(const host::EventLogOptions &log) noexcept {
   {
     const base::MutexLock lock(mutex_);
-    if (Clock::now() - fed_ < INTERVAL) return;
+    if (Clock::now() - fed_ < INTERVAL && !is_damaged_) return;
   }
   if (is_feeding_.test_and_set()) return;
   std::string trouble;
   try {
-    const store::FedLog fed = store::Feed(log);
+    const store::FedLog fed = is_damaged_.exchange(false) ? store::Rebuild(log) : store::Feed(log);
     if (!fed.troubles.empty()) trouble = fed.troubles.front();
   } catch (const std::exception &error) {
     trouble = error.what();

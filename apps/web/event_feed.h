@@ -16,6 +16,8 @@ class EventFeed {
   /// Feeds what is new, unless that was done within the last second or is being done. Trouble stops
   /// nothing: the store has what it has.
   void Bring(const host::EventLogOptions &log) noexcept;
+  /// A question came upon damage: the store is made anew the next time.
+  void NoticeDamage() noexcept { is_damaged_ = true; }
   /// What was the matter the last time; empty when all went well.
   std::string Trouble() const;
 
@@ -24,6 +26,7 @@ class EventFeed {
   static constexpr std::chrono::seconds INTERVAL{1};
 
   std::atomic_flag is_feeding_;
+  std::atomic<bool> is_damaged_ = false;
   mutable base::Mutex mutex_;
   Clock::time_point fed_ VELMORA_GUARDED_BY(mutex_){};
   std::string trouble_ VELMORA_GUARDED_BY(mutex_);

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "host/policy/policy.h"
+#include "store/event_store.h"
 #include "web/layout.h"
 #include "web/origin.h"
 #include "web/pages/pages.h"
@@ -103,6 +104,10 @@ Response Site::Answer(const Request &request) noexcept {
   try {
     try {
       return AnswerAllowed(request);
+    } catch (const store::DamagedStore &damage) {
+      events_.NoticeDamage();
+      return Refuse(request, 500,
+                    std::string(damage.what()) + ": it is made anew when you load the page again");
     } catch (const std::exception &error) {
       return Refuse(request, 500, error.what());
     }

@@ -96,22 +96,26 @@ TEST(AdCalls, AreNotMadeAboutElementsThatTheHostKeepsAll) {
 }
 
 TEST(AdCalls, AreNotMadeWhereTheHostDecides) {
-  FakeAdReview review;
-  review.decided = {"IMG", "SCRIPT"};
-  FilterRun run({305});
-  run.context.review = &review;
-  EXPECT_EQ(run.Page({"<img src='own1'><img src=/ads/2><script src=https://own/></script>"
-                      "<script src=own3>x</script><embed src=/ads/4></embed>"}),
-            "<img src=/ads/2><script src=https://own/></script>");
-  EXPECT_THAT(review.asked,
-              ElementsAreArray({"IMG own1 http://www.example.com/dir/own1",
-                                "IMG /ads/2 http://www.example.com/ads/2",
-                                "SCRIPT https://own/ http://www.example.com/dir/https://own/",
-                                "SCRIPT own3 http://www.example.com/dir/own3"}));
-  EXPECT_THAT(run.library.calls,
-              ElementsAreArray({"CheckUrl www.example.com [http://www.example.com/ads/4]"}));
-  ASSERT_EQ(run.context.reports.size(), 3U);
-  EXPECT_EQ(run.context.reports[0].detail, "\"own rule\"");
+  for (const std::int32_t others : {std::int32_t{AD_REVIEW_LIBRARY}, 3, -1}) {
+    SCOPED_TRACE(others);
+    FakeAdReview review;
+    review.decided = {"IMG", "SCRIPT"};
+    review.others = others;
+    FilterRun run({305});
+    run.context.review = &review;
+    EXPECT_EQ(run.Page({"<img src='own1'><img src=/ads/2><script src=https://own/></script>"
+                        "<script src=own3>x</script><embed src=/ads/4></embed>"}),
+              "<img src=/ads/2><script src=https://own/></script>");
+    EXPECT_THAT(review.asked,
+                ElementsAreArray({"IMG own1 http://www.example.com/dir/own1",
+                                  "IMG /ads/2 http://www.example.com/ads/2",
+                                  "SCRIPT https://own/ http://www.example.com/dir/https://own/",
+                                  "SCRIPT own3 http://www.example.com/dir/own3"}));
+    EXPECT_THAT(run.library.calls,
+                ElementsAreArray({"CheckUrl www.example.com [http://www.example.com/ads/4]"}));
+    ASSERT_EQ(run.context.reports.size(), 3U);
+    EXPECT_EQ(run.context.reports[0].detail, "\"own rule\"");
+  }
 }
 
 TEST(AdCalls, TakeAMissingHostAndUrlAsEmpty) {

@@ -60,13 +60,11 @@ class FakePageProtection final : public FakeObject<IPageProtection> {
 };
 
 /// Keeps all elements of some names, decides about those of others, and leaves the rest to the
-/// library.
+/// library, or says of it what is none of the answers.
 class FakeAdReview final : public FakeObject<IAdReview> {
  public:
   std::int32_t WhoDecides(const char *tag) noexcept override {
-    return kept.contains(tag)      ? AD_REVIEW_NOBODY
-           : decided.contains(tag) ? AD_REVIEW_HOST
-                                   : AD_REVIEW_LIBRARY;
+    return kept.contains(tag) ? AD_REVIEW_NOBODY : decided.contains(tag) ? AD_REVIEW_HOST : others;
   }
   const char *ReasonToRemove(const char *tag, const char *value,
                              const char *url) noexcept override {
@@ -77,6 +75,7 @@ class FakeAdReview final : public FakeObject<IAdReview> {
 
   std::set<std::string, std::less<>> kept;
   std::set<std::string, std::less<>> decided;
+  std::int32_t others = AD_REVIEW_LIBRARY;
   std::vector<std::string> asked;
 };
 

@@ -1,6 +1,7 @@
 // Who gets what of the web page, and who is turned away.
 #include "web/site.h"
 
+#include <SQLiteCpp/SQLiteCpp.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -212,6 +213,20 @@ TEST(Site, ChoosesPresetsAndNothingElse) {
   EXPECT_EQ(house.Read("velmora.preset"), "strict\n");
   EXPECT_EQ(site.Answer(visitor.Sent("/preset", {})).status, 303);
   EXPECT_THAT(visitor.Open("/policy").body, HasSubstr("As the policy says."));
+}
+
+TEST(Site, MakesADamagedStoreAnew) {
+  House house;
+  house.Write("events", R"({"time":"2026-03-01T12:34:56.789Z","event":"error","reason":"lost"})"
+                        "\n");
+  Site site(house.Options());
+  const Visitor visitor = Welcome(site);
+  EXPECT_EQ(visitor.Open("/").status, 200);
+  // What feeding, with nothing new, does not look at.
+  SQLite::Database(house.Folder() + "/events.db", SQLite::OPEN_READWRITE)
+      .exec("INSERT INTO text_blocks VALUES (1, x'01')");
+  EXPECT_EQ(visitor.Open("/events", "text", "lost").status, 500);
+  EXPECT_EQ(visitor.Open("/events", "text", "lost").status, 200);
 }
 
 TEST(Site, ShowsHostileEventsListsAndRulesAsText) {
