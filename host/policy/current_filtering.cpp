@@ -1,5 +1,6 @@
 #include "host/policy/current_filtering.h"
 
+#include <algorithm>
 #include <chrono>
 #include <stdexcept>
 #include <utility>
@@ -138,9 +139,13 @@ void CurrentFiltering::WarnOfTemporaryFiles() const noexcept {
   }
 }
 
-void CurrentFiltering::WarnOfSiteLists() const noexcept {
+void CurrentFiltering::WarnOfSiteLists() noexcept {
   try {
-    for (const std::string &line : filtering_->policy.left_out) Warn(line);
+    const std::vector<std::string> &lines = filtering_->policy.left_out;
+    for (const std::string &line : lines) {
+      if (std::ranges::find(told_, line) == told_.end()) Warn(line);
+    }
+    told_ = lines;
   } catch (...) {
     // The same.
   }

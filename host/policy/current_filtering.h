@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/mutex.h"
 #include "host/policy/file_watch.h"
@@ -45,13 +46,16 @@ class CurrentFiltering {
   /// Says in both logs what is wrong and keeps nothing from going on.
   void Warn(const std::string &problem) const VELMORA_REQUIRES(mutex_);
   void WarnOfTemporaryFiles() const noexcept VELMORA_REQUIRES(mutex_);
-  void WarnOfSiteLists() const noexcept VELMORA_REQUIRES(mutex_);
+  /// Of what was not wrong before.
+  void WarnOfSiteLists() noexcept VELMORA_REQUIRES(mutex_);
   /// Says in the proxy's log what the event log cannot say of itself.
   void TellOfEventLog() const noexcept VELMORA_REQUIRES(mutex_);
 
   const ProxyLog log_;
   base::Mutex mutex_;
   std::shared_ptr<const Filtering> filtering_ VELMORA_GUARDED_BY(mutex_);
+  /// What is wrong with site lists, as far as it was said.
+  std::vector<std::string> told_ VELMORA_GUARDED_BY(mutex_);
   /// What it was configured from.
   FilterFiles files_ VELMORA_GUARDED_BY(mutex_);
   /// What somebody allowed or took back meanwhile, whether lists were fetched or a preset was

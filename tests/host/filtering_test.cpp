@@ -97,9 +97,9 @@ TEST_F(RenewalTest, AStartTellsOfAFolderWithoutTemporaryFiles) {
 TEST_F(RenewalTest, ALineOfASiteListThatSaysNothingIsLeftOut) {
   constexpr const char *POLICY = "[event-log]\nfile = \"log\"\n[allow]\nsite-lists = \"sites.txt\"";
   Write(POLICY);
-  folder.Write(
-      "sites.txt",
-      "*.a.example\nb.example\n0.0.0.0 c.example\td.example *.e # f\n::1 localhost\na b\n");
+  const std::string sites =
+      "*.a.example\nb.example\n0.0.0.0 c.example\td.example *.e # f\n::1 localhost\na b\n";
+  folder.Write("sites.txt", sites);
   std::string said;
   CurrentFiltering current([&](std::string_view line) { said.append(line) += "\n"; });
   current.Configure(files);
@@ -112,6 +112,13 @@ TEST_F(RenewalTest, ALineOfASiteListThatSaysNothingIsLeftOut) {
       "sites.txt:5: \"a b\" is no host name; left out\n");
   EXPECT_THAT(current.Now()->policy.allowed_sites.Names(),
               ElementsAre("b.example", "c.example", "d.example", "localhost"));
+
+  // What was said is not said again.
+  said.clear();
+  folder.Write("sites.txt", sites + "c d\n");
+  current.Configure(files);
+  while (said.empty()) current.Now();
+  EXPECT_EQ(said, "sites.txt:6: \"c d\" is no host name; left out\n");
 
   said.clear();
   folder.Write("sites.txt", "/\n/\n/\n/\n/\n/\n/\nb.example\n");
