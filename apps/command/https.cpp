@@ -18,8 +18,8 @@ int Https(const std::string &state) {
   const std::filesystem::path script = host::PluginFolder() / "https";
   if (!std::filesystem::exists(script)) {
     throw std::runtime_error(
-        "there is no service here that could be switched: it comes with the package velmora-squid. "
-        "docs/squid.md and docs/trafficserver.md say what other proxies "
+        "there is no service here that could be switched: it comes with the packages velmora-squid "
+        "and velmora-trafficserver. docs/squid.md and docs/trafficserver.md say what other proxies "
         "take");
   }
   execl(script.c_str(), script.c_str(), state.empty() ? nullptr : state.c_str(), nullptr);

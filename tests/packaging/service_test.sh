@@ -54,6 +54,16 @@ if [ -x /usr/lib/squid/security_file_certgen ]; then
   ! grep -E 'WARNING|ERROR|FATAL' "$folder/said" || fail "squid.conf of the inspection"
 fi
 
+# So does Traffic Server.
+own=$folder/own
+mkdir -p "$own/trafficserver" "$own/ca"
+cp "$service"/trafficserver/*.config "$service"/trafficserver/*.yaml "$own/trafficserver"
+VELMORA_SETTINGS=$own VELMORA_MADE=$own/made "$service/trafficserver/trafficserver-settings" || fail "trafficserver-settings"
+for line in "records.config:server_ports STRING 3128:ip-in=127.0.0.1 13128:ssl:ip-in=127.0.0.1" \
+  "plugin.config: authority=$own/ca tls-port=13128" "runroot.yaml:sysconfdir: $own/made/trafficserver"; do
+  grep -qF "${line#*:}" "$own/made/trafficserver/${line%%:*}" || fail "trafficserver-settings: $line"
+done
+
 # Both engines load what the packages bring, by the policy that they bring.
 grep -qF /usr/lib/velmora/ecap_velmora.so "$service/squid/squid.conf" || fail "the adapter of Squid"
 grep -qF /usr/lib/velmora/trafficserver_velmora.so "$service/trafficserver/plugin.config" ||

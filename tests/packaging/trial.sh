@@ -61,9 +61,18 @@ is_handed_out() {
   curl -sS --retry 20 --retry-delay 1 --retry-connrefused --noproxy '*' http://127.0.0.1:3180/setup/velmora.pem |
     fingerprint | grep -qxF "$(fingerprint -in "$certificate")"
 }
+is_overview_shown() {
+  link=$(journalctl -u velmora-web --no-pager -o cat | grep -o 'http://[^ ]*/start?word=.*' | tail -n 1)
+  curl -sS --noproxy '*' --cookie-jar cookies --location --location-trusted "$link" | grep -q '<h1>Overview</h1>'
+}
 web_reads_key() { nsenter -t "$(systemctl show -P MainPID velmora-web)" -m grep -q PRIVATE /etc/velmora/ca/key.pem; }
 is_used_by_velmora() { for p in /proc/[0-9]*; do [ "$(stat -c %U "$p" 2>/dev/null)" = velmora ] && grep -q squid "$p/comm" && return; done; return 1; }
 is_active() { systemctl --quiet is-active "$1"; }
+
+expect_shut_in() {
+  exposure=$(systemd-analyze security "$1" --no-pager | sed -n 's/.*Overall exposure level for [^:]*: \([0-9.]*\).*/\1/p')
+  expect "exposure of $1 is 3 at the most: $exposure" awk "BEGIN { exit !($exposure + 0 > 0 && $exposure <= 3) }"
+}
 
 # All files but those that tell of an installation by their nature: the package system's own, logs, and
 # the accounts, as a user of the system is never taken away.
@@ -90,8 +99,10 @@ expect "the log tells what was blocked" grep -q '"event":"blocked"' /var/log/vel
 expect "the proxy works as a user of its own" is_used_by_velmora
 expect "the log is that user's alone" [ "$(stat -c '%U %a' /var/log/velmora/events.jsonl)" = "velmora 640" ]
 expect "compiled lists are kept" quiet ls /var/cache/velmora/*
-exposure=$(systemd-analyze security velmora-proxy --no-pager | sed -n 's/.*Overall exposure level for [^:]*: \([0-9.]*\).*/\1/p')
-expect "exposure of the service is 3 at the most: $exposure" awk "BEGIN { exit !($exposure + 0 > 0 && $exposure <= 3) }"
+expect_shut_in velmora-proxy
+expect "the web page's service runs" is_active velmora-web
+expect "and its link logs in" is_overview_shown
+expect_shut_in velmora-web
 
 expect "the service reloads" systemctl reload velmora-proxy
 logrotate -f /etc/logrotate.d/velmora
@@ -145,8 +156,13 @@ apt purge --auto-remove velmora velmora-lists velmora-squid squid-openssl
 expect "Traffic Server's package installs" install_packages trafficserver
 expect "a page is filtered in Traffic Server" is_filtered 3128
 expect "a request for an advertisement is answered there" is_answered
-exposure=$(systemd-analyze security velmora-proxy --no-pager | sed -n 's/.*Overall exposure level for [^:]*: \([0-9.]*\).*/\1/p')
-expect "exposure of the service is 3 at the most: $exposure" awk "BEGIN { exit !($exposure + 0 > 0 && $exposure <= 3) }"
+expect_shut_in velmora-proxy
+expect "inspection is switched on there" quiet velmora https on
+expect "who trusts the authority gets pages over HTTPS filtered there" is_secure_filtered
+expect "and sees that it does" is_trust_seen
+expect "who does not gets none" fails is_secure_untouched
+expect "inspection is switched off" quiet velmora https off
+expect "encrypted traffic passes as it is there" is_secure_untouched
 
 # It has an origin of its own.
 kill $origin

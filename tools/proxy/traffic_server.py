@@ -48,10 +48,11 @@ dns.search_default_domains INT 0
 diags.logfile.rolling_enabled INT 0
 """
 
-# A site whose certificate is not good is not talked to.
+# A site whose certificate is not good is not talked to. By itself the engine knows no good ones.
 INTERCEPTION = """\
 ssl.client.verify.server.policy STRING ENFORCED
 ssl.client.verify.server.properties STRING ALL
+ssl.client.CA.cert.filename STRING /etc/ssl/certs/ca-certificates.crt
 """
 
 ALLOWED = """\
