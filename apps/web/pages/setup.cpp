@@ -90,7 +90,8 @@ Markup HowToTrust(const Authority &authority) {
          "<img src=\"https://check.velmora.invalid/trusted.svg\" width=\"220\" height=\"48\" "
          "alt=\"Not yet: the picture that should be here did not come.\"></p>\n"
          "<p class=\"small\">The picture comes by https from the proxy itself, under a name that "
-         "exists nowhere: a browser that does not use the proxy does not get it either.</p>\n";
+         "exists nowhere: a browser that does not use the proxy does not get it either. Apple's "
+         "devices may refuse it though they trust the proxy: there, open any page by https.</p>\n";
   return html;
 }
 
