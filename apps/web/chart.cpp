@@ -35,7 +35,8 @@ Markup BarChart(const std::vector<Bar> &bars, std::string_view about) {
     return at == 0 || bars[at].label != bars[at - 1].label;
   };
   for (std::size_t at = 0; at < bars.size(); ++at) labels += begins_label(at) ? 1 : 0;
-  const std::size_t labels_each = (labels + MOST_LABELS - 1) / MOST_LABELS;
+  const std::size_t labels_each =
+      std::max<std::size_t>((labels + MOST_LABELS - 1) / MOST_LABELS, 1);
   std::size_t label = 0;
   for (std::size_t at = 0; at < bars.size(); ++at) {
     const Bar &bar = bars[at];

@@ -18,8 +18,7 @@ host::EventLogOptions AskedLog(const host::Policy &policy, const std::filesystem
 host::EventLogOptions AskedLog(const std::filesystem::path &policy,
                                const std::filesystem::path &file) {
   const bool is_needed = file.empty() || std::filesystem::exists(policy);
-  const host::EventLogOptions log =
-      AskedLog(is_needed ? host::ReadPolicy(policy) : host::Policy(), file);
+  host::EventLogOptions log = AskedLog(is_needed ? host::ReadPolicy(policy) : host::Policy(), file);
   if (log.file.empty()) {
     throw std::runtime_error(policy.string() + " names no file for the event log; --log does");
   }
