@@ -138,6 +138,9 @@ expect "a reload leaves it on" systemctl reload velmora-proxy
 expect "as it was" is_secure_filtered
 expect "inspection is switched off" quiet velmora https off
 expect "encrypted traffic passes as it did" is_secure_untouched
+: >/etc/velmora/ca.off/key.pem
+expect "an authority without a key is not switched on" fails quiet velmora https on
+expect "and pages are filtered as before" is_filtered 3128
 
 expect "a purge goes through" apt purge --auto-remove velmora velmora-lists velmora-squid
 expect "Squid's own service is back" is_active squid
@@ -163,6 +166,9 @@ expect "and sees that it does" is_trust_seen
 expect "who does not gets none" fails is_secure_untouched
 expect "inspection is switched off" quiet velmora https off
 expect "encrypted traffic passes as it is there" is_secure_untouched
+: >/etc/velmora/ca.off/key.pem
+expect "an authority without a key is not switched on there" fails quiet velmora https on
+expect "and pages are filtered as before there" is_filtered 3128
 
 # It has an origin of its own.
 kill $origin
