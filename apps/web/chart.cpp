@@ -24,11 +24,11 @@ std::string Length(double length) {
 Markup BarChart(const std::vector<Bar> &bars, std::string_view about) {
   Markup svg;
   if (bars.empty()) return svg;
-  const auto most =
-      std::max<std::uint64_t>(std::ranges::max_element(bars, {}, &Bar::value)->value, 1);
+  const Bar &greatest = *std::ranges::max_element(bars, {}, &Bar::value);
+  const auto most = std::max<std::uint64_t>(greatest.value, 1);
   svg << "<svg class=\"chart\" viewBox=\"0 0 " << Length(WIDTH) << " " << Length(HEIGHT)
-      << "\" role=\"img\" aria-label=\"" << about << "\">\n<text x=\"0\" y=\"18\">" << Number(most)
-      << "</text>\n";
+      << "\" role=\"img\" aria-label=\"" << about << ", the most: " << greatest.told
+      << "\">\n<text x=\"0\" y=\"18\">" << Number(most) << "</text>\n";
   const double step = WIDTH / static_cast<double>(bars.size());
   std::size_t labels = 0;
   const auto begins_label = [&](std::size_t at) {
