@@ -6,9 +6,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string_view>
 
+#include "hash.h"
 #include "verdict.h"
 
 namespace velmora::adblock {
@@ -26,9 +26,19 @@ class AnswerMemory {
     std::uint32_t kind;
     std::uint64_t hash;
   };
-  static Key KeyOf(std::string_view url, std::uint32_t kind) noexcept;
+  static Key KeyOf(std::string_view url, std::uint32_t kind) noexcept {
+    // URLs of a page often have the same ends, seldom the same middle.
+    const std::string_view middle = url.substr(url.size() / 2, 8);
+    const std::uint64_t hash = HashBytes(url) ^ (HashBytes(middle) + kind) >> 7;
+    return {url, kind, hash ^ hash >> 32};
+  }
 
-  std::optional<Verdict> Find(const Key &key) const noexcept;
+  /// The answer to the question; null if it is not there.
+  const Verdict *Find(const Key &key) const noexcept {
+    const Slot &slot = slots_[key.hash % SLOTS];
+    const bool may_be = slot.hash == key.hash && slot.kind == key.kind && slot.size != 0;
+    return may_be && std::string_view(slot.url, slot.size) == key.url ? &slot.verdict : nullptr;
+  }
   void Keep(const Key &key, const Verdict &verdict) noexcept;
   void Forget() noexcept;
 

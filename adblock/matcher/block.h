@@ -19,16 +19,16 @@ inline constexpr std::size_t BLOCK = 16;
 /// Copies a block of bytes in lower case; the bits of those that belong to tokens.
 inline std::uint64_t LowerBlock(const char *from, char *block) noexcept {
   const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(from));
-  const auto within = [](__m128i of, char first, char count) noexcept {
-    const __m128i distance = _mm_sub_epi8(of, _mm_set1_epi8(first));
-    const __m128i limit = _mm_set1_epi8(static_cast<char>(count - 1));
-    return _mm_cmpeq_epi8(_mm_min_epu8(distance, limit), distance);
+  // Moves the bytes that are meant to the upper end of the signed ones.
+  const auto within = [](__m128i of, char last, char count) noexcept {
+    const __m128i moved = _mm_add_epi8(of, _mm_set1_epi8(static_cast<char>(127 - last)));
+    return _mm_cmpgt_epi8(moved, _mm_set1_epi8(static_cast<char>(127 - count)));
   };
   const __m128i lower_bit = _mm_set1_epi8(0x20);
-  const __m128i letters = within(_mm_or_si128(bytes, lower_bit), 'a', 26);
+  const __m128i letters = within(_mm_or_si128(bytes, lower_bit), 'z', 26);
   _mm_storeu_si128(reinterpret_cast<__m128i *>(block),
                    _mm_or_si128(bytes, _mm_and_si128(letters, lower_bit)));
-  const __m128i token = _mm_or_si128(within(bytes, '0', 10), letters);
+  const __m128i token = _mm_or_si128(within(bytes, '9', 10), letters);
   return static_cast<std::uint32_t>(_mm_movemask_epi8(token));
 }
 

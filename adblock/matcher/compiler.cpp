@@ -222,18 +222,14 @@ class KeyCensus {
 /// What a `KeyFilter` reads.
 class FilterWords {
  public:
-  void SetBits(std::uint32_t bits) {
-    bits_ = bits;
-    words_.resize(std::size_t{1} << (bits - 6));
-  }
+  void SetBits(std::uint32_t bits) { words_.resize(std::size_t{1} << (bits - 6)); }
   void Add(std::uint64_t key) {
-    const std::uint64_t bit = key >> (64 - bits_);
+    const std::uint64_t bit = PlaceOfKey(key, 64 * words_.size() - 1);
     words_[bit / 64] |= std::uint64_t{1} << (bit % 64);
   }
   const std::vector<std::uint64_t> &Words() const { return words_; }
 
  private:
-  std::uint32_t bits_ = 0;
   std::vector<std::uint64_t> words_;
 };
 
@@ -297,7 +293,8 @@ class Compiler {
     records_.reserve(rules_.size());
     origins_.reserve(rules_.size());
     entries_.reserve(rules_.size() + rules_.size() / 4);
-    bucket_bits_ = std::max(3U, static_cast<unsigned>(std::bit_width(rules_.size())));
+    bucket_bits_ =
+        std::clamp(static_cast<unsigned>(std::bit_width(rules_.size())), 6U, MAX_PLACE_BITS);
     filter_.SetBits(FilterBits());
     popups_.SetBits(POPUP_FILTER_BITS);
     for (const ReadRule &rule : rules_) AddRule(rule, census);
@@ -314,6 +311,7 @@ class Compiler {
     header.filter_bits = FilterBits();
     header.expressions = expressions_;
     header.has_page_labels = has_page_labels_;
+    header.unkeyed_types = unkeyed_types_;
 
     std::vector<std::uint32_t> buckets = MakeBuckets();
     const std::vector<IndexEntry> entries = InOrderOfBuckets(&buckets);
@@ -359,7 +357,7 @@ class Compiler {
     IndexEntry entry;
   };
 
-  unsigned FilterBits() const { return bucket_bits_ + 3; }
+  unsigned FilterBits() const { return std::min(bucket_bits_ + 3, MAX_PLACE_BITS); }
 
   void ReadList(std::string_view text, ListCounts *counts) {
     const auto list = static_cast<std::uint16_t>(lists_.size());
@@ -441,6 +439,7 @@ class Compiler {
     }
     if (!best) {
       unkeyed_.push_back(number);
+      unkeyed_types_ |= rule.types;
       return NO_OFFSET;
     }
     AddEntry(*best, number, rule.types);
@@ -454,13 +453,14 @@ class Compiler {
     if (types & TYPE_POPUP) popups_.Add(key.hash);
   }
 
+  std::size_t BucketCount() const { return std::size_t{1} << bucket_bits_; }
   std::uint64_t BucketOf(const KeyedEntry &keyed) const {
-    return keyed.lookup >> (64 - bucket_bits_);
+    return PlaceOfKey(keyed.lookup, BucketCount() - 1);
   }
 
   /// Where each bucket ends.
   std::vector<std::uint32_t> MakeBuckets() const {
-    std::vector<std::uint32_t> buckets((std::size_t{1} << bucket_bits_) + 1);
+    std::vector<std::uint32_t> buckets(BucketCount() + 1);
     for (const KeyedEntry &keyed : entries_) ++buckets[BucketOf(keyed)];
     for (std::size_t at = 1; at < buckets.size(); ++at) buckets[at] += buckets[at - 1];
     return buckets;
@@ -473,6 +473,7 @@ class Compiler {
     for (std::size_t at = entries_.size(); at-- > 0;) {
       ordered[--(*buckets)[BucketOf(entries_[at])]] = entries_[at].entry;
     }
+    for (std::uint32_t &place : *buckets) place <<= BUCKET_MARKS;
     for (const KeyedEntry &keyed : entries_) {
       (*buckets)[BucketOf(keyed)] |= std::uint32_t{1} << BucketMark(keyed.lookup);
     }
@@ -546,6 +547,7 @@ class Compiler {
   FilterWords filter_;
   FilterWords popups_;
   std::vector<std::uint32_t> unkeyed_;
+  std::uint16_t unkeyed_types_ = 0;
   /// Head 0 stands for no list.
   std::vector<DomainRecord> domains_{DomainRecord{}};
   std::string text_;

@@ -74,8 +74,9 @@ inline std::uint64_t HashBytes(std::string_view bytes) noexcept {
 
 /// The same without a branch, for bytes before and after which 8 more can be read.
 inline std::uint64_t HashPaddedBytes(const char *at, std::size_t size) noexcept {
-  const std::uint64_t last = size < 8 ? 0 : ~std::uint64_t{0};
-  return hash_detail::Mix(LoadWord(at) & FIRST_BYTES[std::min<std::size_t>(size, 8)],
+  const std::size_t up_to_8 = std::min<std::size_t>(size, 8);
+  const std::uint64_t last = std::uint64_t{0} - (up_to_8 >> 3);
+  return hash_detail::Mix(LoadWord(at) & FIRST_BYTES[up_to_8],
                           (LoadWord(at + size - 8) + size) & last);
 }
 

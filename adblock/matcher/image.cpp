@@ -46,9 +46,10 @@ std::optional<Image> Image::Open(SharedBytes bytes) {
       OpenSection(view, header.unkeyed, &image.unkeyed) &&
       OpenSection(view, header.domains, &image.domains) &&
       OpenSection(view, header.sizes, &image.sizes) && OpenSection(view, header.text, &text);
-  const bool buckets_fit = header.bucket_bits >= 1 && header.bucket_bits <= 30 &&
-                           buckets.Count() == (1U << header.bucket_bits) + 1;
-  const bool filter_fits = header.filter_bits >= 6 && header.filter_bits <= 30 &&
+  const auto are_places = [](std::uint32_t bits) { return bits >= 6 && bits <= MAX_PLACE_BITS; };
+  const bool buckets_fit =
+      are_places(header.bucket_bits) && buckets.Count() == (1U << header.bucket_bits) + 1;
+  const bool filter_fits = are_places(header.filter_bits) &&
                            filter.Count() == 1U << (header.filter_bits - 6) &&
                            popups.Count() == 1U << (POPUP_FILTER_BITS - 6);
   if (!inside || !buckets_fit || !filter_fits || header.expressions > header.rules.count) {

@@ -19,7 +19,7 @@
 // share a key, and many URLs have it; so an entry is found by a lookup key, which is the key
 // with up to two bytes that the pattern has after it. A question looks its keys up in the filter,
 // those that are there, with no, one and two bytes of the URL, in the second filter, and what
-// is there in the buckets. The first bits choose the bit of a filter and the bucket; those after
+// is there in the buckets. Some bits choose the bit of a filter and the bucket; those below
 // are compared.
 //
 // Everything in an image may be wrong: it can come from a file. `Image::Open` checks the header
@@ -28,6 +28,7 @@
 // hostile image can give wrong answers, but no read leaves its bytes.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -127,14 +128,17 @@ constexpr std::uint16_t ComparedBits(std::uint64_t lookup_key) noexcept {
   return static_cast<std::uint16_t>(lookup_key >> 24);
 }
 
-/// A bucket: its first entry's place in the low bits, and above them one bit of `BucketMark` for
-/// each lookup key in it.
-inline constexpr unsigned BUCKET_PLACE_BITS = 24;
-inline constexpr std::uint32_t MAX_ENTRIES = (1U << BUCKET_PLACE_BITS) - 1;
+/// A bucket: one bit for each lookup key in it in the low bits, and above them its first entry's
+/// place.
+inline constexpr unsigned BUCKET_MARKS = 8;
+inline constexpr std::uint32_t MAX_ENTRIES = (1U << (32 - BUCKET_MARKS)) - 1;
 
-/// Which of the bits above the place, by bits of the lookup key that do not choose its bucket.
+constexpr std::uint32_t BucketPlace(std::uint32_t head) noexcept {
+  return head >> BUCKET_MARKS;
+}
+/// Which of the low bits, by bits of the lookup key that do not choose its bucket.
 constexpr unsigned BucketMark(std::uint64_t lookup_key) noexcept {
-  return BUCKET_PLACE_BITS + static_cast<unsigned>(lookup_key >> 21 & 7);
+  return static_cast<unsigned>(lookup_key >> 21) % BUCKET_MARKS;
 }
 
 struct DomainRecord {
@@ -168,7 +172,9 @@ struct ImageHeader {
   std::uint32_t filter_bits;
   std::uint32_t expressions;
   /// Are there keys of the kind `KEY_PAGE_LABEL`?
-  std::uint32_t has_page_labels;
+  std::uint16_t has_page_labels;
+  /// Of the rules that no key finds, the types that any of them is for.
+  std::uint16_t unkeyed_types;
   Section lists, rules, origins, entries, buckets, filter, popups, unkeyed, domains, sizes, text;
 };
 
@@ -207,6 +213,11 @@ class Table {
     if (index < count_) std::memcpy(&record, data_ + index * sizeof record, sizeof record);
     return record;
   }
+  /// Calls `visit` with each record of [first, last), which are all there.
+  template <typename Visit>
+  void ForEach(std::size_t first, std::size_t last, Visit visit) const noexcept {
+    for (; first < last; ++first) visit(hash_detail::Load<Record>(data_ + first * sizeof(Record)));
+  }
   /// The record, if there is one, will be wanted soon.
   void Prefetch(std::size_t index) const noexcept {
     const auto place = reinterpret_cast<std::uintptr_t>(data_) + index * sizeof(Record);
@@ -219,32 +230,45 @@ class Table {
   std::uint32_t count_ = 0;
 };
 
-/// One bit for each value of a key's first bits, shared by all keys that begin with them.
+/// Which of the places 0 to `mask` is a key's. The bits of a key below those that are used here
+/// tell keys with the same place apart.
+constexpr std::uint64_t PlaceOfKey(std::uint64_t key, std::uint64_t mask) noexcept {
+  return key >> 44 & mask;
+}
+/// As many as there are places at most: a filter of so many bits stays in a near cache, and the
+/// rules of the usual lists fill a tenth of it.
+inline constexpr std::uint32_t MAX_PLACE_BITS = 20;
+
+/// One bit for each place that a key can have, shared by all keys that have it.
 class KeyFilter {
  public:
   KeyFilter() = default;
-  /// `words` has all the bits: no key leads outside.
-  KeyFilter(const char *words, std::uint32_t bits) noexcept : words_(words), shift_(64 - bits) {}
+  /// `words` has all 2^`bits` bits: no key leads outside.
+  KeyFilter(const char *words, std::uint32_t bits) noexcept
+      : words_(words), mask_((std::uint64_t{1} << bits) - 1) {}
 
   /// 1 for every key that is there and for few others, else 0.
   std::size_t Has(std::uint64_t key) const noexcept {
-    const std::uint64_t bit = key >> shift_;
+    const std::uint64_t bit = PlaceOfKey(key, mask_);
     return LoadWord(words_ + bit / 64 * sizeof bit) >> (bit % 64) & 1;
   }
 
  private:
   const char *words_ = nullptr;
-  unsigned shift_ = 63;
+  std::uint64_t mask_ = 0;
 };
 
 /// Where the entries of the lookup keys are. There is a bucket for every key, so none is outside.
 class Buckets {
  public:
   Buckets() = default;
-  /// `heads` has one for each value of a key's first `bits` bits, and one more.
-  Buckets(const char *heads, std::uint32_t bits) noexcept : heads_(heads), shift_(64 - bits) {}
+  /// `heads` has 2^`bits`, and one more.
+  Buckets(const char *heads, std::uint32_t bits) noexcept
+      : heads_(heads), mask_((std::uint64_t{1} << bits) - 1) {}
 
-  std::uint64_t NumberOf(std::uint64_t lookup_key) const noexcept { return lookup_key >> shift_; }
+  std::uint64_t NumberOf(std::uint64_t lookup_key) const noexcept {
+    return PlaceOfKey(lookup_key, mask_);
+  }
   std::uint32_t Head(std::uint64_t bucket) const noexcept {
     return hash_detail::Load<std::uint32_t>(heads_ + bucket * sizeof(std::uint32_t));
   }
@@ -253,12 +277,12 @@ class Buckets {
     return Head(NumberOf(lookup_key)) >> BucketMark(lookup_key) & 1;
   }
   /// Where the bucket's entries begin and end. They may lie outside of the entries.
-  std::uint32_t First(std::uint64_t bucket) const noexcept { return Head(bucket) & MAX_ENTRIES; }
+  std::uint32_t First(std::uint64_t bucket) const noexcept { return BucketPlace(Head(bucket)); }
   std::uint32_t Last(std::uint64_t bucket) const noexcept { return First(bucket + 1); }
 
  private:
   const char *heads_ = nullptr;
-  unsigned shift_ = 63;
+  std::uint64_t mask_ = 0;
 };
 
 class Image {

@@ -74,10 +74,11 @@ class Ruleset::Inquiry {
 
   void Find() noexcept {
     is_indexed_ = true;
-    for (const std::uint64_t key : page_.Keys()) TryFound({key, NO_PLACE, 0});
+    for (const std::uint64_t key : page_.Keys()) TryEntries({key, NO_PLACE, 0});
     NoteHosts();
     NoteTokens();
     TryNoted();
+    if (!(image_.Header().unkeyed_types & types_)) return;
     for (std::uint32_t at = 0; at < image_.unkeyed.Count() && !effort_.IsSpent(); ++at) {
       Try(image_.unkeyed[at], NO_PLACE);
     }
@@ -91,91 +92,98 @@ class Ruleset::Inquiry {
   std::size_t Spent() const noexcept { return effort_.Spent(); }
 
  private:
-  static constexpr std::size_t NOTED = 64;
+  /// Room for the suffixes of the longest host, and for the tokens of a piece of the URL.
+  static constexpr std::size_t NOTED = MAX_HOST + Url::SOME_TOKENS;
   static constexpr std::uint32_t NO_PLACE = ~0U;
-  /// A key, or a lookup key, that may be there, and the place that it comes from.
-  struct Noted {
+  /// A lookup key of which there are entries, and the place that it comes from.
+  struct Found {
     std::uint64_t key;
     std::uint32_t place;
     std::uint32_t end;
   };
+
+  /// Notes a key that rules may have, found at `place` of the URL, as number `count`; returns how
+  /// many there are then. There is no branch, as nothing tells which keys pass the filter; and no
+  /// key decides what is done with the next one, so that the processor waits for memory for many
+  /// keys at once.
+  std::size_t Note(const KeyFilter &filter, std::size_t count, std::uint64_t key,
+                   std::size_t place) noexcept {
+    noted_keys_[count] = key;
+    noted_places_[count] = static_cast<std::uint32_t>(place);
+    return count + filter.Has(key);
+  }
+
   void NoteHosts() noexcept {
-    const auto host_start = static_cast<std::uint32_t>(url_.HostStart());
-    const auto host_end = static_cast<std::uint32_t>(url_.HostEnd());
+    // Both stay in registers, where members would be read again for each key.
+    const KeyFilter filter = filter_;
+    std::size_t count = 0;
     const std::string_view host = url_.Host();
+    const std::size_t host_start = url_.HostStart();
     AnyHostSuffix(host, [&](std::size_t start, std::size_t) noexcept {
-      Note(HashPaddedBytes(host.data() + start, host.size() - start) ^ KEY_URL_HOST,
-           host_start + static_cast<std::uint32_t>(start), host_end);
+      const std::uint64_t key =
+          HashPaddedBytes(host.data() + start, host.size() - start) ^ KEY_URL_HOST;
+      count = Note(filter, count, key, host_start + start);
       return false;
     });
+    noted_count_ = noted_hosts_ = count;
   }
 
   void NoteTokens() noexcept {
-    // Both stay in registers, where members would be read again for each token.
     const KeyFilter filter = filter_;
     std::size_t count = noted_count_;
     const auto make_room = [&]() noexcept {
-      if (count + Url::SOME_TOKENS <= noted_.size()) return;
+      if (count + Url::SOME_TOKENS <= NOTED) return;
       noted_count_ = count;
       TryNoted();
       count = 0;
     };
-    const auto note = [&](std::size_t start, std::size_t size, std::uint64_t bytes) noexcept {
-      const std::uint64_t key = HashWord(bytes) ^ KEY_TOKEN;
-      noted_[count] = {key, static_cast<std::uint32_t>(start),
-                       static_cast<std::uint32_t>(start + size)};
-      count += filter.Has(key);
-    };
-    url_.ForEachToken(make_room, note);
+    url_.ForEachToken(make_room, [&](std::size_t start, std::uint64_t bytes) noexcept {
+      count = Note(filter, count, HashWord(bytes) ^ KEY_TOKEN, start);
+    });
     noted_count_ = count;
-  }
-
-  /// Notes a key that rules may have, found at [place, end) of the URL. There is no branch, as
-  /// nothing tells which keys pass the filter; and no key decides what is done with the next one,
-  /// so that the processor waits for memory for many keys at once.
-  void Note(std::uint64_t key, std::uint32_t place, std::uint32_t end) noexcept {
-    noted_[noted_count_] = {key, place, end};
-    noted_count_ += filter_.Has(key);
-    if (noted_count_ == noted_.size()) TryNoted();
   }
 
   /// Tries the rules that have the keys noted, in the same way: what each key leads to is looked
   /// up for all of them before anything is done with it.
   void TryNoted() noexcept {
-    std::array<Noted, NOTED * 2> found;
+    std::array<Found, 2 * NOTED> found;
     std::size_t found_count = 0;
     const Buckets buckets = image_.buckets;
     for (std::size_t at = 0; at < noted_count_; ++at) {
-      const Noted note = noted_[at];
-      for (const std::uint64_t key :
-           {LongLookupKey(note.key, url_.WordAt(note.end)), ShortLookupKey(note.key)}) {
-        const std::uint32_t head = buckets.Head(buckets.NumberOf(key));
-        found[found_count] = {key, note.place, note.end};
-        image_.entries.Prefetch(head & MAX_ENTRIES);
-        found_count += head >> BucketMark(key) & 1;
+      const std::uint64_t key = noted_keys_[at];
+      const std::uint32_t place = noted_places_[at];
+      const std::size_t end = at < noted_hosts_ ? url_.HostEnd() : url_.TokenEnd(place);
+      for (const std::uint64_t lookup :
+           {LongLookupKey(key, url_.WordAt(end)), ShortLookupKey(key)}) {
+        const std::uint32_t head = buckets.Head(buckets.NumberOf(lookup));
+        found[found_count] = {lookup, place, static_cast<std::uint32_t>(end)};
+        image_.entries.Prefetch(BucketPlace(head));
+        found_count += head >> BucketMark(lookup) & 1;
       }
     }
-    noted_count_ = 0;
-    for (std::size_t at = 0; at < found_count && !effort_.IsSpent(); ++at) TryFound(found[at]);
+    noted_count_ = noted_hosts_ = 0;
+    for (std::size_t at = 0; at < found_count && !effort_.IsSpent(); ++at) TryEntries(found[at]);
   }
 
-  void TryFound(const Noted &found) noexcept {
-    const std::uint64_t bucket = image_.buckets.NumberOf(found.key);
-    const std::uint32_t first = image_.buckets.First(bucket);
-    const std::uint32_t last = std::min(image_.buckets.Last(bucket), image_.entries.Count());
+  void TryEntries(const Found &found) noexcept {
+    const Buckets buckets = image_.buckets;
+    const Table<IndexEntry> entries = image_.entries;
+    const std::uint64_t bucket = buckets.NumberOf(found.key);
+    const std::uint32_t first = buckets.First(bucket);
+    const std::uint32_t last = std::min(buckets.Last(bucket), entries.Count());
+    if (first >= last) return;
+    effort_.Spend(std::size_t{last - first});
     const std::uint16_t key = ComparedBits(found.key);
     const std::uint64_t after = found.place == NO_PLACE ? 0 : url_.WordAt(found.end);
     const unsigned before = found.place == NO_PLACE ? 0 : url_.ByteBefore(found.place);
-    for (std::uint32_t number = first; number < last; ++number) {
-      const IndexEntry entry = image_.entries[number];
+    entries.ForEach(first, last, [&](const IndexEntry &entry) noexcept {
       const std::uint64_t differs =
           ((entry.after ^ after) & FIRST_BYTES[entry.span % FIRST_BYTES.size()]) |
           static_cast<unsigned>(entry.key ^ key);
       const bool other_before = (entry.before != 0) & (entry.before != before);
-      if ((differs != 0) | other_before) continue;
+      if ((differs != 0) | other_before) return;
       Try(entry.rule, found.place);
-    }
-    if (last > first) effort_.Spend(std::size_t{last - first});
+    });
   }
 
   /// The rule of the highest rank decides, of several the first.
@@ -257,8 +265,11 @@ class Ruleset::Inquiry {
   std::optional<bool> third_party_;
   unsigned rank_ = 0;
   Verdict verdict_;
+  /// The first of the keys noted are of hosts.
+  std::size_t noted_hosts_ = 0;
   std::size_t noted_count_ = 0;
-  std::array<Noted, NOTED> noted_;
+  std::array<std::uint64_t, NOTED> noted_keys_;
+  std::array<std::uint32_t, NOTED> noted_places_;
   std::array<std::uint32_t, 64> settled_;
 };
 

@@ -69,8 +69,11 @@ bool Url::FindPlainHost() noexcept {
     return false;
   }
   std::size_t end = start;
-  std::uint64_t found = FindNoHostByte(bytes + end);
-  while (found == 0) found = FindNoHostByte(bytes + (end += BLOCK));
+  const auto find = [](const char *at) noexcept {
+    return FindNoHostByte(at) | FindNoHostByte(at + BLOCK) << BLOCK;
+  };
+  std::uint64_t found = find(bytes + end);
+  while (found == 0) found = find(bytes + (end += 2 * BLOCK));
   end += static_cast<std::size_t>(std::countr_zero(found));
   if (end < original_.size() && bytes[end] != '/') return false;
   if (end > start && bytes[end - 1] == '.') --end;
@@ -115,18 +118,9 @@ void Url::FindHost() noexcept {
 }
 
 void Url::MarkTokens() noexcept {
-  std::size_t at = 0;
-  std::uint64_t bits = 0;
-  lowered_.Assign(original_, [&](std::uint64_t found) noexcept {
-    bits |= found << (at % 64);
-    at += BLOCK;
-    if (at % 64 == 0) {
-      token_bits_[at / 64 - 1] = bits;
-      bits = 0;
-    }
-  });
-  token_bits_[at / 64] = bits;
-  token_bits_[(original_.size() + 63) / 64] = 0;
+  std::uint64_t *word = token_bits_.data();
+  lowered_.Assign(original_, [&](std::uint64_t bits) noexcept { *word++ = bits; });
+  *word = 0;
 }
 
 /// The first byte at or after `at` that belongs to no token; the URL's size when there is

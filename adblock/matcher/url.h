@@ -21,6 +21,15 @@ inline constexpr std::size_t MAX_URL = 2048;
 inline constexpr std::size_t MAX_URL_IN_TEXT = 512;
 /// Of a URL's token, a word of letters and digits, this many first bytes are looked at.
 inline constexpr std::size_t TOKEN_SIZE = 6;
+/// By the bits of a token's first `TOKEN_SIZE` bytes, which say for each whether it belongs to one:
+/// the word with the bytes of the token set.
+inline constexpr std::array<std::uint64_t, 1U << TOKEN_SIZE> TOKEN_BYTES = [] {
+  std::array<std::uint64_t, 1U << TOKEN_SIZE> masks{};
+  for (std::size_t bits = 0; bits < masks.size(); ++bits) {
+    masks[bits] = FIRST_BYTES[static_cast<std::size_t>(std::countr_one(bits))];
+  }
+  return masks;
+}();
 
 /// The pairs of bytes that a URL can begin with, in lower case, each at the place that
 /// `MayBeginUrl` looks at for it.
@@ -52,21 +61,18 @@ std::size_t UrlLength(std::string_view text) noexcept;
 template <std::size_t ROOM>
 class PaddedText {
  public:
-  /// Takes at most `ROOM` bytes. Calls `visit` for each block with the bits of those that belong to
-  /// tokens.
+  /// Takes at most `ROOM` bytes. Calls `visit` with the bits of those that belong to tokens, for 64
+  /// bytes at a time and for those that are left.
   template <typename Visit>
   void Assign(std::string_view bytes, Visit visit) noexcept {
     size_ = bytes.size();
     std::memset(bytes_, 0, BEFORE);
     char *to = bytes_ + BEFORE;
+    std::memset(to + size_, 0, AFTER);
     const char *from = bytes.data();
-    const char *const last = from + size_ / BLOCK * BLOCK;
-    for (; from != last; from += BLOCK, to += BLOCK) visit(LowerBlock(from, to));
-    std::memset(to, 0, AFTER);
-    if (const std::size_t left = size_ % BLOCK; left > 0) {
-      std::memcpy(to, from, left);
-      visit(LowerBlock(to, to));
-    }
+    std::size_t left = size_;
+    for (; left >= 64; left -= 64, from += 64, to += 64) visit(LowerBlocks<4>(from, to));
+    if (left > 0) visit(LowerRest(from, to, left));
   }
   const char *Data() const noexcept { return bytes_ + BEFORE; }
   std::size_t Size() const noexcept { return size_; }
@@ -74,8 +80,33 @@ class PaddedText {
 
  private:
   static constexpr std::size_t BEFORE = 8;
-  /// A block that is read from the last byte on, and a word after that.
+  /// Two blocks that are read from the last byte on, and a word after that.
   static constexpr std::size_t AFTER = 3 * BLOCK;
+
+  template <unsigned COUNT>
+  static std::uint64_t LowerBlocks(const char *from, char *to) noexcept {
+    std::uint64_t bits = 0;
+    for (unsigned block = 0; block < COUNT; ++block) {
+      bits |= LowerBlock(from + block * BLOCK, to + block * BLOCK) << (block * BLOCK);
+    }
+    return bits;
+  }
+  /// The last `left` bytes, fewer than 64. Some are done twice, so that no byte beyond them is read
+  /// and their number decides little.
+  std::uint64_t LowerRest(const char *from, char *to, std::size_t left) noexcept {
+    constexpr std::size_t TWO = 2 * BLOCK;
+    if (size_ >= 64) return LowerBlocks<4>(from + left - 64, to + left - 64) >> (64 - left);
+    if (left >= TWO) {
+      return LowerBlocks<2>(from, to) | LowerBlocks<2>(from + left - TWO, to + left - TWO)
+                                            << (left - TWO);
+    }
+    if (left >= BLOCK) {
+      return LowerBlock(from, to) | LowerBlock(from + left - BLOCK, to + left - BLOCK)
+                                        << (left - BLOCK);
+    }
+    std::memcpy(to, from, left);
+    return LowerBlock(to, to);
+  }
 
   std::size_t size_ = 0;
   char bytes_[BEFORE + ROOM + AFTER];
@@ -101,27 +132,33 @@ class Url {
   std::size_t HostEnd() const noexcept { return host_ + host_size_; }
 
   /// Most tokens that `ForEachToken` visits from one call of `before_some` to the next.
-  static constexpr std::size_t SOME_TOKENS = 32;
+  static constexpr std::size_t SOME_TOKENS = 28;
 
-  /// Calls `visit` for each token with its start, its size and its bytes in a word, no more than
+  /// Calls `visit` for each token with its start and its bytes in a word, no more than
   /// `TOKEN_SIZE`; and `before_some` now and then.
   template <typename BeforeSome, typename Visit>
   void ForEachToken(BeforeSome before_some, Visit visit) const noexcept {
-    constexpr std::uint64_t END = std::uint64_t{1} << TOKEN_SIZE;
-    const auto *const bytes_of_bits = reinterpret_cast<const char *>(token_bits_.data());
-    const std::size_t words = (original_.size() + 63) / 64;
+    // So many starts at a time that the word has the bits of all bytes looked at.
+    constexpr std::size_t PIECE = 2 * SOME_TOKENS;
+    static_assert(PIECE % 8 == 0 && PIECE + TOKEN_SIZE <= 64);
     std::uint64_t before = 0;
-    for (std::size_t word = 0; word < words; ++word) {
-      const std::uint64_t bits = token_bits_[word];
+    for (std::size_t first = 0; first < original_.size(); first += PIECE) {
+      const std::uint64_t bits = TokenBits(first);
+      const char *const text = lowered_.Data() + first;
       before_some();
-      for (std::uint64_t starts = bits & ~(bits << 1 | before); starts != 0; starts &= starts - 1) {
-        const std::size_t start = word * 64 + static_cast<std::size_t>(std::countr_zero(starts));
-        const std::uint64_t token = LoadWord(bytes_of_bits + start / 8) >> (start % 8);
-        const auto size = static_cast<std::size_t>(std::countr_zero(~token | END));
-        visit(start, size, LoadWord(lowered_.Data() + start) & FIRST_BYTES[size]);
+      std::uint64_t starts = bits & ~(bits << 1 | before) & ((std::uint64_t{1} << PIECE) - 1);
+      for (; starts != 0; starts &= starts - 1) {
+        const auto at = static_cast<std::size_t>(std::countr_zero(starts));
+        visit(first + at, LoadWord(text + at) & TOKEN_BYTES[bits >> at & (TOKEN_BYTES.size() - 1)]);
       }
-      before = bits >> 63;
+      before = bits >> (PIECE - 1) & 1;
     }
+  }
+  /// Where what is looked at of the token that begins at `start` ends.
+  std::size_t TokenEnd(std::size_t start) const noexcept {
+    constexpr std::uint64_t END = std::uint64_t{1} << TOKEN_SIZE;
+    const std::uint64_t bits = TokenBits(start) >> (start % 8);
+    return start + static_cast<std::size_t>(std::countr_zero(~bits | END));
   }
 
   /// Zero beyond the URL.
@@ -132,6 +169,10 @@ class Url {
   std::uint64_t WordAt(std::size_t at) const noexcept { return LoadWord(lowered_.Data() + at); }
 
  private:
+  /// Of the byte with the number `at`, rounded down to a multiple of 8, and of those after it.
+  std::uint64_t TokenBits(std::size_t at) const noexcept {
+    return LoadWord(reinterpret_cast<const char *>(token_bits_.data()) + at / 8);
+  }
   void MarkTokens() noexcept;
   bool FindPlainHost() noexcept;
   void FindHost() noexcept;
@@ -151,11 +192,14 @@ class Url {
 /// a `Url` or a `PageHost`.
 template <typename Visit>
 inline bool AnyHostSuffix(std::string_view host, Visit visit) noexcept {
+  constexpr std::size_t PIECE = 2 * BLOCK;
   std::size_t start = 0;
-  for (std::size_t block = 0; block < host.size(); block += BLOCK) {
-    for (std::uint64_t dots = FindInBlock(host.data() + block, '.'); dots != 0; dots &= dots - 1) {
-      const std::size_t dot = block + static_cast<std::size_t>(std::countr_zero(dots));
-      if (dot >= host.size()) break;
+  for (std::size_t first = 0; first < host.size(); first += PIECE) {
+    const char *const piece = host.data() + first;
+    std::uint64_t dots = FindInBlock(piece, '.') | FindInBlock(piece + BLOCK, '.') << BLOCK;
+    dots &= (std::uint64_t{1} << std::min(PIECE, host.size() - first)) - 1;
+    for (; dots != 0; dots &= dots - 1) {
+      const std::size_t dot = first + static_cast<std::size_t>(std::countr_zero(dots));
       if (visit(start, dot - start)) return true;
       start = dot + 1;
     }

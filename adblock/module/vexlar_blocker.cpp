@@ -28,9 +28,9 @@ constexpr std::string_view MARK = "://";
 
 /// The place of the first mark, which in most URLs comes after "http" or "https".
 std::size_t FindMark(std::string_view url) noexcept {
-  const std::size_t usual = url.starts_with("https") ? 5 : 4;
-  const bool is_usual = url.starts_with("http") && url.substr(usual).starts_with(MARK);
-  return is_usual ? usual : url.find(MARK);
+  if (url.starts_with("https://")) return 5;
+  if (url.starts_with("http://")) return 4;
+  return url.find(MARK);
 }
 
 /// The URL that a page's element names. The plug-in makes every URL absolute but for those
