@@ -75,8 +75,11 @@ inline TagName TagName::Read(const std::uint8_t *bytes) noexcept {
   if (size > LONGEST) return {};
   const Bytes16 upper =
       (name & ~(reinterpret_cast<Bytes16>(is_letter) & CASE)) & Load16(ONES.data() + 16 - size);
+  // Through registers: words read from where 16 bytes have just been stored come late.
+  using Words = std::uint64_t __attribute__((vector_size(16)));
+  const Words words = reinterpret_cast<Words>(upper);
   TagName read;
-  std::memcpy(read.words_.data(), &upper, sizeof upper);
+  read.words_ = {words[0], words[1]};
   return read;
 }
 
