@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "domain_list.h"
 #include "hash.h"
 #include "host_names.h"
 #include "pattern.h"
@@ -14,56 +15,10 @@
 #include "text.h"
 
 namespace velmora::adblock {
-namespace {
-
-/// Is `host` on the list of names with its head at `head`? The longest name that fits decides;
-/// where none does, a list that only excludes says yes.
-bool IsOnList(const Image &image, std::uint32_t head, std::string_view host) noexcept {
-  const DomainRecord list = image.domains[head];
-  std::optional<bool> answer;
-  const auto find = [&](std::string_view name, std::uint16_t any_suffix) {
-    const auto hash = static_cast<std::uint32_t>(HashPaddedBytes(name.data(), name.size()) >> 32);
-    std::uint32_t first = head + 1;
-    std::uint32_t last = first + std::min(list.offset, image.domains.Count() - head - 1);
-    const std::uint32_t end = last;
-    while (first < last) {
-      const std::uint32_t middle = first + (last - first) / 2;
-      if (image.domains[middle].hash < hash) {
-        first = middle + 1;
-      } else {
-        last = middle;
-      }
-    }
-    for (; first < end; ++first) {
-      const DomainRecord record = image.domains[first];
-      if (record.hash != hash) break;
-      if ((record.flags & DOMAIN_ANY_SUFFIX) == any_suffix &&
-          image.Text(record.offset, record.size) == name) {
-        answer = (record.flags & DOMAIN_EXCLUDED) == 0;
-        break;
-      }
-    }
-    return answer.has_value();
-  };
-  const auto find_suffix = [&](std::string_view of, std::uint16_t any_suffix) {
-    return AnyHostSuffix(
-        of, [&](std::size_t start, std::size_t) { return find(of.substr(start), any_suffix); });
-  };
-  if (find_suffix(host, 0)) return *answer;
-  if ((list.flags & DOMAINS_ANY_SUFFIX) &&
-      find_suffix(WithoutPublicSuffix(host), DOMAIN_ANY_SUFFIX)) {
-    return *answer;
-  }
-  return (list.flags & DOMAINS_INCLUDE) == 0;
-}
-
-}  // namespace
-
 /// One URL on its way through the rules.
 class Ruleset::Inquiry {
  public:
-  Inquiry(const Ruleset &ruleset, const Url &url, const Page &page,
-          const Question &question) noexcept
+  Inquiry(const Ruleset &ruleset, const Url &url, Page &page, const Question &question) noexcept
       : image_(ruleset.image_),
         filter_(question.types == TYPE_POPUP ? image_.popups : image_.filter),
         expressions_(ruleset.expressions_),
@@ -211,7 +166,7 @@ class Ruleset::Inquiry {
     if (rule.flags & RULE_EXPRESSION) {
       const Expression *expression =
           expressions_.Get(rule.offset, pattern, rule.flags & RULE_MATCH_CASE);
-      return expression && expression->MayMatch(url_, &effort_) && Applies(rule) &&
+      return expression && Applies(rule) && expression->MayMatch(url_, &effort_) &&
                      expression->Matches(url_, &effort_)
                  ? Match::kYes
                  : Match::kNotAfter;
@@ -231,13 +186,13 @@ class Ruleset::Inquiry {
       if (!third_party_) third_party_ = IsThirdParty(page_.Host(), url_.Host());
       if (*third_party_ != ((rule.flags & RULE_THIRD_PARTY) != 0)) return false;
     }
-    if (rule.page_domains && !IsOnList(rule.page_domains, page_.Host())) return false;
-    return !rule.url_domains || IsOnList(rule.url_domains, url_.Host());
-  }
-
-  bool IsOnList(std::uint32_t head, std::string_view host) noexcept {
-    effort_.Spend(32 + host.size());
-    return adblock::IsOnList(image_, head, host);
+    if (rule.page_domains) {
+      effort_.Spend(32 + page_.Host().size());
+      if (!page_.IsOn(image_, rule.page_domains)) return false;
+    }
+    if (!rule.url_domains) return true;
+    effort_.Spend(32 + url_.Host().size());
+    return IsOnDomainList(image_, rule.url_domains, url_.Host());
   }
 
   /// Rules of which it is known that they will not match; of two with the same slot the later one.
@@ -256,7 +211,7 @@ class Ruleset::Inquiry {
   const KeyFilter filter_;
   ExpressionCache &expressions_;
   const Url &url_;
-  const Page &page_;
+  Page &page_;
   const std::uint16_t method_;
   const std::uint16_t types_;
   bool is_indexed_ = false;
@@ -341,7 +296,7 @@ Verdict Ruleset::JudgeInPage(const Question &question) const noexcept {
 Verdict Ruleset::JudgePlainly(const Question &question) const noexcept {
   Verdict verdict;
   WithUrl(question.url, [&](const Url &url) noexcept {
-    const Page page(question.page_host);
+    Page page(question.page_host);
     Inquiry inquiry(*this, url, page, question);
     inquiry.TryAll();
     verdict = inquiry.Answer();
