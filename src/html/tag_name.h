@@ -28,10 +28,11 @@ class TagName {
     words_ = std::bit_cast<std::array<std::uint64_t, 2>>(bytes);
   }
 
-  /// Reads a name, upper case from then on, off the front of 16 bytes, which must be there; gives
-  /// an empty name when it is longer than `LONGEST`. What belongs to a name is what the tokenizer's
-  /// state for it takes of ASCII; the test of both paths holds the two together.
-  static TagName Read(const std::uint8_t *bytes) noexcept;
+  /// Reads a name, upper case from then on, off the front of 16 bytes, which must be there, and
+  /// returns its size; gives an empty name when it is longer than `LONGEST`. What belongs to a name
+  /// is what the tokenizer's state for it takes of ASCII; the test of both paths holds the two
+  /// together.
+  std::size_t Read(const std::uint8_t *bytes) noexcept;
 
   std::size_t size() const noexcept {
     return words_[1] != 0 ? 16 - UnusedBytes(words_[1]) : 8 - UnusedBytes(words_[0]);
@@ -59,7 +60,7 @@ class TagName {
   std::array<std::uint64_t, 2> words_{};
 };
 
-inline TagName TagName::Read(const std::uint8_t *bytes) noexcept {
+inline std::size_t TagName::Read(const std::uint8_t *bytes) noexcept {
   static constexpr std::uint8_t CASE = 0x20;
   // Where the first `n` bytes are ones, for each `n` from `ONES + 16 - n`.
   static constexpr auto ONES = [] {
@@ -72,15 +73,17 @@ inline TagName TagName::Read(const std::uint8_t *bytes) noexcept {
   const Truths16 is_other = (name - std::uint8_t{'0'} < std::uint8_t{10}) |
                             (name == std::uint8_t{'.'}) | (name == std::uint8_t{'-'});
   const auto size = static_cast<std::size_t>(std::countr_one(MaskOf(is_letter | is_other)));
-  if (size > LONGEST) return {};
+  if (size > LONGEST) {
+    words_ = {};
+    return 0;
+  }
   const Bytes16 upper =
       (name & ~(reinterpret_cast<Bytes16>(is_letter) & CASE)) & Load16(ONES.data() + 16 - size);
   // Through registers: words read from where 16 bytes have just been stored come late.
   using Words = std::uint64_t __attribute__((vector_size(16)));
   const Words words = reinterpret_cast<Words>(upper);
-  TagName read;
-  read.words_ = {words[0], words[1]};
-  return read;
+  words_ = {words[0], words[1]};
+  return size;
 }
 
 }  // namespace velmora

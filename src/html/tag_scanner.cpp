@@ -230,8 +230,8 @@ bool ScanTagName(std::span<const std::uint8_t> bytes, ScannedTag &tag) noexcept 
   if (bytes.size() < LEAST) return false;
   tag.is_end = bytes[1] == '/';
   const std::uint8_t *const name = bytes.data() + (tag.is_end ? 2 : 1);
-  tag.name = TagName::Read(name);
-  return tag.name.size() != 0 && (tag.is_end || platform::IsLetterAscii(static_cast<char>(*name)));
+  tag.name_size = static_cast<std::uint32_t>(tag.name.Read(name));
+  return tag.name_size != 0 && (tag.is_end || platform::IsLetterAscii(static_cast<char>(*name)));
 }
 
 bool ScanTag(std::span<const std::uint8_t> bytes, QuotedBytes quoted, ScannedTag &tag) noexcept {

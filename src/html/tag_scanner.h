@@ -35,6 +35,8 @@ struct ScannedTag {
 
   /// Without the "/" of an end tag.
   TagName name;
+  /// Known before the name is.
+  std::uint32_t name_size = 0;
   bool is_end = false;
   /// Of the tag from its "<" to its ">".
   std::uint32_t size = 0;
@@ -45,7 +47,7 @@ struct ScannedTag {
   std::uint32_t token_count = 0;
   std::array<Token, MOST_TOKENS> tokens;
 
-  std::size_t NameEnd() const noexcept { return (is_end ? 2 : 1) + name.size(); }
+  std::size_t NameEnd() const noexcept { return (is_end ? 2U : 1U) + name_size; }
 };
 
 /// Reads the name of the tag that begins at the front of `bytes`, where a "<" stands; false when it

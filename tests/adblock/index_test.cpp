@@ -101,8 +101,10 @@ TEST(Index, AnswersAsAllRulesInTurn) {
       list += '\n';
     }
     const auto rules = RulesOf(list);
+    std::string page;
     for (int count = 0; count < 400; ++count) {
-      const std::string page = dice.OneIn(9) ? "" : dice.Pick(HOSTS);
+      // Some questions for the same page, of which much is remembered.
+      if (dice.OneIn(4)) page = dice.OneIn(9) ? "" : dice.Pick(HOSTS);
       const std::string url = RandomUrl(dice);
       const Question question{page, url, Types(dice)};
       const Verdict expected = rules->JudgePlainly(question);
@@ -118,6 +120,21 @@ TEST(Index, AnswersAsAllRulesInTurn) {
     }
   }
   EXPECT_GT(decided, 5000U);
+}
+
+// URLs are put in lower case and searched for words many bytes at a time; their ends lie at every
+// place of a block here.
+TEST(Index, FindsWordsAtTheEndsOfUrlsOfEverySize) {
+  const auto rules = RulesOf("/zq7ad|\n/www9|\n");
+  const std::string_view filler = "aB9-Z_.z0@[`{\xC3\x9C";
+  std::string url = "HTTPS://A.Example/";
+  for (std::size_t size = 0; size < 200; ++size) {
+    url += filler[size % filler.size()];
+    for (const char *word : {"/ZQ7ad", "/Www9"}) {
+      EXPECT_EQ(NameOf(rules->Judge({"b.example", url + word})), "blocked") << url;
+      EXPECT_EQ(NameOf(rules->Judge({"b.example", url + word + "1"})), "none") << url;
+    }
+  }
 }
 
 }  // namespace
