@@ -209,7 +209,9 @@ template <QuotedBytes QUOTED, EventAttributes EVENTS>
 bool Skip(std::span<const std::uint8_t> bytes, ScannedTag &tag) noexcept {
   using Skipper = Skipper<QUOTED, EVENTS>;
   Skipper skipper;
-  for (std::size_t at = tag.NameEnd(); bytes.size() - at >= Skipper::BLOCK; at += Skipper::BLOCK) {
+  // From the name on, in which none of the bytes is that are looked for: its size need not be
+  // known.
+  for (std::size_t at = 1; bytes.size() - at >= Skipper::BLOCK; at += Skipper::BLOCK) {
     std::uint32_t size;
     const auto step = skipper.Look(bytes.data() + at, size);
     if (step == Skipper::Step::GOES_ON) continue;
