@@ -4,7 +4,8 @@ import { readdirSync, readFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { createInterface } from 'node:readline';
 
-const SHORTEST_ROUND = 60;
+// Long enough for a collection of garbage to fall into each.
+const SHORTEST_ROUND = 400;
 
 export function readFiles(folder, extension) {
   const names = readdirSync(folder).filter((name) => name.endsWith(extension)).sort();
