@@ -34,14 +34,20 @@ constexpr bool EqualNoCase(std::string_view left, std::string_view right) noexce
   return left.size() == right.size() && StartsWithNoCase(left, right);
 }
 
-/// Without the characters of `set` at its front and at its back.
+/// Without the characters at its front and at its back that are to go.
+template <class Predicate>
+constexpr std::string_view TrimIf(std::string_view text, Predicate goes) noexcept {
+  while (!text.empty() && goes(text.front())) text.remove_prefix(1);
+  while (!text.empty() && goes(text.back())) text.remove_suffix(1);
+  return text;
+}
+/// The same for the few characters of `set`.
 constexpr std::string_view Trim(std::string_view text, std::string_view set) noexcept {
-  text.remove_prefix(std::min(text.find_first_not_of(set), text.size()));
-  return text.substr(0, text.find_last_not_of(set) + 1);
+  return TrimIf(text, [set](char c) { return std::find(set.begin(), set.end(), c) != set.end(); });
 }
 /// Without white space at its front and at its back.
 constexpr std::string_view TrimSpace(std::string_view text) noexcept {
-  return Trim(text, "\t\n\v\f\r ");
+  return TrimIf(text, IsSpaceAscii);
 }
 
 /// White space in HTML, and in headers: no vertical tab.

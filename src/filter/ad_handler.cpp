@@ -52,8 +52,10 @@ CAdHandler::Finding CAdHandler::CheckUrls(const CHTMLElement &element) const {
   bool is_ad = false;
   bool is_exempt = false;
   for (const std::string_view attribute : rule_.urls) {
-    std::string value;
-    if (attribute.empty() || !element.GetAttribute(attribute, value)) continue;
+    if (attribute.empty()) continue;
+    const std::optional<std::string_view> found = element.FindAttribute(attribute);
+    if (!found) continue;
+    const std::string_view value = *found;
     // Asked also after a hit: this one may be exempt.
     const bool is_hit = who_decides_ == AD_REVIEW_HOST
                             ? filter().IsAdToHost(element, value, reason)

@@ -33,9 +33,7 @@ void CAnchorAdHandler::AddInterest(Interest &interest, std::string_view tag_name
 std::int32_t CAnchorAdHandler::OnStartTag(CHTMLElement &element) {
   CAdHandler::OnStartTag(element);
   element.SetFlags(ELEMENT_NEED_END);
-  std::string href;
-  element.GetAttribute("href", href);
-  filter().SetCurrentLink(std::move(href));
+  filter().SetCurrentLink(element.FindAttribute("href").value_or(std::string_view()));
   return 0;
 }
 

@@ -97,8 +97,8 @@ bool CAdPopupFilter::IsAdSize(std::int32_t width, std::int32_t height) const noe
   return ads_.CheckSize(page_.host().c_str(), width, height);
 }
 
-void CAdPopupFilter::SetCurrentLink(std::string value) {
-  current_link_ = std::move(value);
+void CAdPopupFilter::SetCurrentLink(std::string_view value) {
+  current_link_ = value;
   full_link_ = nullptr;
 }
 

@@ -42,7 +42,7 @@ class CAdPopupFilter final : public CElementHandlerMap {
   bool IsAdSize(std::int32_t width, std::int32_t height) const noexcept;
 
   /// The href of the last A start tag, as written.
-  void SetCurrentLink(std::string value);
+  void SetCurrentLink(std::string_view value);
   /// Tells the library of it.
   void TellOfCurrentLink();
 

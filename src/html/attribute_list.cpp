@@ -1,7 +1,9 @@
 #include "html/attribute_list.h"
 
 #include <algorithm>
+#include <cstring>
 
+#include "base/ascii.h"
 #include "html/packed_number.h"
 #include "platform/character_classes.h"
 
@@ -32,7 +34,7 @@ std::uint32_t UnpackDistance(std::uint32_t from, std::uint64_t packed) noexcept 
 }  // namespace
 
 void AttributeWriter::Clear() noexcept {
-  bytes_.clear();
+  size_ = 0;
   kept_ = {};
   end_ = 0;
   expected_ = Expected::NAME;
@@ -42,55 +44,59 @@ void AttributeWriter::AppendToken(std::string_view text, std::uint32_t start,
                                   std::uint32_t length) {
   if (expected_ == Expected::NAME_OR_EQUALS && text == "=") {
     expected_ = Expected::VALUE;
-    return;
+  } else if (expected_ == Expected::VALUE) {
+    AppendPart(true, text, start, length, std::copy<const char *, char *>);
+    expected_ = Expected::NAME;
+  } else {
+    AppendPart(false, text, start, length, [](const char *begin, const char *end, char *to) {
+      return std::transform(begin, end, to, platform::ToLowerAscii);
+    });
+    expected_ = Expected::NAME_OR_EQUALS;
   }
-  const bool is_value = expected_ == Expected::VALUE;
-  AppendPart(is_value, text, start, length);
-  if (!is_value) {
-    std::transform(bytes_.end() - static_cast<std::ptrdiff_t>(text.size()), bytes_.end(),
-                   bytes_.end() - static_cast<std::ptrdiff_t>(text.size()), platform::ToLowerAscii);
-  }
-  expected_ = is_value ? Expected::NAME : Expected::NAME_OR_EQUALS;
 }
 
 void AttributeWriter::Append(const CHTMLAttribute &attribute) {
-  AppendPart(false, attribute.name, attribute.name_start, attribute.name_length);
+  const auto copy = std::copy<const char *, char *>;
+  AppendPart(false, attribute.name, attribute.name_start, attribute.name_length, copy);
   if (attribute.HasValue()) {
-    AppendPart(true, attribute.value, attribute.value_start, attribute.value_length);
+    AppendPart(true, attribute.value, attribute.value_start, attribute.value_length, copy);
   }
 }
 
+template <class CopyText>
 void AttributeWriter::AppendPart(bool is_value, std::string_view text, std::uint32_t start,
-                                 std::uint32_t length) {
+                                 std::uint32_t length, CopyText copy_text) {
   const bool has_size = text.size() != length;
   const bool may_repeat = is_value && text.size() >= SHORTEST_KEPT;
   const Kept *const kept = may_repeat ? FindKept(text) : nullptr;
-  char head[3 * MOST_PACKED];
-  char *head_end =
-      WritePacked(head, PackDistance(end_, start) << FLAG_BITS | (is_value ? IS_VALUE : 0) |
-                            (has_size ? HAS_SIZE : 0) | (kept != nullptr ? IS_REPEATED : 0));
-  head_end = WritePacked(head_end, length);
-  if (has_size) head_end = WritePacked(head_end, text.size());
-  bytes_.append(head, head_end);
+  char *const begin = RoomFor(3 * MOST_PACKED + text.size());
+  char *to = WritePacked(begin, PackDistance(end_, start) << FLAG_BITS | (is_value ? IS_VALUE : 0) |
+                                    (has_size ? HAS_SIZE : 0) | (kept ? IS_REPEATED : 0));
+  to = WritePacked(to, length);
+  if (has_size) to = WritePacked(to, text.size());
+  const std::size_t here = size_ + static_cast<std::size_t>(to - begin);
   if (kept != nullptr) {
-    AppendPacked(bytes_, bytes_.size() - kept->begin);
+    to = WritePacked(to, here - kept->begin);
   } else {
-    bytes_.append(text);
-    if (may_repeat) Keep(text.size());
+    if (may_repeat) kept_[next_kept_++ % kept_.size()] = {here, text.size()};
+    to = copy_text(text.data(), text.data() + text.size(), to);
   }
+  size_ += static_cast<std::size_t>(to - begin);
   end_ = start + length;
 }
 
 const AttributeWriter::Kept *AttributeWriter::FindKept(std::string_view text) const noexcept {
   const auto found = std::ranges::find_if(kept_, [&](const Kept &kept) {
     return kept.size == text.size() &&
-           std::string_view(bytes_).substr(kept.begin, kept.size) == text;
+           std::memcmp(room_.data() + kept.begin, text.data(), text.size()) == 0;
   });
   return found == kept_.end() ? nullptr : &*found;
 }
 
-void AttributeWriter::Keep(std::size_t size) noexcept {
-  kept_[next_kept_++ % kept_.size()] = {bytes_.size() - size, size};
+/// The end of what was written, and so many bytes more behind it.
+char *AttributeWriter::RoomFor(std::size_t more) {
+  if (room_.size() - size_ < more) room_.resize(2 * (size_ + more));
+  return room_.data() + size_;
 }
 
 bool AttributeReader::Next(CHTMLAttribute &attribute) noexcept {
@@ -108,20 +114,33 @@ bool AttributeReader::Next(CHTMLAttribute &attribute) noexcept {
   return true;
 }
 
+std::optional<std::string_view> AttributeReader::FindValue(std::string_view name) noexcept {
+  while (!rest_.empty()) {
+    const bool is_sought = base::EqualNoCase(ReadPart().text, name);
+    const std::string_view value = IsAtValue() ? ReadPart().text : std::string_view();
+    if (is_sought) return value;
+  }
+  return std::nullopt;
+}
+
 bool AttributeReader::IsAtValue() const noexcept {
   return !rest_.empty() && (static_cast<unsigned char>(rest_.front()) & IS_VALUE) != 0;
 }
 
 AttributeReader::Part AttributeReader::ReadPart() noexcept {
-  const std::uint64_t place = TakePacked(rest_);
+  // What is read from stays in registers.
+  std::string_view rest = rest_;
+  const std::uint64_t place = TakePacked(rest);
   const std::uint32_t start = UnpackDistance(end_, place >> FLAG_BITS);
-  const auto length = static_cast<std::uint32_t>(TakePacked(rest_));
-  const std::uint64_t size = (place & HAS_SIZE) != 0 ? TakePacked(rest_) : length;
+  const auto length = static_cast<std::uint32_t>(TakePacked(rest));
+  const std::uint64_t size = (place & HAS_SIZE) != 0 ? TakePacked(rest) : length;
   end_ = start + length;
-  if ((place & IS_REPEATED) != 0) return {ReadRepeated(size), start, length};
-  const Part part{rest_.substr(0, size), start, length};
-  rest_.remove_prefix(size);
-  return part;
+  if ((place & IS_REPEATED) != 0) {
+    rest_ = rest;
+    return {ReadRepeated(size), start, length};
+  }
+  rest_ = rest.substr(size);
+  return {rest.substr(0, size), start, length};
 }
 
 std::string_view AttributeReader::ReadRepeated(std::size_t size) noexcept {

@@ -19,8 +19,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <optional>
 #include <string_view>
+#include <vector>
 
 #include "html/attribute.h"
 
@@ -37,7 +38,7 @@ class AttributeWriter {
   void Append(const CHTMLAttribute &attribute);
 
   /// What was written; good until the next change.
-  std::string_view bytes() const noexcept { return bytes_; }
+  std::string_view bytes() const noexcept { return {room_.data(), size_}; }
 
  private:
   enum class Expected { NAME, NAME_OR_EQUALS, VALUE };
@@ -48,11 +49,15 @@ class AttributeWriter {
     std::size_t size = 0;
   };
 
-  void AppendPart(bool is_value, std::string_view text, std::uint32_t start, std::uint32_t length);
+  template <class CopyText>
+  void AppendPart(bool is_value, std::string_view text, std::uint32_t start, std::uint32_t length,
+                  CopyText copy_text);
   const Kept *FindKept(std::string_view text) const noexcept;
-  void Keep(std::size_t size) noexcept;
+  char *RoomFor(std::size_t more);
 
-  std::string bytes_;
+  /// What was written, and room for more: a string would be asked anew for each few bytes.
+  std::vector<char> room_;
+  std::size_t size_ = 0;
   /// The last long values, each in the place of the one that was kept longest.
   std::array<Kept, 4> kept_{};
   std::size_t next_kept_ = 0;
@@ -69,6 +74,8 @@ class AttributeReader {
 
   /// False when there are no more.
   bool Next(CHTMLAttribute &attribute) noexcept;
+  /// The value of the next attribute of that name, in any letter case, if there is one.
+  std::optional<std::string_view> FindValue(std::string_view name) noexcept;
 
  private:
   struct Part {

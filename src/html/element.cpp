@@ -50,11 +50,9 @@ bool CHTMLElement::GetAttributeAt(std::uint32_t index, std::string &name,
 }
 
 bool CHTMLElement::GetAttribute(std::string_view name, std::string &value) const {
-  return HasAttributeThat([&](const CHTMLAttribute &attribute) {
-    if (!EqualNoCase(attribute.name, name)) return false;
-    value = attribute.value;
-    return true;
-  });
+  const std::optional<std::string_view> found = FindAttribute(name);
+  if (found) value = *found;
+  return found.has_value();
 }
 
 std::int32_t CHTMLElement::SetAttribute(std::string_view name, std::string_view value) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -52,8 +53,13 @@ class CHTMLElement final : public IHTMLElement {
   void SetFlags(std::uint32_t bits) noexcept override { Place().flags |= bits; }
   void ClearFlags(std::uint32_t bits) noexcept override { Place().flags &= ~bits; }
 
+  /// As `GetAttribute`, without a copy.
+  std::optional<std::string_view> FindAttribute(std::string_view name) const noexcept {
+    return Attributes().FindValue(name);
+  }
   bool HasFlags(std::uint32_t bits) const noexcept { return (GetFlags() & bits) != 0; }
   std::string_view name() const noexcept { return stack_.Name(depth_); }
+  TagName short_name() const noexcept { return stack_.ShortName(depth_); }
   /// The buffer index of its "<", and by how much edits of attributes have made its tag longer.
   std::uint32_t BeginIndex() const noexcept { return BufferIndex(0); }
   std::int32_t Growth() const noexcept { return growth_; }

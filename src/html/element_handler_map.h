@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "html/element_handler.h"
+#include "html/tag_name.h"
 
 namespace velmora {
 
@@ -17,8 +18,8 @@ class CElementHandlerMap : public CElementHandler {
  public:
   using CElementHandler::CElementHandler;
 
-  /// `tag_name` is upper case or `EVERY_ELEMENT`, and outlives the map; names compare byte by byte.
-  /// Of two handlers of one name the later one is kept.
+  /// `tag_name` is upper case or `EVERY_ELEMENT`, no longer than `TagName::LONGEST`, and outlives
+  /// the map; names compare byte by byte. Of two handlers of one name the later one is kept.
   void Add(std::string_view tag_name, std::unique_ptr<CElementHandler> handler);
   /// Makes the handler too. One for which there is no memory costs itself alone.
   template <class Handler, class... Arguments>
@@ -36,14 +37,17 @@ class CElementHandlerMap : public CElementHandler {
  private:
   struct Entry {
     std::string_view tag_name;
+    TagName short_name;
     std::unique_ptr<CElementHandler> handler;
   };
   /// Made for every page, with so many entries at most: looked through faster than looked up.
   static constexpr std::size_t USUAL_ENTRIES = 16;
 
-  CElementHandler *Find(std::string_view tag_name) const noexcept;
+  CElementHandler *Find(const TagName &tag_name) const noexcept;
 
   std::vector<Entry> entries_;
+  /// Of `EVERY_ELEMENT`, one of those.
+  CElementHandler *every_ = nullptr;
 };
 
 }  // namespace velmora

@@ -66,7 +66,7 @@ void ElementStack::Push(const OpenElement &element, std::string_view name,
   const std::uint32_t depth = Size();
   const bool is_outer = depth < LISTED_DEPTH;
   if (is_outer) {
-    listed_names_[depth] = name.size() <= TagName::LONGEST ? TagName(name) : TagName();
+    listed_names_[depth] = TagName::OfText(name);
   } else if (2 * (distinct_names_ + std::size_t{1}) > slots_.size()) {
     GrowSlots();
   }

@@ -33,6 +33,10 @@ class ElementStack {
   OpenElement &At(std::uint32_t depth) noexcept { return entries_[depth].element; }
   const OpenElement &At(std::uint32_t depth) const noexcept { return entries_[depth].element; }
   std::string_view Name(std::uint32_t depth) const noexcept;
+  /// The same in two words; empty for one that does not fit.
+  TagName ShortName(std::uint32_t depth) const noexcept {
+    return HasListedName(depth) ? listed_names_[depth] : TagName::OfText(Name(depth));
+  }
   /// As an `AttributeWriter` packs them.
   std::string_view Attributes(std::uint32_t depth) const noexcept;
   void SetAttributes(std::uint32_t depth, std::string_view attributes);
@@ -90,9 +94,11 @@ class ElementStack {
     return depth < LISTED_DEPTH && !(listed_names_[depth] == TagName());
   }
   bool IsListed(const TagName &name) const noexcept {
-    const auto begin = listed_names_.begin();
-    const auto end = begin + std::min(Size(), LISTED_DEPTH);
-    return std::find(begin, end, name) != end;
+    // Nearly always it is one of the innermost.
+    for (std::uint32_t depth = std::min(Size(), LISTED_DEPTH); depth-- > 0;) {
+      if (listed_names_[depth] == name) return true;
+    }
+    return false;
   }
   bool IsInSlots(std::string_view name) const noexcept;
   /// The first of the slots that a name can be in for which `is_sought` is true of what it holds.

@@ -220,7 +220,7 @@ bool ReadAhead::HoldsScriptLink() const noexcept {
 }
 
 void ReadAhead::TakeInterestingTag() {
-  AttributeWriter &attributes = tokenizer_.TakeTag(tag_.is_end ? "/" : "", tag_.name.text());
+  AttributeWriter &attributes = tokenizer_.TakeTag(tag_.is_end, tag_.name.text());
   if (tag_.is_end) return;
   const char *const begin = reinterpret_cast<const char *>(bytes_.data()) + position_.position();
   for (std::size_t i = 0; i < tag_.token_count; ++i) {
@@ -272,7 +272,7 @@ bool ReadAhead::TakeInRawText(const CharsetShape &shape) {
                         return platform::ToUpperAscii(c) == expected;
                       });
   if (is_end) {
-    tokenizer_.TakeTag("/", name);
+    tokenizer_.TakeTag(true, name);
     MoveOver(longest);
   } else {
     tokenizer_.TakeInRawText();

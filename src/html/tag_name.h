@@ -28,6 +28,11 @@ class TagName {
     words_ = std::bit_cast<std::array<std::uint64_t, 2>>(bytes);
   }
 
+  /// Of any name: empty when it is longer than `LONGEST`.
+  static constexpr TagName OfText(std::string_view name) noexcept {
+    return name.size() <= LONGEST ? TagName(name) : TagName();
+  }
+
   /// Reads a name, upper case from then on, off the front of 16 bytes, which must be there, and
   /// returns its size; gives an empty name when it is longer than `LONGEST`. What belongs to a name
   /// is what the tokenizer's state for it takes of ASCII; the test of both paths holds the two

@@ -15,7 +15,7 @@ constexpr char16_t ToUpper(char16_t c) noexcept {
   return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 0x20) : c;
 }
 
-bool HasRawText(const std::string &tag_name) noexcept {
+bool HasRawText(std::string_view tag_name) noexcept {
   return tag_name == "SCRIPT" || tag_name == "STYLE";
 }
 
@@ -43,9 +43,10 @@ void Tokenizer::TakeRun(RunEffect effect, std::string_view characters) {
   std::transform(added, token_.end(), added, platform::ToUpperAscii);
 }
 
-AttributeWriter &Tokenizer::TakeTag(std::string_view slash, std::string_view name) {
+AttributeWriter &Tokenizer::TakeTag(bool is_end, std::string_view name) {
   BeginTag();
-  tag_.name.append(slash).append(name);
+  if (is_end) tag_.name = '/';
+  tag_.name.append(name);
   token_start_ = UNKNOWN;
   token_.clear();
   state_ = State::TAG_CLOSED;

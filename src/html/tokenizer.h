@@ -56,9 +56,9 @@ class Tokenizer {
   }
   /// Takes characters that the run of the situation covers, without moving on.
   void TakeRun(RunEffect effect, std::string_view characters);
-  /// Takes the characters of a whole tag, `name` as in `Tag` and its ">" last, up to the one after
-  /// it, that completes it. The position is at its "<"; it is to be moved on.
-  AttributeWriter &TakeTag(std::string_view slash, std::string_view name);
+  /// Takes the characters of a whole tag, its ">" last, up to the one after it, that completes it.
+  /// `name` is in upper case. The position is at its "<"; it is to be moved on.
+  AttributeWriter &TakeTag(bool is_end, std::string_view name);
   /// After a ">": does what any character does there before it is taken itself.
   void CompleteTag() { Enter(State::TEXT); }
   /// Takes a "<" and what follows it, which do not end the raw text.
