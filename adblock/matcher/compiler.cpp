@@ -293,8 +293,8 @@ class Compiler {
     records_.reserve(rules_.size());
     origins_.reserve(rules_.size());
     entries_.reserve(rules_.size() + rules_.size() / 4);
-    bucket_bits_ =
-        std::clamp(static_cast<unsigned>(std::bit_width(rules_.size())), 6U, MAX_PLACE_BITS);
+    bucket_bits_ = std::clamp(static_cast<unsigned>(std::bit_width(rules_.size())), MIN_PLACE_BITS,
+                              MAX_PLACE_BITS);
     filter_.SetBits(FilterBits());
     popups_.SetBits(POPUP_FILTER_BITS);
     for (const ReadRule &rule : rules_) AddRule(rule, census);

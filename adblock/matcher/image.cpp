@@ -46,7 +46,9 @@ std::optional<Image> Image::Open(SharedBytes bytes) {
       OpenSection(view, header.unkeyed, &image.unkeyed) &&
       OpenSection(view, header.domains, &image.domains) &&
       OpenSection(view, header.sizes, &image.sizes) && OpenSection(view, header.text, &text);
-  const auto are_places = [](std::uint32_t bits) { return bits >= 6 && bits <= MAX_PLACE_BITS; };
+  const auto are_places = [](std::uint32_t bits) {
+    return bits >= MIN_PLACE_BITS && bits <= MAX_PLACE_BITS;
+  };
   const bool buckets_fit =
       are_places(header.bucket_bits) && buckets.Count() == (1U << header.bucket_bits) + 1;
   const bool filter_fits = are_places(header.filter_bits) &&

@@ -28,7 +28,6 @@
 // hostile image can give wrong answers, but no read leaves its bytes.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -238,6 +237,8 @@ constexpr std::uint64_t PlaceOfKey(std::uint64_t key, std::uint64_t mask) noexce
 /// As many as there are places at most: a filter of so many bits stays in a near cache, and the
 /// rules of the usual lists fill a tenth of it.
 inline constexpr std::uint32_t MAX_PLACE_BITS = 20;
+/// A filter has whole words.
+inline constexpr std::uint32_t MIN_PLACE_BITS = 6;
 
 /// One bit for each place that a key can have, shared by all keys that have it.
 class KeyFilter {
