@@ -1,32 +1,19 @@
 // The store beside an event log: what it answers, and that feeding it neither loses nor doubles.
+#include <SQLiteCpp/SQLiteCpp.h>
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <limits>
-#include <map>
 #include <optional>
-#include <random>
-#include <ranges>
-#include <set>
 #include <string>
-#include <sys/wait.h>
 #include <system_error>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
-#include "host/events/event.h"
 #include "host/web/url.h"
-#include "store/columns.h"
-#include "store/event_store.h"
-#include "store/feeding.h"
-#include "support/temporary_directory.h"
+#include "store_fixture.h"
 
 namespace velmora::store {
 namespace {
@@ -37,49 +24,10 @@ using std::chrono::hours;
 using std::chrono::minutes;
 using ::testing::ElementsAre;
 
-/// A whole hour, so that what happens within one does not depend on when a test runs.
-const Time NOW = std::chrono::floor<hours>(std::chrono::system_clock::now());
-
-Event Request(minutes ago, const std::string &client, const std::string &page,
-              const std::string &url, const std::string &rule) {
-  return {.kind = EventKind::BLOCKED,
-          .time = NOW - ago,
-          .pid = 7,
-          .client = client,
-          .url = url,
-          .category = host::CATEGORY_REQUESTS,
-          .item = "GET",
-          .detail = "\"" + rule + "\"",
-          .id = host::MakeBlockId(),
-          .page = page,
-          .type = "script",
-          .list = "easylist.txt:12"};
-}
-
-class Store : public ::testing::Test {
- protected:
-  void Write(const std::string &name, const std::vector<Event> &events) {
-    std::string text;
-    for (const Event &event : events) text += host::ToLine(event);
-    folder_.Write(name, folder_.Read(name) + text);
-  }
-  FedLog FeedLog() { return Feed(options_); }
-  EventStore Open() { return EventStore(folder_.Path("events.db")); }
-
-  testing::TemporaryDirectory folder_;
-  host::EventLogOptions options_{.file = folder_.Path("events.jsonl")};
-};
-
 std::vector<std::string> Names(const std::vector<Sum> &sums) {
   std::vector<std::string> names;
   for (const Sum &sum : sums) names.push_back(sum.name + " " + std::to_string(sum.counts.blocked));
   return names;
-}
-
-std::vector<std::string> Lines(const EventPage &page) {
-  std::vector<std::string> lines;
-  for (const StoredEvent &stored : page.events) lines.push_back(host::ToLine(stored.event));
-  return lines;
 }
 
 const std::vector<Event> EVENTS = {
@@ -319,226 +267,6 @@ TEST_F(Store, KeepsNoMoreThanItIsToKeep) {
               ElementsAre("192.0.2.0/24 2", "2001:db8::/48 1"));
   EXPECT_EQ(0U, Open().Events({.text = "news.example/a"}).events.size());
   EXPECT_EQ("http://ads.example/", Open().Events({.text = "ads.example"}).events[0].event.url);
-}
-
-/// Three days: enough for segments, for blocks of texts and for whole days of sums. Now and then
-/// one comes late.
-std::vector<Event> ManyEvents() {
-  constexpr int MANY = 9000;
-  std::mt19937 random(7);
-  const auto pick = [&](const std::string &before, unsigned most, const std::string &after) {
-    return before + std::to_string(random() % most) + after;
-  };
-  std::vector<Event> events;
-  for (int i = 0; i < MANY; ++i) {
-    const std::string number = std::to_string(i);
-    Event event = Request(
-        minutes(0), pick("192.0.2.", 20, ""), pick("http://www.site", 30, ".example/") + number,
-        pick("http://ads.example/", 50, ".js?") + number, pick("||ads", 9, ".example^"));
-    event.time -= std::chrono::milliseconds(28'800) * (MANY - i) + minutes(i % 100 == 0 ? 200 : 0);
-    if (i % 13 == 0) {
-      event = {.kind = EventKind::FILTERED,
-               .time = event.time,
-               .client = event.client,
-               .url = event.page,
-               .id = event.id,
-               .items = 3,
-               .saved = static_cast<int>(random() % 1000) - 50};
-    } else if (i % 7 == 0) {
-      event.category = CATEGORY_SCRIPTS;
-    } else if (i % 1001 == 0) {
-      event = {.kind = EventKind::DROPPED, .time = event.time, .count = 5};
-    }
-    events.push_back(event);
-  }
-  return events;
-}
-
-/// What the store is to come to, the plain way.
-class Counted {
- public:
-  Counted(const std::vector<Event> &events, const Filter &filter) {
-    for (const Event &event : events) {
-      if (Passes(event, filter)) events_.push_back(event);
-    }
-    std::ranges::stable_sort(events_, std::greater(), &Event::time);
-  }
-
-  std::multiset<std::string> Newest(std::size_t most) const {
-    std::multiset<std::string> lines;
-    for (const Event &event : events_ | std::views::take(most)) lines.insert(host::ToLine(event));
-    return lines;
-  }
-  std::map<std::string, Counts> Sums(Dimension by) const {
-    std::map<std::string, Counts> sums;
-    for (const Event &event : events_) Add(sums[NameOf(event, by)], CountsOf(event));
-    std::erase_if(sums, [&](const auto &sum) {
-      const bool is_of_blocked = by == Dimension::CATEGORY || by == Dimension::RULE;
-      return is_of_blocked && (sum.first.empty() || sum.second.blocked == 0);
-    });
-    return sums;
-  }
-
- private:
-  static std::string SiteOf(const Event &event) {
-    return host::HostOfUrl(event.page.empty() ? event.url : event.page);
-  }
-  static std::string NameOf(const Event &event, Dimension by) {
-    switch (by) {
-      case Dimension::CLIENT:
-        return event.client;
-      case Dimension::SITE:
-        return SiteOf(event);
-      case Dimension::CATEGORY:
-        return std::string(host::NameOfCategory(event.category));
-      case Dimension::RULE:
-        return event.detail.empty() ? "" : event.detail.substr(1, event.detail.size() - 2);
-      case Dimension::HOUR:
-        return host::TimeText(BeginningOfHour(event.time));
-    }
-    return {};
-  }
-  static Counts CountsOf(const Event &event) {
-    if (event.kind == EventKind::DROPPED) return {.missing = event.count};
-    if (event.kind == EventKind::FILTERED) return {.filtered = 1, .bytes_saved = event.saved};
-    return {.blocked = 1, .requests_saved = event.category == host::CATEGORY_REQUESTS ? 1U : 0U};
-  }
-  static bool Passes(const Event &event, const Filter &filter) {
-    const auto is_in = [&](const std::vector<host::ClientNetwork> &networks) {
-      const auto address = host::ClientAddress::Parse(event.client);
-      return address && networks.front().Contains(*address);
-    };
-    const auto has_text = [&](const std::string &text) {
-      return text.find(filter.text) != text.npos;
-    };
-    return (!filter.from || event.time >= *filter.from) &&
-           (!filter.until || event.time < *filter.until) &&
-           (filter.clients.empty() || is_in(filter.clients)) &&
-           (filter.without_clients.empty() || !is_in(filter.without_clients)) &&
-           (filter.sites.IsEmpty() || filter.sites.Contains(host::HostName(SiteOf(event)))) &&
-           (!filter.categories || filter.categories->Contains(event.category)) &&
-           (filter.rule.empty() || event.detail == "\"" + filter.rule + "\"") &&
-           (filter.text.empty() || has_text(event.url) || has_text(event.page) ||
-            has_text(event.detail));
-  }
-
-  std::vector<Event> events_;
-};
-
-/// Questions of every kind, each held against counting.
-void ExpectCounted(const EventStore &store, const std::vector<Event> &events,
-                   std::optional<Time> from = std::nullopt) {
-  const std::vector<host::ClientNetwork> client{host::ClientNetwork::Parse("192.0.2.7")};
-  host::HostSet site;
-  site.Add("site3.example");
-  const auto scripts = host::CategorySet::Parse("scripts");
-  Filter filters[] = {
-      {},
-      {.until = NOW - hours(5)},
-      {.from = NOW - hours(51), .until = NOW - hours(2)},
-      {.from = NOW - hours(3)},
-      {.clients = client},
-      {.without_clients = client},
-      {.sites = site},
-      {.categories = scripts},
-      {.rule = "||ads2.example^"},
-      {.clients = client, .sites = site},
-      {.from = NOW - hours(40), .clients = client, .categories = scripts},
-      {.sites = site, .rule = "||ads2.example^"},
-      {.text = "ads.example/17."},
-      {.text = "site3.example/44"},
-      {.clients = client, .text = "ads2.ex"},
-      {.text = "nowhere"},
-  };
-  for (std::size_t i = 0; i < std::size(filters); ++i) {
-    Filter &filter = filters[i];
-    if (from) filter.from = std::max(*from, filter.from.value_or(*from));
-    const Counted counted(events, filter);
-    const std::vector<std::string> newest = Lines(store.Events(filter, 3000));
-    EXPECT_TRUE(counted.Newest(3000) == std::multiset(newest.begin(), newest.end()))
-        << "filter " << i;
-    for (const Dimension by : {Dimension::CLIENT, Dimension::SITE, Dimension::CATEGORY,
-                               Dimension::RULE, Dimension::HOUR}) {
-      std::map<std::string, Counts> sums;
-      for (const Sum &sum : store.Sums(by, filter)) {
-        sums[by == Dimension::HOUR ? host::TimeText(sum.hour) : sum.name] = sum.counts;
-      }
-      EXPECT_TRUE(counted.Sums(by) == sums) << "filter " << i << ", by " << static_cast<int>(by);
-    }
-  }
-}
-
-TEST_F(Store, ComesToWhatCountingComesTo) {
-  std::vector<Event> events = ManyEvents();
-  const auto write = [&](std::size_t first, std::size_t end) {
-    Write("events.jsonl", std::vector(events.begin() + static_cast<std::ptrdiff_t>(first),
-                                      events.begin() + static_cast<std::ptrdiff_t>(end)));
-  };
-  // A few at a time and many at once, and a rotation in between.
-  std::size_t first = 0;
-  for (const std::size_t end : {10, 3000, 3010, 8000}) {
-    write(first, end);
-    FeedLog();
-    first = end;
-  }
-  std::filesystem::rename(folder_.Path("events.jsonl"), folder_.Path("events.jsonl.1"));
-  write(8000, events.size());
-  FeedLog();
-  ExpectCounted(Open(), events);
-  Rebuild(options_);
-  ExpectCounted(Open(), events);
-
-  // Feeders that are ended wherever they are.
-  for (const int milliseconds : {1, 20, 60, 120, 250}) {
-    for (const char *const end : {"", "-wal", "-shm"}) {
-      std::filesystem::remove(folder_.Path("events.db") + end);
-    }
-    const pid_t feeder = fork();
-    if (feeder == 0) {
-      FeedLog();
-      _exit(0);
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-    kill(feeder, SIGKILL);
-    waitpid(feeder, nullptr, 0);
-    FeedLog();
-  }
-  ExpectCounted(Open(), events);
-
-  // A day of them dropped, which begins within a segment; then more.
-  options_.keep_events = hours(30);
-  FeedLog();
-  const Time oldest =
-      std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now() - hours(30));
-  ExpectCounted(Open(), events, oldest);
-  const std::vector<Event> more(events.end() - 500, events.end());
-  Write("events.jsonl", more);
-  events.insert(events.end(), more.begin(), more.end());
-  FeedLog();
-  ExpectCounted(Open(), events, oldest);
-  const std::vector<Sum> hours_of_all = Open().Sums(Dimension::HOUR, {});
-  EXPECT_EQ(BeginningOfHour(std::ranges::min(events, {}, &Event::time).time),
-            hours_of_all.front().hour);
-}
-
-TEST(Columns, ComeBackAsTheyWereOrNotAtAll) {
-  constexpr std::int64_t LEAST = std::numeric_limits<std::int64_t>::min();
-  constexpr std::int64_t MOST = std::numeric_limits<std::int64_t>::max();
-  const std::pair<Values, std::size_t> cases[] = {
-      {{}, 0},         {{-7, -7}, 0},        {{-7, 248}, 1},       {{-7, 249}, 2},
-      {{5, 65541}, 4}, {{0, 4294967295}, 4}, {{0, 4294967296}, 8}, {{MOST, LEAST, 0}, 8},
-  };
-  for (const auto &[values, width] : cases) {
-    const std::string bytes = Pack(values);
-    EXPECT_EQ(bytes.size(), 9 + width * values.size());
-    Values back;
-    Unpack(bytes, values.size(), back);
-    EXPECT_EQ(back, values);
-    EXPECT_THROW(Unpack(bytes.substr(0, bytes.size() - 1), values.size(), back), SQLite::Exception);
-    EXPECT_THROW(Unpack(bytes + "x", values.size(), back), SQLite::Exception);
-  }
-  Values back;
-  EXPECT_THROW(Unpack(std::string(8, '\0') + "\3abcdef", 2, back), SQLite::Exception);
 }
 
 TEST_F(Store, TellsOfBlocksOfTextsThatAreNotWhole) {
