@@ -20,7 +20,6 @@ import ssl
 import statistics
 import subprocess
 import sys
-import tempfile
 import threading
 import time
 import typing
@@ -31,6 +30,7 @@ sys.path[:0] = [str(ROOT / folder) for folder in ("tools/proxy", "tools/farm", "
 from balancer import Balancer  # noqa: E402
 from certificates import Certificate  # noqa: E402
 from engine import User, free_port, is_listening  # noqa: E402
+from folder import working_folder  # noqa: E402
 from nginx import write_configuration  # noqa: E402
 from squid import Squid  # noqa: E402
 from traffic_server import TrafficServer  # noqa: E402
@@ -280,10 +280,7 @@ def main():
     kinds = [kind for kind in KINDS if options.only in kind.name]
     if not kinds:
         parser.error(f"the kinds of traffic are: {'; '.join(kind.name for kind in KINDS)}")
-    with tempfile.TemporaryDirectory(prefix="velmora-bench-") as name:
-        folder = pathlib.Path(name)
-        folder.chmod(0o755)
-        User().make_folder(folder)
+    with working_folder() as folder:
         with Origin(folder, options.page) as origin:
             with subjects(folder, options.modules, origin) as measured:
                 # The first round warms up.

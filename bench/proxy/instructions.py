@@ -17,12 +17,12 @@ import re
 import shutil
 import subprocess
 import sys
-import tempfile
 
 from proxy_bench import ROOT, Server
-from request_bench import KEEP_MEMORY
+from request_bench import KEEP_MEMORY, copied
 
 from engine import User, free_port
+from folder import working_folder
 from nginx import write_configuration
 from squid import SQUID, Squid
 
@@ -95,16 +95,10 @@ def main():
     parser.add_argument("--functions", default=COUNTING, help="of which figures stand alone too")
     options = parser.parse_args()
     os.environ.update(KEEP_MEMORY)
-    with tempfile.TemporaryDirectory(prefix="velmora-bench-") as name:
-        folder = pathlib.Path(name)
-        User().make_folder(folder)
-        folder.chmod(0o755)
+    with working_folder() as folder:
         if options.page:
             shutil.copy(options.page, folder / "page.html")
-        modules = folder / "modules"
-        modules.mkdir()
-        for library in ("ecap_velmora.so", "libvelmora.so", "libvexlar.so"):
-            shutil.copy(options.modules / library, modules)
+        modules = copied(options.modules, folder / "modules", "ecap_velmora.so", "libvelmora.so", "libvexlar.so")
         port = free_port()
         nginx = write_configuration(folder, ORIGIN.format(port=port, folder=folder, body="x" * 300))
         origin = Server(folder, port, "/usr/sbin/nginx", "-c", nginx)

@@ -15,13 +15,13 @@ import shutil
 import statistics
 import subprocess
 import sys
-import tempfile
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path[:0] = [str(ROOT / folder) for folder in ("tools/proxy", "bench")]
 
 from engine import User, free_port, is_listening  # noqa: E402
+from folder import working_folder  # noqa: E402
 from nginx import write_configuration  # noqa: E402
 from squid import Squid  # noqa: E402
 
@@ -144,10 +144,7 @@ def main():
     parser.add_argument("--seconds", type=int, default=2)
     parser.add_argument("--json", type=pathlib.Path, help="file for the figures of every round")
     options = parser.parse_args()
-    with tempfile.TemporaryDirectory(prefix="velmora-bench-") as name:
-        folder = pathlib.Path(name)
-        User().make_folder(folder)
-        folder.chmod(0o755)
+    with working_folder() as folder:
         (folder / "pages").mkdir()
         shutil.copy(options.page, folder / "pages" / "page")
         (folder / "pages" / "page").chmod(0o644)

@@ -17,11 +17,11 @@ import shutil
 import statistics
 import subprocess
 import sys
-import tempfile
 
 from proxy_bench import ROOT, Server, Subject, spread
 
-from engine import User, free_port
+from engine import free_port
+from folder import working_folder
 from nginx import write_configuration
 from squid import ADAPTER, JUDGE, Squid
 
@@ -119,10 +119,7 @@ def main():
     parser.add_argument("--json", type=pathlib.Path, help="file for the figures of every round")
     options = parser.parse_args()
     os.environ.update(KEEP_MEMORY)
-    with tempfile.TemporaryDirectory(prefix="velmora-bench-") as name:
-        folder = pathlib.Path(name)
-        User().make_folder(folder)
-        folder.chmod(0o755)
+    with working_folder() as folder:
         names = ("ecap_velmora.so", "libvelmora.so", "libvexlar.so", "ecap_idle.so")
         modules = copied(options.modules, folder / "modules", *names)
         port = free_port()

@@ -38,7 +38,8 @@ double CpuSeconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-/// Long enough for the clocks, short enough for the rounds to stand close together.
+/// Long enough for a collection of JavaScript's garbage to fall into each, short enough for the
+/// rounds to stand close together.
 constexpr double SHORTEST_ROUND = 0.4;
 
 void Run(const Round &round) {

@@ -4,7 +4,7 @@ import { readdirSync, readFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { createInterface } from 'node:readline';
 
-// Long enough for a collection of garbage to fall into each.
+// As in rows.cpp.
 const SHORTEST_ROUND = 400;
 
 export function readFiles(folder, extension) {
