@@ -98,4 +98,10 @@ inline std::uint64_t FindInBlock(const char *block, char byte) noexcept {
 }
 #endif
 
+/// What `find` finds in a block and in the one behind it.
+template <typename Find>
+inline std::uint64_t InTwoBlocks(const char *block, Find find) noexcept {
+  return find(block) | find(block + BLOCK) << BLOCK;
+}
+
 }  // namespace velmora::adblock

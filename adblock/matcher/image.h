@@ -7,7 +7,7 @@
 //     origins    where each rule stands
 //     entries    the index: which rules a key finds, in the order of the keys' buckets
 //     buckets    where each bucket begins in `entries`, with marks for the keys in it; and one more
-//     filter     one bit for each value that a key's first bits can have: is there such a key?
+//     filter     one bit for each place that a key can have: is there such a key?
 //     popups     the same of the keys of rules that are for windows; there are few
 //     unkeyed    rules that no key finds and that are tried at every question
 //     domains    lists of domain names: a head, then its names in the order of their hashes
@@ -18,9 +18,8 @@
 // parents) and of the page host's labels, each kind varied so that they do not meet. Many rules
 // share a key, and many URLs have it; so an entry is found by a lookup key, which is the key
 // with up to two bytes that the pattern has after it. A question looks its keys up in the filter,
-// those that are there, with no, one and two bytes of the URL, in the second filter, and what
-// is there in the buckets. Some bits choose the bit of a filter and the bucket; those below
-// are compared.
+// those that are there, alone and with two bytes of the URL, in the buckets. Some bits choose
+// the bit of a filter and the bucket; those below are compared.
 //
 // Everything in an image may be wrong: it can come from a file. `Image::Open` checks the header
 // and that the sections lie within the bytes; after that an index or a string's place is held

@@ -69,11 +69,8 @@ bool Url::FindPlainHost() noexcept {
     return false;
   }
   std::size_t end = start;
-  const auto find = [](const char *at) noexcept {
-    return FindNoHostByte(at) | FindNoHostByte(at + BLOCK) << BLOCK;
-  };
-  std::uint64_t found = find(bytes + end);
-  while (found == 0) found = find(bytes + (end += 2 * BLOCK));
+  std::uint64_t found = InTwoBlocks(bytes + end, FindNoHostByte);
+  while (found == 0) found = InTwoBlocks(bytes + (end += 2 * BLOCK), FindNoHostByte);
   end += static_cast<std::size_t>(std::countr_zero(found));
   if (end < original_.size() && bytes[end] != '/') return false;
   if (end > start && bytes[end - 1] == '.') --end;
@@ -99,14 +96,14 @@ void Url::FindHost() noexcept {
       break;
     }
   }
-  std::size_t end = start;
+  std::size_t end = NextBound(start);
   if (bytes[start] == '[') {
     const std::size_t bracket = Lowered().substr(0, authority_end).find(']', start);
     if (bracket == std::string_view::npos) return;
     end = bracket + 1;
   } else {
     // A port or what no host has ends it, so that "^" in a rule never stands within a host.
-    for (end = NextBound(start); end < authority_end; end = NextBound(end + 1)) {
+    for (; end < authority_end; end = NextBound(end + 1)) {
       if (IsByte(bytes[end], BYTE_SEPARATOR)) break;
     }
     end = std::min(end, authority_end);

@@ -196,7 +196,8 @@ inline bool AnyHostSuffix(std::string_view host, Visit visit) noexcept {
   std::size_t start = 0;
   for (std::size_t first = 0; first < host.size(); first += PIECE) {
     const char *const piece = host.data() + first;
-    std::uint64_t dots = FindInBlock(piece, '.') | FindInBlock(piece + BLOCK, '.') << BLOCK;
+    std::uint64_t dots =
+        InTwoBlocks(piece, [](const char *block) { return FindInBlock(block, '.'); });
     dots &= (std::uint64_t{1} << std::min(PIECE, host.size() - first)) - 1;
     for (; dots != 0; dots &= dots - 1) {
       const std::size_t dot = first + static_cast<std::size_t>(std::countr_zero(dots));

@@ -31,6 +31,13 @@ std::uint32_t UnpackDistance(std::uint32_t from, std::uint64_t packed) noexcept 
   return from + ((packed & 1U) != 0 ? ~distance : distance);
 }
 
+constexpr auto CopyBytes = [](std::string_view text, char *to) {
+  return std::copy(text.begin(), text.end(), to);
+};
+constexpr auto CopyInLowerCase = [](std::string_view text, char *to) {
+  return std::transform(text.begin(), text.end(), to, platform::ToLowerAscii);
+};
+
 }  // namespace
 
 void AttributeWriter::Clear() noexcept {
@@ -45,21 +52,18 @@ void AttributeWriter::AppendToken(std::string_view text, std::uint32_t start,
   if (expected_ == Expected::NAME_OR_EQUALS && text == "=") {
     expected_ = Expected::VALUE;
   } else if (expected_ == Expected::VALUE) {
-    AppendPart(true, text, start, length, std::copy<const char *, char *>);
+    AppendPart(true, text, start, length, CopyBytes);
     expected_ = Expected::NAME;
   } else {
-    AppendPart(false, text, start, length, [](const char *begin, const char *end, char *to) {
-      return std::transform(begin, end, to, platform::ToLowerAscii);
-    });
+    AppendPart(false, text, start, length, CopyInLowerCase);
     expected_ = Expected::NAME_OR_EQUALS;
   }
 }
 
 void AttributeWriter::Append(const CHTMLAttribute &attribute) {
-  const auto copy = std::copy<const char *, char *>;
-  AppendPart(false, attribute.name, attribute.name_start, attribute.name_length, copy);
+  AppendPart(false, attribute.name, attribute.name_start, attribute.name_length, CopyBytes);
   if (attribute.HasValue()) {
-    AppendPart(true, attribute.value, attribute.value_start, attribute.value_length, copy);
+    AppendPart(true, attribute.value, attribute.value_start, attribute.value_length, CopyBytes);
   }
 }
 
@@ -79,7 +83,7 @@ void AttributeWriter::AppendPart(bool is_value, std::string_view text, std::uint
     to = WritePacked(to, here - kept->begin);
   } else {
     if (may_repeat) kept_[next_kept_++ % kept_.size()] = {here, text.size()};
-    to = copy_text(text.data(), text.data() + text.size(), to);
+    to = copy_text(text, to);
   }
   size_ += static_cast<std::size_t>(to - begin);
   end_ = start + length;

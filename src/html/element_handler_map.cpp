@@ -7,19 +7,19 @@ namespace velmora {
 
 void CElementHandlerMap::Add(std::string_view tag_name, std::unique_ptr<CElementHandler> handler) {
   CElementHandler *const added = handler.get();
-  const auto same = std::ranges::find(entries_, tag_name, &Entry::tag_name);
+  const auto same = std::ranges::find(entries_, TagName(tag_name), &Entry::tag_name);
   if (same != entries_.end()) {
     same->handler = std::move(handler);
   } else {
     entries_.reserve(USUAL_ENTRIES);
-    entries_.push_back({tag_name, TagName(tag_name), std::move(handler)});
+    entries_.push_back({TagName(tag_name), std::move(handler)});
   }
   if (tag_name == EVERY_ELEMENT) every_ = added;
 }
 
 void CElementHandlerMap::AddInterest(Interest &interest, std::string_view) const {
   for (const Entry &entry : entries_) {
-    if (entry.handler != nullptr) entry.handler->AddInterest(interest, entry.tag_name);
+    if (entry.handler != nullptr) entry.handler->AddInterest(interest, entry.tag_name.text());
   }
 }
 
@@ -39,7 +39,7 @@ std::int32_t CElementHandlerMap::OnEndTag(CHTMLElement &element) {
 
 CElementHandler *CElementHandlerMap::Find(const TagName &tag_name) const noexcept {
   for (const Entry &entry : entries_) {
-    if (entry.short_name == tag_name) return entry.handler.get();
+    if (entry.tag_name == tag_name) return entry.handler.get();
   }
   return nullptr;
 }

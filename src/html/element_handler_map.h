@@ -18,8 +18,8 @@ class CElementHandlerMap : public CElementHandler {
  public:
   using CElementHandler::CElementHandler;
 
-  /// `tag_name` is upper case or `EVERY_ELEMENT`, no longer than `TagName::LONGEST`, and outlives
-  /// the map; names compare byte by byte. Of two handlers of one name the later one is kept.
+  /// `tag_name` is upper case or `EVERY_ELEMENT`, no longer than `TagName::LONGEST`. Of two
+  /// handlers of one name the later one is kept.
   void Add(std::string_view tag_name, std::unique_ptr<CElementHandler> handler);
   /// Makes the handler too. One for which there is no memory costs itself alone.
   template <class Handler, class... Arguments>
@@ -36,8 +36,7 @@ class CElementHandlerMap : public CElementHandler {
 
  private:
   struct Entry {
-    std::string_view tag_name;
-    TagName short_name;
+    TagName tag_name;
     std::unique_ptr<CElementHandler> handler;
   };
   /// Made for every page, with so many entries at most: looked through faster than looked up.
